@@ -1,0 +1,26 @@
+# What a person may choose, and what holds for every target of the tree.
+include(CTest)
+include(GNUInstallDirs)
+find_package(PkgConfig REQUIRED)
+
+option(NAVO_WERROR "Treat compiler warnings as errors" OFF)
+set(NAVO_SANITIZE "" CACHE STRING "Value for -fsanitize=, for example address,undefined")
+set(NAVO_PLATFORM "" CACHE STRING "tizen, virtual, or empty to decide by the modules that pkg-config finds")
+set_property(CACHE NAVO_PLATFORM PROPERTY STRINGS "" tizen virtual)
+
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+if(NOT CMAKE_CXX_STANDARD)
+  set(CMAKE_CXX_STANDARD 17)
+endif()
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wundef)
+if(NAVO_WERROR)
+  add_compile_options(-Werror)
+endif()
+if(NAVO_SANITIZE)
+  add_compile_options(-fsanitize=${NAVO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${NAVO_SANITIZE})
+endif()

@@ -1,0 +1,16 @@
+// Every location that the service fixes. NAVO_SYSROOT is empty on a device; a developer's build puts a
+// folder in front of all of them.
+#pragma once
+
+namespace Locations {
+
+// Holds gschemas.compiled with the schema of the stored server address.
+constexpr char SchemaDirectory[] = NAVO_SYSROOT "/usr/apps/com.orvenco.navoa/shared/res/gsettings";
+
+// GLib key file with the stored server address.
+constexpr char SettingsFile[] = NAVO_SYSROOT "/opt/usr/data/com.orvenco.navoa/.pref/tuvo";
+
+// One cookie file for each client, in Netscape format.
+constexpr char CookieDirectory[] = NAVO_SYSROOT "/tmp/com.orvenco.navoa/.ssid";
+
+}  // namespace Locations

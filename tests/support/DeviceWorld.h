@@ -1,0 +1,40 @@
+// The surroundings of the service inside a test's own process: a working directory of its own, so that the
+// fixed locations lie below it, the virtual device's configuration, and the log.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "support/TemporaryFolder.h"
+
+class DeviceWorld {
+public:
+    // Makes the folder, enters it, installs the compiled settings schema below it, and points the virtual
+    // device at an ordinary device: eSE present, Wi-Fi connected, one SIM.
+    DeviceWorld();
+    ~DeviceWorld();
+    DeviceWorld(const DeviceWorld&) = delete;
+    DeviceWorld& operator=(const DeviceWorld&) = delete;
+
+    const std::filesystem::path& Path() const { return folder.Path(); }
+
+    // Replaces the device's configuration; it holds from the next platform call on.
+    void Configure(const std::string& text);
+
+    // The ordinary device of the constructor, to build a changed one from.
+    static std::string OrdinaryDevice();
+
+    void RemoveSettingsSchema();
+
+    // Lines that the service logged so far, each as "E/", "I/" or "D/", then the message as it stands.
+    std::vector<std::string> Log() const;
+
+    // Messages of located lines without their prefix, each as "LEVEL Function: message" with LEVEL E, I or D.
+    std::vector<std::string> LocatedLog() const;
+
+    void ForgetLog();
+
+private:
+    TemporaryFolder folder;
+    std::filesystem::path previous;
+};
