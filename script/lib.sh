@@ -1,0 +1,83 @@
+# shellcheck shell=bash
+# What the scripts of this folder share. To be sourced; leaves the caller in the project's root.
+
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+
+# The programs and tests reach nothing but this machine, and a proxy of the caller's would stand in between.
+unset http_proxy https_proxy all_proxy HTTP_PROXY HTTPS_PROXY ALL_PROXY
+
+# The programs are awaited by their names in front of each line, and sorted output must not depend on the place.
+export LC_ALL=C.UTF-8
+
+say() {
+    printf '%s\n' "$*"
+}
+
+heading() {
+    printf '\n== %s\n' "$*"
+}
+
+complain() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+}
+
+fail() {
+    complain "$*"
+    exit 1
+}
+
+# explain FILE [LINES]: the end of a log that tells why something failed.
+explain() {
+    [[ -s $1 ]] || return 0
+    printf '  last lines of %s:\n' "${1##*/}" >&2
+    tail -n "${2:-20}" "$1" | sed 's/^/    /' >&2
+}
+
+cores() {
+    nproc 2>/dev/null || printf '2\n'
+}
+
+# seconds_since START: START is a value of EPOCHREALTIME; with one decimal.
+seconds_since() {
+    local start=${1/[.,]/} now=${EPOCHREALTIME/[.,]/}
+    local tenths=$(((now - start) / 100000))
+    printf '%d.%d' $((tenths / 10)) $((tenths % 10))
+}
+
+# locked NAME COMMAND...: runs that would work in the same folder wait for each other.
+locked() {
+    local name=$1
+    shift
+    mkdir -p build
+    (
+        if ! flock --nonblock 9; then
+            say "Waiting for another run that works on $name"
+            flock 9
+        fi
+        "$@" 9>&-
+    ) 9>"build/.$name.lock"
+}
+
+# configure PRESET [CMAKE-ARGUMENT...]: prints nothing but what went wrong.
+configure() {
+    local preset=$1
+    shift
+    mkdir -p "build/$preset"
+    local log="build/$preset/configure.log"
+    if ! cmake --preset "$preset" "$@" >"$log" 2>&1; then
+        explain "$log" 40
+        fail "the build in build/$preset could not be configured"
+    fi
+}
+
+# compile PRESET [TARGET...]
+compile() {
+    local preset=$1
+    shift
+    local targets=()
+    [[ $# -eq 0 ]] || targets=(--target "$@")
+    NINJA_STATUS='[%f/%t] ' cmake --build "build/$preset" --parallel "$(cores)" "${targets[@]}"
+}
