@@ -27,9 +27,9 @@ public:
     std::string SendRequest(const std::string& context, const Json& message);
 
     // Begins a session with a new UUID. `sessionSeed` goes into the session key and is not sent itself.
-    std::string InitializeApdu(const std::string& context, const std::string& seId, const std::string& serviceId,
-                               const std::string& cplc, const std::string& sessionSeed,
-                               const std::string& pushReq);
+    std::string InitializeApdu(
+        const std::string& context, const std::string& seId, const std::string& serviceId,
+        const std::string& cplc, const std::string& sessionSeed, const std::string& pushReq);
 
     // Continues the session that InitializeApdu began.
     std::string NextApdu(const std::string& context, const std::string& seId, const std::string& rApduSet);
@@ -41,7 +41,7 @@ public:
 private:
     std::string url;
     std::string unused;
-    std::string uuid;           // of the current session; empty before InitializeApdu
+    std::string uuid;             // of the current session; empty before InitializeApdu
     ConnectionShare connections;  // kept between the requests of this job
 };
 

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,10 +24,10 @@ public:
     void Release();
     void lock() { Acquire(); }
     void unlock() { Release(); }
-    pthread_mutex_t* Native() { return mutex; }
+    pthread_mutex_t* Native() { return mutex.get(); }
 
 private:
-    pthread_mutex_t* mutex;  // owned
+    std::unique_ptr<pthread_mutex_t> mutex;
 };
 
 // Lets one thread wait until another says that its work is done.

@@ -24,8 +24,8 @@ log_priority WrittenPriority(int level) {
     }
 }
 
-void GLogFunc(const gchar*, GLogLevelFlags, const gchar* message, gpointer) {
-    LogPrint(LogTrace, LOCATED("*glib*: %s"), message);
+void CaptureMessage(const gchar*, GLogLevelFlags, const gchar* message, gpointer) {
+    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "GLogFunc", "*glib*: %s"), message);
 }
 
 }  // namespace
@@ -44,9 +44,11 @@ void LogPrint(int level, const char* format, ...) {
 GlibLogging::GlibLogging() {
     const auto everyLevel =
         static_cast<GLogLevelFlags>(~static_cast<unsigned>(G_LOG_FLAG_RECURSION | G_LOG_FLAG_FATAL));
-    handlerId = g_log_set_handler("GLib", everyLevel, GLogFunc, nullptr);
+    handlerId = g_log_set_handler("GLib", everyLevel, CaptureMessage, nullptr);
     LogPrint(LogTrace, LOCATED("*glib*: capture logs %u"), handlerId);
-    g_log_set_default_handler(GLogFunc, nullptr);
+    g_log_set_default_handler(CaptureMessage, nullptr);
 }
 
-GlibLogging::~GlibLogging() { g_log_remove_handler("GLib", handlerId); }
+GlibLogging::~GlibLogging() {
+    g_log_remove_handler("GLib", handlerId);
+}

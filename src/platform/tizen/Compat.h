@@ -30,10 +30,13 @@ inline int OpenSecureElement(nfc_se_type_e type, nfc_se_h* handle) {
     return nfc_se_open_secure_element_internal(type, handle);
 }
 inline int SendApdu(
-    nfc_se_h handle, unsigned char* command, unsigned length, unsigned char** response, unsigned* responseLength) {
+    nfc_se_h handle, unsigned char* command, unsigned length, unsigned char** response,
+    unsigned* responseLength) {
     return nfc_se_send_apdu_internal(handle, command, length, response, responseLength);
 }
-inline int CloseSecureElement(nfc_se_h handle) { return nfc_se_close_secure_element_internal(handle); }
+inline int CloseSecureElement(nfc_se_h handle) {
+    return nfc_se_close_secure_element_internal(handle);
+}
 inline int GetAtr(nfc_se_h handle, unsigned char** atr, unsigned* length) {
     return nfc_se_get_atr_internal(handle, atr, length);
 }
@@ -42,10 +45,13 @@ inline int OpenSecureElement(nfc_se_type_e type, nfc_se_h* handle) {
     return nfc_se_open_secure_element(type, handle);
 }
 inline int SendApdu(
-    nfc_se_h handle, unsigned char* command, unsigned length, unsigned char** response, unsigned* responseLength) {
+    nfc_se_h handle, unsigned char* command, unsigned length, unsigned char** response,
+    unsigned* responseLength) {
     return nfc_se_send_apdu(handle, command, length, response, responseLength);
 }
-inline int CloseSecureElement(nfc_se_h handle) { return nfc_se_close_secure_element(handle); }
+inline int CloseSecureElement(nfc_se_h handle) {
+    return nfc_se_close_secure_element(handle);
+}
 inline int GetAtr(nfc_se_h handle, unsigned char** atr, unsigned* length) {
     return nfc_se_get_atr(handle, atr, length);
 }

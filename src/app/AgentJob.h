@@ -1,0 +1,44 @@
+// One accepted request and the job that serves it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "app/RequestKeys.h"
+
+// Place of a job's log lines: whatever file a job stands in, they carry the Agent's source and "Do".
+#define AGENT_SOURCE_FILE "/src/app/Agent.cpp"
+#define JOB_LOCATED(format) LOCATED_AS(AGENT_SOURCE_FILE, "Do", format)
+
+namespace Na {
+
+class Agent;
+class IClientPort;
+
+struct JobRequest {
+    Agent* agent = nullptr;       // not owned
+    std::string clientId;         // port-qualified
+    IClientPort* port = nullptr;  // not owned; null once the client has gone
+    RequestMap data;
+    std::int32_t readerKind = 0;  // secure element to use, see CreateSeReader
+    std::string cplc;             // hexadecimal text, empty until ReadCplc
+    std::string seId;             // first 36 characters of `cplc`
+    std::string reserved;
+};
+
+// Base of all jobs. Execute leaves reply fields in `result` and its outcome in the current result.
+class AgentJob {
+public:
+    explicit AgentJob(std::unique_ptr<JobRequest> request);
+    virtual ~AgentJob();
+    AgentJob(const AgentJob&) = delete;
+    AgentJob& operator=(const AgentJob&) = delete;
+
+    virtual void Execute() = 0;
+
+    RequestMap result;
+    std::unique_ptr<JobRequest> request;
+};
+
+}  // namespace Na

@@ -1,0 +1,51 @@
+#include "app/jobs/JobFactory.h"
+
+#include <utility>
+
+#include "app/jobs/DeviceQueries.h"
+#include "app/jobs/ServerScript.h"
+
+namespace Na {
+
+namespace {
+
+template <typename Job>
+std::unique_ptr<AgentJob> Make(std::unique_ptr<JobRequest> request) {
+    return std::unique_ptr<AgentJob>(new Job(std::move(request)));
+}
+
+}  // namespace
+
+bool IsPrivilegedCommand(long command) {
+    switch (static_cast<Command>(command)) {
+        case Command::GetPhoneInfo:
+        case Command::SetAddress:
+        case Command::Reserved:
+            return true;
+        default:
+            return false;
+    }
+}
+
+std::unique_ptr<AgentJob> MakeJob(long command, std::unique_ptr<JobRequest> request) {
+    switch (static_cast<Command>(command)) {
+        case Command::SetJobExecutor:
+            return Make<Job_SET_JOB_EXECUTOR>(std::move(request));
+        case Command::GetSeStatus:
+            return Make<Job_GET_SE_STATUS>(std::move(request));
+        case Command::GetCplc:
+            return Make<Job_GET_CPLC>(std::move(request));
+        case Command::GetMemory:
+            return Make<Job_GET_MEMORY>(std::move(request));
+        case Command::CheckEligibility:
+            return Make<Job_CHECK_ELIGIBILITY>(std::move(request));
+        case Command::GetPhoneInfo:
+            return Make<Job_GET_PHONEINFO>(std::move(request));
+        case Command::SetAddress:
+            return Make<Job_SET_ADDRESS>(std::move(request));
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace Na

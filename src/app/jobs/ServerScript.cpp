@@ -1,0 +1,81 @@
+#include "app/jobs/ServerScript.h"
+
+#include <cstddef>
+#include <string>
+
+#include "app/Agent.h"
+#include "app/NavoProxy.h"
+#include "app/ResultCode.h"
+#include "app/Se.h"
+#include "common/Debug.h"
+#include "common/Json.h"
+
+namespace Na {
+
+namespace {
+
+// A longer response set is not sent.
+constexpr std::size_t LongestResponseSet = 65537;
+
+// What the server gets in place of the responses; unlike other failures, with a closing "/".
+constexpr char ClientDisappeared[] = "21_client disappeared./";
+
+// Current result while the server has more command sets to run.
+constexpr std::int32_t CommandSetToRun = 0;
+
+}  // namespace
+
+void Job_SET_JOB_EXECUTOR::Execute() {
+    LogPrint(LogInfo, "info: Execute");
+    SetResultCode(10000000);
+    if (request == nullptr) {
+        return;
+    }
+    SeSession session(request->readerKind);
+    if (!session.IsOpen()) {
+        LogPrint(LogError, JOB_LOCATED("Error opening SE"));
+        return;
+    }
+    ReadCplc(*this, session.Element());
+    if (request->seId.empty()) {
+        return;
+    }
+    NavoProxy server;  // goes before the secure element closes
+    const std::string seId = request->seId;
+    std::string response = BeginSession(server);
+    while (GetResultCode() == CommandSetToRun) {
+        const std::string responseSet = RunCommandSet(session.Element(), response);
+        if (responseSet.empty()) {
+            // Nothing was exchanged and nothing will be sent, so no further pass can change anything.
+            LogPrint(LogError, JOB_LOCATED("Command set is missing or empty"));
+            SetResultCode(10000002);
+        } else if (responseSet.size() <= LongestResponseSet) {
+            LogPrint(LogDebug, JOB_LOCATED("rAPDU: %s"), responseSet.c_str());
+            response = server.NextApdu(request->clientId, seId, responseSet);
+        }
+    }
+}
+
+std::string Job_SET_JOB_EXECUTOR::BeginSession(NavoProxy& server) {
+    const std::string serviceId = request->data[Key::ServiceId];
+    const std::string functionId = request->data[Key::FcId];
+    const std::string pushRequest = request->data[Key::PushReq];
+    LogPrint(
+        LogDebug, JOB_LOCATED("Job execution: sid %s; fid %s; req %s"), serviceId.c_str(), functionId.c_str(),
+        pushRequest.c_str());
+    return server.InitializeApdu(
+        request->clientId, request->seId, serviceId, request->cplc, functionId, pushRequest);
+}
+
+std::string Job_SET_JOB_EXECUTOR::RunCommandSet(Se& se, const std::string& response) {
+    if (request->port == nullptr) {
+        LogPrint(LogDebug, JOB_LOCATED("Client disappeared. Terminating"));
+        SetResultCode(10100007);
+        return ClientDisappeared;
+    }
+    const std::string commandSet = Json(response).Get("cApduSet");
+    LogPrint(LogDebug, JOB_LOCATED("cAPDU: %s"), commandSet.c_str());
+    return SendApdu(*this, se, commandSet);
+}
+
+}  // namespace Na

@@ -1,0 +1,27 @@
+#include "app/tizen/StartUp.h"
+
+#include "common/Debug.h"
+#include "common/Http.h"
+#include "platform/tizen/SeReader_NFC.h"
+#include "platform/tizen/utils.h"
+
+namespace {
+
+// The order of the members is the order of start-up, and tear-down runs in reverse. What comes before these,
+// the result-code table and the fixed texts of the card queries, is constant data and needs no set-up.
+struct ProcessLifetime {
+    struct SeReaderHolder {
+    } seReader;  // readers live for one job each: only their place in the order is kept
+    Tizen23::_NFC_MANAGER_LIFECYCLE nfcManager;
+    Tizen::OpenSslLocking openSslLocking;
+    Na::_CURL_LIFECYCLE curl;
+    GlibLogging glibLogging;
+};
+
+const ProcessLifetime processLifetime;
+
+}  // namespace
+
+void Tizen::RequireStartUp() {
+    static_cast<void>(processLifetime);
+}

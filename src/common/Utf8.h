@@ -1,0 +1,11 @@
+// Texts from outside are bytes; what goes to clients and to the server has to be UTF-8.
+#pragma once
+
+#include <string>
+
+namespace Na {
+
+// The text with U+FFFD in place of every byte that is no part of a UTF-8 sequence, and of every zero byte.
+std::string ToValidUtf8(const std::string& text);
+
+}  // namespace Na

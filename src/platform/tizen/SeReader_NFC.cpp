@@ -1,0 +1,155 @@
+#include "platform/tizen/SeReader_NFC.h"
+
+#include <tizen_error.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "app/ResultCode.h"
+#include "common/Debug.h"
+#include "platform/tizen/Compat.h"
+
+namespace Tizen23 {
+
+using Na::SetResultCode;
+
+namespace {
+
+// Embedded element and UICC. Other kinds have none.
+constexpr int EmbeddedType = NFC_SE_TYPE_ESE;
+constexpr int UiccType = NFC_SE_TYPE_UICC;
+
+bool IsAccessRefused(int error) {
+    return error == NFC_ERROR_SECURITY_RESTRICTED || error == NFC_ERROR_NOT_SUPPORTED ||
+           error == NFC_ERROR_PERMISSION_DENIED;
+}
+
+struct FreeMemory {
+    void operator()(unsigned char* memory) const { std::free(memory); }
+};
+
+}  // namespace
+
+SeReaderNfc::~SeReaderNfc() {
+    openCount = 0;
+    if (handle != nullptr) {
+        Compat::CloseSecureElement(handle);
+        handle = nullptr;
+    }
+}
+
+bool SeReaderNfc::Initialize(int kind) {
+    seType = EmbeddedType;
+    if (kind == 2) {
+        seType = UiccType;
+    } else if (kind != 0 && kind != 1) {
+        return false;
+    }
+    // Through the interface, as every later caller does.
+    ISeReader& probe = *this;
+    const bool opened = probe.Open();
+    probe.Close();
+    if (!opened) {
+        seType = EmbeddedType;
+    }
+    return opened;
+}
+
+bool SeReaderNfc::IsPresent() {
+    const bool supported = nfc_manager_is_supported();
+    if (!supported) {
+        LogPrint(LogError, LOCATED("NFC stack is not supported on device"));
+    }
+    return supported;
+}
+
+bool SeReaderNfc::Open() {
+    SetResultCode(10000000);
+    LogPrint(LogDebug, LOCATED("Opening SE"));
+    if (handle != nullptr) {
+        LogPrint(LogDebug, LOCATED("Secure Element is already opened"));
+        SetResultCode(10400001);
+        ++openCount;
+        return true;
+    }
+    const int error = Compat::OpenSecureElement(static_cast<nfc_se_type_e>(seType), &handle);
+    if (error != NFC_ERROR_NONE) {
+        handle = nullptr;  // whatever the platform left there is no channel
+    }
+    if (IsAccessRefused(error)) {
+        SetResultCode(10400006);
+        return false;
+    }
+    if (error != NFC_ERROR_NONE) {
+        LogPrint(
+            LogError, LOCATED("SE of type %d open is failed with result: %s"), seType,
+            get_error_message(error));
+        return false;
+    }
+    ReadAtr();
+    SetResultCode(10400001);
+    LogPrint(LogDebug, LOCATED("Starting to work with SE of type: %d"), seType);
+    ++openCount;
+    return true;
+}
+
+// The buffer stays the platform's. A failure leaves the answer of an earlier open.
+void SeReaderNfc::ReadAtr() {
+    unsigned char* answer = nullptr;
+    unsigned length = 0;
+    if (Compat::GetAtr(handle, &answer, &length) == NFC_ERROR_NONE && answer != nullptr) {
+        atr = reinterpret_cast<const char*>(answer);
+    }
+}
+
+void SeReaderNfc::Close() {
+    LogPrint(LogDebug, LOCATED("Closing SE"));
+    if (handle == nullptr) {
+        LogPrint(LogDebug, LOCATED("Secure Element is already closed"));
+        return;
+    }
+    if (--openCount != 0) {
+        return;
+    }
+    if (Compat::CloseSecureElement(handle) == NFC_ERROR_NONE) {
+        handle = nullptr;
+    } else {
+        SetResultCode(10400005);
+    }
+}
+
+Na::Bytes SeReaderNfc::Apdu(const Na::Bytes& command) {
+    LogPrint(LogDebug, LOCATED("Sending command to SE"));
+    SetResultCode(10000000);
+    if (handle == nullptr) {
+        LogPrint(LogDebug, LOCATED("SE not opened"));
+        return Na::Bytes();
+    }
+    unsigned char* answer = nullptr;
+    unsigned length = 0;
+    // The platform reads the command only, although its declaration does not say so.
+    const int error = Compat::SendApdu(
+        handle, const_cast<unsigned char*>(command.data()), static_cast<unsigned>(command.size()), &answer,
+        &length);
+    if (error != NFC_ERROR_NONE) {
+        LogPrint(LogError, LOCATED("APDU send error: %s"), get_error_message(error));
+        SetResultCode(10000002);
+        return Na::Bytes();
+    }
+    const std::unique_ptr<unsigned char, FreeMemory> owned(answer);
+    SetResultCode(1);
+    return answer != nullptr ? Na::Bytes(answer, answer + length) : Na::Bytes();
+}
+
+_NFC_MANAGER_LIFECYCLE::_NFC_MANAGER_LIFECYCLE() {
+    const int error = Compat::InitializeNfc();
+    if (error != NFC_ERROR_NONE) {
+        LogPrint(LogError, LOCATED("Fatal: NFC Manager initialization error. %s"), get_error_message(error));
+    }
+}
+
+_NFC_MANAGER_LIFECYCLE::~_NFC_MANAGER_LIFECYCLE() {
+    nfc_manager_deinitialize();
+}
+
+}  // namespace Tizen23
