@@ -61,23 +61,34 @@ locked() {
     ) 9>"build/.$name.lock"
 }
 
-# configure PRESET [CMAKE-ARGUMENT...]: prints nothing but what went wrong.
+# configure_in FOLDER CMAKE-ARGUMENT...: prints nothing but what went wrong.
+configure_in() {
+    local folder=$1
+    shift
+    mkdir -p "$folder"
+    if ! cmake -B "$folder" -G Ninja "$@" >"$folder/configure.log" 2>&1; then
+        explain "$folder/configure.log" 40
+        fail "the build in $folder could not be configured"
+    fi
+}
+
+# configure PRESET [CMAKE-ARGUMENT...]
 configure() {
     local preset=$1
     shift
-    mkdir -p "build/$preset"
-    local log="build/$preset/configure.log"
-    if ! cmake --preset "$preset" "$@" >"$log" 2>&1; then
-        explain "$log" 40
-        fail "the build in build/$preset could not be configured"
-    fi
+    configure_in "build/$preset" --preset "$preset" "$@"
+}
+
+# compile_in FOLDER [CMAKE-BUILD-ARGUMENT...]
+compile_in() {
+    local folder=$1
+    shift
+    NINJA_STATUS='[%f/%t] ' cmake --build "$folder" --parallel "$(cores)" "$@"
 }
 
 # compile PRESET [TARGET...]
 compile() {
     local preset=$1
     shift
-    local targets=()
-    [[ $# -eq 0 ]] || targets=(--target "$@")
-    NINJA_STATUS='[%f/%t] ' cmake --build "build/$preset" --parallel "$(cores)" "${targets[@]}"
+    compile_in "build/$preset" ${1:+--target} "$@"
 }

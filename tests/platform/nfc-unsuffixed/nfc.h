@@ -1,0 +1,22 @@
+#pragma once
+
+#define nfc_manager_initialize nfc_manager_initialize_sync
+#include_next <nfc.h>
+#undef nfc_manager_initialize
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef void (*nfc_initialize_completed_cb)(nfc_error_e error, void* user_data);
+int nfc_manager_initialize(nfc_initialize_completed_cb callback, void* user_data);
+
+int nfc_se_open_secure_element(nfc_se_type_e se_type, nfc_se_h* handle);
+int nfc_se_send_apdu(
+    nfc_se_h handle, unsigned char* cmd, unsigned int cmd_len, unsigned char** resp, unsigned int* resp_len);
+int nfc_se_close_secure_element(nfc_se_h handle);
+int nfc_se_get_atr(nfc_se_h handle, unsigned char** atr, unsigned int* atr_len);
+
+#ifdef __cplusplus
+}
+#endif

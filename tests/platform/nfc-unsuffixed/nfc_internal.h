@@ -1,0 +1,1 @@
+#error "This release has no nfc_internal.h"

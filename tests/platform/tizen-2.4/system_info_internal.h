@@ -1,0 +1,1 @@
+#error "This release has no system_info_internal.h"

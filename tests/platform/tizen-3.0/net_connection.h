@@ -1,0 +1,6 @@
+#pragma once
+
+// Adds an enumerator in front of the last one.
+#define CONNECTION_TYPE_BT CONNECTION_TYPE_NET_PROXY = 5, CONNECTION_TYPE_BT
+#include_next <net_connection.h>
+#undef CONNECTION_TYPE_BT

@@ -1,0 +1,15 @@
+#pragma once
+
+#include_next <system_info.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef enum { SYSTEM_INFO_KEY_MODEL = 0, SYSTEM_INFO_KEY_BUILD_STRING = 7 } system_info_key_e;
+
+int system_info_get_value_string(system_info_key_e key, char** value);
+
+#ifdef __cplusplus
+}
+#endif
