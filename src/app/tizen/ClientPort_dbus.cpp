@@ -11,6 +11,7 @@
 #include "app/ClientListener.h"
 #include "app/tizen/DbusMaps.h"
 #include "common/Debug.h"
+#include "common/Owned.h"
 #include "common/Runtime.h"
 #include "common/Utils.h"
 
@@ -20,6 +21,9 @@
 namespace Tizen {
 
 using Lock = std::lock_guard<Na::Mutex>;
+using OwnedConnection = Na::OwnedObject<GDBusConnection>;
+using OwnedInvocation = Na::OwnedObject<GDBusMethodInvocation>;
+using OwnedNodeInfo = Na::OwnedBy<GDBusNodeInfo, g_dbus_node_info_unref>;
 
 namespace {
 
@@ -27,6 +31,15 @@ constexpr char PortName[] = "D-bus port";
 constexpr char PortPrefix[] = "dbus;";
 constexpr char UnknownPackage[] = "app";
 constexpr std::size_t PackageNameCapacity = 255;
+
+OwnedConnection Share(GDBusConnection* connection) {
+    return OwnedConnection(static_cast<GDBusConnection*>(g_object_ref(connection)));
+}
+
+// GLib reports a broken precondition without an error.
+const char* MessageOf(const Na::OwnedError& error, const char* otherwise) {
+    return error != nullptr ? error->message : otherwise;
+}
 
 Na::RequestMap Result(const char* value) {
     return Na::RequestMap{{Na::Key::ReturnCode, value}};
@@ -57,7 +70,7 @@ std::string ProgressPathOf(const std::string& identifier) {
 }
 
 // Answers a call for good; the invocation is gone afterwards.
-void Answer(Owned<GDBusMethodInvocation> invocation, const Na::RequestMap& result) {
+void Answer(OwnedInvocation invocation, const Na::RequestMap& result) {
     g_dbus_method_invocation_return_value(invocation.release(), ReplyBody(result).get());
 }
 
@@ -72,10 +85,10 @@ struct _Client {
     bool IsTrusted() const;
 
     std::string id;
-    std::string objectPath;                   // for the log
-    Owned<GDBusConnection> connection;        // of the latest request; null before the first
-    Owned<GDBusMethodInvocation> invocation;  // call still to be answered, or null
-    unsigned count = 0;                       // calls of "Open" without a "Close"
+    std::string objectPath;      // for the log
+    OwnedConnection connection;  // of the latest request; null before the first
+    OwnedInvocation invocation;  // call still to be answered, or null
+    unsigned count = 0;          // calls of "Open" without a "Close"
 };
 
 // The port's state while it listens. GLib's callbacks hold a ticket for it, not its address: one that arrives
@@ -99,7 +112,7 @@ struct DbusClientPortImpl {
     gpointer const ticket;
     guint ownerId = 0;
     guint registrationId = 0;
-    Owned<GDBusConnection> connection;
+    OwnedConnection connection;
     std::map<std::string, std::unique_ptr<_Client>> clients;
     Na::Mutex lock;  // guards `clients` and replies
 
@@ -132,17 +145,17 @@ void _Client::SendProgress(const std::string& value) {
     LogPrint(
         LogTrace, LOCATED("Progress for: c %p, i %p, o %s"), connectionAddress, invocationAddress,
         path.c_str());
-    const Owned<GVariant> body = TextBody(value);
+    const OwnedVariant body = TextBody(value);
     GError* failure = nullptr;
     const gboolean sent = g_dbus_connection_emit_signal(
         connection.get(), nullptr, path.c_str(), Bus::Interface, Bus::ProgressSignal, body.get(), &failure);
-    const Owned<GError> error(failure);
+    const Na::OwnedError error(failure);
     if (sent != FALSE) {
         LogPrint(LogTrace, LOCATED("Sent progress"));
     } else {
         LogPrint(
             LogDebug, LOCATED("Error sending progress to %s: %s"), id.c_str(),
-            MessageOf(error.get(), "invalid object path"));
+            MessageOf(error, "invalid object path"));
     }
 }
 
@@ -249,7 +262,7 @@ std::string PackageOf(guint pid) {
 
 // Process id behind a unique bus name; 0 when the bus does not tell.
 guint ProcessOf(GDBusConnection* connection, const gchar* sender) {
-    const Owned<GVariant> reply(g_dbus_connection_call_sync(
+    const OwnedVariant reply(g_dbus_connection_call_sync(
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "GetConnectionUnixProcessID", g_variant_new("(s)", sender), G_VARIANT_TYPE("(u)"),
         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
@@ -272,7 +285,7 @@ std::string IdentifierOf(GDBusConnection* connection, const gchar* sender) {
 
 void HandleSession(
     DbusClientPortImpl& state, const std::string& identifier, const std::string& action,
-    Owned<GDBusMethodInvocation>& invocation) {
+    OwnedInvocation& invocation) {
     const char* result = Bus::Failed;
     const auto address = static_cast<void*>(invocation.get());
     if (action == Bus::SessionOpen) {
@@ -304,7 +317,7 @@ void HandleSession(
 // an invocation can be answered only once.
 void HandleRequest(
     DbusClientPortImpl& state, _Client& client, const Na::RequestMap& data, GDBusConnection* connection,
-    Owned<GDBusMethodInvocation>& invocation) {
+    OwnedInvocation& invocation) {
     LogPrint(LogTrace, CALL_LOCATED("Handling client request: %p"), static_cast<void*>(invocation.get()));
     client.connection = Share(connection);
     client.invocation.reset();
@@ -318,13 +331,13 @@ void HandleRequest(
 // Whatever is left in `invocation` afterwards is still to be answered.
 void Dispatch(
     DbusClientPortImpl& state, GDBusConnection* connection, const gchar* sender, const gchar* objectPath,
-    const gchar* method, GVariant* parameters, Owned<GDBusMethodInvocation>& invocation) {
+    const gchar* method, GVariant* parameters, OwnedInvocation& invocation) {
     const std::string identifier = IdentifierOf(connection, sender);
     LogPrint(
         LogTrace, CALL_LOCATED("Method %s call from %s. %p"), method, identifier.c_str(),
         static_cast<void*>(connection));
     LogPrint(LogTrace, CALL_LOCATED("Object: %s"), objectPath);
-    const Owned<GVariant> dictionary(g_variant_get_child_value(parameters, 0));
+    const OwnedVariant dictionary(g_variant_get_child_value(parameters, 0));
     const Na::RequestMap data = ReadMap(dictionary.get());
     const auto session = data.find(Na::Key::Session);
     if (session != data.end()) {
@@ -344,7 +357,7 @@ void Dispatch(
 void _handle_method_call(
     GDBusConnection* connection, const gchar* sender, const gchar* objectPath, const gchar*,
     const gchar* method, GVariant* parameters, GDBusMethodInvocation* call, gpointer ticket) {
-    Owned<GDBusMethodInvocation> invocation(call);
+    OwnedInvocation invocation(call);
     try {
         DbusClientPortImpl* const state = DbusClientPortImpl::OfTicket(ticket);
         if (state != nullptr) {
@@ -408,17 +421,17 @@ void DbusClientPortImpl::RegisterObject(GDBusConnection* busConnection) {
     LogPrint(
         LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "_register_object", "Introspection:\n%s"), document.c_str());
     GError* failure = nullptr;
-    const Owned<GDBusNodeInfo> node(g_dbus_node_info_new_for_xml(document.c_str(), &failure));
+    const OwnedNodeInfo node(g_dbus_node_info_new_for_xml(document.c_str(), &failure));
     guint id = 0;
     if (node != nullptr) {
         id = g_dbus_connection_register_object(
             busConnection, Bus::ObjectPath, node->interfaces[0], &MethodHandlers, ticket, nullptr, &failure);
     }
-    const Owned<GError> error(failure);
+    const Na::OwnedError error(failure);
     if (id == 0) {
         LogPrint(
             LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "_register_object", "Error registering d-bus object: %s"),
-            MessageOf(error.get(), "unknown error"));
+            MessageOf(error, "unknown error"));
         return;
     }
     registrationId = id;

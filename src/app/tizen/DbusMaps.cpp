@@ -1,6 +1,7 @@
 #include "app/tizen/DbusMaps.h"
 
 #include "common/Debug.h"
+#include "common/Utf8.h"
 
 namespace Tizen {
 
@@ -21,8 +22,8 @@ const char WrongParameters[] = "Wrong parameters";
 
 namespace {
 
-Owned<GVariant> Sunk(GVariant* floating) {
-    return Owned<GVariant>(g_variant_ref_sink(floating));
+OwnedVariant Sunk(GVariant* floating) {
+    return OwnedVariant(g_variant_ref_sink(floating));
 }
 
 std::string TextOf(GVariant* value) {
@@ -51,51 +52,35 @@ std::string IntrospectionDocument() {
            "</node>";
 }
 
-std::string ValidUtf8(const std::string& text) {
-    std::string valid;
-    const char* rest = text.data();
-    const char* const end = rest + text.size();
-    while (rest != end) {
-        const gchar* firstInvalid = nullptr;
-        g_utf8_validate(rest, end - rest, &firstInvalid);
-        valid.append(rest, firstInvalid);
-        rest = firstInvalid;
-        if (rest != end) {
-            valid.append("\xEF\xBF\xBD");
-            ++rest;
-        }
-    }
-    return valid;
-}
-
 Na::RequestMap ReadMap(GVariant* dictionary) {
     Na::RequestMap map;
     GVariantIter children;
     g_variant_iter_init(&children, dictionary);
-    while (const Owned<GVariant> child = Owned<GVariant>(g_variant_iter_next_value(&children))) {
+    while (const OwnedVariant child{g_variant_iter_next_value(&children)}) {
         if (!g_variant_is_of_type(child.get(), G_VARIANT_TYPE("{ss}"))) {
             LogPrint(LogTrace, LOCATED("Wrong argument type: '%s'"), g_variant_get_type_string(child.get()));
             map.clear();
             break;
         }
-        const Owned<GVariant> key(g_variant_get_child_value(child.get(), 0));
-        const Owned<GVariant> value(g_variant_get_child_value(child.get(), 1));
+        const OwnedVariant key(g_variant_get_child_value(child.get(), 0));
+        const OwnedVariant value(g_variant_get_child_value(child.get(), 1));
         map[TextOf(key.get())] = TextOf(value.get());
     }
     return map;
 }
 
-Owned<GVariant> ReplyBody(const Na::RequestMap& map) {
+OwnedVariant ReplyBody(const Na::RequestMap& map) {
     GVariantBuilder pairs;
     g_variant_builder_init(&pairs, G_VARIANT_TYPE("a{ss}"));
     for (const auto& pair : map) {
-        g_variant_builder_add(&pairs, "{ss}", ValidUtf8(pair.first).c_str(), ValidUtf8(pair.second).c_str());
+        g_variant_builder_add(
+            &pairs, "{ss}", Na::ToValidUtf8(pair.first).c_str(), Na::ToValidUtf8(pair.second).c_str());
     }
     return Sunk(g_variant_new("(a{ss})", &pairs));
 }
 
-Owned<GVariant> TextBody(const std::string& text) {
-    return Sunk(g_variant_new("(s)", ValidUtf8(text).c_str()));
+OwnedVariant TextBody(const std::string& text) {
+    return Sunk(g_variant_new("(s)", Na::ToValidUtf8(text).c_str()));
 }
 
 }  // namespace Tizen

@@ -1,14 +1,16 @@
 // Request maps and texts in their D-Bus form, and the interface they travel through.
 #pragma once
 
-#include <glib.h>
+#include <gio/gio.h>
 
 #include <string>
 
 #include "app/RequestKeys.h"
-#include "app/tizen/GlibOwners.h"
+#include "common/Owned.h"
 
 namespace Tizen {
+
+using OwnedVariant = Na::OwnedBy<GVariant, g_variant_unref>;
 
 namespace Bus {
 
@@ -28,17 +30,14 @@ extern const char WrongParameters[];
 // The introspection document of the exported object.
 std::string IntrospectionDocument();
 
-// The text with U+FFFD in place of every byte that is not UTF-8: D-Bus carries nothing else in a string.
-std::string ValidUtf8(const std::string& text);
-
 // Reads an "a{ss}"; a later pair replaces an earlier one of the same key. A child of another type empties
 // the map.
 Na::RequestMap ReadMap(GVariant* dictionary);
 
-// Body of a method reply, "(a{ss})".
-Owned<GVariant> ReplyBody(const Na::RequestMap& map);
+// Body of a method reply, "(a{ss})". D-Bus carries only UTF-8: other bytes become U+FFFD.
+OwnedVariant ReplyBody(const Na::RequestMap& map);
 
-// Body of a signal, "(s)".
-Owned<GVariant> TextBody(const std::string& text);
+// Body of a signal, "(s)", likewise.
+OwnedVariant TextBody(const std::string& text);
 
 }  // namespace Tizen

@@ -2,11 +2,9 @@
 
 #include <tizen_error.h>
 
-#include <cstdlib>
-#include <memory>
-
 #include "app/ResultCode.h"
 #include "common/Debug.h"
+#include "common/Owned.h"
 #include "platform/tizen/Compat.h"
 
 namespace Tizen23 {
@@ -23,10 +21,6 @@ bool IsAccessRefused(int error) {
     return error == NFC_ERROR_SECURITY_RESTRICTED || error == NFC_ERROR_NOT_SUPPORTED ||
            error == NFC_ERROR_PERMISSION_DENIED;
 }
-
-struct FreeMemory {
-    void operator()(unsigned char* memory) const { std::free(memory); }
-};
 
 }  // namespace
 
@@ -136,7 +130,7 @@ Na::Bytes SeReaderNfc::Apdu(const Na::Bytes& command) {
         SetResultCode(10000002);
         return Na::Bytes();
     }
-    const std::unique_ptr<unsigned char, FreeMemory> owned(answer);
+    const Na::OwnedMemory<unsigned char> owned(answer);
     SetResultCode(1);
     return answer != nullptr ? Na::Bytes(answer, answer + length) : Na::Bytes();
 }
