@@ -6,15 +6,17 @@
 #include <cstdlib>
 #include <memory>
 
-// A pointer that its library releases through Release(pointer).
+namespace Na {
+
+// Anything that has a release function of its own: OwnedBy<CURL, curl_easy_cleanup>.
 template <typename T, void (*Release)(T*)>
 struct Releaser {
     void operator()(T* object) const { Release(object); }
 };
 template <typename T, void (*Release)(T*)>
-using Owned = std::unique_ptr<T, Releaser<T, Release>>;
+using OwnedBy = std::unique_ptr<T, Releaser<T, Release>>;
 
-// What malloc made, as the platform's functions hand it out.
+// What malloc made: the platform's functions hand their texts out so.
 struct Freer {
     void operator()(void* memory) const { std::free(memory); }
 };
@@ -27,7 +29,6 @@ struct GlibFreer {
 };
 template <typename T>
 using OwnedGlibMemory = std::unique_ptr<T, GlibFreer>;
-using OwnedGlibText = OwnedGlibMemory<gchar>;
 
 // One reference to a GObject.
 struct ObjectReleaser {
@@ -36,4 +37,6 @@ struct ObjectReleaser {
 template <typename T>
 using OwnedObject = std::unique_ptr<T, ObjectReleaser>;
 
-using OwnedError = Owned<GError, g_error_free>;
+using OwnedError = OwnedBy<GError, g_error_free>;
+
+}  // namespace Na

@@ -1,0 +1,13 @@
+// What has to be known of a JSON text before json-glib may see it.
+#pragma once
+
+#include <string>
+
+namespace Na {
+
+// Null when the text is safe to parse, else the reason why not. The parser of json-glib recurses into every
+// bracket, loads a blank text as if it were JSON, and loses track of where a string ends in malformed
+// escapes; a text that is refused here for another reason than its depth is no JSON.
+const char* ReasonToRefuseJson(const std::string& text);
+
+}  // namespace Na

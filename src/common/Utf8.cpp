@@ -1,0 +1,15 @@
+#include "common/Utf8.h"
+
+#include <glib.h>
+
+std::string Na::ToValidUtf8(const std::string& text) {
+    std::string valid;
+    const char* rest = text.data();
+    const char* const textEnd = rest + text.size();
+    const char* validEnd = nullptr;
+    while (!g_utf8_validate(rest, textEnd - rest, &validEnd)) {
+        valid.append(rest, validEnd).append("\xEF\xBF\xBD");
+        rest = validEnd + 1;
+    }
+    return valid.append(rest, textEnd);
+}

@@ -1,0 +1,301 @@
+#include "common/Utils.h"
+
+#include <glib.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "common/Debug.h"
+#include "common/Owned.h"
+
+namespace Na {
+
+Mutex::Mutex(bool acquired) : mutex(new pthread_mutex_t()) {
+    pthread_mutex_init(mutex.get(), nullptr);
+    if (acquired) {
+        Acquire();
+    }
+}
+
+Mutex::~Mutex() {
+    // It is released whoever holds it. A free one is taken first: to release a free lock is undefined.
+    pthread_mutex_trylock(mutex.get());
+    Release();
+    pthread_mutex_destroy(mutex.get());
+}
+
+void Mutex::Acquire() {
+    pthread_mutex_lock(mutex.get());
+}
+
+void Mutex::Release() {
+    if (pthread_mutex_unlock(mutex.get()) == EPERM) {
+        LogPrint(LogDebug, LOCATED("Incorrect behaviour: current thread does not own mutex"));
+    }
+}
+
+CompletionEvent::CompletionEvent() : busy(0) {
+    pthread_cond_init(&condition, nullptr);
+}
+
+CompletionEvent::~CompletionEvent() {
+    pthread_cond_destroy(&condition);
+}
+
+void CompletionEvent::Start() {
+    LogPrint(LogTrace, LOCATED("Start %p"), static_cast<void*>(this));
+    const std::lock_guard<Mutex> lock(mutex);
+    busy = 1;
+    pthread_cond_signal(&condition);
+}
+
+void CompletionEvent::Done() {
+    LogPrint(LogTrace, LOCATED("Up %p"), static_cast<void*>(this));
+    const std::lock_guard<Mutex> lock(mutex);
+    if (busy != 0) {
+        busy = 0;
+        pthread_cond_signal(&condition);
+    }
+}
+
+unsigned CompletionEvent::Wait(unsigned timeout) {
+    LogPrint(LogTrace, LOCATED("%p"), static_cast<void*>(this));
+    const std::lock_guard<Mutex> lock(mutex);
+    LogPrint(LogTrace, LOCATED("Wait %p"), static_cast<void*>(this));
+    const unsigned result = timeout != 0 ? WaitUntil(timeout) : WaitForEver();
+    LogPrint(LogTrace, LOCATED("Finished %p"), static_cast<void*>(this));
+    return result;
+}
+
+namespace {
+
+constexpr unsigned TimedOut = 0xFFFFFFFF;
+constexpr long NanosecondsPerMillisecond = 1000000;
+
+timespec Now(clockid_t clock) {
+    timespec now = {};
+    clock_gettime(clock, &now);
+    return now;
+}
+
+// The nanoseconds are not carried into the seconds: past a full second the wait refuses the deadline.
+timespec Deadline(unsigned timeout) {
+    timespec deadline = Now(CLOCK_REALTIME);
+    deadline.tv_sec += timeout / 1000;
+    deadline.tv_nsec += static_cast<long>(timeout % 1000) * NanosecondsPerMillisecond;
+    return deadline;
+}
+
+std::int64_t MillisecondsSince(const timespec& start) {
+    const timespec now = Now(CLOCK_MONOTONIC);
+    const std::int64_t seconds = now.tv_sec - start.tv_sec;
+    return seconds * 1000 + (now.tv_nsec - start.tv_nsec) / NanosecondsPerMillisecond;
+}
+
+unsigned RemainingTime(unsigned timeout, const timespec& start) {
+    const std::int64_t elapsed = MillisecondsSince(start);
+    return elapsed > timeout ? 1 : static_cast<unsigned>(timeout - elapsed);
+}
+
+}  // namespace
+
+unsigned CompletionEvent::WaitUntil(unsigned timeout) {
+    const timespec start = Now(CLOCK_MONOTONIC);
+    const timespec deadline = Deadline(timeout);
+    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "Wait", "Waiting for Done"));
+    unsigned result = timeout;
+    while (busy != 0) {
+        const int failure = pthread_cond_timedwait(&condition, mutex.Native(), &deadline);
+        if (failure == ETIMEDOUT) {
+            return TimedOut;
+        }
+        if (failure != 0) {
+            return RemainingTime(timeout, start);
+        }
+        result = 0;
+    }
+    return result;
+}
+
+unsigned CompletionEvent::WaitForEver() {
+    while (busy != 0) {
+        LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "Wait", "Waiting for Done"));
+        const int failure = pthread_cond_wait(&condition, mutex.Native());
+        if (failure != 0) {
+            LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "Wait", "cond_wait aborted: %d"), failure);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+namespace {
+
+// Tells in the log why a folder could not be had; a missing parent goes without a line.
+void ReportFolderError(const std::string& path, int error) {
+    switch (error) {
+        case EACCES:
+            LogPrint(
+                LogDebug,
+                LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "Can't create folder '%s': not permitted"),
+                path.c_str());
+            break;
+        case ENOTDIR:
+            LogPrint(
+                LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "Path '%s' is not a dir"),
+                path.c_str());
+            break;
+        case ENOENT:
+            break;
+        default:
+            LogPrint(
+                LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "Error creating dir '%s'"),
+                path.c_str());
+            break;
+    }
+}
+
+bool MakeFolderBelow(const std::string& parent, const std::string& path) {
+    LogPrint(
+        LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "Creating parent folder: %s"), parent.c_str());
+    if (!SystemMkDir(parent)) {
+        return false;
+    }
+    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "mkdir %s"), path.c_str());
+    if (mkdir(path.c_str(), S_IRWXU) != 0) {
+        ReportFolderError(path, errno);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+// The recursion is bounded: the system refuses to look at a path of more than PATH_MAX characters.
+bool SystemMkDir(std::string path) {
+    if (path.empty()) {
+        LogPrint(LogDebug, LOCATED("Empty path"));
+        return false;
+    }
+    if (path.front() != '/') {
+        LogPrint(LogDebug, LOCATED("Only absolute path is supported: %s"), path.c_str());
+        return false;
+    }
+    path.resize(path.find_last_not_of('/') + 1);
+
+    struct stat status = {};
+    if (stat(path.c_str(), &status) == 0) {
+        LogPrint(LogTrace, LOCATED("Path '%s' already exists"), path.c_str());
+        return true;
+    }
+    const int error = errno;
+    if (error != ENOENT) {
+        LogPrint(
+            LogTrace, LOCATED("Error obtaining info for path %s: %s"), path.c_str(), std::strerror(error));
+        ReportFolderError(path, error);
+        return false;
+    }
+    const std::string::size_type lastSlash = path.rfind('/');
+    if (lastSlash == std::string::npos || lastSlash == 0) {
+        LogPrint(LogDebug, LOCATED("Internal error"));
+        LogPrint(LogTrace, LOCATED("Can't determine parent folder path"));
+        return false;
+    }
+    return MakeFolderBelow(path.substr(0, lastSlash), path);
+}
+
+namespace {
+
+std::string Hexadecimal(std::uint32_t value) {
+    char text[sizeof "FFFFFFFF"];
+    std::snprintf(text, sizeof text, "%02X", static_cast<unsigned>(value));
+    return text;
+}
+
+}  // namespace
+
+std::string IntToString(std::int32_t value, int base) {
+    switch (base) {
+        case 10:
+            return std::to_string(value);
+        case 16:
+            return Hexadecimal(static_cast<std::uint32_t>(value));
+        default:
+            LogPrint(LogError, LOCATED("Sorry. Base other than 10 or 16 are not supported"));
+            return {};
+    }
+}
+
+std::string UintToString(std::uint32_t value, int base) {
+    switch (base) {
+        case 10:
+            return std::to_string(value);
+        case 16:
+            return Hexadecimal(value);
+        default:
+            LogPrint(LogError, LOCATED("Sorry. Base other than 10 or 16 are not supported"));
+            return {};
+    }
+}
+
+std::string BytesToHex(const std::uint8_t* data, std::size_t length) {
+    static const char digits[] = "0123456789ABCDEF";
+    std::string text;
+    text.reserve(length * 2);
+    for (std::size_t i = 0; i < length; ++i) {
+        text += digits[data[i] >> 4];
+        text += digits[data[i] & 0x0F];
+    }
+    return text;
+}
+
+std::string BytesToHex(const Bytes& bytes) {
+    return BytesToHex(bytes.data(), bytes.size());
+}
+
+namespace {
+
+// Not masked: a character that is no digit can give up to 24, whose carry goes into the high digit.
+unsigned NibbleOf(char character) {
+    const auto code = static_cast<unsigned char>(character);
+    return (code < 'A' ? 0 : 9) + (code & 0x0F);
+}
+
+}  // namespace
+
+Bytes HexToBytes(const std::string& text) {
+    Bytes bytes;
+    bytes.reserve((text.size() + 1) / 2);
+    for (std::size_t i = 0; i < text.size(); i += 2) {
+        const unsigned low = i + 1 < text.size() ? NibbleOf(text[i + 1]) : NibbleOf('\0');
+        bytes.push_back(static_cast<std::uint8_t>(NibbleOf(text[i]) * 16 + low));
+    }
+    return bytes;
+}
+
+Bytes StringToBytes(const std::string& text) {
+    return Bytes(text.begin(), text.end());
+}
+
+long StringToLong(const std::string& text, int base) {
+    return std::strtol(text.c_str(), nullptr, base);
+}
+
+std::string Base64Encode(const std::string& text) {
+    const auto* const bytes = reinterpret_cast<const guchar*>(text.data());
+    return OwnedGlibMemory<gchar>(g_base64_encode(bytes, text.size())).get();
+}
+
+std::string Base64Decode(const std::string& text) {
+    gsize length = 0;
+    const OwnedGlibMemory<guchar> bytes(g_base64_decode(text.c_str(), &length));
+    return std::string(bytes.get(), std::find(bytes.get(), bytes.get() + length, guchar{0}));
+}
+
+}  // namespace Na
