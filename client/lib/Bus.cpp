@@ -1,0 +1,240 @@
+#include "Bus.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace Navo {
+namespace {
+
+constexpr char DaemonName[] = "org.freedesktop.DBus";
+constexpr char DaemonPath[] = "/org/freedesktop/DBus";
+constexpr std::chrono::seconds DaemonTimeLimit{30};
+
+int Milliseconds(std::chrono::milliseconds limit) {
+    // GDBus takes its largest number for "no limit".
+    return static_cast<int>(std::clamp<std::int64_t>(limit.count(), 1, std::numeric_limits<int>::max()));
+}
+
+TextPtr SystemBusAddress() {
+    GError* error = nullptr;
+    TextPtr address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &error));
+    const ErrorPtr owned(error);
+    if (address == nullptr) {
+        throw ClientError(ErrorKind::NoBus, std::string("no system bus: ") + owned->message);
+    }
+    return address;
+}
+
+ConnectionPtr Connect(const std::string& givenAddress) {
+    const std::string address = givenAddress.empty() ? SystemBusAddress().get() : givenAddress;
+    GError* error = nullptr;
+    ConnectionPtr connection(g_dbus_connection_new_for_address_sync(
+        address.c_str(),
+        static_cast<GDBusConnectionFlags>(
+            G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &error));
+    const ErrorPtr owned(error);
+    if (connection == nullptr) {
+        throw ClientError(
+            ErrorKind::NoBus, "cannot connect to the bus at " + address + ": " + owned->message);
+    }
+    // Losing the bus is an error of the running operation, not the end of this process.
+    g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
+    return connection;
+}
+
+// One message on its way, and its answer. Completes in the context that was the thread's default when it was
+// made; when it is given up, it takes back what GDBus still holds of it.
+class PendingReply {
+public:
+    PendingReply(
+        GDBusConnection* connection, GDBusMessage* message, GMainContext* ownContext, const Waiting& waiting)
+        : context(ownContext), own(g_cancellable_new()) {
+        if (waiting.cancellation != nullptr) {
+            outer = waiting.cancellation->Internals().cancellable.get();
+            connected = g_cancellable_connect(outer, G_CALLBACK(CancelInner), own.get(), nullptr);
+        }
+        g_dbus_connection_send_message_with_reply(
+            connection, message, G_DBUS_SEND_MESSAGE_FLAGS_NONE, Milliseconds(waiting.timeLimit), nullptr,
+            own.get(), OnAnswer, this);
+    }
+
+    ~PendingReply() {
+        if (outer != nullptr) {
+            g_cancellable_disconnect(outer, connected);
+        }
+        g_cancellable_cancel(own.get());
+        while (!done) {
+            g_main_context_iteration(context, TRUE);
+        }
+    }
+
+    PendingReply(const PendingReply&) = delete;
+    PendingReply& operator=(const PendingReply&) = delete;
+
+    bool IsDone() const { return done; }
+    Answer Take() { return std::move(answer); }
+
+private:
+    static void CancelInner(GCancellable*, gpointer inner) {
+        g_cancellable_cancel(static_cast<GCancellable*>(inner));
+    }
+
+    static void OnAnswer(GObject* connection, GAsyncResult* result, gpointer self) {
+        auto& pending = *static_cast<PendingReply*>(self);
+        GError* error = nullptr;
+        pending.answer.reply.reset(
+            g_dbus_connection_send_message_with_reply_finish(G_DBUS_CONNECTION(connection), result, &error));
+        pending.answer.error.reset(error);
+        pending.done = true;
+    }
+
+    GMainContext* context;
+    CancellablePtr own;
+    GCancellable* outer = nullptr;
+    gulong connected = 0;
+    Answer answer;
+    bool done = false;
+};
+
+// An error message becomes an error with its name; its text loses the name that GDBus would put in front.
+void MoveErrorOut(Answer& answer) {
+    GError* error = nullptr;
+    if (answer.reply != nullptr && g_dbus_message_to_gerror(answer.reply.get(), &error)) {
+        answer.error.reset(error);
+        answer.errorName = g_dbus_message_get_error_name(answer.reply.get());
+        answer.reply.reset();
+        g_dbus_error_strip_remote_error(error);
+    }
+}
+
+gboolean MarkExpired(gpointer flag) {
+    *static_cast<bool*>(flag) = true;
+    return G_SOURCE_REMOVE;
+}
+
+SourcePtr AttachTimeout(std::chrono::milliseconds limit, GMainContext* context, bool& isExpired) {
+    SourcePtr source(g_timeout_source_new(static_cast<guint>(Milliseconds(limit))));
+    g_source_set_callback(source.get(), MarkExpired, &isExpired, nullptr);
+    g_source_attach(source.get(), context);
+    return source;
+}
+
+// Only wakes the context up.
+SourcePtr AttachCancellation(const Cancellation& cancellation, GMainContext* context) {
+    constexpr auto stayAttached = +[](GCancellable*, gpointer) -> gboolean { return G_SOURCE_CONTINUE; };
+    SourcePtr source(g_cancellable_source_new(cancellation.Internals().cancellable.get()));
+    g_source_set_callback(source.get(), G_SOURCE_FUNC(stayAttached), nullptr, nullptr);
+    g_source_attach(source.get(), context);
+    return source;
+}
+
+}  // namespace
+
+Bus::Bus(const std::string& address) : context(g_main_context_new()) {
+    const ContextScope scope(context.get());
+    connection = Connect(address);
+}
+
+Bus::~Bus() {
+    const ContextScope scope(context.get());
+    g_dbus_connection_close_sync(connection.get(), nullptr, nullptr);
+    while (g_main_context_iteration(context.get(), FALSE)) {
+    }
+}
+
+Answer Bus::Exchange(GDBusMessage* message, const Waiting& waiting) {
+    const ContextScope scope(context.get());
+    PendingReply pending(connection.get(), message, context.get(), waiting);
+    while (!pending.IsDone()) {
+        g_main_context_iteration(context.get(), TRUE);
+        if (waiting.afterEachTurn) {
+            waiting.afterEachTurn();
+        }
+    }
+    Answer answer = pending.Take();
+    MoveErrorOut(answer);
+    return answer;
+}
+
+Answer Bus::AskDaemon(const char* method, const std::string& argument) {
+    const MessagePtr message(g_dbus_message_new_method_call(DaemonName, DaemonPath, DaemonName, method));
+    g_dbus_message_set_body(message.get(), g_variant_new("(s)", argument.c_str()));
+    Waiting waiting;
+    waiting.timeLimit = DaemonTimeLimit;
+    return Exchange(message.get(), waiting);
+}
+
+std::string Bus::OwnerOf(const std::string& name) {
+    const Answer answer = AskDaemon("GetNameOwner", name);
+    GVariant* body = answer.reply != nullptr ? g_dbus_message_get_body(answer.reply.get()) : nullptr;
+    if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(s)"))) {
+        return {};
+    }
+    const char* owner = nullptr;
+    g_variant_get(body, "(&s)", &owner);
+    return owner;
+}
+
+bool Bus::WaitForOwner(
+    const std::string& name, const std::function<bool(const std::string& owner)>& isReached,
+    std::chrono::milliseconds timeLimit, const Cancellation* cancellation) {
+    bool hasChanged = false;
+    const SignalSubscription subscription(
+        *this, DaemonName, DaemonName, "NameOwnerChanged", name.c_str(),
+        [&hasChanged](const char*, GVariant*) { hasChanged = true; });
+    const ContextScope scope(context.get());
+    bool isExpired = false;
+    const SourcePtr timeout = AttachTimeout(timeLimit, context.get(), isExpired);
+    const SourcePtr wakeUp =
+        cancellation != nullptr ? AttachCancellation(*cancellation, context.get()) : nullptr;
+    bool reached = isReached(OwnerOf(name));
+    while (!reached && !isExpired && (cancellation == nullptr || !cancellation->IsCancelled())) {
+        g_main_context_iteration(context.get(), TRUE);
+        if (std::exchange(hasChanged, false)) {
+            reached = isReached(OwnerOf(name));
+        }
+    }
+    return reached;
+}
+
+std::string Bus::ProcessId() {
+    const char* ownName = g_dbus_connection_get_unique_name(connection.get());
+    const Answer answer = AskDaemon("GetConnectionUnixProcessID", ownName);
+    GVariant* body = answer.reply != nullptr ? g_dbus_message_get_body(answer.reply.get()) : nullptr;
+    if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(u)"))) {
+        return std::to_string(getpid());
+    }
+    guint32 processId = 0;
+    g_variant_get(body, "(u)", &processId);
+    return std::to_string(processId);
+}
+
+SignalSubscription::SignalSubscription(
+    Bus& ofBus, const std::string& sender, const char* interface, const char* member,
+    const char* firstArgument, Handler handler)
+    : bus(ofBus), handle(std::move(handler)) {
+    const ContextScope scope(bus.Context());
+    id = g_dbus_connection_signal_subscribe(
+        bus.Connection(), sender.c_str(), interface, member, nullptr, firstArgument, G_DBUS_SIGNAL_FLAGS_NONE,
+        OnSignal, this, nullptr);
+}
+
+SignalSubscription::~SignalSubscription() {
+    // What was queued for this subscription finds it gone when its turn comes, and is dropped.
+    const ContextScope scope(bus.Context());
+    g_dbus_connection_signal_unsubscribe(bus.Connection(), id);
+    while (g_main_context_iteration(bus.Context(), FALSE)) {
+    }
+}
+
+void SignalSubscription::OnSignal(
+    GDBusConnection*, const char*, const char* path, const char*, const char*, GVariant* body,
+    gpointer self) {
+    static_cast<SignalSubscription*>(self)->handle(path, body);
+}
+
+}  // namespace Navo

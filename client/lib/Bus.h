@@ -1,0 +1,103 @@
+// A private connection to the bus, served by a main context of its own.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "Owners.h"
+#include "navo/Client.h"
+
+namespace Navo {
+
+struct Cancellation::Inner {
+    CancellablePtr cancellable;
+};
+
+// Makes a context the thread's default for a scope, so that all that GDBus delivers goes there.
+class ContextScope {
+public:
+    explicit ContextScope(GMainContext* ownContext) : context(ownContext) {
+        g_main_context_push_thread_default(context);
+    }
+    ~ContextScope() { g_main_context_pop_thread_default(context); }
+    ContextScope(const ContextScope&) = delete;
+    ContextScope& operator=(const ContextScope&) = delete;
+
+private:
+    GMainContext* context;
+};
+
+// What came back: a method return, or an error with its D-Bus name where it has one.
+struct Answer {
+    MessagePtr reply;
+    ErrorPtr error;
+    std::string errorName;
+
+    bool Is(const char* name) const { return errorName == name; }
+};
+
+struct Waiting {
+    std::chrono::milliseconds timeLimit = NoTimeLimit;
+    const Cancellation* cancellation = nullptr;  // may be null
+    std::function<void()> afterEachTurn;         // of the context; may throw, may be empty
+};
+
+// Not for two threads at a time.
+class Bus {
+public:
+    // Connects. Throws ClientError (NoBus).
+    explicit Bus(const std::string& address);
+    ~Bus();
+    Bus(const Bus&) = delete;
+    Bus& operator=(const Bus&) = delete;
+
+    GDBusConnection* Connection() const { return connection.get(); }
+    GMainContext* Context() const { return context.get(); }
+
+    // Sends and waits; takes no part in the judgement of what comes back.
+    Answer Exchange(GDBusMessage* message, const Waiting& waiting);
+
+    // A method of the bus itself, with one text argument.
+    Answer AskDaemon(const char* method, const std::string& argument);
+
+    // Unique name of who has `name` now; empty when nobody has.
+    std::string OwnerOf(const std::string& name);
+
+    // Waits for a change of the owner of `name` that makes `isReached` true; at most `timeLimit`.
+    bool WaitForOwner(
+        const std::string& name, const std::function<bool(const std::string& owner)>& isReached,
+        std::chrono::milliseconds timeLimit, const Cancellation* cancellation);
+
+    // This process as the bus sees it, decimal: in a container that may differ from getpid().
+    std::string ProcessId();
+
+private:
+    ContextPtr context;
+    ConnectionPtr connection;
+};
+
+// Collects the text of a signal for as long as it lives. Made and destroyed between exchanges of its bus, in
+// the same thread.
+class SignalSubscription {
+public:
+    using Handler = std::function<void(const char* path, GVariant* body)>;  // must not throw
+
+    SignalSubscription(
+        Bus& ofBus, const std::string& sender, const char* interface, const char* member,
+        const char* firstArgument, Handler handler);
+    ~SignalSubscription();
+    SignalSubscription(const SignalSubscription&) = delete;
+    SignalSubscription& operator=(const SignalSubscription&) = delete;
+
+private:
+    static void OnSignal(
+        GDBusConnection* connection, const char* sender, const char* path, const char* interface,
+        const char* member, GVariant* body, gpointer self);
+
+    Bus& bus;
+    Handler handle;
+    guint id;
+};
+
+}  // namespace Navo

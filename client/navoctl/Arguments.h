@@ -1,0 +1,24 @@
+// What the user asked for.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <variant>
+
+#include "navo/Client.h"
+
+struct Arguments {
+    std::string name;  // of the subcommand
+    long command = 0;  // number of the command; for raw: as the service will read it, 0 when it cannot
+    Navo::Map request;
+    Navo::Method method = Navo::Method::Cmd;
+    std::string resultTag;
+    std::chrono::milliseconds timeLimit = Navo::NoTimeLimit;
+    bool json = false;
+    bool quiet = false;
+    bool fields = false;  // cplc: decode
+};
+
+// What to do, or the exit status when there is nothing more to do: after help, or after wrong usage has been
+// reported.
+std::variant<Arguments, int> ParseArguments(int count, char** values);

@@ -1,0 +1,12 @@
+// The JSON form of what navoctl reports.
+#pragma once
+
+#include <string>
+
+#include "Arguments.h"
+#include "navo/Client.h"
+#include "navo/Outcome.h"
+
+// One object, several lines, no line feed at its end. Empty texts are left out.
+std::string JsonOf(const Arguments& arguments, const Navo::Outcome& outcome, const Navo::Map& reply);
+std::string JsonOf(const Arguments& arguments, const Navo::ClientError& error);
