@@ -51,9 +51,12 @@ enum class Command : long {
     GetPhoneInfo = 0x1F4,
     SetAddress = 0x1F5,
     DalmKeyInjection = 0x3F0,
+    DalmInjectedKeyVerification = 0x3F1,
+    DalmReadInjectedKeyUid = 0x3F2,
+    DalmCreateGetKeySession = 0x3F3,
     DalmReleaseGetKeySession = 0x3F4,
-    Reserved = 0x3FE,
-    DalmUnknown = 0x3FF,
+    Reserved = 0x3FE,     // privileged, and then no job
+    DalmUnknown = 0x3FF,  // a key-provisioning job without an entry point
 };
 
 }  // namespace Na

@@ -13,4 +13,8 @@ constexpr char SettingsFile[] = NAVO_SYSROOT "/opt/usr/data/com.orvenco.navoa/.p
 // One cookie file for each client, in Netscape format.
 constexpr char CookieDirectory[] = NAVO_SYSROOT "/tmp/com.orvenco.navoa/.ssid";
 
+// The maker's in-house libraries, loaded at run time.
+constexpr char SecureSpiLibrary[] = NAVO_SYSROOT "/usr/lib/liborv_sem.so";
+constexpr char KeyProvisioningLibrary[] = NAVO_SYSROOT "/usr/lib/liborv_dalm.so";
+
 }  // namespace Locations

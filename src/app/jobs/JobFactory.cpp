@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "app/jobs/CcmData.h"
+#include "app/jobs/Dalm.h"
 #include "app/jobs/DeviceQueries.h"
 #include "app/jobs/ServerScript.h"
 
@@ -9,9 +11,9 @@ namespace Na {
 
 namespace {
 
-template <typename Job>
-std::unique_ptr<AgentJob> Make(std::unique_ptr<JobRequest> request) {
-    return std::unique_ptr<AgentJob>(new Job(std::move(request)));
+template <typename Job, typename... Further>
+std::unique_ptr<AgentJob> Make(std::unique_ptr<JobRequest> request, Further... further) {
+    return std::unique_ptr<AgentJob>(new Job(std::move(request), further...));
 }
 
 }  // namespace
@@ -43,6 +45,15 @@ std::unique_ptr<AgentJob> MakeJob(long command, std::unique_ptr<JobRequest> requ
             return Make<Job_GET_PHONEINFO>(std::move(request));
         case Command::SetAddress:
             return Make<Job_SET_ADDRESS>(std::move(request));
+        case Command::HandleCcmData:
+            return Make<Job_HANDLE_CCM_DATA>(std::move(request));
+        case Command::DalmKeyInjection:
+        case Command::DalmInjectedKeyVerification:
+        case Command::DalmReadInjectedKeyUid:
+        case Command::DalmCreateGetKeySession:
+        case Command::DalmReleaseGetKeySession:
+        case Command::DalmUnknown:
+            return Make<Job_DALM>(std::move(request), static_cast<std::int32_t>(command));
         default:
             return nullptr;
     }

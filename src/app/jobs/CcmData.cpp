@@ -1,0 +1,18 @@
+#include "app/jobs/CcmData.h"
+
+#include "app/Lccm.h"
+#include "app/ResultCode.h"
+#include "common/Debug.h"
+#include "common/Utils.h"
+
+void Na::Job_HANDLE_CCM_DATA::Execute() {
+    LogPrint(LogInfo, "info: Handle ccm data");
+    SetResultCode(10000000);
+    const std::string script = request->data[Key::CcmScriptData];
+    LogPrint(LogTrace, JOB_LOCATED("CCM[%d]: %s"), static_cast<int>(script.size()), script.c_str());
+    Lccm lccm;
+    LogPrint(LogTrace, JOB_LOCATED(""));
+    const int verdict = lccm.handleCcmScript(script);
+    LogPrint(LogTrace, JOB_LOCATED(""));
+    result[Key::LccmReturnCode] = IntToString(verdict, 10);
+}
