@@ -1,0 +1,209 @@
+#include "app/NavoProxy.h"
+
+#include <algorithm>
+
+#include "app/Network.h"
+#include "app/ResultCode.h"
+#include "app/ServerAddress.h"
+#include "common/Crypto.h"
+#include "common/Debug.h"
+#include "common/Runtime.h"
+#include "common/Utils.h"
+#include "common/Uuid.h"
+
+namespace Na {
+
+namespace {
+
+constexpr char Endpoint[] = "/IssueCard.do";
+constexpr char BodyPrefix[] = "data=";
+constexpr char AgentVersion[] = "1.0.19";
+constexpr char PleaseWait[] = "10500006";
+constexpr std::size_t SessionKeyStretch = 50;
+constexpr int EligibilityAttempts = 3;
+constexpr unsigned FirstSim = 0;
+constexpr int HttpOk = 200;
+
+constexpr std::int32_t JobDone = 1;
+constexpr std::int32_t UnknownError = 10000000;
+constexpr std::int32_t ProtocolError = 10100007;
+constexpr std::int32_t NoResponseFromServer = 10100019;
+
+// Result of a transport failure.
+std::int32_t ResultOf(HttpOutcome failure) {
+    switch (failure) {
+        case HttpOutcome::MalformedUrl:
+            return 10100004;
+        case HttpOutcome::BadContentEncoding:
+            return 10100013;
+        case HttpOutcome::UnsupportedRequest:
+            return 10100014;
+        case HttpOutcome::TemporarilyUnavailable:
+            return 10100003;
+        case HttpOutcome::NoResponse:
+            return NoResponseFromServer;
+        case HttpOutcome::TimedOut:
+            return 10100009;
+        case HttpOutcome::NoConnection:
+            return 10100005;
+        case HttpOutcome::AccessDenied:
+            return 10100002;
+        default:
+            return ProtocolError;
+    }
+}
+
+// The server's own result becomes the current one; an answer without any is a success.
+void AdoptResult(const std::string& answer) {
+    const Json json(answer);
+    if (answer.empty()) {
+        SetResultCode(NoResponseFromServer);
+        return;
+    }
+    const std::string result = json.Get("resultCode");
+    if (result.empty()) {
+        SetResultCode(JobDone);
+    } else {
+        SetResultCodeText(result);
+    }
+}
+
+// Body of a good answer; every other end of the exchange gives an empty text and its result.
+std::string TakeAnswer(const Http& http, HttpOutcome outcome) {
+    if (outcome != HttpOutcome::Completed) {
+        SetResultCode(ResultOf(outcome));
+        return {};
+    }
+    const int status = http.GetResponseCode();
+    if (status == 0) {
+        SetResultCode(ProtocolError);
+        return {};
+    }
+    if (status != HttpOk) {
+        SetResultCodeText(std::to_string(status));
+        return {};
+    }
+    const std::string answer = http.GetResponse();
+    AdoptResult(answer);
+    return answer;
+}
+
+// The text repeated as a whole until it is longer than `length`.
+std::string Stretch(const std::string& text, std::size_t length) {
+    std::string stretched;
+    while (stretched.size() <= length) {
+        stretched += text;
+    }
+    return stretched;
+}
+
+unsigned LengthOf(const std::string& text) {
+    return static_cast<unsigned>(text.size());
+}
+
+Json NewMessage(const std::string& name, const std::string& uuid) {
+    Json message;
+    message.Set("msgCd", name);
+    message.Set("UUID", uuid);
+    message.Set("msgTime", GetCurrentDateTime());
+    return message;
+}
+
+}  // namespace
+
+NavoProxy::NavoProxy(const std::string& serverUrl) : url(serverUrl) {
+    if (url.empty()) {
+        url = GetNavoAddress();
+    }
+    if (url.empty()) {
+        url = NAVO_DEFAULT_SERVER_URL;
+    }
+}
+
+std::string NavoProxy::GetSessionKey(const std::string& val1, const std::string& val2, std::size_t length) {
+    LogPrint(LogTrace, LOCATED("val1[%u]: %s"), LengthOf(val1), val1.c_str());
+    LogPrint(LogTrace, LOCATED("val2[%u]: %s"), LengthOf(val2), val2.c_str());
+    if (val1.empty() || val2.empty()) {
+        LogPrint(LogDebug, LOCATED("Bad parameter"));
+        return {};
+    }
+    const std::string inp1 = Stretch(val1, length);
+    const std::string inp2 = Stretch(val2, length);
+    LogPrint(LogTrace, LOCATED("inp1[%u]: %s"), LengthOf(inp1), inp1.c_str());
+    LogPrint(LogTrace, LOCATED("inp2[%u]: %s"), LengthOf(inp2), inp2.c_str());
+
+    Bytes mixed = StringToBytes(inp1.substr(0, inp2.size()));
+    std::transform(
+        mixed.begin(), mixed.end(), inp2.begin(), mixed.begin(), [](std::uint8_t left, char right) {
+            return static_cast<std::uint8_t>(left ^ static_cast<std::uint8_t>(right));
+        });
+    const std::string key = BytesToHex(Sha256(mixed));
+    LogPrint(LogTrace, LOCATED("skey[%u]: %s"), LengthOf(key), key.c_str());
+    return key;
+}
+
+std::string NavoProxy::SendRequest(const std::string& context, const Json& message) {
+    SetResultCode(UnknownError);
+    Network* const network = Network::GetInstance();
+    if (!network->ConnectionUp()) {
+        return {};
+    }
+    Http http(context, &connections);
+    const std::string proxy = network->GetProxyUrl();
+    const std::string body = BodyPrefix + message.Construct();
+    LogPrint(LogTrace, LOCATED("%s <= %s"), url.c_str(), body.c_str());
+    const HttpOutcome outcome = http.SendRequest(url + Endpoint, HttpRequest::Post, body, proxy);
+    const std::string answer = TakeAnswer(http, outcome);
+    network->ConnectionDown();
+    return answer;
+}
+
+std::string NavoProxy::InitializeApdu(
+    const std::string& context, const std::string& seId, const std::string& serviceId,
+    const std::string& cplc, const std::string& sessionSeed, const std::string& pushReq) {
+    uuid = Uuid::Random().ToString();
+    Json message = NewMessage("INITIALIZEAPDU", uuid);
+    message.Set("sessionKey", GetSessionKey(message.Get("msgTime"), sessionSeed, SessionKeyStretch));
+    message.Set("seId", seId);
+    message.Set("serviceId", serviceId);
+    message.Set("cplc", cplc);
+    message.Set("deviceModel", GetModelName());
+    message.Set("location", GetCountryCode());
+    message.Set("agentVersion", AgentVersion);
+    message.Set("pushReq", pushReq);
+    message.Set("deviceCsc", GetCscSalesCode());
+    message.Set("deviceMnc", GetMnc(FirstSim));
+    message.Set("deviceMcc", GetMcc(FirstSim));
+    message.Set("deviceCodeVersion", GetDeviceBuildVersion());
+    return SendRequest(context, message);
+}
+
+std::string NavoProxy::NextApdu(
+    const std::string& context, const std::string& seId, const std::string& rApduSet) {
+    Json message = NewMessage("NEXTAPDU", uuid);
+    message.Set("seId", seId);
+    message.Set("rApduSet", rApduSet);
+    return SendRequest(context, message);
+}
+
+bool NavoProxy::Eligibility(const std::string& context, const std::string& seId) {
+    Json message = NewMessage("ELIGIBILITY", Uuid::Random().ToString());
+    message.Set("agentVersion", AgentVersion);
+    message.Set("seId", seId);
+    message.Set("deviceModel", GetModelName());
+    message.Set("deviceCsc", GetCscSalesCode());
+    message.Set("deviceMnc", GetMnc(FirstSim));
+    message.Set("deviceMcc", GetMcc(FirstSim));
+    message.Set("deviceRoaming", IsRoaming(FirstSim) ? "true" : "false");
+    message.Set("deviceCodeVersion", GetDeviceBuildVersion());
+    for (int attempt = 0; attempt < EligibilityAttempts; ++attempt) {
+        SendRequest(context, message);
+        if (GetResultCodeText() != PleaseWait) {
+            break;
+        }
+    }
+    // The very text of the table is asked for, and the current result always holds a copy: never true.
+    return GetResultCodeText().c_str() == FindCodeText(JobDone);
+}
+
+}  // namespace Na
