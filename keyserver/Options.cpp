@@ -1,0 +1,220 @@
+#include "Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <stdexcept>
+
+namespace KeyServer {
+
+namespace {
+
+constexpr char Version[] = NAVO_VERSION;
+
+// What CLI11 fills and what still needs a look before it is an option.
+struct RawOptions {
+    bool http = false;
+    bool https = false;
+    int keepAliveSeconds = 300;
+    int idleSeconds = 600;
+    std::vector<std::string> misbehaviours;
+    std::vector<std::string> names;
+};
+
+std::string KindListing() {
+    std::string text;
+    for (const std::string& kind : MisbehaviourKinds()) {
+        text += (text.empty() ? "" : ", ") + kind;
+    }
+    return text;
+}
+
+void AddListening(CLI::App& app, Options& options, RawOptions& raw) {
+    const char* group = "Listening";
+    app.add_flag("--https", raw.https, "Speak HTTPS (this is what it does unless --http is given)")
+        ->group(group);
+    app.add_flag("--http", raw.http, "Speak plain HTTP")->group(group)->excludes("--https");
+    app.add_option(
+           "--listen", options.server.http.listen, "Address to listen on; only this machine by default")
+        ->type_name("ADDRESS")
+        ->capture_default_str()
+        ->group(group);
+    app.add_option("--port", options.server.http.port, "Port to listen on; 0 takes a free one")
+        ->type_name("PORT")
+        ->check(CLI::Range(0, 65535))
+        ->capture_default_str()
+        ->group(group);
+    app.add_option("--port-file", options.portFile, "File that receives the port's number once it is open")
+        ->type_name("FILE")
+        ->group(group);
+}
+
+void AddCertificate(CLI::App& app, Options& options, RawOptions& raw) {
+    const char* group = "Certificate";
+    auto* certificate = app.add_option(
+        "--certificate", options.server.certificateFile, "Server certificate with its chain (PEM)");
+    auto* key = app.add_option("--key", options.server.keyFile, "Key of the server certificate (PEM)");
+    certificate->type_name("FILE")->group(group)->needs(key);
+    key->type_name("FILE")->group(group)->needs(certificate);
+    auto* make = app.add_option(
+        "--make-certificate", options.certificate.folder,
+        "Make a certificate authority and a server certificate in this folder, as ca.pem, server.pem and "
+        "server.key, and serve with them");
+    make->type_name("FOLDER")->group(group)->excludes(certificate);
+    app.add_option(
+           "--certificate-days", options.certificate.days, "Its validity; negative for an expired one")
+        ->type_name("DAYS")
+        ->check(CLI::Range(-3650, 3650))
+        ->capture_default_str()
+        ->needs(make)
+        ->group(group);
+    app.add_option(
+           "--certificate-name", raw.names,
+           "Host name or address that it is for, in place of localhost, 127.0.0.1 and ::1; repeatable")
+        ->type_name("NAME")
+        ->allow_extra_args(false)
+        ->needs(make)
+        ->group(group);
+    app.add_flag("!--certificate-only", options.serve, "End when the certificate is made")
+        ->needs(make)
+        ->group(group);
+}
+
+void AddBehaviour(CLI::App& app, Options& options, RawOptions& raw) {
+    const char* group = "Behaviour";
+    app.add_option("--script", options.scriptFiles, "Script to serve; repeatable")
+        ->type_name("FILE")
+        ->allow_extra_args(false)
+        ->group(group);
+    app.add_option("--scripts", options.scriptFolders, "Folder of scripts, *.json; repeatable")
+        ->type_name("FOLDER")
+        ->allow_extra_args(false)
+        ->group(group);
+    app.add_option(
+           "--eligibility", options.eligibility,
+           "Codes that ELIGIBILITY is answered with, in turn, in place of the scripts' own")
+        ->type_name("CODE,...")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->group(group);
+    app.add_option(
+           "--misbehave", raw.misbehaviours,
+           "Fault to commit, as KIND[=VALUE][@FROM[xTIMES]] with messages counted from 1; repeatable. "
+           "Kinds: " +
+               KindListing())
+        ->type_name("FAULT")
+        ->allow_extra_args(false)
+        ->group(group);
+}
+
+void AddLimits(CLI::App& app, Options& options, RawOptions& raw) {
+    const char* group = "Limits";
+    app.add_option("--keep-alive", raw.keepAliveSeconds, "Seconds for which an idle connection is kept")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str()
+        ->group(group);
+    app.add_option("--max-connections", options.server.http.mostConnections, "Connections served at once")
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str()
+        ->group(group);
+    app.add_option("--max-sessions", options.server.sessions.most, "Sessions open at once")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str()
+        ->group(group);
+    app.add_option("--session-idle", raw.idleSeconds, "Seconds after which an idle session is forgotten")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str()
+        ->group(group);
+    app.add_option("--max-body", options.server.http.mostBytes, "Bytes that a message may have")
+        ->check(CLI::Range(1024, 1 << 30))
+        ->capture_default_str()
+        ->group(group);
+}
+
+void AddReporting(CLI::App& app, Options& options) {
+    const char* group = "Reporting";
+    app.add_flag("-q,--quiet", options.quiet, "Do not log messages on standard error")->group(group);
+    app.add_option(
+           "--record", options.server.recordFile, "File to append each message and its answer to, as JSON")
+        ->type_name("FILE")
+        ->group(group);
+    app.add_option("--summary-file", options.summaryFile, "File that receives the final counts, as JSON")
+        ->type_name("FILE")
+        ->group(group);
+}
+
+bool IsResultCode(const std::string& code) {
+    return code.size() == 8 &&
+           std::all_of(code.begin(), code.end(), [](char each) { return each >= '0' && each <= '9'; });
+}
+
+// Throws std::invalid_argument.
+void Complete(Options& options, const RawOptions& raw) {
+    options.https = !raw.http;
+    options.makeCertificate = !options.certificate.folder.empty();
+    options.server.http.keepAlive = std::chrono::seconds(raw.keepAliveSeconds);
+    options.server.sessions.idle = std::chrono::seconds(raw.idleSeconds);
+    if (!raw.names.empty()) {
+        options.certificate.names = raw.names;
+    }
+    for (const std::string& text : raw.misbehaviours) {
+        options.server.misbehaviours.push_back(ParseMisbehaviour(text));
+    }
+    for (const std::string& code : options.eligibility) {
+        if (!IsResultCode(code)) {
+            throw std::invalid_argument(
+                "--eligibility: \"" + code +
+                "\" is no result code; it has eight digits, for example 00000001");
+        }
+    }
+    if (!options.serve) {
+        return;
+    }
+    if (options.https && !options.makeCertificate && options.server.certificateFile.empty()) {
+        throw std::invalid_argument(
+            "HTTPS needs --certificate and --key, or --make-certificate; --http serves without");
+    }
+    if (!options.https && !options.server.certificateFile.empty()) {
+        throw std::invalid_argument("--certificate has no use with --http");
+    }
+    if (options.scriptFiles.empty() && options.scriptFolders.empty() && options.eligibility.empty()) {
+        throw std::invalid_argument("there is nothing to serve: give --script, --scripts or --eligibility");
+    }
+}
+
+}  // namespace
+
+std::optional<Options> ParseCommandLine(int count, char** arguments, int& status) {
+    Options options;
+    RawOptions raw;
+    CLI::App app(
+        "Key-management server for development and tests. It answers the agent's messages at /IssueCard.do\n"
+        "from scripts, with faults to order.",
+        "navo-keyserver");
+    app.set_version_flag("--version", std::string("navo-keyserver ") + Version);
+    app.get_formatter()->column_width(34);
+    AddListening(app, options, raw);
+    AddCertificate(app, options, raw);
+    AddBehaviour(app, options, raw);
+    AddLimits(app, options, raw);
+    AddReporting(app, options);
+    app.footer(
+        "\nExample:\n"
+        "  navo-keyserver --make-certificate /tmp/certificates --scripts keyserver/scripts --port 4433\n"
+        "  navo-keyserver --http --scripts keyserver/scripts --misbehave status=503@2x1\n\n"
+        "Exit status: 0 after SIGTERM or SIGINT, 1 when it cannot start, 2 for a wrong command line or "
+        "script.\n"
+        "See navo-keyserver(1).");
+    try {
+        app.parse(count, arguments);
+        Complete(options, raw);
+        return options;
+    } catch (const CLI::ParseError& error) {
+        status = app.exit(error) == 0 ? ExitSuccess : ExitUsage;
+    } catch (const std::invalid_argument& error) {
+        std::cerr << "navo-keyserver: " << error.what() << "\n";
+        status = ExitUsage;
+    }
+    return std::nullopt;
+}
+
+}  // namespace KeyServer

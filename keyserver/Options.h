@@ -1,0 +1,35 @@
+// The command line of navo-keyserver.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Certificates.h"
+#include "Server.h"
+
+namespace KeyServer {
+
+struct Options {
+    ServerOptions server;
+    bool https = true;
+    bool makeCertificate = false;
+    bool serve = true;  // false: only the certificate was asked for
+    CertificateOrder certificate;
+    std::vector<std::string> scriptFiles;
+    std::vector<std::string> scriptFolders;
+    std::vector<std::string> eligibility;  // in place of the scripts' answers, when not empty
+    std::string portFile;
+    std::string summaryFile;
+    bool quiet = false;
+};
+
+constexpr int ExitSuccess = 0;
+constexpr int ExitFailure = 1;  // the server could not start
+constexpr int ExitUsage = 2;    // wrong command line or wrong script
+
+// None when the program has nothing more to do: help was printed, or a mistake was reported on standard
+// error. `status` is then what it exits with.
+std::optional<Options> ParseCommandLine(int count, char** arguments, int& status);
+
+}  // namespace KeyServer

@@ -1,0 +1,365 @@
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "Json.h"
+#include "Script.h"
+
+namespace fs = std::filesystem;
+
+namespace KeyServer {
+
+namespace {
+
+// The agent takes a longer text for a malformed command.
+constexpr std::size_t MaximumApduDigits = 65544;
+
+std::string Escaped(std::string member) {
+    for (std::size_t at = 0; (at = member.find_first_of("~/", at)) != std::string::npos; at += 2) {
+        member.replace(at, 1, member[at] == '~' ? "~0" : "~1");
+    }
+    return member;
+}
+
+// A value with the way to it, so that a complaint can say where it stands.
+class Place {
+public:
+    Place(const JsonValue& whole, std::string fileName) : value(whole), origin(std::move(fileName)) {}
+
+    [[noreturn]] void Complain(const std::string& reason) const {
+        throw ScriptError(origin + ": " + (pointer.empty() ? "the whole text" : pointer) + ": " + reason);
+    }
+
+    bool Is(JsonValue::Kind kind) const { return value.kind == kind; }
+    bool Has(const std::string& member) const { return value.Find(member) != nullptr; }
+
+    void MustBe(JsonValue::Kind kind) const {
+        if (!Is(kind)) {
+            Complain(std::string("must be ") + KindName(kind) + ", not " + KindName(value.kind));
+        }
+    }
+
+    void OnlyMembers(const std::vector<std::string>& known) const {
+        MustBe(JsonValue::Kind::Object);
+        for (const auto& [name, member] : value.members) {
+            if (std::find(known.begin(), known.end(), name) == known.end()) {
+                std::string names;
+                for (const std::string& each : known) {
+                    names += (names.empty() ? "" : ", ") + each;
+                }
+                At(name).Complain("there is no such member; it can be one of " + names);
+            }
+        }
+    }
+
+    Place At(const std::string& member) const {
+        const JsonValue* found = value.Find(member);
+        if (found == nullptr) {
+            Complain("the member \"" + member + "\" is missing");
+        }
+        return {*found, origin, pointer + "/" + Escaped(member)};
+    }
+
+    // The members of a list that must not be empty.
+    std::vector<Place> Items() const {
+        MustBe(JsonValue::Kind::List);
+        if (value.items.empty()) {
+            Complain("must hold at least one member");
+        }
+        std::vector<Place> places;
+        for (std::size_t i = 0; i < value.items.size(); ++i) {
+            places.push_back({value.items[i], origin, pointer + "/" + std::to_string(i)});
+        }
+        return places;
+    }
+
+    // A list, or a single value in its place.
+    std::vector<Place> OneOrMore() const {
+        return Is(JsonValue::Kind::List) ? Items() : std::vector<Place>{*this};
+    }
+
+    std::string Text() const {
+        MustBe(JsonValue::Kind::Text);
+        return value.text;
+    }
+
+    std::string NonEmptyText() const {
+        const std::string text = Text();
+        if (text.empty()) {
+            Complain("must not be empty");
+        }
+        return text;
+    }
+
+    std::uint64_t Number(std::uint64_t least, std::uint64_t most) const {
+        MustBe(JsonValue::Kind::Number);
+        const double number = value.number;
+        if (std::floor(number) != number || number < static_cast<double>(least) ||
+            number > static_cast<double>(most)) {
+            Complain("must be a whole number from " + std::to_string(least) + " to " + std::to_string(most));
+        }
+        return static_cast<std::uint64_t>(number);
+    }
+
+private:
+    Place(const JsonValue& part, std::string fileName, std::string way)
+        : value(part), origin(std::move(fileName)), pointer(std::move(way)) {}
+
+    const JsonValue& value;
+    std::string origin;
+    std::string pointer;
+};
+
+std::string ReadCode(const Place& place) {
+    const std::string code = place.NonEmptyText();
+    const bool digits =
+        std::all_of(code.begin(), code.end(), [](char each) { return each >= '0' && each <= '9'; });
+    if (code.size() != 8 || !digits) {
+        place.Complain("\"" + code + "\" is no result code; it has eight digits, for example 00000001");
+    }
+    return code;
+}
+
+std::string ReadEndingCode(const Place& place) {
+    std::string code = ReadCode(place);
+    if (code == ResultCode::CommandsExist) {
+        place.Complain("00000000 announces commands and cannot end a session");
+    }
+    return code;
+}
+
+std::string ReadServiceId(const Place& place) {
+    const std::string id = place.NonEmptyText();
+    if (id.find(' ') != std::string::npos) {
+        place.Complain("\"" + id + "\" holds a blank, which never arrives: the agent sends none");
+    }
+    return id;
+}
+
+std::string ReadApdu(const Place& place) {
+    const std::string apdu = place.NonEmptyText();
+    if (apdu.size() > MaximumApduDigits) {
+        place.Complain(
+            "has " + std::to_string(apdu.size()) + " digits; the agent takes at most " +
+            std::to_string(MaximumApduDigits));
+    }
+    const std::string mistake = ApduMistake(apdu);
+    if (!mistake.empty()) {
+        place.Complain("the command " + mistake + " (\"raw\" in place of \"apdu\" sends any text)");
+    }
+    return UpperCase(apdu);
+}
+
+std::string ReadRawApdu(const Place& place) {
+    const std::string text = place.Text();
+    if (text.find('/') != std::string::npos) {
+        place.Complain("\"/\" separates commands; \"commandSet\" of the step sends any set");
+    }
+    return text;
+}
+
+std::vector<std::string> ReadExpected(const Place& place) {
+    std::vector<std::string> patterns;
+    for (const Place& each : place.OneOrMore()) {
+        patterns.push_back(each.NonEmptyText());
+        if (!IsStatusWordPattern(patterns.back())) {
+            each.Complain(
+                "\"" + patterns.back() +
+                "\" is no status word; it has four hexadecimal digits, or x for any digit, for example 61xx");
+        }
+    }
+    return patterns;
+}
+
+ScriptCommand ReadCommand(const Place& place) {
+    ScriptCommand command;
+    if (place.Is(JsonValue::Kind::Text)) {
+        command.apdu = ReadApdu(place);
+        return command;
+    }
+    place.OnlyMembers({"apdu", "raw", "expect", "comment"});
+    if (place.Has("apdu") == place.Has("raw")) {
+        place.Complain("a command has either \"apdu\" or \"raw\"");
+    }
+    command.apdu = place.Has("apdu") ? ReadApdu(place.At("apdu")) : ReadRawApdu(place.At("raw"));
+    if (place.Has("expect")) {
+        command.expected = ReadExpected(place.At("expect"));
+    }
+    if (place.Has("comment")) {
+        command.comment = place.At("comment").Text();
+    }
+    return command;
+}
+
+RelayFailureRule::Action ReadAction(const Place& place) {
+    const std::string action = place.Text();
+    if (action == "end") {
+        return RelayFailureRule::Action::End;
+    }
+    if (action == "continue") {
+        return RelayFailureRule::Action::Continue;
+    }
+    if (action == "retry") {
+        return RelayFailureRule::Action::Retry;
+    }
+    place.Complain("must be \"end\", \"continue\" or \"retry\", not \"" + action + "\"");
+}
+
+RelayFailureRule ReadRelayFailureRule(const Place& place) {
+    place.OnlyMembers({"do", "code", "times"});
+    RelayFailureRule rule;
+    rule.action = ReadAction(place.At("do"));
+    if (place.Has("code")) {
+        rule.code = ReadEndingCode(place.At("code"));
+    }
+    if (place.Has("times")) {
+        rule.retries = static_cast<unsigned>(place.At("times").Number(1, 1000));
+    }
+    return rule;
+}
+
+ScriptStep ReadStep(const Place& place, const RelayFailureRule& usual) {
+    place.OnlyMembers({"comment", "commands", "commandSet", "onRelayFailure"});
+    if (place.Has("commands") == place.Has("commandSet")) {
+        place.Complain("a step has either \"commands\" or \"commandSet\"");
+    }
+    ScriptStep step;
+    step.onRelayFailure =
+        place.Has("onRelayFailure") ? ReadRelayFailureRule(place.At("onRelayFailure")) : usual;
+    if (place.Has("comment")) {
+        step.comment = place.At("comment").Text();
+    }
+    if (place.Has("commandSet")) {
+        step.rawCommandSet = place.At("commandSet").NonEmptyText();
+        return step;
+    }
+    for (const Place& command : place.At("commands").Items()) {
+        step.commands.push_back(ReadCommand(command));
+    }
+    return step;
+}
+
+Misbehaviour ReadMisbehaviour(const Place& place) {
+    place.OnlyMembers({"kind", "value", "from", "times"});
+    const std::string value = place.Has("value") ? place.At("value").Text() : std::string();
+    try {
+        Misbehaviour misbehaviour = MakeMisbehaviour(place.At("kind").Text(), value);
+        constexpr std::uint64_t Most = 999999999;
+        if (place.Has("from")) {
+            misbehaviour.from = place.At("from").Number(1, Most);
+        }
+        if (place.Has("times")) {
+            misbehaviour.times = place.At("times").Number(1, Most);
+        }
+        return misbehaviour;
+    } catch (const std::invalid_argument& error) {
+        place.Complain(error.what());
+    }
+}
+
+void ReadOptionalParts(const Place& place, Script& script) {
+    if (place.Has("finalCode")) {
+        script.finalCode = ReadEndingCode(place.At("finalCode"));
+    }
+    if (place.Has("failureCode")) {
+        script.failureCode = ReadEndingCode(place.At("failureCode"));
+    }
+    if (place.Has("eligibility")) {
+        for (const Place& code : place.At("eligibility").Items()) {
+            script.eligibility.push_back(ReadCode(code));
+        }
+    }
+    if (place.Has("misbehaviours")) {
+        for (const Place& misbehaviour : place.At("misbehaviours").Items()) {
+            script.misbehaviours.push_back(ReadMisbehaviour(misbehaviour));
+        }
+    }
+}
+
+std::string ReadWholeFile(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    if (!stream.is_open() || stream.bad()) {
+        throw ScriptError(file + ": cannot be read");
+    }
+    return text;
+}
+
+std::vector<std::string> FilesOf(const std::string& folder) {
+    std::error_code error;
+    std::vector<std::string> files;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        if (entry->path().extension() == ".json") {
+            files.push_back(entry->path().string());
+        }
+    }
+    if (error) {
+        throw ScriptError(folder + ": " + error.message());
+    }
+    if (files.empty()) {
+        throw ScriptError(folder + ": holds no file that ends in .json");
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+void AddScript(const std::string& file, Catalogue& catalogue) {
+    Script script = ParseScript(ReadWholeFile(file), file);
+    for (const std::string& id : script.serviceIds) {
+        if (const Service* other = catalogue.Find(id)) {
+            throw ScriptError(
+                file + ": /serviceId: the script \"" + other->Name() + "\" serves \"" + id + "\" already");
+        }
+    }
+    if (!script.eligibility.empty()) {
+        if (!catalogue.eligibility.empty()) {
+            throw ScriptError(file + ": /eligibility: another script gives eligibility answers already");
+        }
+        catalogue.eligibility = script.eligibility;
+    }
+    catalogue.services.push_back(std::make_shared<const Script>(std::move(script)));
+}
+
+}  // namespace
+
+Script ParseScript(const std::string& text, const std::string& origin) {
+    JsonValue whole;
+    try {
+        whole = ParseJson(text);
+    } catch (const JsonError& error) {
+        throw ScriptError(origin + ": " + error.what());
+    }
+    const Place place(whole, origin);
+    place.OnlyMembers(
+        {"name", "serviceId", "finalCode", "failureCode", "onRelayFailure", "eligibility", "misbehaviours",
+         "steps"});
+    Script script;
+    for (const Place& id : place.At("serviceId").OneOrMore()) {
+        script.serviceIds.push_back(ReadServiceId(id));
+    }
+    script.name = place.Has("name") ? place.At("name").NonEmptyText() : script.serviceIds.front();
+    ReadOptionalParts(place, script);
+    const RelayFailureRule usual =
+        place.Has("onRelayFailure") ? ReadRelayFailureRule(place.At("onRelayFailure")) : RelayFailureRule();
+    for (const Place& step : place.At("steps").Items()) {
+        script.steps.push_back(ReadStep(step, usual));
+    }
+    return script;
+}
+
+Catalogue ReadCatalogue(const std::vector<std::string>& files, const std::vector<std::string>& folders) {
+    Catalogue catalogue;
+    for (const std::string& file : files) {
+        AddScript(file, catalogue);
+    }
+    for (const std::string& folder : folders) {
+        for (const std::string& file : FilesOf(folder)) {
+            AddScript(file, catalogue);
+        }
+    }
+    return catalogue;
+}
+
+}  // namespace KeyServer
