@@ -1,4 +1,5 @@
 #pragma once
+#pragma GCC system_header
 
 #define nfc_manager_initialize nfc_manager_initialize_sync
 #include_next <nfc.h>

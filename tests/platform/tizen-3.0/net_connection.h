@@ -1,4 +1,5 @@
 #pragma once
+#pragma GCC system_header
 
 // Adds an enumerator in front of the last one.
 #define CONNECTION_TYPE_BT CONNECTION_TYPE_NET_PROXY = 5, CONNECTION_TYPE_BT

@@ -1,4 +1,5 @@
 #pragma once
+#pragma GCC system_header
 
 #include_next <system_info.h>
 
