@@ -52,7 +52,7 @@ class PendingReply {
 public:
     PendingReply(
         GDBusConnection* connection, GDBusMessage* message, GMainContext* ownContext, const Waiting& waiting)
-        : context(ownContext), own(g_cancellable_new()) {
+        : context(ownContext), own(g_cancellable_new()), onAnswer(waiting.onAnswer) {
         if (waiting.cancellation != nullptr) {
             outer = waiting.cancellation->Internals().cancellable.get();
             connected = g_cancellable_connect(outer, G_CALLBACK(CancelInner), own.get(), nullptr);
@@ -90,10 +90,14 @@ private:
             g_dbus_connection_send_message_with_reply_finish(G_DBUS_CONNECTION(connection), result, &error));
         pending.answer.error.reset(error);
         pending.done = true;
+        if (pending.onAnswer) {
+            pending.onAnswer();
+        }
     }
 
     GMainContext* context;
     CancellablePtr own;
+    std::function<void()> onAnswer;
     GCancellable* outer = nullptr;
     gulong connected = 0;
     Answer answer;

@@ -41,6 +41,7 @@ struct Waiting {
     std::chrono::milliseconds timeLimit = NoTimeLimit;
     const Cancellation* cancellation = nullptr;  // may be null
     std::function<void()> afterEachTurn;         // of the context; may throw, may be empty
+    std::function<void()> onAnswer;              // before anything that came after the answer; must not throw
 };
 
 // Not for two threads at a time.

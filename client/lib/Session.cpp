@@ -14,9 +14,6 @@ constexpr char SuccessAnswer[] = "Success";
 constexpr char FailedAnswer[] = "Failed";
 constexpr char UnknownClientAnswer[] = "Wrong parameters";
 
-// How long a successor of an ending service may take to show up before the next try.
-constexpr std::chrono::seconds SuccessorTimeLimit{2};
-
 std::string AnswerOf(const Map& reply) {
     const auto found = reply.find(Key::ReturnCode);
     return found != reply.end() ? found->second : std::string();
@@ -121,6 +118,9 @@ void Session::Inner::Open() {
         if (result == Attempt::Opened) {
             return;
         }
+        if (attempt == options.openAttempts) {
+            break;
+        }
         if (result == Attempt::NobodyThere) {
             AwaitStarter();
         } else {
@@ -197,13 +197,14 @@ bool Session::Inner::IsServing(const std::string& instance) {
 // An instance that has stopped listening still has the name for a moment.
 void Session::Inner::AwaitSuccessor() {
     const auto isGone = [this](const std::string& owner) { return owner.empty() || owner != leaving; };
-    bus.WaitForOwner(ServiceName, isGone, SuccessorTimeLimit, options.cancellation);
+    bus.WaitForOwner(ServiceName, isGone, options.successorLimit, options.cancellation);
 }
 
 // Where the bus does not start the service, whoever does may be about to.
 void Session::Inner::AwaitStarter() {
     const auto isThere = [](const std::string& owner) { return !owner.empty(); };
-    if (!bus.WaitForOwner(ServiceName, isThere, SuccessorTimeLimit, options.cancellation) && !IsCancelled()) {
+    if (!bus.WaitForOwner(ServiceName, isThere, options.successorLimit, options.cancellation) &&
+        !IsCancelled()) {
         throw ClientError(
             ErrorKind::ServiceUnreachable,
             "opening a session: the service has just ended, and nobody starts it again");
@@ -231,9 +232,11 @@ MessagePtr Session::Inner::NewRequest(const Map& request, const CallOptions& cal
 Map Session::Inner::Call(const Map& request, const CallOptions& callOptions) {
     const MessagePtr message = NewRequest(request, callOptions);
     std::deque<std::string> arrived;
+    bool isAnswered = false;
     const SignalSubscription subscription(
         bus, service, ServiceInterface, "Progress", nullptr, [&](const char* path, GVariant* body) {
-            if (IsOwnProgress(path, processId) && g_variant_is_of_type(body, G_VARIANT_TYPE("(s)"))) {
+            if (!isAnswered && IsOwnProgress(path, processId) &&
+                g_variant_is_of_type(body, G_VARIANT_TYPE("(s)"))) {
                 const char* text = nullptr;
                 g_variant_get(body, "(&s)", &text);
                 arrived.emplace_back(text);
@@ -250,8 +253,8 @@ Map Session::Inner::Call(const Map& request, const CallOptions& callOptions) {
             }
         }
     };
+    waiting.onAnswer = [&isAnswered] { isAnswered = true; };
     const Answer answer = bus.Exchange(message.get(), waiting);
-    waiting.afterEachTurn();
     return JudgeReply(answer, request.empty());
 }
 

@@ -177,6 +177,9 @@ std::variant<Arguments, int> ParseArguments(int count, char** values) {
     AddSetAddress(app, rawValues);
     AddRun(app, rawValues);
     AddRaw(app, arguments, rawValues);
+    for (CLI::App* command : app.get_subcommands({})) {
+        command->footer("Options of navoctl itself, examples and exit statuses: navoctl --help");
+    }
     try {
         app.parse(count, values);
         arguments.name = app.get_subcommands().front()->get_name();

@@ -28,8 +28,10 @@ public:
         }
     }
     void AddAlways(const char* key, const std::string& text) {
+        const std::unique_ptr<char, TextFree> valid(
+            g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
         json_builder_set_member_name(builder.get(), key);
-        json_builder_add_string_value(builder.get(), text.c_str());
+        json_builder_add_string_value(builder.get(), valid.get());
     }
     void Add(const char* key, bool value) {
         json_builder_set_member_name(builder.get(), key);

@@ -7,17 +7,23 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "CplcFields.h"
 #include "Json.h"
 
 namespace {
 
+struct TextFree {
+    void operator()(char* text) const { g_free(text); }
+};
+
 // Texts of the service come in part from a server; a terminal must not take them for its own commands.
 std::string Printable(const std::string& text) {
+    const std::unique_ptr<char, TextFree> valid(
+        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
     std::string printable;
-    const char* const end = text.data() + text.size();
-    for (const char* at = text.data(); at < end; at = g_utf8_next_char(at)) {
+    for (const char* at = valid.get(); *at != '\0'; at = g_utf8_next_char(at)) {
         const gunichar character = g_utf8_get_char(at);
         if (character != '\n' && character != '\t' && g_unichar_iscntrl(character)) {
             printable += '?';

@@ -1,0 +1,71 @@
+#include "CplcFields.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+const char Cplc[] =
+    "4790"       // IC fabricator
+    "6340"       // IC type
+    "4091"       // operating system
+    "8125"       // released
+    "0000"       // level
+    "2123"       // IC fabricated
+    "001A2B3C"   // serial number
+    "4D5E"       // batch
+    "4812"       // module fabricator
+    "2124"       // packaged
+    "4813"       // ICC manufacturer
+    "2366"       // embedded
+    "4814"       // pre-personalizer
+    "2367"       // pre-personalized: no year has such a day
+    "00000001"   // equipment
+    "4815"       // personalizer
+    "21A7"       // personalized: no decimal number
+    "00000002";  // equipment
+
+std::string ValueOf(const std::vector<CplcField>& fields, const std::string& key) {
+    for (const CplcField& field : fields) {
+        if (field.key == key) {
+            return field.value;
+        }
+    }
+    return "no such field";
+}
+
+}  // namespace
+
+TEST(CplcFields, CoverAllBytesInOrder) {
+    const std::vector<CplcField> fields = DecodeCplc(Cplc);
+    std::string joined;
+    for (const CplcField& field : fields) {
+        joined += field.value;
+    }
+    EXPECT_EQ(fields.size(), 18U);
+    EXPECT_EQ(joined, Cplc);
+}
+
+TEST(CplcFields, StandWhereTheStandardPutsThem) {
+    const std::vector<CplcField> fields = DecodeCplc(Cplc);
+    EXPECT_EQ(ValueOf(fields, "icFabricator"), "4790");
+    EXPECT_EQ(ValueOf(fields, "icFabricationDate"), "2123");
+    EXPECT_EQ(ValueOf(fields, "icSerialNumber"), "001A2B3C");
+    EXPECT_EQ(ValueOf(fields, "icBatchIdentifier"), "4D5E");
+    EXPECT_EQ(ValueOf(fields, "icPersonalizationEquipment"), "00000002");
+}
+
+TEST(CplcFields, ReadDatesAsYearDigitAndDay) {
+    const std::vector<CplcField> fields = DecodeCplc(Cplc);
+    EXPECT_EQ(fields.at(5).meaning, "day 123 of a year ending in 2");
+    EXPECT_EQ(fields.at(11).meaning, "day 366 of a year ending in 2");
+    EXPECT_EQ(fields.at(13).meaning, "");
+    EXPECT_EQ(fields.at(16).meaning, "");
+    EXPECT_EQ(fields.at(6).meaning, "");
+}
+
+TEST(CplcFields, AreNotGuessedFromDataOfAnotherLength) {
+    EXPECT_TRUE(DecodeCplc("").empty());
+    EXPECT_TRUE(DecodeCplc(std::string(Cplc) + "00").empty());
+}

@@ -1,0 +1,141 @@
+// What replies mean.
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+#include "navo/Outcome.h"
+
+using Navo::Interpret;
+using Navo::Map;
+using Navo::Outcome;
+
+namespace {
+
+struct Case {
+    const char* name;
+    long command;
+    Map reply;
+    bool success;
+    const char* code;
+    const char* value;
+};
+
+void PrintTo(const Case& testCase, std::ostream* stream) {
+    *stream << testCase.name;
+}
+
+const char Done[] = "00000001_The job has done successfully";
+const char DoneLate[] = "00000002_The job has done successfully. But, a timeout has occurred on NFC off";
+const char WrongCommand[] = "10000001_Invalid Cmd parameter is being used";
+const char Unknown[] = "10000000_An unknown Error has occurred";
+
+const Case Cases[] = {
+    {"ScriptDone", 0x65, {{"ReturnCode", Done}}, true, "00000001", ""},
+    {"ScriptDoneWithLateNfc", 0x65, {{"ReturnCode", DoneLate}}, true, "00000002", ""},
+    {"ScriptToRetry",
+     0x65,
+     {{"ReturnCode", "00000009_Retry the request of Job from the beginning"}},
+     false,
+     "00000009",
+     ""},
+    {"ScriptThatNeverEnded", 0x65, {{"ReturnCode", "00000000_C-APDU exists"}}, false, "00000000", ""},
+    {"ScriptWithHttpStatus", 0x65, {{"ReturnCode", "404"}}, false, "404", ""},
+    {"ScriptWithUnknownCode", 0x65, {{"ReturnCode", "77777777"}}, false, "77777777", ""},
+    {"ScriptWithCodeWithoutDescription", 0x65, {{"ReturnCode", "20100000_"}}, false, "20100000", ""},
+    {"ScriptWithAlmostTheCode", 0x65, {{"ReturnCode", "00000001 _x"}}, false, "00000001 ", ""},
+    {"ScriptWithNothingSet", 0x65, {{"ReturnCode", "_"}}, false, "", ""},
+    {"StatusOfTheElement", 0x66, {{"ReturnCode", WrongCommand}}, false, "10000001", ""},
+    {"CplcRead", 0x67, {{"ReturnCode", "47906340ABCD"}}, true, "", "47906340ABCD"},
+    {"CplcRefusedByTheCard", 0x67, {{"ReturnCode", Done}}, false, "00000001", ""},
+    {"CplcNotTransmitted", 0x67, {{"ReturnCode", "10000002_APDU is not available"}}, false, "10000002", ""},
+    {"CplcThatIsNone", 0x67, {{"ReturnCode", "nonsense"}}, false, "nonsense", ""},
+    {"CplcOfOddLength", 0x67, {{"ReturnCode", "404"}}, false, "404", ""},
+    {"CplcOfNoLength", 0x67, {{"ReturnCode", ""}}, false, "", ""},
+    {"MemoryRead", 0x68, {{"MemoryInfo", "4096"}, {"ReturnCode", "4096"}}, true, "", "4096"},
+    {"MemoryNotRead", 0x68, {{"ReturnCode", "0"}}, false, "", ""},
+    {"MemoryEndedByAnException", 0x68, {{"ReturnCode", Unknown}}, false, "10000000", ""},
+    {"MemoryWithAMessageOfSuccess", 0x68, {{"ReturnCode", Done}}, false, "00000001", ""},
+    {"Eligible", 0x69, {{"ReturnCode", Done}}, true, "00000001", ""},
+    {"NotEligible", 0x69, {{"ReturnCode", "10500001_This device is not available"}}, false, "10500001", ""},
+    {"NoNetworkForEligibility",
+     0x69,
+     {{"ReturnCode", "10100000_Network is unavailable"}},
+     false,
+     "10100000",
+     ""},
+    {"PhoneInformation",
+     0x1F4,
+     {{"phoneInfo", "deviceModel: x"}, {"ReturnCode", Done}},
+     true,
+     "00000001",
+     "deviceModel: x"},
+    {"PhoneInformationDenied", 0x1F4, {{"ReturnCode", WrongCommand}}, false, "10000001", ""},
+    {"AddressStored", 0x1F5, {{"ReturnCode", Done}}, true, "00000001", ""},
+    {"AddressNotStored", 0x1F5, {{"ReturnCode", Unknown}}, false, "10000000", ""},
+    {"AddressDenied", 0x1F5, {{"ReturnCode", WrongCommand}}, false, "10000001", ""},
+    {"CcmPlayed", 0x90, {{"LccmReturnCode", "0"}, {"ReturnCode", Done}}, true, "0", ""},
+    {"CcmRefusedByTheCard", 0x90, {{"LccmReturnCode", "-5"}, {"ReturnCode", Done}}, false, "-5", ""},
+    {"CcmWithoutLibrary", 0x90, {{"LccmReturnCode", "-2"}, {"ReturnCode", Unknown}}, false, "-2", ""},
+    {"CcmWithoutVerdict", 0x90, {{"ReturnCode", Done}}, false, "00000001", ""},
+    {"KeyInjected", 0x3F0, {{"ReturnCode", "0"}}, true, "0", ""},
+    {"KeyVerificationFailed", 0x3F1, {{"ReturnCode", "-1"}}, false, "-1", ""},
+    {"KeyUid", 0x3F2, {{"ReturnCode", "4"}, {"dalmData", "uid1"}}, true, "4", "uid1"},
+    {"KeyData", 0x3F3, {{"ReturnCode", "2"}, {"dalmData", "0A0B"}}, true, "2", "0A0B"},
+    {"KeySessionReleased", 0x3F4, {{"ReturnCode", "0"}}, true, "0", ""},
+    {"KeyCommandUnknown", 0x3FF, {{"ReturnCode", "-2"}}, false, "-2", ""},
+    {"KeyJobEndedByAnException", 0x3F0, {{"ReturnCode", Unknown}}, false, "10000000", ""},
+    {"KeyVerdictThatIsNoNumber", 0x3F0, {{"ReturnCode", "0x"}}, false, "0x", ""},
+    {"ReservedCommand", 0x3FE, {{"ReturnCode", WrongCommand}}, false, "10000001", ""},
+    {"ReplyWithoutReturnCode", 0x67, {{"phoneInfo", "x"}}, false, "", ""},
+};
+
+class Replies : public testing::TestWithParam<Case> {};
+
+}  // namespace
+
+TEST_P(Replies, AreJudgedByCommandAndShape) {
+    const Case& testCase = GetParam();
+    const Outcome outcome = Interpret(testCase.command, testCase.reply);
+    EXPECT_EQ(outcome.success, testCase.success);
+    EXPECT_EQ(outcome.code, testCase.code);
+    EXPECT_EQ(outcome.value, testCase.value);
+    const auto message = testCase.reply.find("ReturnCode");
+    EXPECT_EQ(outcome.message, message != testCase.reply.end() ? message->second : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Outcome, Replies, testing::ValuesIn(Cases),
+    [](const testing::TestParamInfo<Case>& tested) { return std::string(tested.param.name); });
+
+TEST(Outcome, KeepsTheDescriptionOfAMessage) {
+    const Outcome outcome = Interpret(0x65, {{"ReturnCode", "10400006_No permission to access eSE"}});
+    EXPECT_EQ(outcome.description, "No permission to access eSE");
+    EXPECT_EQ(Interpret(0x65, {{"ReturnCode", "1_a_b"}}).description, "a_b");
+}
+
+TEST(Outcome, ExplainsRepliesThatMislead) {
+    EXPECT_NE(Interpret(0x67, {{"ReturnCode", Done}}).explanation, "");
+    EXPECT_NE(Interpret(0x68, {{"ReturnCode", "0"}}).explanation, "");
+    EXPECT_NE(Interpret(0x66, {{"ReturnCode", WrongCommand}}).explanation, "");
+    EXPECT_NE(Interpret(0x1F4, {{"ReturnCode", WrongCommand}}).explanation, "");
+    EXPECT_NE(Interpret(0x1F5, {{"ReturnCode", WrongCommand}}).explanation, "");
+    EXPECT_EQ(Interpret(0x1F5, {{"ReturnCode", Unknown}}).explanation, "");
+    EXPECT_EQ(Interpret(0x65, {{"ReturnCode", Done}}).explanation, "");
+}
+
+TEST(CommandOf, ReadsCommandsAsTheServiceDoes) {
+    EXPECT_EQ(Navo::CommandOf({{"Cmd", "1f4"}}), 0x1F4);
+    EXPECT_EQ(Navo::CommandOf({{"Cmd", " 0x1F4"}}), 0x1F4);
+    EXPECT_EQ(Navo::CommandOf({{"Cmd", "1F4Z"}}), 0x1F4);
+    EXPECT_EQ(Navo::CommandOf({{"Cmd", "ZZ"}}), 0);
+    EXPECT_EQ(Navo::CommandOf({{"Cmd", ""}}), 0);
+    EXPECT_EQ(Navo::CommandOf({{"Cmd", "-1"}}), -1);
+    EXPECT_EQ(Navo::CommandOf({{"Cmd", "FFFFFFFFFFFFFFFFF"}}), std::nullopt);
+    EXPECT_EQ(Navo::CommandOf({{"cmd", "67"}}), std::nullopt);
+}
+
+TEST(CommandText, IsUpperCaseHexadecimal) {
+    EXPECT_EQ(Navo::CommandText(0x65), "65");
+    EXPECT_EQ(Navo::CommandText(0x1F4), "1F4");
+}
