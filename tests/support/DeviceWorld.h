@@ -2,7 +2,9 @@
 // fixed locations lie below it, the virtual device's configuration, and the log.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/TemporaryFolder.h"
@@ -35,6 +37,10 @@ public:
     void ForgetLog();
 
 private:
+    // Sets a variable of the environment, or with null removes it, until the world ends.
+    void SetVariable(const std::string& name, const char* value);
+
     TemporaryFolder folder;
     std::filesystem::path previous;
+    std::vector<std::pair<std::string, std::optional<std::string>>> variables;  // as they were before
 };

@@ -1,0 +1,56 @@
+#include "Bytes.h"
+
+namespace Device {
+
+namespace {
+
+int DigitValue(char digit) {
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    if (digit >= 'A' && digit <= 'F') {
+        return digit - 'A' + 10;
+    }
+    return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
+}
+
+}  // namespace
+
+std::string HexText(const Bytes& bytes) {
+    constexpr char Digits[] = "0123456789ABCDEF";
+    std::string text;
+    text.reserve(2 * bytes.size());
+    for (const std::uint8_t byte : bytes) {
+        text += Digits[byte >> 4];
+        text += Digits[byte & 0x0F];
+    }
+    return text;
+}
+
+std::optional<Bytes> FromHexText(const std::string& text) {
+    Bytes bytes;
+    bytes.reserve(text.size() / 2);
+    int high = -1;
+    for (const char character : text) {
+        if (character == ' ') {
+            continue;
+        }
+        const int value = DigitValue(character);
+        if (value < 0) {
+            return std::nullopt;
+        }
+        if (high < 0) {
+            high = value;
+        } else {
+            bytes.push_back(static_cast<std::uint8_t>(high * 16 + value));
+            high = -1;
+        }
+    }
+    return high < 0 ? std::optional<Bytes>(std::move(bytes)) : std::nullopt;
+}
+
+void Append(Bytes& target, const Bytes& tail) {
+    target.insert(target.end(), tail.begin(), tail.end());
+}
+
+}  // namespace Device

@@ -1,0 +1,15 @@
+// The platform's error numbers, by name and with their texts.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace Device {
+
+// Number of an enumerator such as "NFC_ERROR_OPERATION_FAILED".
+std::optional<int> ErrorCodeNamed(const std::string& name);
+
+// "Unknown error" for a number that no module knows. Lives as long as the program.
+const char* ErrorText(int code);
+
+}  // namespace Device

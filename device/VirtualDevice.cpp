@@ -1,0 +1,51 @@
+#include "VirtualDevice.h"
+
+#include "FunctionNames.h"
+#include "Gate.h"
+#include "HandleTable.h"
+#include "card/CardSlot.h"
+
+namespace Device {
+
+namespace {
+
+CardSlot& SlotOf(Element element) {
+    return element == Element::Embedded ? EmbeddedElementSlot() : UiccSlot();
+}
+
+}  // namespace
+
+std::string ConfigurationPath() {
+    return Enquire().device->path;
+}
+
+std::vector<std::string> ConfigurationMistakes() {
+    const std::shared_ptr<const Configuration> configuration = Enquire().device;
+    std::vector<std::string> texts;
+    for (const Mistake& mistake : configuration->mistakes) {
+        texts.push_back(Describe(*configuration, mistake));
+    }
+    return texts;
+}
+
+std::uint64_t Calls(const std::string& function) {
+    return CallCount(CanonicalFunction(function));
+}
+
+std::size_t OpenHandles() {
+    return OpenHandleCount();
+}
+
+std::vector<Exchange> Exchanges(Element element) {
+    return SlotOf(element).Exchanges(Enquire().device->number);
+}
+
+std::uint64_t ExchangeCount(Element element) {
+    return SlotOf(element).ExchangeCount(Enquire().device->number);
+}
+
+void ForgetExchanges(Element element) {
+    SlotOf(element).ForgetExchanges();
+}
+
+}  // namespace Device

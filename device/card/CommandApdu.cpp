@@ -1,0 +1,77 @@
+#include "card/CommandApdu.h"
+
+namespace Device {
+
+namespace {
+
+constexpr std::size_t HeaderLength = 4;
+
+// Reads the fields behind the header.
+class Body {
+public:
+    explicit Body(const Bytes& command) : bytes(command) {}
+
+    std::size_t Left() const { return bytes.size() - at; }
+
+    std::size_t Number(std::size_t width) {
+        std::size_t number = 0;
+        for (; width > 0; --width) {
+            number = number * 256 + bytes[at++];
+        }
+        return number;
+    }
+
+    Bytes Take(std::size_t length) {
+        const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(at);
+        at += length;
+        return Bytes(first, first + static_cast<std::ptrdiff_t>(length));
+    }
+
+private:
+    const Bytes& bytes;
+    std::size_t at = HeaderLength;
+};
+
+// Fields of `width` bytes; a length of 0 stands for one more than the field's greatest number.
+bool ReadFields(Body& body, std::size_t width, CommandApdu* apdu) {
+    const std::size_t most = width == 1 ? 256 : 65536;
+    if (body.Left() == width) {
+        const std::size_t expected = body.Number(width);
+        apdu->expectedLength = expected == 0 ? most : expected;
+        return true;
+    }
+    if (body.Left() < width) {
+        return false;
+    }
+    const std::size_t length = body.Number(width);
+    if (length == 0 || (body.Left() != length && body.Left() != length + width)) {
+        return false;
+    }
+    apdu->data = body.Take(length);
+    return body.Left() == 0 || ReadFields(body, width, apdu);
+}
+
+}  // namespace
+
+std::optional<CommandApdu> ParseCommand(const Bytes& bytes) {
+    if (bytes.size() < HeaderLength) {
+        return std::nullopt;
+    }
+    CommandApdu apdu;
+    apdu.cla = bytes[0];
+    apdu.ins = bytes[1];
+    apdu.p1 = bytes[2];
+    apdu.p2 = bytes[3];
+    Body body(bytes);
+    if (body.Left() == 0) {
+        return apdu;
+    }
+    // A zero with more behind it announces lengths of two bytes.
+    const bool extended = bytes[HeaderLength] == 0 && body.Left() > 1;
+    if (extended) {
+        body.Number(1);
+    }
+    return ReadFields(body, extended ? 2 : 1, &apdu) ? std::optional<CommandApdu>(apdu) : std::nullopt;
+}
+
+}  // namespace Device

@@ -1,0 +1,128 @@
+#include "card/Tlv.h"
+
+namespace Device {
+
+namespace {
+
+constexpr std::size_t MostTagBytes = 3;
+constexpr std::size_t MostLengthBytes = 3;
+
+class TlvReader {
+public:
+    explicit TlvReader(const Bytes& data) : fields(data) {}
+
+    bool AtEnd() const { return fields.AtEnd(); }
+    std::optional<TlvObject> Next();
+
+private:
+    std::optional<std::uint32_t> Number(std::size_t width);
+    std::optional<std::uint32_t> Tag();
+    std::optional<std::uint32_t> Length();
+
+    LengthValueReader fields;
+};
+
+std::optional<std::uint32_t> TlvReader::Number(std::size_t width) {
+    const std::optional<Bytes> bytes = fields.Take(width);
+    if (!bytes) {
+        return std::nullopt;
+    }
+    std::uint32_t number = 0;
+    for (const std::uint8_t byte : *bytes) {
+        number = number << 8 | byte;
+    }
+    return number;
+}
+
+std::optional<std::uint32_t> TlvReader::Tag() {
+    std::optional<std::uint32_t> tag = Number(1);
+    if (!tag || (*tag & 0x1F) != 0x1F) {
+        return tag;
+    }
+    for (std::size_t width = 1; width < MostTagBytes; ++width) {
+        const std::optional<std::uint32_t> more = Number(1);
+        if (!more) {
+            return std::nullopt;
+        }
+        tag = *tag << 8 | *more;
+        if ((*more & 0x80) == 0) {
+            return tag;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::uint32_t> TlvReader::Length() {
+    const std::optional<std::uint32_t> first = Number(1);
+    if (!first || *first < 0x80) {
+        return first;
+    }
+    const std::size_t width = *first & 0x7F;
+    return width == 0 || width > MostLengthBytes ? std::nullopt : Number(width);
+}
+
+std::optional<TlvObject> TlvReader::Next() {
+    const std::optional<std::uint32_t> tag = Tag();
+    const std::optional<std::uint32_t> length = tag ? Length() : std::nullopt;
+    std::optional<Bytes> value = length ? fields.Take(*length) : std::nullopt;
+    return value ? std::optional<TlvObject>(TlvObject{*tag, std::move(*value)}) : std::nullopt;
+}
+
+std::size_t WidthOf(std::uint64_t number) {
+    std::size_t width = 1;
+    while (number > 0xFF) {
+        number >>= 8;
+        ++width;
+    }
+    return width;
+}
+
+}  // namespace
+
+std::optional<std::vector<TlvObject>> ParseTlv(const Bytes& data) {
+    std::vector<TlvObject> objects;
+    TlvReader reader(data);
+    while (!reader.AtEnd()) {
+        std::optional<TlvObject> object = reader.Next();
+        if (!object) {
+            return std::nullopt;
+        }
+        objects.push_back(std::move(*object));
+    }
+    return objects;
+}
+
+Bytes MakeTlv(std::uint32_t tag, const Bytes& value) {
+    Bytes object = BigEndian(tag, WidthOf(tag));
+    if (value.size() >= 0x80) {
+        object.push_back(static_cast<std::uint8_t>(0x80 | WidthOf(value.size())));
+    }
+    Append(object, BigEndian(value.size(), WidthOf(value.size())));
+    Append(object, value);
+    return object;
+}
+
+Bytes BigEndian(std::uint64_t number, std::size_t width) {
+    Bytes bytes(width);
+    for (std::size_t at = width; at > 0; --at) {
+        bytes[at - 1] = static_cast<std::uint8_t>(number);
+        number >>= 8;
+    }
+    return bytes;
+}
+
+std::optional<Bytes> LengthValueReader::Take(std::size_t length) {
+    if (data.size() - at < length) {
+        return std::nullopt;
+    }
+    const auto first = data.begin() + static_cast<std::ptrdiff_t>(at);
+    at += length;
+    return Bytes(first, first + static_cast<std::ptrdiff_t>(length));
+}
+
+std::optional<Bytes> LengthValueReader::Next() {
+    const std::optional<Bytes> length = Take(1);
+    return length ? Take(length->front()) : std::nullopt;
+}
+
+}  // namespace Device

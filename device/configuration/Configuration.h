@@ -1,0 +1,118 @@
+// What the configuration file says about the device.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Bytes.h"
+#include "configuration/KeyFile.h"
+
+namespace Device {
+
+// An empty text means that the platform has no answer.
+struct Facts {
+    std::string modelName = "NAVO Virtual Wearable";
+    std::string buildString = "NAVOVW1ATA1";
+    std::string deviceName = "Virtual Wearable";
+    std::string locale = "en_GB";
+    std::string salesCode = "NAV";
+    std::string manufacturer = "Orvenco";
+    std::string platformName = "Tizen";
+    std::string platformVersion = "2.3.1";
+};
+
+// One SIM slot. Without a country code the slot is empty, but the modem's IMEI is there.
+struct Sim {
+    std::string mcc;
+    std::string mnc;
+    std::string imei;
+    bool roaming = false;
+};
+
+// Numbers are those of the connection API, so that a state outside its lists can be had too.
+struct Network {
+    int type = 1;
+    std::optional<int> wifiState;
+    std::optional<int> cellularState;
+    std::optional<int> bluetoothState;
+    std::optional<int> ethernetState;
+    std::string proxyIpv4;
+    std::string proxyIpv6;
+};
+
+// One of the answers to a command, and for how many times it is given; without a number for ever.
+struct ScriptedAnswer {
+    Bytes response;
+    bool fromCard = false;  // the card itself answers, `response` is unused
+    std::optional<std::uint64_t> times;
+};
+
+// Answers to the commands whose text is `pattern`, or begins with it.
+struct AnswerRule {
+    std::string pattern;  // upper-case hexadecimal digits
+    bool prefix = false;
+    std::vector<ScriptedAnswer> answers;
+};
+
+struct CardSettings {
+    bool present = true;
+    std::string backEnd = "software";
+    Bytes atr = {0x3B, 0x88, 0x80, 0x01, 'N', 'A', 'V', 'O', 'C', 'A', 'R', 'D', 0x0B};
+    Bytes cplc;  // 42 bytes
+    int secureChannel = 3;
+    std::uint32_t freeMemory = 1310720;
+    std::uint32_t freeVolatileMemory = 32768;
+    std::vector<AnswerRule> answers;
+};
+
+struct Package {
+    std::string id;
+    std::optional<std::string> version;
+    std::optional<std::string> distributorRoot;  // base64 of the certificate's DER form
+    std::vector<std::string> applications;
+    std::vector<std::string> executables;
+};
+
+struct Fault {
+    int result = 0;
+    std::uint64_t from = 1;
+    std::optional<std::uint64_t> times;
+
+    bool AppliesTo(std::uint64_t call) const { return call >= from && (!times || call - from < *times); }
+};
+
+struct Configuration {
+    std::string path;
+    std::uint64_t number = 0;  // of the reading in this process; another number means another file
+    Facts facts;
+    std::map<std::string, std::string> values;  // by vconf key
+    std::vector<Sim> sims;
+    Network network;
+    std::string trustStore;  // certificates that HTTPS trusts; empty: libcurl's own
+    bool nfcSupported = true;
+    CardSettings embeddedElement;
+    CardSettings uicc;
+    bool trustEnvironment = false;
+    std::map<std::string, Package> packages;
+    std::map<std::string, int> visibilities;           // by upper-case SHA-256 fingerprint of the root
+    std::map<std::string, Fault, std::less<>> faults;  // by canonical function name
+    std::vector<Mistake> mistakes;
+
+    // A device whose description cannot be followed works nowhere, so that no mistake passes unnoticed.
+    bool Broken() const { return !mistakes.empty(); }
+
+    // The plain device: what holds when the file says nothing else.
+    Configuration();
+};
+
+// `path` stands in front of relative file names inside the text.
+Configuration ReadConfiguration(const std::string& path, const std::string& text);
+
+// "path:line: [section] key: problem".
+std::string Describe(const Configuration& configuration, const Mistake& mistake);
+
+}  // namespace Device

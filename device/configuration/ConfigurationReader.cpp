@@ -1,0 +1,364 @@
+#include <cert-svc/ccert.h>
+#include <net_connection.h>
+
+#include <functional>
+
+#include "CertificateFile.h"
+#include "FunctionNames.h"
+#include "configuration/Configuration.h"
+#include "configuration/Values.h"
+
+namespace Device {
+
+namespace {
+
+using Setter = std::function<void(const std::string& value)>;
+
+const Choices ConnectionTypes = {
+    {"disconnected", CONNECTION_TYPE_DISCONNECTED},
+    {"wifi", CONNECTION_TYPE_WIFI},
+    {"cellular", CONNECTION_TYPE_CELLULAR},
+    {"ethernet", CONNECTION_TYPE_ETHERNET},
+    {"bluetooth", CONNECTION_TYPE_BT}};
+
+// Wi-Fi, Bluetooth and Ethernet number their states alike.
+const Choices LinkStates = {
+    {"deactivated", CONNECTION_WIFI_STATE_DEACTIVATED},
+    {"disconnected", CONNECTION_WIFI_STATE_DISCONNECTED},
+    {"connected", CONNECTION_WIFI_STATE_CONNECTED}};
+
+const Choices CellularStates = {
+    {"out-of-service", CONNECTION_CELLULAR_STATE_OUT_OF_SERVICE},
+    {"flight-mode", CONNECTION_CELLULAR_STATE_FLIGHT_MODE},
+    {"roaming-off", CONNECTION_CELLULAR_STATE_ROAMING_OFF},
+    {"call-only-available", CONNECTION_CELLULAR_STATE_CALL_ONLY_AVAILABLE},
+    {"available", CONNECTION_CELLULAR_STATE_AVAILABLE},
+    {"connected", CONNECTION_CELLULAR_STATE_CONNECTED}};
+
+const Choices Visibilities = {
+    {"developer", CERTSVC_VISIBILITY_DEVELOPER},
+    {"test", CERTSVC_VISIBILITY_TEST},
+    {"public", CERTSVC_VISIBILITY_PUBLIC},
+    {"partner", CERTSVC_VISIBILITY_PARTNER},
+    {"partner-operator", CERTSVC_VISIBILITY_PARTNER_OPERATOR},
+    {"partner-manufacturer", CERTSVC_VISIBILITY_PARTNER_MANUFACTURER},
+    {"platform", CERTSVC_VISIBILITY_PLATFORM}};
+
+class Reader {
+public:
+    explicit Reader(const std::string& path) { configuration.path = path; }
+
+    void Read(const Section& section);
+
+    Configuration configuration;
+
+private:
+    using Keys = std::vector<std::pair<std::string, Setter>>;
+
+    void ReadKeys(const Section& section, const Keys& keys);
+    bool ReadAnswer(const Section& section, const Entry& entry, CardSettings& card);
+    void ReadDevice(const Section& section);
+    void ReadVconf(const Section& section);
+    void ReadSim(const Section& section);
+    void ReadNetwork(const Section& section);
+    void ReadCard(const Section& section);
+    void ReadVisibility(const Section& section);
+    void ReadPackage(const Section& section);
+    void ReadFault(const Section& section);
+
+    // Runs `action` and notes a BadValue as a mistake of this entry.
+    void Guarded(const Section& section, const Entry& entry, const std::function<void()>& action);
+    void Reject(const Section& section, const std::string& problem) {
+        configuration.mistakes.push_back({section.line, section.Heading(), problem});
+    }
+    std::string Path(const std::string& value) const { return PathValue(value, configuration.path); }
+};
+
+void Reader::Guarded(const Section& section, const Entry& entry, const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const BadValue& error) {
+        configuration.mistakes.push_back({entry.line, section.Heading() + " " + entry.key, error.what()});
+    }
+}
+
+void Reader::ReadKeys(const Section& section, const Keys& keys) {
+    for (const Entry& entry : section.entries) {
+        Guarded(section, entry, [&] {
+            std::string known;
+            for (const auto& key : keys) {
+                if (key.first == entry.key) {
+                    key.second(entry.value);
+                    return;
+                }
+                known += (known.empty() ? "" : ", ") + key.first;
+            }
+            throw BadValue("this key is not known here; the section has " + known);
+        });
+    }
+}
+
+void Reader::ReadDevice(const Section& section) {
+    Facts& facts = configuration.facts;
+    const auto text = [](std::string& target) {
+        return [&target](const std::string& value) { target = value; };
+    };
+    ReadKeys(
+        section, {{"model-name", text(facts.modelName)},
+                  {"build-string", text(facts.buildString)},
+                  {"device-name", text(facts.deviceName)},
+                  {"locale", text(facts.locale)},
+                  {"sales-code", text(facts.salesCode)},
+                  {"manufacturer", text(facts.manufacturer)},
+                  {"platform-name", text(facts.platformName)},
+                  {"platform-version", text(facts.platformVersion)}});
+}
+
+void Reader::ReadVconf(const Section& section) {
+    for (const Entry& entry : section.entries) {
+        Guarded(section, entry, [&] {
+            if (entry.key.find('/') == std::string::npos) {
+                throw BadValue("this is no path; write one such as db/csc/salescode");
+            }
+            configuration.values[entry.key] = entry.value;
+        });
+    }
+}
+
+void Reader::ReadSim(const Section& section) {
+    if (section.name != std::to_string(configuration.sims.size())) {
+        Reject(
+            section, "SIM slots are numbered in order from 0; write [sim " +
+                         std::to_string(configuration.sims.size()) + "]");
+    }
+    configuration.sims.emplace_back();
+    Sim& sim = configuration.sims.back();
+    ReadKeys(
+        section, {{"mcc", [&](const std::string& value) { sim.mcc = DigitsValue(value, 3, 3); }},
+                  {"mnc", [&](const std::string& value) { sim.mnc = DigitsValue(value, 2, 3); }},
+                  {"imei", [&](const std::string& value) { sim.imei = DigitsValue(value, 14, 16); }},
+                  {"roaming", [&](const std::string& value) { sim.roaming = BooleanValue(value); }}});
+}
+
+void Reader::ReadNetwork(const Section& section) {
+    Network& network = configuration.network;
+    const auto link = [](std::optional<int>& state) {
+        return [&state](const std::string& value) { state = ChoiceValue(value, LinkStates); };
+    };
+    ReadKeys(
+        section,
+        {{"type", [&](const std::string& value) { network.type = ChoiceValue(value, ConnectionTypes); }},
+         {"wifi-state", link(network.wifiState)},
+         {"bluetooth-state", link(network.bluetoothState)},
+         {"ethernet-state", link(network.ethernetState)},
+         {"cellular-state",
+          [&](const std::string& value) { network.cellularState = ChoiceValue(value, CellularStates); }},
+         {"proxy", [&](const std::string& value) { network.proxyIpv4 = value; }},
+         {"proxy-ipv6", [&](const std::string& value) { network.proxyIpv6 = value; }}});
+}
+
+// True when the entry is an "answer COMMAND", whether or not it can be followed.
+bool Reader::ReadAnswer(const Section& section, const Entry& entry, CardSettings& card) {
+    if (entry.key.compare(0, 7, "answer ") != 0) {
+        return false;
+    }
+    Guarded(section, entry, [&] {
+        AnswerRule rule;
+        std::string pattern = Trim(entry.key.substr(7));
+        rule.prefix = pattern.back() == '*';
+        if (rule.prefix) {
+            pattern.pop_back();
+        }
+        const std::optional<Bytes> command = FromHexText(pattern);
+        if (!command) {
+            throw BadValue(
+                "the command is not right; write its bytes in hexadecimal, with * at the end to match all "
+                "that begin so");
+        }
+        rule.pattern = HexText(*command);
+        rule.answers = AnswersValue(entry.value);
+        card.answers.push_back(std::move(rule));
+    });
+    return true;
+}
+
+void Reader::ReadCard(const Section& section) {
+    if (!section.name.empty() && section.name != "uicc") {
+        Reject(section, "there is no such card; [card] is the embedded element and [card uicc] the UICC");
+        return;
+    }
+    CardSettings& card = section.name.empty() ? configuration.embeddedElement : configuration.uicc;
+    card.present = true;
+    Section plain = section;
+    plain.entries.clear();
+    for (const Entry& entry : section.entries) {
+        if (!ReadAnswer(section, entry, card)) {
+            plain.entries.push_back(entry);
+        }
+    }
+    ReadKeys(
+        plain,
+        {{"present", [&](const std::string& value) { card.present = BooleanValue(value); }},
+         {"back-end",
+          [&](const std::string& value) {
+              if (value != "software") {
+                  throw BadValue("\"" + value + "\" is no back-end; write software");
+              }
+              card.backEnd = value;
+          }},
+         {"atr", [&](const std::string& value) { card.atr = BytesValue(value, 0, 33); }},
+         {"cplc", [&](const std::string& value) { card.cplc = BytesValue(value, 42, 42); }},
+         {"secure-channel",
+          [&](const std::string& value) { card.secureChannel = static_cast<int>(NumberValue(value, 2, 3)); }},
+         {"free-memory",
+          [&](const std::string& value) {
+              card.freeMemory = static_cast<std::uint32_t>(NumberValue(value, 0, UINT32_MAX));
+          }},
+         {"free-volatile-memory",
+          [&](const std::string& value) {
+              card.freeVolatileMemory = static_cast<std::uint32_t>(NumberValue(value, 0, UINT32_MAX));
+          }},
+         {"answer COMMAND", [](const std::string&) {
+              throw BadValue(
+                  "COMMAND stands for the bytes of a command; write, for example, answer 80CA9F7F00");
+          }}});
+}
+
+void Reader::ReadVisibility(const Section& section) {
+    for (const Entry& entry : section.entries) {
+        Guarded(section, entry, [&] {
+            const int visibility = ChoiceValue(entry.key, Visibilities);
+            for (const std::string& part : ListValue(entry.value)) {
+                if (!configuration.visibilities.emplace(FingerprintValue(part), visibility).second) {
+                    throw BadValue(
+                        "\"" + part + "\" stands already in this section; a root has one visibility");
+                }
+            }
+        });
+    }
+}
+
+void Reader::ReadPackage(const Section& section) {
+    Package package;
+    package.id = section.name;
+    ReadKeys(
+        section,
+        {{"version", [&](const std::string& value) { package.version = value; }},
+         {"distributor-root",
+          [&](const std::string& value) {
+              package.distributorRoot = value.empty() ? "" : CertificateText(Path(value));
+          }},
+         {"applications", [&](const std::string& value) { package.applications = ListValue(value); }},
+         {"executables", [&](const std::string& value) {
+              for (const std::string& part : ListValue(value)) {
+                  package.executables.push_back(Path(part));
+              }
+          }}});
+    if (package.id.empty()) {
+        Reject(section, "a package has a name; write [package com.example.wallet]");
+        return;
+    }
+    configuration.packages[package.id] = std::move(package);
+}
+
+void Reader::ReadFault(const Section& section) {
+    Fault fault;
+    bool hasResult = false;
+    ReadKeys(
+        section,
+        {{"result",
+          [&](const std::string& value) {
+              fault.result = ResultValue(value);
+              hasResult = true;
+          }},
+         {"from", [&](const std::string& value) { fault.from = NumberValue(value, 1, UINT64_MAX); }},
+         {"times", [&](const std::string& value) { fault.times = NumberValue(value, 1, UINT64_MAX); }}});
+    const std::string function = CanonicalFunction(section.name);
+    if (!IsPlatformFunction(function)) {
+        Reject(
+            section,
+            "no platform function has this name; write one of the service's calls, such as nfc_se_send_apdu");
+    } else if (!hasResult) {
+        Reject(section, "the fault has no result; add a line such as result=-1");
+    } else if (!configuration.faults.emplace(function, fault).second) {
+        Reject(section, "this function has a fault already, under its other name; keep one of them");
+    }
+}
+
+void Reader::Read(const Section& section) {
+    const std::map<std::string, std::function<void()>> readers = {
+        {"device", [&] { ReadDevice(section); }},
+        {"vconf", [&] { ReadVconf(section); }},
+        {"sim", [&] { ReadSim(section); }},
+        {"network", [&] { ReadNetwork(section); }},
+        {"trust",
+         [&] {
+             ReadKeys(section, {{"ca-file", [&](const std::string& value) {
+                                     configuration.trustStore = TrustStoreFile(Path(value));
+                                 }}});
+         }},
+        {"nfc",
+         [&] {
+             ReadKeys(section, {{"supported", [&](const std::string& value) {
+                                     configuration.nfcSupported = BooleanValue(value);
+                                 }}});
+         }},
+        {"card", [&] { ReadCard(section); }},
+        {"packages",
+         [&] {
+             ReadKeys(section, {{"trust-environment", [&](const std::string& value) {
+                                     configuration.trustEnvironment = BooleanValue(value);
+                                 }}});
+         }},
+        {"package", [&] { ReadPackage(section); }},
+        {"visibility", [&] { ReadVisibility(section); }},
+        {"fault", [&] { ReadFault(section); }}};
+
+    const auto found = readers.find(section.kind);
+    if (found == readers.end()) {
+        std::string known;
+        for (const auto& reader : readers) {
+            known += (known.empty() ? "" : ", ") + reader.first;
+        }
+        Reject(section, "this section is not known; there are " + known);
+        return;
+    }
+    const bool named = section.kind == "sim" || section.kind == "card" || section.kind == "package" ||
+                       section.kind == "fault";
+    if (!named && !section.name.empty()) {
+        Reject(section, "this section has no name; write [" + section.kind + "]");
+    }
+    found->second();
+}
+
+}  // namespace
+
+Configuration::Configuration() {
+    // Fabricator, type and system of the chip, its dates and serial numbers, and who packaged and
+    // personalised it.
+    embeddedElement.cplc = *FromHexText(
+        "4F525731 0001 5060 0100 5061 00C0FFEE 0042 4F50 5065 4F45 5066 4F49 5070 00000001 4F53 5071 "
+        "00000002");
+    uicc.cplc = embeddedElement.cplc;
+    uicc.present = false;
+}
+
+Configuration ReadConfiguration(const std::string& path, const std::string& text) {
+    KeyFile file = ParseKeyFile(text);
+    Reader reader(path);
+    reader.configuration.mistakes = std::move(file.mistakes);
+    for (const Section& section : file.sections) {
+        reader.Read(section);
+    }
+    return std::move(reader.configuration);
+}
+
+std::string Describe(const Configuration& configuration, const Mistake& mistake) {
+    std::string text = configuration.path + ":";
+    if (mistake.line > 0) {
+        text += std::to_string(mistake.line) + ":";
+    }
+    return text + " " + (mistake.place.empty() ? "" : mistake.place + ": ") + mistake.problem;
+}
+
+}  // namespace Device
