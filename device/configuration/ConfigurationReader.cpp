@@ -14,35 +14,48 @@ namespace {
 
 using Setter = std::function<void(const std::string& value)>;
 
-const Choices ConnectionTypes = {
-    {"disconnected", CONNECTION_TYPE_DISCONNECTED},
-    {"wifi", CONNECTION_TYPE_WIFI},
-    {"cellular", CONNECTION_TYPE_CELLULAR},
-    {"ethernet", CONNECTION_TYPE_ETHERNET},
-    {"bluetooth", CONNECTION_TYPE_BT}};
+// Functions, because the service asks for the device before this file's own globals would exist.
+const Choices& ConnectionTypes() {
+    static const Choices choices = {
+        {"disconnected", CONNECTION_TYPE_DISCONNECTED},
+        {"wifi", CONNECTION_TYPE_WIFI},
+        {"cellular", CONNECTION_TYPE_CELLULAR},
+        {"ethernet", CONNECTION_TYPE_ETHERNET},
+        {"bluetooth", CONNECTION_TYPE_BT}};
+    return choices;
+}
 
 // Wi-Fi, Bluetooth and Ethernet number their states alike.
-const Choices LinkStates = {
-    {"deactivated", CONNECTION_WIFI_STATE_DEACTIVATED},
-    {"disconnected", CONNECTION_WIFI_STATE_DISCONNECTED},
-    {"connected", CONNECTION_WIFI_STATE_CONNECTED}};
+const Choices& LinkStates() {
+    static const Choices choices = {
+        {"deactivated", CONNECTION_WIFI_STATE_DEACTIVATED},
+        {"disconnected", CONNECTION_WIFI_STATE_DISCONNECTED},
+        {"connected", CONNECTION_WIFI_STATE_CONNECTED}};
+    return choices;
+}
 
-const Choices CellularStates = {
-    {"out-of-service", CONNECTION_CELLULAR_STATE_OUT_OF_SERVICE},
-    {"flight-mode", CONNECTION_CELLULAR_STATE_FLIGHT_MODE},
-    {"roaming-off", CONNECTION_CELLULAR_STATE_ROAMING_OFF},
-    {"call-only-available", CONNECTION_CELLULAR_STATE_CALL_ONLY_AVAILABLE},
-    {"available", CONNECTION_CELLULAR_STATE_AVAILABLE},
-    {"connected", CONNECTION_CELLULAR_STATE_CONNECTED}};
+const Choices& CellularStates() {
+    static const Choices choices = {
+        {"out-of-service", CONNECTION_CELLULAR_STATE_OUT_OF_SERVICE},
+        {"flight-mode", CONNECTION_CELLULAR_STATE_FLIGHT_MODE},
+        {"roaming-off", CONNECTION_CELLULAR_STATE_ROAMING_OFF},
+        {"call-only-available", CONNECTION_CELLULAR_STATE_CALL_ONLY_AVAILABLE},
+        {"available", CONNECTION_CELLULAR_STATE_AVAILABLE},
+        {"connected", CONNECTION_CELLULAR_STATE_CONNECTED}};
+    return choices;
+}
 
-const Choices Visibilities = {
-    {"developer", CERTSVC_VISIBILITY_DEVELOPER},
-    {"test", CERTSVC_VISIBILITY_TEST},
-    {"public", CERTSVC_VISIBILITY_PUBLIC},
-    {"partner", CERTSVC_VISIBILITY_PARTNER},
-    {"partner-operator", CERTSVC_VISIBILITY_PARTNER_OPERATOR},
-    {"partner-manufacturer", CERTSVC_VISIBILITY_PARTNER_MANUFACTURER},
-    {"platform", CERTSVC_VISIBILITY_PLATFORM}};
+const Choices& Visibilities() {
+    static const Choices choices = {
+        {"developer", CERTSVC_VISIBILITY_DEVELOPER},
+        {"test", CERTSVC_VISIBILITY_TEST},
+        {"public", CERTSVC_VISIBILITY_PUBLIC},
+        {"partner", CERTSVC_VISIBILITY_PARTNER},
+        {"partner-operator", CERTSVC_VISIBILITY_PARTNER_OPERATOR},
+        {"partner-manufacturer", CERTSVC_VISIBILITY_PARTNER_MANUFACTURER},
+        {"platform", CERTSVC_VISIBILITY_PLATFORM}};
+    return choices;
+}
 
 class Reader {
 public:
@@ -143,16 +156,16 @@ void Reader::ReadSim(const Section& section) {
 void Reader::ReadNetwork(const Section& section) {
     Network& network = configuration.network;
     const auto link = [](std::optional<int>& state) {
-        return [&state](const std::string& value) { state = ChoiceValue(value, LinkStates); };
+        return [&state](const std::string& value) { state = ChoiceValue(value, LinkStates()); };
     };
     ReadKeys(
         section,
-        {{"type", [&](const std::string& value) { network.type = ChoiceValue(value, ConnectionTypes); }},
+        {{"type", [&](const std::string& value) { network.type = ChoiceValue(value, ConnectionTypes()); }},
          {"wifi-state", link(network.wifiState)},
          {"bluetooth-state", link(network.bluetoothState)},
          {"ethernet-state", link(network.ethernetState)},
          {"cellular-state",
-          [&](const std::string& value) { network.cellularState = ChoiceValue(value, CellularStates); }},
+          [&](const std::string& value) { network.cellularState = ChoiceValue(value, CellularStates()); }},
          {"proxy", [&](const std::string& value) { network.proxyIpv4 = value; }},
          {"proxy-ipv6", [&](const std::string& value) { network.proxyIpv6 = value; }}});
 }
@@ -227,7 +240,7 @@ void Reader::ReadCard(const Section& section) {
 void Reader::ReadVisibility(const Section& section) {
     for (const Entry& entry : section.entries) {
         Guarded(section, entry, [&] {
-            const int visibility = ChoiceValue(entry.key, Visibilities);
+            const int visibility = ChoiceValue(entry.key, Visibilities());
             for (const std::string& part : ListValue(entry.value)) {
                 if (!configuration.visibilities.emplace(FingerprintValue(part), visibility).second) {
                     throw BadValue(
