@@ -88,36 +88,47 @@ bool Connection::WaitFor(short events, steady_clock::time_point deadline) const 
 
 bool Connection::AwaitRequest(std::chrono::milliseconds longest) {
     requestDeadline = steady_clock::now() + longest;
-    std::array<char, 1> nothing{};
-    const bool begun = taken < received.size() || Receive(nothing.data(), 0) > 0;
+    const bool begun = taken < received.size() || Refill() > 0;
     requestDeadline = steady_clock::now() + RequestTime;
     return begun;
 }
 
-// Fills the buffer of received bytes when it is empty, then moves up to `size` of them.
-long Connection::Receive(char* buffer, std::size_t size) {
-    if (taken >= received.size()) {
+// Puts bytes from the socket into the empty buffer. Returns their number, 0 at the end, negative on failure.
+long Connection::Refill() {
+    std::array<char, ReceiveSize> bytes{};
+    for (;;) {
         const bool pending = ssl && SSL_pending(ssl.get()) > 0;
         if (broken || (!pending && !WaitFor(POLLIN, requestDeadline))) {
             return -1;
         }
-        std::array<char, ReceiveSize> bytes{};
         ERR_clear_error();
         const long count = ssl ? SSL_read(ssl.get(), bytes.data(), static_cast<int>(bytes.size()))
                                : recv(socket, bytes.data(), bytes.size(), 0);
-        if (count <= 0) {
-            const bool ended =
-                ssl ? SSL_get_error(ssl.get(), static_cast<int>(count)) == SSL_ERROR_ZERO_RETURN : count == 0;
+        if (count > 0) {
+            received.assign(bytes.data(), static_cast<std::size_t>(count));
+            taken = 0;
+            return count;
+        }
+        const int error = ssl ? SSL_get_error(ssl.get(), static_cast<int>(count)) : SSL_ERROR_NONE;
+        if (error != SSL_ERROR_WANT_READ) {  // else a record came that holds nothing for us
+            const bool ended = ssl ? error == SSL_ERROR_ZERO_RETURN : count == 0;
             broken = !ended;
             return ended ? 0 : -1;
         }
-        received.assign(bytes.data(), static_cast<std::size_t>(count));
-        taken = 0;
+    }
+}
+
+long Connection::Receive(char* buffer, std::size_t size) {
+    if (taken >= received.size()) {
+        const long count = Refill();
+        if (count <= 0) {
+            return count;
+        }
     }
     const std::size_t count = std::min(size, received.size() - taken);
     std::copy_n(received.data() + taken, count, buffer);
     taken += count;
-    return size == 0 ? 1 : static_cast<long>(count);
+    return static_cast<long>(count);
 }
 
 long Connection::Read(char* buffer, std::size_t size) {

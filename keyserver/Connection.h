@@ -50,6 +50,7 @@ private:
     bool WaitFor(short events, std::chrono::steady_clock::time_point deadline) const;
     bool Send(const std::string& bytes);
     long SendSome(const char* data, std::size_t size);
+    long Refill();
     long Receive(char* buffer, std::size_t size);
 
     int socket;

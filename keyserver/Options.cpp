@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <sstream>
 #include <stdexcept>
 
 namespace KeyServer {
@@ -18,6 +19,49 @@ struct RawOptions {
     int idleSeconds = 600;
     std::vector<std::string> misbehaviours;
     std::vector<std::string> names;
+};
+
+std::string Wrapped(const std::string& text, std::size_t width) {
+    std::istringstream words(text);
+    std::string lines;
+    std::size_t used = 0;
+    for (std::string word; words >> word;) {
+        if (used > 0 && used + 1 + word.size() > width) {
+            lines += "\n";
+            used = 0;
+        }
+        lines += (used > 0 ? " " : "") + word;
+        used += word.size() + (used > 0 ? 1 : 0);
+    }
+    return lines;
+}
+
+// Help in 100 columns that names the value of an option and its default, and nothing else.
+class HelpFormatter final : public CLI::Formatter {
+public:
+    HelpFormatter() { column_width(NameWidth); }
+
+    std::string make_option_opts(const CLI::Option* option) const override {
+        if (option->get_type_size() == 0) {
+            return {};
+        }
+        const std::string type = option->get_type_name();
+        const std::string text = " " + type.substr(0, type.find(':'));
+        return option->get_default_str().empty() ? text : text + " [" + option->get_default_str() + "]";
+    }
+
+    std::string make_option_name(const CLI::Option* option, bool positional) const override {
+        const std::string name = CLI::Formatter::make_option_name(option, positional);
+        return name.substr(0, name.find('{'));
+    }
+
+    std::string make_option_desc(const CLI::Option* option) const override {
+        return Wrapped(option->get_description(), TextWidth);
+    }
+
+private:
+    static constexpr std::size_t NameWidth = 34;
+    static constexpr std::size_t TextWidth = 66;
 };
 
 std::string KindListing() {
@@ -109,22 +153,27 @@ void AddBehaviour(CLI::App& app, Options& options, RawOptions& raw) {
 void AddLimits(CLI::App& app, Options& options, RawOptions& raw) {
     const char* group = "Limits";
     app.add_option("--keep-alive", raw.keepAliveSeconds, "Seconds for which an idle connection is kept")
+        ->type_name("SECONDS")
         ->check(CLI::Range(1, 86400))
         ->capture_default_str()
         ->group(group);
     app.add_option("--max-connections", options.server.http.mostConnections, "Connections served at once")
+        ->type_name("NUMBER")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str()
         ->group(group);
     app.add_option("--max-sessions", options.server.sessions.most, "Sessions open at once")
+        ->type_name("NUMBER")
         ->check(CLI::Range(1, 1000000))
         ->capture_default_str()
         ->group(group);
     app.add_option("--session-idle", raw.idleSeconds, "Seconds after which an idle session is forgotten")
+        ->type_name("SECONDS")
         ->check(CLI::Range(1, 86400))
         ->capture_default_str()
         ->group(group);
     app.add_option("--max-body", options.server.http.mostBytes, "Bytes that a message may have")
+        ->type_name("BYTES")
         ->check(CLI::Range(1024, 1 << 30))
         ->capture_default_str()
         ->group(group);
@@ -191,7 +240,7 @@ std::optional<Options> ParseCommandLine(int count, char** arguments, int& status
         "from scripts, with faults to order.",
         "navo-keyserver");
     app.set_version_flag("--version", std::string("navo-keyserver ") + Version);
-    app.get_formatter()->column_width(34);
+    app.formatter(std::make_shared<HelpFormatter>());
     AddListening(app, options, raw);
     AddCertificate(app, options, raw);
     AddBehaviour(app, options, raw);

@@ -1,0 +1,91 @@
+#include "keyserver/Journal.h"
+
+#include <gmock/gmock.h>
+
+#include <system_error>
+
+#include "keyserver/Json.h"
+#include "support/TemporaryFolder.h"
+
+using namespace KeyServer;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+Exchange Sample() {
+    Exchange exchange;
+    exchange.connection = 2;
+    exchange.message = 7;
+    exchange.session = "0123456789ABCDEF";
+    exchange.service = "wallet";
+    exchange.msgCd = "NEXTAPDU";
+    exchange.request = "data={}";
+    exchange.resultCode = "00000000";
+    exchange.answer = "{}";
+    exchange.remark = "step 2 of 3";
+    exchange.verdicts = {
+        {"00A4040000", "6F009000", "9000", "9000", true}, {"80CA", "6A82", "6A82", "9000", false}};
+    exchange.misbehaviours = {"delay=5"};
+    return exchange;
+}
+
+}  // namespace
+
+TEST(Journal, TellsWhatCameAndWhatWent) {
+    std::vector<std::string> lines;
+    Journal journal([&lines](const std::string& line) { lines.push_back(line); }, "");
+    journal.Note(Sample());
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_THAT(
+        lines[0],
+        AllOf(HasSubstr("[01234567] <- NEXTAPDU for wallet"), HasSubstr("message 7, connection 2")));
+    EXPECT_THAT(lines[1], EndsWith("00A4040000 => 6F009000  good"));
+    EXPECT_THAT(lines[2], EndsWith("80CA => 6A82  REFUSED, expected 9000"));
+    EXPECT_THAT(lines[3], EndsWith("-> 00000000 step 2 of 3 [misbehaving: delay=5]"));
+}
+
+TEST(Journal, KeepsForeignTextOnOneShortLine) {
+    std::vector<std::string> lines;
+    Journal journal([&lines](const std::string& line) { lines.push_back(line); }, "");
+    Exchange exchange = Sample();
+    exchange.session = "a\nb\x1B[31m";
+    exchange.msgCd = std::string(5000, 'x') + "\n";
+    exchange.verdicts.clear();
+    journal.Note(exchange);
+    ASSERT_EQ(lines.size(), 2U);
+    for (const std::string& line : lines) {
+        EXPECT_LT(line.size(), 250U);
+        EXPECT_THAT(line, AllOf(Not(HasSubstr("\n")), Not(HasSubstr("\x1B"))));
+    }
+}
+
+TEST(Journal, RecordsEachExchangeAsOneLineAtOnce) {
+    const TemporaryFolder folder;
+    const std::string file = (folder.Path() / "record").string();
+    Journal journal({}, file);
+    journal.Note(Sample());
+    const std::string first = ReadFile(file);
+    ASSERT_EQ(first.back(), '\n');
+    const JsonValue object = ParseJson(first.substr(0, first.size() - 1));
+    EXPECT_EQ(object.Find("session")->text, "0123456789ABCDEF");
+    EXPECT_EQ(object.Find("message")->number, 7);
+    EXPECT_EQ(object.Find("request")->text, "data={}");
+    ASSERT_EQ(object.Find("verdicts")->items.size(), 2U);
+    EXPECT_FALSE(object.Find("verdicts")->items[1].Find("accepted")->boolean);
+    EXPECT_EQ(object.Find("misbehaviours")->items.at(0).text, "delay=5");
+    EXPECT_EQ(object.Find("time")->text.size(), std::string("2024-01-31T23:59:59.000Z").size());
+}
+
+TEST(Journal, AppendsToAnOlderRecord) {
+    const TemporaryFolder folder;
+    const std::string file = folder.Write("record", "{}\n").string();
+    Journal({}, file).Note(Sample());
+    EXPECT_EQ(ReadFile(file).substr(0, 4), "{}\n{");
+}
+
+TEST(Journal, NamesTheRecordThatCannotBeOpened) {
+    EXPECT_THROW(Journal({}, "/nowhere/record"), std::system_error);
+}

@@ -1,0 +1,203 @@
+// The program as its users start it.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <regex>
+
+#include "Client.h"
+#include "Samples.h"
+#include "keyserver/Json.h"
+#include "support/TemporaryFolder.h"
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+namespace {
+
+struct Ended {
+    int status = -1;
+    std::string output;
+    std::string errors;
+};
+
+// The program, running; ended with the test.
+class Program {
+public:
+    Program(const TemporaryFolder& folder, std::vector<std::string> arguments)
+        : output((folder.Path() / "output").string()), errors((folder.Path() / "errors").string()) {
+        arguments.insert(arguments.begin(), PROGRAM);
+        std::vector<char*> pointers;
+        for (std::string& argument : arguments) {
+            pointers.push_back(argument.data());
+        }
+        pointers.push_back(nullptr);
+        process = fork();
+        if (process == 0) {
+            constexpr int Flags = O_WRONLY | O_CREAT | O_TRUNC;
+            dup2(open(output.c_str(), Flags, 0600), STDOUT_FILENO);
+            dup2(open(errors.c_str(), Flags, 0600), STDERR_FILENO);
+            execv(PROGRAM, pointers.data());
+            _exit(127);
+        }
+    }
+
+    ~Program() {
+        if (process > 0) {
+            kill(process, SIGKILL);
+            waitpid(process, nullptr, 0);
+        }
+    }
+
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    Ended Wait() {
+        Ended ended;
+        int status = 0;
+        waitpid(process, &status, 0);
+        process = -1;
+        ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        ended.output = ReadFile(output);
+        ended.errors = ReadFile(errors);
+        return ended;
+    }
+
+    Ended End(int signal) {
+        kill(process, signal);
+        return Wait();
+    }
+
+    // The address that the program printed.
+    std::string Url() const {
+        std::smatch found;
+        std::string text;
+        const std::regex line("navo-keyserver listening on (\\S+)\n");
+        const bool printed = Eventually([&] {
+            text = fs::exists(output) ? ReadFile(output) : "";
+            return std::regex_search(text, found, line);
+        });
+        return printed ? found[1].str() : "";
+    }
+
+private:
+    std::string output;
+    std::string errors;
+    pid_t process = -1;
+};
+
+class ProgramTest : public testing::Test {
+protected:
+    Ended Run(const std::vector<std::string>& arguments) { return Program(folder, arguments).Wait(); }
+    std::string In(const std::string& name) const { return (folder.Path() / name).string(); }
+
+    TemporaryFolder folder;
+    std::string script = folder.Write("two.json", TwoSteps).string();
+};
+
+}  // namespace
+
+TEST_F(ProgramTest, ServesAScriptOverHttpsAndGivesAnAccountInTheEnd) {
+    Program program(
+        folder, {"--make-certificate", In("certificates"), "--script", script, "--record", In("record"),
+                 "--summary-file", In("summary"), "--port-file", In("port")});
+    const std::string url = program.Url();
+    {
+        HttpClient client(url, In("certificates/ca.pem"));
+        EXPECT_EQ(client.Post(Opening("A")).body, FirstAnswer);
+        EXPECT_EQ(client.Post(Responding("A", "/019000")).body, SecondAnswer);
+        EXPECT_EQ(client.Post(Responding("A", "/019000/019000")).body, FinalAnswer);
+    }
+    EXPECT_TRUE(Eventually([this] { return fs::exists(In("port")); }));
+    EXPECT_EQ("https://127.0.0.1:" + ReadFile(In("port")), url + "\n");
+    const Ended ended = program.End(SIGTERM);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(
+        ended.errors, HasSubstr("navo-keyserver: 1 session, 3 messages, 1 connection, 1 TLS handshake\n"));
+    const KeyServer::JsonValue summary = KeyServer::ParseJson(ReadFile(In("summary")));
+    EXPECT_EQ(summary.Find("handshakes")->number, 1);
+    EXPECT_EQ(summary.Find("requests")->number, 3);
+    const std::string record = ReadFile(In("record"));
+    EXPECT_EQ(std::count(record.begin(), record.end(), '\n'), 3);
+}
+
+TEST_F(ProgramTest, ServesPlainHttpQuietly) {
+    Program program(folder, {"--http", "-q", "--scripts", SCRIPT_FOLDER});
+    HttpClient client(program.Url());
+    EXPECT_THAT(client.Post(Opening("A", "demo.wallet")).body, HasSubstr("/0100A4040000/01"));
+    const Ended ended = program.End(SIGINT);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.errors, "navo-keyserver: 1 session, 1 message, 1 connection, 0 TLS handshakes\n");
+}
+
+TEST_F(ProgramTest, LogsMessagesOnStandardError) {
+    Program program(folder, {"--http", "--script", script});
+    HttpClient client(program.Url());
+    client.Post(Opening("A"));
+    client.Post(Responding("A", "/016A82"));
+    const Ended ended = program.End(SIGTERM);
+    EXPECT_THAT(ended.errors, HasSubstr("[A] <- INITIALIZEAPDU for two.steps"));
+    EXPECT_THAT(ended.errors, HasSubstr("00A4040000 => 6A82  REFUSED, expected 9000 or 61xx"));
+    EXPECT_THAT(ended.errors, HasSubstr("-> 90202001 status word 6A82"));
+}
+
+TEST_F(ProgramTest, MisbehavesToOrder) {
+    Program program(
+        folder, {"--http", "--eligibility", "10500006,00000001", "--misbehave", "status=502@2x1"});
+    HttpClient client(program.Url());
+    EXPECT_THAT(client.Post(Asking()).body, HasSubstr("10500006"));
+    EXPECT_EQ(client.Post(Asking()).status, 502);
+    EXPECT_THAT(client.Post(Asking()).body, HasSubstr("10500006"));
+}
+
+TEST_F(ProgramTest, ServesWithAGivenCertificate) {
+    EXPECT_EQ(Run({"--make-certificate", In("made"), "--certificate-only"}).status, 0);
+    Program program(
+        folder, {"--certificate", In("made/server.pem"), "--key", In("made/server.key"), "--script", script});
+    EXPECT_EQ(HttpClient(program.Url(), In("made/ca.pem")).Post(Opening("A")).body, FirstAnswer);
+}
+
+TEST_F(ProgramTest, HelpsAndTellsItsVersion) {
+    const Ended help = Run({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char* word : {"--misbehave", "--make-certificate", "--port-file", "Exit status"}) {
+        EXPECT_THAT(help.output, HasSubstr(word));
+    }
+    EXPECT_THAT(Run({"--version"}).output, HasSubstr("navo-keyserver "));
+}
+
+TEST_F(ProgramTest, ExitsWith2ForAWrongCommandLine) {
+    EXPECT_EQ(Run({"--sulk"}).status, 2);
+    EXPECT_EQ(Run({"--http"}).status, 2);
+    EXPECT_EQ(Run({"--script", script}).status, 2) << "HTTPS without a certificate";
+    EXPECT_EQ(Run({"--http", "--https", "--script", script}).status, 2);
+    EXPECT_EQ(Run({"--http", "--script", script, "--port", "65536"}).status, 2);
+    EXPECT_EQ(Run({"--http", "--script", script, "--certificate-days", "3"}).status, 2);
+    const Ended fault = Run({"--http", "--script", script, "--misbehave", "sulk"});
+    EXPECT_EQ(fault.status, 2);
+    EXPECT_THAT(fault.errors, HasSubstr("there is no misbehaviour \"sulk\""));
+    EXPECT_EQ(Run({"--http", "--eligibility", "1"}).status, 2);
+}
+
+TEST_F(ProgramTest, ExitsWith2ForAWrongScriptAndNamesThePlace) {
+    const std::string wrong =
+        folder.Write("wrong.json", R"({"serviceId":"a","steps":[{"commands":["00"]}]})").string();
+    const Ended ended = Run({"--http", "--script", wrong});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.errors, HasSubstr(wrong + ": /steps/0/commands/0: "));
+    EXPECT_EQ(Run({"--http", "--script", In("absent.json")}).status, 2);
+}
+
+TEST_F(ProgramTest, ExitsWith1WhenItCannotListen) {
+    Program first(folder, {"--http", "--script", script});
+    const std::string url = first.Url();
+    const TemporaryFolder other;
+    const Ended ended =
+        Program(other, {"--http", "--script", script, "--port", url.substr(url.rfind(':') + 1)}).Wait();
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.errors, HasSubstr("cannot listen on 127.0.0.1"));
+    EXPECT_EQ(Run({"--certificate", "/nowhere", "--key", "/nowhere", "--script", script}).status, 1);
+    EXPECT_EQ(Run({"--http", "--script", script, "--record", "/nowhere/record"}).status, 1);
+}
