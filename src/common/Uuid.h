@@ -10,12 +10,12 @@ namespace Na {
 // the standard library's one generator of random numbers and seed it anew.
 class Uuid {
 public:
-    Uuid() = default;  // empty: no identifier at all
+    Uuid();  // empty: no identifier at all
     static Uuid Nil();
     static Uuid Random();
 
     Uuid(const Uuid& other);
-    Uuid(Uuid&&) = default;
+    Uuid(Uuid&& other) noexcept;
     Uuid& operator=(Uuid other);
     ~Uuid();
 

@@ -1,0 +1,31 @@
+#include "common/Utf8.h"
+
+#include <gtest/gtest.h>
+
+using Na::ToValidUtf8;
+
+namespace {
+
+constexpr char Replacement[] = "\xEF\xBF\xBD";
+
+TEST(ToValidUtf8, KeepsValidTexts) {
+    EXPECT_EQ(ToValidUtf8(""), "");
+    EXPECT_EQ(ToValidUtf8("plain"), "plain");
+    EXPECT_EQ(ToValidUtf8("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+}
+
+TEST(ToValidUtf8, ReplacesEachBadByte) {
+    EXPECT_EQ(ToValidUtf8("a\xFFz"), std::string("a") + Replacement + "z");
+    EXPECT_EQ(ToValidUtf8("\xFF\xFE"), std::string(Replacement) + Replacement);
+    EXPECT_EQ(ToValidUtf8("cut \xE2\x82"), std::string("cut ") + Replacement + Replacement);
+}
+
+TEST(ToValidUtf8, ReplacesZeroBytes) {
+    EXPECT_EQ(ToValidUtf8(std::string("a\0b", 3)), std::string("a") + Replacement + "b");
+}
+
+TEST(ToValidUtf8, ReplacesSurrogates) {
+    EXPECT_EQ(ToValidUtf8("\xED\xA0\x80"), std::string(Replacement) + Replacement + Replacement);
+}
+
+}  // namespace
