@@ -1,0 +1,120 @@
+// The manual page and the completions tell of what navoctl has, and of nothing else.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "NavoctlProgram.h"
+#include "support/TemporaryFolder.h"
+
+using testing::HasSubstr;
+
+namespace {
+
+std::string HelpOf(const std::string& command) {
+    std::vector<std::string> arguments = {"--help"};
+    if (!command.empty()) {
+        arguments.insert(arguments.begin(), command);
+    }
+    return NavoctlProgram::Run("", arguments).output;
+}
+
+// Names at the beginning of the lines of one part of the help.
+std::set<std::string> Named(const std::string& help, const std::regex& name) {
+    std::set<std::string> names;
+    std::istringstream lines(help);
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch match;
+        if (std::regex_search(line, match, name)) {
+            names.insert(match[1]);
+        }
+    }
+    return names;
+}
+
+std::set<std::string> Subcommands() {
+    const std::string help = HelpOf("");
+    const std::size_t begin = help.find("Subcommands:");
+    return Named(help.substr(begin, help.find("\n\n", begin) - begin), std::regex("^  ([a-z][a-z-]*)  "));
+}
+
+std::set<std::string> OptionsOf(const std::string& command) {
+    return Named(HelpOf(command), std::regex("^  (?:-[a-z],)?(--[a-z-]+)"));
+}
+
+std::set<std::string> AllOptions() {
+    std::set<std::string> options = OptionsOf("");
+    for (const std::string& command : Subcommands()) {
+        options.merge(OptionsOf(command));
+    }
+    return options;
+}
+
+std::string WithoutBackslashes(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), '\\'), text.end());
+    return text;
+}
+
+// What bash offers for the last word, one in a line.
+std::string Completed(const std::string& words, int cursor) {
+    const std::string script =
+        "source " NAVO_SOURCE_DIR "/data/completions/navoctl.bash; COMP_WORDS=(navoctl " + words +
+        "); COMP_CWORD=" + std::to_string(cursor) + "; _navoctl; printf '%s\\n' \"${COMPREPLY[@]}\"";
+    GError* error = nullptr;
+    const std::unique_ptr<GSubprocess, Navo::ObjectUnref> bash(g_subprocess_new(
+        G_SUBPROCESS_FLAGS_STDOUT_PIPE, &error, "bash", "--norc", "-c", script.c_str(), nullptr));
+    const Navo::ErrorPtr owned(error);
+    if (bash == nullptr) {
+        return {};
+    }
+    char* output = nullptr;
+    g_subprocess_communicate_utf8(bash.get(), nullptr, nullptr, &output, nullptr, nullptr);
+    const Navo::TextPtr text(output);
+    return text != nullptr ? text.get() : "";
+}
+
+}  // namespace
+
+TEST(NavoctlDocuments, AreComparedWithWhatTheHelpNames) {
+    EXPECT_EQ(Subcommands().size(), 8U);
+    EXPECT_THAT(
+        AllOptions(), testing::IsSupersetOf({"--fields", "--push-req", "--tag", "--json", "--timeout"}));
+}
+
+TEST(NavoctlDocuments, TheManualPageNamesAllCommandsAndOptions) {
+    const std::string page = WithoutBackslashes(ReadFile(NAVO_SOURCE_DIR "/docs/man/navoctl.1"));
+    for (const std::string& name : Subcommands()) {
+        EXPECT_THAT(page, HasSubstr(name));
+    }
+    for (const std::string& name : AllOptions()) {
+        EXPECT_THAT(page, HasSubstr(name));
+    }
+}
+
+TEST(NavoctlDocuments, TheZshCompletionNamesAllCommandsAndOptions) {
+    const std::string completion = ReadFile(NAVO_SOURCE_DIR "/data/completions/_navoctl");
+    for (const std::string& name : Subcommands()) {
+        EXPECT_THAT(completion, HasSubstr("'" + name + ":"));
+    }
+    for (const std::string& name : AllOptions()) {
+        EXPECT_THAT(completion, HasSubstr(name));
+    }
+}
+
+TEST(NavoctlDocuments, TheBashCompletionOffersAllCommandsAndOptions) {
+    for (const std::string& name : Subcommands()) {
+        EXPECT_THAT(Completed("''", 1), HasSubstr(name + "\n"));
+        for (const std::string& option : OptionsOf(name)) {
+            EXPECT_THAT(Completed(name + " --", 2), HasSubstr(option + "\n")) << name;
+        }
+    }
+}
+
+TEST(NavoctlDocuments, TheBashCompletionFindsTheCommandBehindGlobalOptions) {
+    EXPECT_EQ(Completed("--timeout 5 cplc --f", 4), "--fields\n");
+    EXPECT_EQ(Completed("raw Cmd=67 hostA", 3), "hostAddr=\n");
+}

@@ -1,0 +1,43 @@
+// The built navoctl as a process.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Owners.h"
+
+struct ProgramEnd {
+    int status = -1;  // exit status; -1 when a signal ended it
+    int signal = 0;   // that signal; 0 for an exit
+    std::string output;
+    std::string errors;
+};
+
+struct ProgramSetting {
+    int outputDescriptor = -1;  // instead of a pipe; given away
+    int errorDescriptor = -1;   // instead of a pipe; given away
+    bool ignoresHangUp = false;
+};
+
+class NavoctlProgram {
+public:
+    NavoctlProgram(
+        const std::string& busAddress, const std::vector<std::string>& arguments,
+        const ProgramSetting& setting = {});
+
+    void Send(int signal);
+
+    // The next line of its errors; nothing at their end.
+    std::optional<std::string> ReadErrorLine();
+
+    // Waits, and reads what was not read before.
+    ProgramEnd Wait();
+
+    // Starts it and waits for its end.
+    static ProgramEnd Run(const std::string& busAddress, const std::vector<std::string>& arguments);
+
+private:
+    std::unique_ptr<GSubprocess, Navo::ObjectUnref> process;
+    std::unique_ptr<GDataInputStream, Navo::ObjectUnref> errorLines;  // null without a pipe
+};
