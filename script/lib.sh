@@ -40,11 +40,11 @@ cores() {
     nproc 2>/dev/null || printf '2\n'
 }
 
-# seconds_since START: START is a value of EPOCHREALTIME; with one decimal.
+# seconds_since START: START is a value of EPOCHREALTIME.
 seconds_since() {
     local start=${1/[.,]/} now=${EPOCHREALTIME/[.,]/}
-    local tenths=$(((now - start) / 100000))
-    printf '%d.%d' $((tenths / 10)) $((tenths % 10))
+    local hundredths=$(((now - start) / 10000))
+    printf '%d.%02d' $((hundredths / 100)) $((hundredths % 100))
 }
 
 # locked NAME COMMAND...: runs that would work in the same folder wait for each other.
@@ -79,11 +79,26 @@ configure() {
     configure_in "build/$preset" --preset "$preset" "$@"
 }
 
+# A terminal shows a build's steps in one line; elsewhere each tenth is enough. What the compiler says always passes.
+thin_out() {
+    local line
+    while IFS= read -r line; do
+        if [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]]; then
+            [[ ${BASH_REMATCH[1]} -eq ${BASH_REMATCH[2]} || $((BASH_REMATCH[1] % 10)) -eq 0 ]] || continue
+        fi
+        printf '%s\n' "$line"
+    done
+}
+
 # compile_in FOLDER [CMAKE-BUILD-ARGUMENT...]
 compile_in() {
     local folder=$1
     shift
-    NINJA_STATUS='[%f/%t] ' cmake --build "$folder" --parallel "$(cores)" "$@"
+    if [[ -t 1 ]]; then
+        NINJA_STATUS='[%f/%t] ' cmake --build "$folder" --parallel "$(cores)" "$@"
+    else
+        NINJA_STATUS='[%f/%t] ' cmake --build "$folder" --parallel "$(cores)" "$@" 2>&1 | thin_out
+    fi
 }
 
 # compile PRESET [TARGET...]
