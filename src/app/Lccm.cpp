@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
+#include <new>
 
 #include "app/Se.h"
 #include "common/Debug.h"
@@ -19,7 +19,8 @@ constexpr int SpiSuccess = 1;
 constexpr std::size_t ScriptCapacity = 92160;
 constexpr std::size_t ApduCapacity = 262;
 
-// The last record of a list may claim more bytes than the list has: these read as zeros.
+// The last record of a list may claim more bytes than the list has: these read as zeros, whatever the library
+// left there.
 constexpr std::size_t RecordOverrun = 3 + 255;
 
 constexpr std::size_t StatusWordLength = 4;  // in characters
@@ -34,9 +35,10 @@ bool FindSymbol(void* library, const char* name, Function& function) {
 
 }  // namespace
 
-Lccm::Lccm() : state(new LibraryState()) {
+Lccm::Lccm() {
     LogPrint(LogDebug, LOCATED("Lccm object creation."));
-    if (!loadLibrary(*state)) {
+    state.reset(new (std::nothrow) LibraryState());
+    if (state == nullptr || !loadLibrary(*state)) {
         LogPrint(LogError, LOCATED("Can not load sem library. Check path: %s"), Locations::SecureSpiLibrary);
     }
 }
@@ -158,6 +160,7 @@ bool Lccm::handleScript(const LibraryState& state, const Bytes& script, std::vec
         LogPrint(LogError, LOCATED("handleCCM returns an error"));
         return false;
     }
+    std::fill(buffer.begin() + length, buffer.end(), static_cast<std::uint8_t>(0));
     LogPrint(LogDebug, LOCATED("Resolving received apdus"));
     std::array<std::uint8_t, ApduCapacity> apdu{};
     std::int32_t apduLength = 0;

@@ -61,7 +61,7 @@ public:
     static bool apduRetCheck(const std::string& instruction, const std::string& response);
 
 private:
-    std::unique_ptr<LibraryState> state;
+    std::unique_ptr<LibraryState> state;  // none when there was no memory for it
 };
 
 }  // namespace Na

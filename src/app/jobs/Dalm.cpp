@@ -1,7 +1,6 @@
 #include "app/jobs/Dalm.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -235,9 +234,10 @@ int Job_DALM::InjectKey(void* entryPoint) {
         LogPrint(LogTrace, JOB_LOCATED("Converting data back to binary"));
         bytes = HexToBytes(data);
     }
+    const auto length = static_cast<int>(bytes.size());
+    bytes.push_back(0);  // the library gets an address for no data, too
     const int verdict = reinterpret_cast<KeyInjection>(entryPoint)(
-        Cut(injectionType), Cut(keyType), keyName.c_str(), bytes.data(), static_cast<int>(bytes.size()),
-        Cut(encoding));
+        Cut(injectionType), Cut(keyType), keyName.c_str(), bytes.data(), length, Cut(encoding));
     --SharedLibrary().references;
     return verdict;
 }
