@@ -2,7 +2,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "Json.h"
 #include "Script.h"
@@ -279,12 +279,13 @@ void ReadOptionalParts(const Place& place, Script& script) {
 }
 
 std::string ReadWholeFile(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream.is_open() || stream.bad()) {
+    const std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    if (!stream.is_open() || fs::is_directory(file)) {
         throw ScriptError(file + ": cannot be read");
     }
-    return text;
+    return text.str();
 }
 
 std::vector<std::string> FilesOf(const std::string& folder) {

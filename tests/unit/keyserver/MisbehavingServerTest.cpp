@@ -17,8 +17,6 @@ namespace {
 
 class MisbehavingServerTest : public testing::Test {
 protected:
-    MisbehavingServerTest() { server.Start(); }
-
     void Order(const std::string& fault) { server.Misbehave({ParseMisbehaviour(fault)}); }
 
     // The raw bytes of the answer to one message.
@@ -28,7 +26,11 @@ protected:
         return raw.ReadToEnd();
     }
 
-    Server server{{}, CatalogueOf(TwoSteps)};
+    // A server that has started, so that the client knows its port.
+    struct StartedServer : Server {
+        StartedServer() : Server({}, CatalogueOf(TwoSteps)) { Start(); }
+    };
+    StartedServer server;
     HttpClient client{server.Url()};
 };
 
@@ -58,8 +60,10 @@ TEST_F(MisbehavingServerTest, TakesItsTime) {
 TEST_F(MisbehavingServerTest, ClosesInPlaceOfAnAnswerAndGivesItWhenTheMessageComesAgain) {
     client.Post(Opening("A"));
     Order("close-before@1x2");
-    EXPECT_EQ(client.Post(Responding("A", "/019000")).body, SecondAnswer)
-        << "libcurl itself sends again on a new connection when a kept one was dead";
+    // libcurl itself sends once more, on a new connection, when a kept one turns out to be dead.
+    EXPECT_EQ(client.Post(Responding("A", "/019000")).curlCode, CURLE_GOT_NOTHING);
+    EXPECT_EQ(server.Count().messages, 3U);
+    EXPECT_EQ(client.Post(Responding("A", "/019000")).body, SecondAnswer);
     EXPECT_EQ(server.Count().messages, 4U);
 }
 
@@ -150,7 +154,7 @@ TEST_F(MisbehavingServerTest, SendsWhatIsNoJson) {
     Order("not-json=binary");
     EXPECT_EQ(client.Post(Opening("A")).body.size(), 7U);
     Order("not-json=nested");
-    EXPECT_EQ(client.Post(Opening("A")).body, std::string(100000, '['));
+    EXPECT_TRUE(client.Post(Opening("A")).body == std::string(100000, '['));
 }
 
 TEST_F(MisbehavingServerTest, RestartsBetweenTwoMessagesAndKeepsItsSessions) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <system_error>
@@ -58,14 +59,15 @@ TEST(Server, AnswersWithoutTheDelayOfSmallPackets) {
     Server server({}, CatalogueOf(TwoSteps));
     server.Start();
     HttpClient client(server.Url());
-    client.Post(Asking());
-    const auto begin = std::chrono::steady_clock::now();
-    constexpr int Rounds = 50;
-    for (int i = 0; i < Rounds; ++i) {
+    std::vector<std::chrono::steady_clock::duration> times;
+    for (int i = 0; i < 51; ++i) {
+        const auto begin = std::chrono::steady_clock::now();
         client.Post(Asking());
+        times.push_back(std::chrono::steady_clock::now() - begin);
     }
-    // A delayed acknowledgement costs 40 ms each time; a loaded machine may take its time for other reasons.
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(Rounds * 30));
+    std::sort(times.begin(), times.end());
+    // A delayed acknowledgement costs 40 ms each time; a busy machine takes as long only now and then.
+    EXPECT_LT(times[times.size() / 2], std::chrono::milliseconds(30));
 }
 
 TEST(Server, ServesManySessionsAtOnce) {
