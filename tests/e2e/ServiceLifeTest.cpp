@@ -1,0 +1,129 @@
+// How the service comes, stays and goes.
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "World.h"
+
+namespace {
+
+constexpr char ServiceName[] = "com.orvenco.navoa";
+
+// The service is there and answers; used after something that it should have survived.
+bool Answers(BusCaller& caller, const std::string& instance) {
+    return caller.CallInstance(instance, "Session", {{"Session", "Close"}}).ReturnCode() == "Success";
+}
+
+TEST(ServiceLife, TheFirstClientStartsItAndTheLastCloseEndsItWithStatusZero) {
+    World world;
+    BusCaller caller(world.BusAddress());
+    ASSERT_EQ(world.ServiceProcess(), 0);
+    EXPECT_EQ(caller.Session("Open").ReturnCode(), "Success");
+    const pid_t service = world.ServiceProcess();
+    ASSERT_NE(service, 0);
+    EXPECT_EQ(caller.Session("Close").ReturnCode(), "Success");
+    EXPECT_EQ(world.AwaitEndOf(service), 0);
+    EXPECT_EQ(world.ServiceProcess(), 0);
+    EXPECT_EQ(world.LogCount("info: NAVO Agent for wearable v1.6.0"), 1U);
+    EXPECT_TRUE(world.LogHas("info: Started to listen on d-bus"));
+    EXPECT_TRUE(world.LogHas("info: Stop waiting for Clients"));
+}
+
+TEST(ServiceLife, NoReplyToALastCloseIsEverLost) {
+    World world;
+    BusCaller caller(world.BusAddress());
+    for (int run = 0; run < 50; ++run) {
+        ASSERT_EQ(caller.Session("Open").ReturnCode(), "Success") << "run " << run;
+        const pid_t service = world.ServiceProcess();
+        ASSERT_EQ(caller.Session("Close").ReturnCode(), "Success") << "run " << run;
+        ASSERT_EQ(world.AwaitEndOf(service), 0) << "run " << run;
+    }
+}
+
+TEST(ServiceLife, StartedByHandItEndsWithStatusZeroToo) {
+    World world;
+    const std::unique_ptr<Process> service = world.StartService();
+    ASSERT_TRUE(Eventually([&] { return world.ServiceProcess() == service->Pid(); }));
+    EXPECT_EQ(world.Ask({{"Cmd", "66"}}).at("ReturnCode"), "10000001_Invalid Cmd parameter is being used");
+    EXPECT_EQ(service->WaitForEnd(), 0);
+    EXPECT_EQ(service->Output() + service->Errors(), "");
+}
+
+TEST(ServiceLife, AClientLibraryThatMeetsTheServiceOnItsWayOutOpensAgain) {
+    World world;
+    for (int run = 0; run < 25; ++run) {
+        EXPECT_EQ(
+            world.Ask({{"Cmd", "66"}}).at("ReturnCode"), "10000001_Invalid Cmd parameter is being used");
+    }
+}
+
+TEST(ServiceLife, OneClientsCloseLeavesItToTheOthers) {
+    World world;
+    const auto other = world.StartClient("com.example.bank");
+    other->OpenSession();
+    const pid_t service = world.ServiceProcess();
+    world.Ask({{"Cmd", "66"}});
+    EXPECT_EQ(other->Call({{"Cmd", "66"}}).at("ReturnCode"), "10000001_Invalid Cmd parameter is being used");
+    EXPECT_EQ(world.ServiceProcess(), service);
+    other->CloseSession();
+    EXPECT_EQ(world.AwaitEndOf(service), 0);
+}
+
+TEST(ServiceLife, AClientThatDiesWithoutACloseKeepsItAlive) {
+    World world;
+    const auto client = world.StartClient("com.example.bank");
+    client->OpenSession();
+    BusCaller caller(world.BusAddress());
+    const std::string instance = caller.OwnerOf(ServiceName);
+    client->Die();
+    // Opens and closes: were it the last session, the service would leave its loop before it reads on.
+    ASSERT_EQ(caller.Session("Open").ReturnCode(), "Success");
+    ASSERT_EQ(caller.Session("Close").ReturnCode(), "Success");
+    EXPECT_TRUE(Answers(caller, instance));
+    EXPECT_EQ(caller.OwnerOf(ServiceName), instance);
+}
+
+TEST(ServiceLife, ItLivesOnWhenTheBusGoesAway) {
+    World world;
+    const std::unique_ptr<Process> service = world.StartService();
+    ASSERT_TRUE(Eventually([&] { return world.ServiceProcess() == service->Pid(); }));
+    world.StopBus();
+    EXPECT_TRUE(Eventually([&] { return world.LogHas("Connection lost"); }));
+    EXPECT_EQ(service->WaitForEnd(std::chrono::milliseconds(300)), std::nullopt);
+}
+
+TEST(ServiceLife, ItLivesOnUnreachableWithoutAnyBus) {
+    World world;
+    world.StopBus();
+    const std::unique_ptr<Process> service = world.StartService();
+    EXPECT_TRUE(Eventually([&] { return world.LogHas("Connection lost"); }));
+    EXPECT_EQ(service->WaitForEnd(std::chrono::milliseconds(300)), std::nullopt);
+}
+
+TEST(ServiceLife, ItStaysUnreachableAndAliveWhenAnotherHasItsName) {
+    World world;
+    BusCaller other(world.BusAddress());
+    ASSERT_TRUE(other.TakeName(ServiceName));
+    const std::unique_ptr<Process> service = world.StartService();
+    EXPECT_TRUE(Eventually([&] { return world.LogHas("info: Stop listening on d-bus"); }));
+    EXPECT_EQ(service->WaitForEnd(std::chrono::milliseconds(300)), std::nullopt);
+    EXPECT_FALSE(world.LogHas("info: Started to listen on d-bus"));
+}
+
+TEST(ServiceLife, NobodyTakesItsNameAway) {
+    World world;
+    BusCaller caller(world.BusAddress());
+    ASSERT_EQ(caller.Session("Open").ReturnCode(), "Success");
+    BusCaller other(world.BusAddress());
+    EXPECT_FALSE(other.TakeName(ServiceName));
+    EXPECT_NE(world.ServiceProcess(), getpid());
+}
+
+TEST(ServiceLife, ItStartsAndServesWithABrokenNfcManager) {
+    World world;
+    world.Device().Break("nfc_manager_initialize", "-29491199");
+    EXPECT_EQ(world.Ask({{"Cmd", "66"}}).at("ReturnCode"), "10000001_Invalid Cmd parameter is being used");
+    EXPECT_TRUE(world.LogHas("_NFC_MANAGER_LIFECYCLE] Fatal: NFC Manager initialization error. "));
+}
+
+}  // namespace
