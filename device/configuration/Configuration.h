@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,14 @@ struct CardSettings {
     std::vector<AnswerRule> answers;
 };
 
+// The maker's two in-house libraries; docs/in-house-libraries.md.
+struct InHouseLibraries {
+    std::set<std::string, std::less<>> leftOut;   // file names of libraries, and entry points
+    std::optional<std::int32_t> convertedLength;  // what a conversion reports instead of the right length
+    std::string keyFile;
+    bool terminatesUid = true;
+};
+
 struct Package {
     std::string id;
     std::optional<std::string> version;
@@ -96,6 +105,7 @@ struct Configuration {
     bool nfcSupported = true;
     CardSettings embeddedElement;
     CardSettings uicc;
+    InHouseLibraries libraries;
     bool trustEnvironment = false;
     std::map<std::string, Package> packages;
     std::map<std::string, int> visibilities;           // by upper-case SHA-256 fingerprint of the root

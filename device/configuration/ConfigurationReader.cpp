@@ -1,6 +1,7 @@
 #include <cert-svc/ccert.h>
 #include <net_connection.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "CertificateFile.h"
@@ -11,6 +12,9 @@
 namespace Device {
 
 namespace {
+
+// Beside the configuration, where that names no other.
+constexpr char KeyFileName[] = "navo-device-keys.conf";
 
 using Setter = std::function<void(const std::string& value)>;
 
@@ -57,6 +61,25 @@ const Choices& Visibilities() {
     return choices;
 }
 
+// One of the maker's libraries, and what it offers.
+struct Library {
+    const char* file;
+    std::vector<std::string> entryPoints;
+};
+
+const Library& SecureSpiLibrary() {
+    static const Library library = {"liborv_sem.so", {"openSecureSpi", "closeSecureSpi", "handleCCM"}};
+    return library;
+}
+
+const Library& KeyProvisioningLibrary() {
+    static const Library library = {
+        "liborv_dalm.so",
+        {"dalm_keyInjection", "dalm_injectedKeyVerification", "dalm_readInjectedKeyUID",
+         "dalm_createGetKeySession", "dalm_releaseGetKeySession"}};
+    return library;
+}
+
 class Reader {
 public:
     explicit Reader(const std::string& path) { configuration.path = path; }
@@ -75,6 +98,9 @@ private:
     void ReadSim(const Section& section);
     void ReadNetwork(const Section& section);
     void ReadCard(const Section& section);
+    void LeaveOut(const std::string& parts, const Library& library);
+    void ReadSecureSpi(const Section& section);
+    void ReadKeyProvisioning(const Section& section);
     void ReadVisibility(const Section& section);
     void ReadPackage(const Section& section);
     void ReadFault(const Section& section);
@@ -237,6 +263,41 @@ void Reader::ReadCard(const Section& section) {
           }}});
 }
 
+void Reader::LeaveOut(const std::string& parts, const Library& library) {
+    for (const std::string& part : ListValue(parts)) {
+        if (part == "library") {
+            configuration.libraries.leftOut.insert(library.file);
+        } else if (
+            std::find(library.entryPoints.begin(), library.entryPoints.end(), part) !=
+            library.entryPoints.end()) {
+            configuration.libraries.leftOut.insert(part);
+        } else {
+            std::string known = "library";
+            for (const std::string& entryPoint : library.entryPoints) {
+                known += ", " + entryPoint;
+            }
+            throw BadValue("\"" + part + "\" cannot be missing here; there are " + known);
+        }
+    }
+}
+
+void Reader::ReadSecureSpi(const Section& section) {
+    ReadKeys(
+        section, {{"missing", [&](const std::string& value) { LeaveOut(value, SecureSpiLibrary()); }},
+                  {"converted-length", [&](const std::string& value) {
+                       configuration.libraries.convertedLength = SignedValue(value);
+                   }}});
+}
+
+void Reader::ReadKeyProvisioning(const Section& section) {
+    InHouseLibraries& libraries = configuration.libraries;
+    ReadKeys(
+        section, {{"missing", [&](const std::string& value) { LeaveOut(value, KeyProvisioningLibrary()); }},
+                  {"key-file", [&](const std::string& value) { libraries.keyFile = Path(value); }},
+                  {"terminate-uid",
+                   [&](const std::string& value) { libraries.terminatesUid = BooleanValue(value); }}});
+}
+
 void Reader::ReadVisibility(const Section& section) {
     for (const Entry& entry : section.entries) {
         Guarded(section, entry, [&] {
@@ -317,6 +378,8 @@ void Reader::Read(const Section& section) {
                                  }}});
          }},
         {"card", [&] { ReadCard(section); }},
+        {"secure-spi", [&] { ReadSecureSpi(section); }},
+        {"key-provisioning", [&] { ReadKeyProvisioning(section); }},
         {"packages",
          [&] {
              ReadKeys(section, {{"trust-environment", [&](const std::string& value) {
@@ -359,6 +422,7 @@ Configuration::Configuration() {
 Configuration ReadConfiguration(const std::string& path, const std::string& text) {
     KeyFile file = ParseKeyFile(text);
     Reader reader(path);
+    reader.configuration.libraries.keyFile = PathValue(KeyFileName, path);
     reader.configuration.mistakes = std::move(file.mistakes);
     for (const Section& section : file.sections) {
         reader.Read(section);

@@ -96,6 +96,14 @@ std::uint64_t NumberValue(const std::string& text, std::uint64_t lowest, std::ui
     return number;
 }
 
+std::int32_t SignedValue(const std::string& text) {
+    std::int32_t number = 0;
+    if (!ParseWhole(text, &number)) {
+        throw BadValue(Quoted(text) + " is no whole number from -2147483648 to 2147483647");
+    }
+    return number;
+}
+
 int ChoiceValue(const std::string& text, const Choices& choices) {
     const auto named = std::find_if(
         choices.begin(), choices.end(), [&](const auto& choice) { return choice.first == text; });

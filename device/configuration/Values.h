@@ -23,6 +23,9 @@ using Choices = std::vector<std::pair<std::string, int>>;
 bool BooleanValue(const std::string& text);
 std::uint64_t NumberValue(const std::string& text, std::uint64_t lowest, std::uint64_t highest);
 
+// 32 bits with a sign, in decimal.
+std::int32_t SignedValue(const std::string& text);
+
 // One of the words, or a number that stands for itself.
 int ChoiceValue(const std::string& text, const Choices& choices);
 
