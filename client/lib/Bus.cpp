@@ -28,18 +28,22 @@ TextPtr SystemBusAddress() {
     return address;
 }
 
-ConnectionPtr Connect(const std::string& givenAddress) {
+ConnectionPtr Connect(const std::string& givenAddress, const Cancellation* cancellation) {
     const std::string address = givenAddress.empty() ? SystemBusAddress().get() : givenAddress;
+    GCancellable* cancellable =
+        cancellation != nullptr ? cancellation->Internals().cancellable.get() : nullptr;
     GError* error = nullptr;
     ConnectionPtr connection(g_dbus_connection_new_for_address_sync(
         address.c_str(),
         static_cast<GDBusConnectionFlags>(
             G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &error));
+        nullptr, cancellable, &error));
     const ErrorPtr owned(error);
     if (connection == nullptr) {
+        const bool isCancelled = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE;
         throw ClientError(
-            ErrorKind::NoBus, "cannot connect to the bus at " + address + ": " + owned->message);
+            isCancelled ? ErrorKind::Cancelled : ErrorKind::NoBus,
+            "cannot connect to the bus at " + address + ": " + error->message);
     }
     // Losing the bus is an error of the running operation, not the end of this process.
     g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
@@ -138,9 +142,9 @@ SourcePtr AttachCancellation(const Cancellation& cancellation, GMainContext* con
 
 }  // namespace
 
-Bus::Bus(const std::string& address) : context(g_main_context_new()) {
+Bus::Bus(const std::string& address, const Cancellation* cancellation) : context(g_main_context_new()) {
     const ContextScope scope(context.get());
-    connection = Connect(address);
+    connection = Connect(address, cancellation);
 }
 
 Bus::~Bus() {

@@ -47,8 +47,8 @@ struct Waiting {
 // Not for two threads at a time.
 class Bus {
 public:
-    // Connects. Throws ClientError (NoBus).
-    explicit Bus(const std::string& address);
+    // Connects; `cancellation` may be null. Throws ClientError (NoBus, Cancelled).
+    Bus(const std::string& address, const Cancellation* cancellation);
     ~Bus();
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;

@@ -52,7 +52,8 @@ private:
 }  // namespace
 
 struct Session::Inner {
-    explicit Inner(const SessionOptions& sessionOptions) : options(sessionOptions), bus(options.busAddress) {}
+    explicit Inner(const SessionOptions& sessionOptions)
+        : options(sessionOptions), bus(options.busAddress, options.cancellation) {}
 
     void Open();
     Map Call(const Map& request, const CallOptions& callOptions);

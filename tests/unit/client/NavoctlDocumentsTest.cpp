@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "NavoctlProgram.h"
 #include "support/TemporaryFolder.h"
@@ -23,27 +23,34 @@ std::string HelpOf(const std::string& command) {
     return NavoctlProgram::Run("", arguments).output;
 }
 
-// Names at the beginning of the lines of one part of the help.
-std::set<std::string> Named(const std::string& help, const std::regex& name) {
-    std::set<std::string> names;
+// First words of the indented lines of a help text: "cplc", "--fields", "-q,--quiet".
+std::vector<std::string> FirstWords(const std::string& help) {
+    std::vector<std::string> words;
     std::istringstream lines(help);
     for (std::string line; std::getline(lines, line);) {
-        std::smatch match;
-        if (std::regex_search(line, match, name)) {
-            names.insert(match[1]);
+        if (line.rfind("  ", 0) == 0 && line.size() > 2 && line[2] != ' ') {
+            words.push_back(line.substr(2, line.find(' ', 2) - 2));
         }
     }
-    return names;
+    return words;
 }
 
 std::set<std::string> Subcommands() {
     const std::string help = HelpOf("");
     const std::size_t begin = help.find("Subcommands:");
-    return Named(help.substr(begin, help.find("\n\n", begin) - begin), std::regex("^  ([a-z][a-z-]*)  "));
+    const auto words = FirstWords(help.substr(begin, help.find("\n\n", begin) - begin));
+    return {words.begin(), words.end()};
 }
 
 std::set<std::string> OptionsOf(const std::string& command) {
-    return Named(HelpOf(command), std::regex("^  (?:-[a-z],)?(--[a-z-]+)"));
+    std::set<std::string> options;
+    for (const std::string& word : FirstWords(HelpOf(command))) {
+        const std::size_t at = word.find("--");
+        if (at != std::string::npos) {
+            options.insert(word.substr(at));
+        }
+    }
+    return options;
 }
 
 std::set<std::string> AllOptions() {

@@ -2,8 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <future>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include "Expectations.h"
@@ -256,6 +262,47 @@ TEST(SessionErrors, SendNothingOnceCancelled) {
     options.cancellation = &cancellation;
     EXPECT_EQ(OpeningError(options).Kind(), ErrorKind::Cancelled);
     EXPECT_THAT(service.Received(), IsEmpty());
+}
+
+namespace {
+
+// A socket that takes connections and never says a word.
+class SilentListener {
+public:
+    SilentListener() : descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        if (bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+            listen(descriptor, 1) != 0) {
+            throw std::system_error(errno, std::generic_category(), path);
+        }
+    }
+    ~SilentListener() { close(descriptor); }
+    SilentListener(const SilentListener&) = delete;
+    SilentListener& operator=(const SilentListener&) = delete;
+
+    std::string Address() const { return "unix:path=" + path; }
+    int Accept() const { return accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC); }
+
+private:
+    TemporaryFolder folder;
+    std::string path = (folder.Path() / "bus").string();
+    int descriptor;
+};
+
+}  // namespace
+
+TEST(SessionErrors, EndConnectingByCancellation) {
+    const SilentListener listener;
+    Navo::Cancellation cancellation;
+    Navo::SessionOptions options = On(listener.Address());
+    options.cancellation = &cancellation;
+    auto error = std::async(std::launch::async, [&options] { return OpeningError(options); });
+    const int connection = listener.Accept();
+    cancellation.Cancel();
+    EXPECT_EQ(error.get().Kind(), ErrorKind::Cancelled);
+    close(connection);
 }
 
 TEST(SessionErrors, HaveAWordForEachKind) {
