@@ -147,14 +147,19 @@ void Do(AgentJob& job) {
     const std::string& clientId = job.request->clientId;
     IClientPort* const port = job.request->port;
     job.request->agent->TaskComplete();
+    // Without a port the client has gone, and nobody is left to answer.
     if (result.empty()) {
         const std::string message = GetResultMessage();
         LogPrint(LogDebug, LOCATED("Job execution status: %s"), message.c_str());
-        port->SendReturnCode(clientId, message);
+        if (port != nullptr) {
+            port->SendReturnCode(clientId, message);
+        }
     } else {
         const auto returnCode = result.emplace(Key::ReturnCode, GetResultMessage()).first;
         LogPrint(LogDebug, LOCATED("Job result: %s"), returnCode->second.c_str());
-        port->SendResult(clientId, result);
+        if (port != nullptr) {
+            port->SendResult(clientId, result);
+        }
     }
     LogPrint(LogInfo, "info: Job execution is complete");
 }

@@ -1,0 +1,142 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <limits>
+
+#include "app/RequestKeys.h"
+#include "app/ResultCode.h"
+
+namespace {
+
+constexpr int Unknown = 999999999;
+
+// Leaves a result behind that no test expects.
+class CurrentResult : public testing::Test {
+protected:
+    CurrentResult() { Na::SetResultCodeText("left behind"); }
+};
+
+[[noreturn]] void PrintCurrentResult() {
+    std::fprintf(
+        stderr, "code %d text '%s' message '%s'\n", static_cast<int>(Na::GetResultCode()),
+        Na::GetResultCodeText().c_str(), Na::GetResultMessage().c_str());
+    _exit(0);
+}
+
+}  // namespace
+
+TEST(CurrentResultDeathTest, IsUnknownAndReadsAsABareUnderscoreBeforeAnythingWasSet) {
+    // A process of its own: others have set results in this one.
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(PrintCurrentResult(), testing::ExitedWithCode(0), "code 999999999 text '' message '_'\n");
+}
+
+TEST_F(CurrentResult, TakesTheTextOfAKnownCode) {
+    Na::SetResultCode(1);
+    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ("00000001", Na::GetResultCodeText());
+    EXPECT_EQ("00000001_The job has done successfully", Na::GetResultMessage());
+}
+
+TEST_F(CurrentResult, TakesTheIrregularTextOfAKey) {
+    Na::SetResultCode(10600002);
+    EXPECT_EQ(10600002, Na::GetResultCode());
+    EXPECT_EQ("10600001", Na::GetResultCodeText());
+    EXPECT_EQ("10600001_IP/Port is Successfully Changed", Na::GetResultMessage());
+    Na::SetResultCode(10600003);
+    EXPECT_EQ("10600002_IP/Port is Fail Changed", Na::GetResultMessage());
+    Na::SetResultCode(20000000);
+    EXPECT_EQ("20000001_", Na::GetResultMessage());
+}
+
+TEST_F(CurrentResult, StoresAnUnknownCodeWithAnEmptyText) {
+    for (const std::int32_t code :
+         {12345, -1, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
+        Na::SetResultCodeText("left behind");
+        Na::SetResultCode(code);
+        EXPECT_EQ(code, Na::GetResultCode());
+        EXPECT_EQ("", Na::GetResultCodeText());
+        EXPECT_EQ("_", Na::GetResultMessage());
+    }
+}
+
+TEST_F(CurrentResult, ReadsAsABareUnderscoreForAKnownCodeWithoutText) {
+    for (const int code : {3, 8, 10300001, 10400000, 10500000, 10600001, 20100003, 90202000, Unknown}) {
+        Na::SetResultCode(code);
+        EXPECT_EQ("_", Na::GetResultMessage()) << code;
+    }
+}
+
+TEST_F(CurrentResult, KeepsTheUnderscoreWhereADescriptionIsEmpty) {
+    Na::SetResultCode(20100000);
+    EXPECT_EQ("20100000_", Na::GetResultMessage());
+    Na::SetResultCodeText("20300025");
+    EXPECT_EQ("20300025_", Na::GetResultMessage());
+}
+
+TEST_F(CurrentResult, TakesAnyTextAsGiven) {
+    Na::SetResultCodeText("77777777");
+    EXPECT_EQ(Unknown, Na::GetResultCode());
+    EXPECT_EQ("77777777", Na::GetResultCodeText());
+    EXPECT_EQ("77777777", Na::GetResultMessage());
+
+    Na::SetResultCodeText("00000001 ");
+    EXPECT_EQ(Unknown, Na::GetResultCode());
+    EXPECT_EQ("00000001 ", Na::GetResultMessage());
+
+    Na::SetResultCodeText("0000000");
+    EXPECT_EQ(Unknown, Na::GetResultCode());
+    EXPECT_EQ("0000000", Na::GetResultMessage());
+}
+
+TEST_F(CurrentResult, TakesTheCodeOfTheFirstRowWithItsText) {
+    Na::SetResultCodeText("00000000");
+    EXPECT_EQ(0, Na::GetResultCode());
+    EXPECT_EQ("00000000_C-APDU exists", Na::GetResultMessage());
+    Na::SetResultCodeText("20000001");
+    EXPECT_EQ(20000000, Na::GetResultCode());
+    Na::SetResultCodeText("10500006");
+    EXPECT_EQ(10500006, Na::GetResultCode());
+    EXPECT_EQ("10500006_Eligibility All mode is working. Please wait", Na::GetResultMessage());
+    Na::SetResultCodeText("");
+    EXPECT_EQ(3, Na::GetResultCode());
+    EXPECT_EQ("_", Na::GetResultMessage());
+}
+
+TEST_F(CurrentResult, CanBeSetToItsOwnText) {
+    Na::SetResultCode(10400005);
+    Na::SetResultCodeText(Na::GetResultCodeText());
+    EXPECT_EQ(10400005, Na::GetResultCode());
+    EXPECT_EQ("10400005", Na::GetResultCodeText());
+}
+
+TEST_F(CurrentResult, HandsOutMessagesThatLaterOnesDoNotChange) {
+    Na::SetResultCode(1);
+    const std::string first = Na::GetResultMessage();
+    Na::SetResultCode(10000000);
+    EXPECT_EQ("10000000_An unknown Error has occurred", Na::GetResultMessage());
+    EXPECT_EQ("00000001_The job has done successfully", first);
+}
+
+TEST(RequestKeys, AreSpeltAsClientsSpellThem) {
+    EXPECT_STREQ("Cmd", Na::Key::Cmd);
+    EXPECT_STREQ("ReturnCode", Na::Key::ReturnCode);
+    EXPECT_STREQ("ServiceId", Na::Key::ServiceId);
+    EXPECT_STREQ("FcId", Na::Key::FcId);
+    EXPECT_STREQ("pushReq", Na::Key::PushReq);
+    EXPECT_STREQ("hostAddr", Na::Key::HostAddr);
+    EXPECT_STREQ("phoneInfo", Na::Key::PhoneInfo);
+    EXPECT_STREQ("MemoryInfo", Na::Key::MemoryInfo);
+    EXPECT_STREQ("CcmScriptData", Na::Key::CcmScriptData);
+    EXPECT_STREQ("LccmReturnCode", Na::Key::LccmReturnCode);
+    EXPECT_STREQ("encodingType", Na::Key::EncodingType);
+    EXPECT_STREQ("dalmDataSize", Na::Key::DalmDataSize);
+    EXPECT_STREQ("dalmData", Na::Key::DalmData);
+    EXPECT_STREQ("keyName", Na::Key::KeyName);
+    EXPECT_STREQ("keyType", Na::Key::KeyType);
+    EXPECT_STREQ("injectionType", Na::Key::InjectionType);
+    EXPECT_STREQ("ProgressState", Na::Key::ProgressState);
+    EXPECT_STREQ("otaURL", Na::Key::OtaUrl);
+    EXPECT_STREQ("Session", Na::Key::Session);
+}

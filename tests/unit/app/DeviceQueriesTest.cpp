@@ -1,0 +1,265 @@
+// Questions about the device and its secure element, and the address of the server.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "RecordingPort.h"
+#include "VirtualDevice.h"
+#include "app/Agent.h"
+#include "app/ResultCode.h"
+#include "app/ServerAddress.h"
+#include "support/DeviceWorld.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::Not;
+using testing::Pair;
+
+const std::string Cplc =
+    "4F525731000150600100506100C0FFEE00424F5050654F4550664F495070000000014F53507100000002";
+
+class DeviceQueries : public testing::Test {
+protected:
+    // Sends one request to a fresh device and returns its reply.
+    Na::RequestMap Ask(const std::string& configuration, const Na::RequestMap& request) {
+        world.Configure(configuration);
+        world.ForgetLog();
+        port.replies.clear();
+        Na::SetResultCodeText("left behind");
+        agent.Trigger_ClientData(&port, ClientId, request);
+        EXPECT_EQ(1u, port.replies.size());
+        return port.replies.empty() ? Na::RequestMap() : port.replies.front().result;
+    }
+
+    Na::RequestMap Ask(const std::string& configuration, const std::string& command) {
+        return Ask(configuration, Na::RequestMap{{"Cmd", command}});
+    }
+
+    // Every job opens the element twice, for the probe and for its work, and leaves nothing open.
+    void ExpectTheElementToBeOpenedTwiceAndClosed() {
+        EXPECT_EQ(2u, Device::Calls("nfc_se_open_secure_element"));
+        EXPECT_EQ(2u, Device::Calls("nfc_se_get_atr"));
+        EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
+        EXPECT_EQ(0u, Device::OpenHandles());
+    }
+
+    DeviceWorld world;
+    RecordingPort port;
+    Na::Agent agent;
+};
+
+std::string CardThatAnswers(const std::string& command, const std::string& answer) {
+    return "[card]\nanswer " + command + "=" + answer + "\n";
+}
+
+std::string Fault(const std::string& function, const std::string& result, int from = 1) {
+    return "[fault " + function + "]\nresult=" + result + "\nfrom=" + std::to_string(from) + "\n";
+}
+
+const Na::RequestMap DoneStatus = {{"ReturnCode", "00000001_The job has done successfully"}};
+const Na::RequestMap UnknownErrorStatus = {{"ReturnCode", "10000000_An unknown Error has occurred"}};
+const Na::RequestMap NoPermissionStatus = {{"ReturnCode", "10400006_No permission to access eSE"}};
+const Na::RequestMap NoApduStatus = {{"ReturnCode", "10000002_APDU is not available"}};
+const Na::RequestMap NotClosedStatus = {{"ReturnCode", "10400005_eSE interface channel is not closed"}};
+const Na::RequestMap NoMemory = {{"ReturnCode", "0"}};
+
+}  // namespace
+
+TEST_F(DeviceQueries, AnswersAStatusQueryWithAWrongCommandAlways) {
+    EXPECT_THAT(
+        Ask("", "66"), ElementsAre(Pair("ReturnCode", "10000001_Invalid Cmd parameter is being used")));
+    EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
+}
+
+TEST_F(DeviceQueries, AnswersWithTheCplcAndNothingElse) {
+    EXPECT_EQ((Na::RequestMap{{"ReturnCode", Cplc}}), Ask("[card]\ncplc=" + Cplc + "\n", "67"));
+    EXPECT_THAT(world.Log(), Contains("I/info: Get CPLC"));
+    ExpectTheElementToBeOpenedTwiceAndClosed();
+    EXPECT_THAT(
+        Device::Exchanges(), ElementsAre(
+                                 testing::Field(&Device::Exchange::command, "00A4040000"),
+                                 testing::Field(&Device::Exchange::command, "80CA9F7F00")));
+}
+
+TEST_F(DeviceQueries, AnswersWithTheCplcWhateverTheCardSaysToTheSelect) {
+    EXPECT_EQ(
+        (Na::RequestMap{{"ReturnCode", Cplc}}),
+        Ask("[card]\ncplc=" + Cplc + "\nanswer 00A4040000=6A82\n", "67"));
+}
+
+TEST_F(DeviceQueries, AnswersWithTheCplcAlthoughTheElementCannotBeClosed) {
+    EXPECT_EQ(
+        (Na::RequestMap{{"ReturnCode", Cplc}}),
+        Ask("[card]\ncplc=" + Cplc + "\n" + Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
+            "67"));
+}
+
+TEST_F(DeviceQueries, SaysDoneWhenTheCardRefusesTheCplc) {
+    EXPECT_EQ(DoneStatus, Ask(CardThatAnswers("80CA9F7F00", "6A88"), "67"));
+    EXPECT_TRUE(port.replies.front().statusOnly);
+    ExpectTheElementToBeOpenedTwiceAndClosed();
+}
+
+TEST_F(DeviceQueries, SaysDoneWhenTheCplcResponseIsShorterThanAStatusWord) {
+    EXPECT_EQ(DoneStatus, Ask(CardThatAnswers("80CA9F7F00", "empty"), "67"));
+    EXPECT_EQ(DoneStatus, Ask(CardThatAnswers("80CA9F7F00", "90"), "67"));
+}
+
+TEST_F(DeviceQueries, SaysDoneWhenTheCplcResponseHoldsNoCplc) {
+    for (const std::string response : {"9000", "9F7F009000", "9F9000"}) {
+        EXPECT_EQ(DoneStatus, Ask(CardThatAnswers("80CA9F7F00", response), "67")) << response;
+    }
+}
+
+TEST_F(DeviceQueries, SaysThatTheApduIsNotAvailableWhenTheCplcCannotBeAskedFor) {
+    EXPECT_EQ(NoApduStatus, Ask(Fault("nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED"), "67"));
+    EXPECT_EQ(NoApduStatus, Ask(Fault("nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED", 2), "67"));
+    ExpectTheElementToBeOpenedTwiceAndClosed();
+}
+
+TEST_F(DeviceQueries, SaysThatTheElementIsStillOpenWhenItCannotBeClosed) {
+    EXPECT_EQ(
+        NotClosedStatus, Ask(CardThatAnswers("80CA9F7F00", "6A88") +
+                                 Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
+                             "67"));
+}
+
+TEST_F(DeviceQueries, SaysThatThereIsNoPermissionForEachOfTheThreeErrorsOfAccess) {
+    for (const std::string error : {"0xFE3E000C", "0xC0000002", "-13"}) {
+        EXPECT_EQ(NoPermissionStatus, Ask(Fault("nfc_se_open_secure_element", error), "67")) << error;
+        EXPECT_EQ(NoPermissionStatus, Ask(Fault("nfc_se_open_secure_element", error, 2), "67")) << error;
+        EXPECT_EQ(NoPermissionStatus, Ask(Fault("nfc_se_open_secure_element", error), "69")) << error;
+        EXPECT_EQ(NoPermissionStatus, Ask(Fault("nfc_se_open_secure_element", error), "65")) << error;
+    }
+    EXPECT_EQ(0u, Device::OpenHandles());
+}
+
+TEST_F(DeviceQueries, SaysUnknownErrorWhenTheElementCannotBeOpenedForAnotherReason) {
+    for (const std::string error : {"-1", "-12", "-16", "0xFE3E0001", "0xC0000001"}) {
+        EXPECT_EQ(UnknownErrorStatus, Ask(Fault("nfc_se_open_secure_element", error), "67")) << error;
+        EXPECT_EQ(UnknownErrorStatus, Ask(Fault("nfc_se_open_secure_element", error, 2), "67")) << error;
+    }
+}
+
+TEST_F(DeviceQueries, SaysUnknownErrorWhenTheReaderHasGoneAfterItsProbe) {
+    EXPECT_EQ(UnknownErrorStatus, Ask(Fault("nfc_se_open_secure_element", "-1", 2), "67"));
+    EXPECT_EQ(2u, Device::Calls("nfc_se_open_secure_element"));
+    EXPECT_EQ(1u, Device::Calls("nfc_se_close_secure_element")) << "only the probe was open";
+}
+
+TEST_F(DeviceQueries, AnswersWithTheFreeMemory) {
+    EXPECT_EQ(
+        (Na::RequestMap{{"MemoryInfo", "4096"}, {"ReturnCode", "4096"}}),
+        Ask("[card]\nfree-memory=4096\n", "68"));
+    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_THAT(world.Log(), Contains("I/info: Get Memory"));
+    EXPECT_THAT(world.LocatedLog(), Contains("D GetFreeMemory: SE memory: 4096"));
+    ExpectTheElementToBeOpenedTwiceAndClosed();
+}
+
+TEST_F(DeviceQueries, SaturatesTheFreeMemory) {
+    EXPECT_EQ(
+        (Na::RequestMap{{"MemoryInfo", "2147483647"}, {"ReturnCode", "2147483647"}}),
+        Ask(CardThatAnswers("80CAFF2100", "FF21068204FFFFFFFF9000"), "68"));
+}
+
+TEST_F(DeviceQueries, AnswersWithABareZeroWhenNoMemoryIsFree) {
+    EXPECT_EQ(NoMemory, Ask(CardThatAnswers("80CAFF2100", "FF21068204000000009000"), "68"));
+    EXPECT_FALSE(port.replies.front().statusOnly);
+}
+
+TEST_F(DeviceQueries, AnswersWithABareZeroWhenTheFreeMemoryCannotBeRead) {
+    for (const std::string response : {"6A88", "9000", "FF21009000", "8102AABB9000", "empty", "90"}) {
+        EXPECT_EQ(NoMemory, Ask(CardThatAnswers("80CAFF2100", response), "68")) << response;
+        ExpectTheElementToBeOpenedTwiceAndClosed();
+    }
+    EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_send_apdu", "-1"), "68"));
+    EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_open_secure_element", "-13"), "68"));
+    EXPECT_EQ(10400006, Na::GetResultCode());
+    EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_open_secure_element", "-1"), "68"));
+    EXPECT_EQ(10000000, Na::GetResultCode());
+}
+
+TEST_F(DeviceQueries, EndsWithAnUnknownErrorWhenTheMemoryResponseIsCutShort) {
+    // The template's length promises more than there is, and what is there has no length.
+    EXPECT_EQ(UnknownErrorStatus, Ask(CardThatAnswers("80CAFF2100", "FF219000"), "68"));
+    EXPECT_TRUE(port.replies.front().statusOnly);
+    ExpectTheElementToBeOpenedTwiceAndClosed();
+    EXPECT_THAT(world.LocatedLog(), Contains(ContainsRegex("^E Do: Job ended by an exception: ")));
+    EXPECT_THAT(world.Log(), Contains("I/info: Job execution is complete"));
+}
+
+TEST_F(DeviceQueries, SaysUnknownErrorAfterAnExceptionEvenWhenTheElementCannotBeClosed) {
+    EXPECT_EQ(
+        UnknownErrorStatus, Ask(CardThatAnswers("80CAFF2100", "FF219000") +
+                                    Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
+                                "68"));
+}
+
+TEST_F(DeviceQueries, AnswersWithSevenLinesAboutTheDevice) {
+    const Na::RequestMap reply =
+        Ask("[device]\nmodel-name=Wrist 7\nlocale=de_CH\nsales-code=XXV\nbuild-string=W7ATA1\n"
+            "[sim 0]\nmcc=228\nmnc=01\n[sim 1]\nmcc=999\nmnc=99\n",
+            "1F4");
+    EXPECT_EQ(
+        (Na::RequestMap{
+            {"ReturnCode", "00000001_The job has done successfully"},
+            {"phoneInfo",
+             "deviceModel: Wrist 7\nlocation: CH\nagentVersion: 1.0.19\ndeviceCsc: XXV\ndeviceMnc: 01\n"
+             "deviceMcc: 228\ndeviceCodeVersion: W7ATA1"}}),
+        reply);
+}
+
+TEST_F(DeviceQueries, LeavesWhatTheDeviceDoesNotKnowEmpty) {
+    const Na::RequestMap reply =
+        Ask(Fault("system_info_get_platform_string", "-1") + Fault("system_info_get_value_string", "-1") +
+                Fault("system_settings_get_value_string", "-1") + Fault("vconf_get_str", "-1"),
+            "1F4");
+    EXPECT_EQ(
+        (Na::RequestMap{
+            {"ReturnCode", "00000001_The job has done successfully"},
+            {"phoneInfo",
+             "deviceModel: \nlocation: \nagentVersion: 1.0.19\ndeviceCsc: \ndeviceMnc: \ndeviceMcc: \n"
+             "deviceCodeVersion: "}}),
+        reply);
+}
+
+TEST_F(DeviceQueries, StoresAnAddressWithASchemeAsItIs) {
+    for (const std::string address :
+         {"http://10.0.0.7:8080", "https://kms.example", "ftp://x", "://x", "abcde://x"}) {
+        EXPECT_EQ(DoneStatus, Ask("", {{"Cmd", "1F5"}, {"hostAddr", address}})) << address;
+        EXPECT_TRUE(port.replies.front().statusOnly);
+        EXPECT_EQ(address, Na::GetNavoAddress());
+    }
+}
+
+TEST_F(DeviceQueries, PutsASchemeInFrontOfEveryOtherAddress) {
+    for (const std::string address :
+         {"", "kms.example:8443", "abcdef://x", "abcdefg://x", "kms.example/?to=http://x"}) {
+        EXPECT_EQ(DoneStatus, Ask("", {{"Cmd", "1F5"}, {"hostAddr", address}})) << address;
+        EXPECT_EQ("https://" + address, Na::GetNavoAddress());
+    }
+}
+
+TEST_F(DeviceQueries, TakesAMissingAddressForAnEmptyOne) {
+    EXPECT_EQ(DoneStatus, Ask("", "1F5"));
+    EXPECT_EQ("https://", Na::GetNavoAddress());
+}
+
+TEST_F(DeviceQueries, LogsTheNewAddressUnderTheAgentsName) {
+    Ask("", {{"Cmd", "1F5"}, {"hostAddr", "kms.example"}});
+    const std::string place = "^D/\\[/src/app/Agent\\.cpp:[0-9]+ Do\\] ";
+    EXPECT_THAT(world.Log(), Contains(ContainsRegex(place + "New URL: https://kms\\.example$")));
+    EXPECT_THAT(
+        world.Log(), Contains(ContainsRegex(place + "Changed to use new NAVO URL: https://kms\\.example$")));
+}
+
+TEST_F(DeviceQueries, SaysUnknownErrorWhenTheAddressCannotBeStored) {
+    world.RemoveSettingsSchema();
+    EXPECT_EQ(UnknownErrorStatus, Ask("", {{"Cmd", "1F5"}, {"hostAddr", "kms.example"}}));
+    EXPECT_THAT(
+        world.Log(), Contains(ContainsRegex("^E/\\[/src/app/Agent\\.cpp:[0-9]+ Do\\] Error changing URL$")));
+    EXPECT_THAT(world.LocatedLog(), Not(Contains(ContainsRegex("Changed to use new NAVO URL"))));
+}

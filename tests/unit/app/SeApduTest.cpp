@@ -1,0 +1,239 @@
+// Exchanging commands in hexadecimal text, and following the card where it asks for more.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "VirtualDevice.h"
+#include "app/ResultCode.h"
+#include "app/Se.h"
+#include "support/DeviceWorld.h"
+
+namespace {
+
+using Device::Exchange;
+using testing::Contains;
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr int MostFollowUps = 65536;
+constexpr std::size_t LongestFollowUp = 1048576;
+
+class SeApdu : public testing::Test {
+protected:
+    void Begin(const std::string& card, const std::string& faults = "") {
+        world.Configure("[card]\n" + card + faults);
+        ASSERT_TRUE(se.Open());
+        Device::ForgetExchanges();
+        world.ForgetLog();
+        Na::SetResultCodeText("left behind");
+    }
+
+    DeviceWorld world;
+    Na::Se se{0};
+};
+
+std::string Zeros(std::size_t count) {
+    return std::string(count, '0');
+}
+
+}  // namespace
+
+TEST_F(SeApdu, GivesTheWholeResponseInUpperCase) {
+    Begin("answer 80CA9F7F00=abcdef9000\n");
+    EXPECT_EQ("ABCDEF9000", se.Apdu("80ca9f7f00"));
+    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_THAT(Device::Exchanges(), ElementsAre(Exchange{"80CA9F7F00", "ABCDEF9000"}));
+}
+
+TEST_F(SeApdu, GivesABareStatusWordAsItIs) {
+    Begin("answer 8001=9000\nanswer 8002=6A82\n");
+    EXPECT_EQ("9000", se.Apdu("8001"));
+    EXPECT_EQ("6A82", se.Apdu("8002"));
+    EXPECT_EQ(1, Na::GetResultCode());
+}
+
+TEST_F(SeApdu, EndsAnOddTextWithALowNibbleOfZero) {
+    Begin("answer 8010=9000\n");
+    EXPECT_EQ("9000", se.Apdu("801"));
+}
+
+TEST_F(SeApdu, RefusesAResponseShorterThanAStatusWord) {
+    Begin("answer 8001=90\nanswer 8002=empty\n");
+    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(1, Na::GetResultCode()) << "the exchange itself went well";
+    EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 1"));
+    EXPECT_EQ("", se.Apdu("8002"));
+    EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 0"));
+}
+
+TEST_F(SeApdu, AcceptsAResponseOf65538BytesAndNoLongerOne) {
+    Begin("answer 8001=AB{65536}9000\nanswer 8002=AB{65537}9000\n");
+    const std::string longest = se.Apdu("8001");
+    EXPECT_EQ(2u * 65538, longest.size());
+    EXPECT_EQ("AB9000", longest.substr(longest.size() - 6));
+    EXPECT_EQ("", se.Apdu("8002"));
+    EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 65539"));
+}
+
+TEST_F(SeApdu, SaysThatTheApduIsNotAvailableWhenItCannotBeSent) {
+    Begin("", "[fault nfc_se_send_apdu]\nresult=NFC_ERROR_OPERATION_FAILED\n");
+    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(10000002, Na::GetResultCode());
+    EXPECT_THAT(
+        world.LocatedLog(),
+        ElementsAre(
+            "D Apdu: Sending command to SE", ContainsRegex("^E Apdu: APDU send error: .+"),
+            "E Apdu: eSE communication problem. rAPDU len 0"));
+}
+
+TEST_F(SeApdu, ReportsAnUnknownErrorWhileTheChannelIsClosed) {
+    Begin("");
+    se.Close();
+    world.ForgetLog();
+    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(10000000, Na::GetResultCode());
+    EXPECT_EQ(0u, Device::Calls("nfc_se_send_apdu"));
+    EXPECT_THAT(world.LocatedLog(), Contains("D Apdu: SE not opened"));
+}
+
+TEST_F(SeApdu, FollowsMoreDataWithAFixedPrefixAndAsManyZeroBytesAsAreLeft) {
+    Begin("answer 80CA9F7F00=AABB6110\nanswer 000C00*=01029000\n");
+    EXPECT_EQ("01029000", se.Apdu("80CA9F7F00")) << "the first part is dropped";
+    EXPECT_THAT(
+        Device::Exchanges(),
+        ElementsAre(Exchange{"80CA9F7F00", "AABB6110"}, Exchange{"000C00" + Zeros(32), "01029000"}));
+}
+
+TEST_F(SeApdu, FollowsMoreDataOfUnknownLengthWithThePrefixAlone) {
+    Begin("answer 8001=6100\nanswer 000C00=9000\n");
+    EXPECT_EQ("9000", se.Apdu("8001"));
+    EXPECT_THAT(Device::Exchanges(), ElementsAre(Exchange{"8001", "6100"}, Exchange{"000C00", "9000"}));
+}
+
+TEST_F(SeApdu, FollowsAWrongLengthWithTheCommandButItsLastDigitAndZeroBytes) {
+    Begin("answer 80CA9F7F00=6C05\nanswer 80CA9F7F00*=AA9000\n");
+    EXPECT_EQ("AA9000", se.Apdu("80CA9F7F00"));
+    // 80CA9F7F0 and ten zeros: an odd text, so one more zero goes over the channel.
+    EXPECT_THAT(
+        Device::Exchanges(),
+        ElementsAre(Exchange{"80CA9F7F00", "6C05"}, Exchange{"80CA9F7F0" + Zeros(11), "AA9000"}));
+}
+
+TEST_F(SeApdu, DropsTheLastDigitWhateverItIs) {
+    Begin("answer 80CA9F7FFF=6C01\nanswer 80CA9F7FF000=9000\n");
+    EXPECT_EQ("9000", se.Apdu("80CA9F7FFF"));
+}
+
+TEST_F(SeApdu, BuildsASecondWrongLengthOnTheTextThatWasSentLast) {
+    Begin("answer 80CA9F7F00=6C02\nanswer 80CA9F7F000000=6C01, 9000\n");
+    EXPECT_EQ("9000", se.Apdu("80CA9F7F00"));
+    // First 80CA9F7F0 and 4 zeros, 13 digits; then 12 of these and 2 zeros.
+    EXPECT_THAT(
+        Device::Exchanges(), ElementsAre(
+                                 Exchange{"80CA9F7F00", "6C02"}, Exchange{"80CA9F7F000000", "6C01"},
+                                 Exchange{"80CA9F7F000000", "9000"}));
+}
+
+TEST_F(SeApdu, FollowsMoreDataAfterAWrongLength) {
+    Begin("answer 8001=6C00\nanswer 8000=6101\nanswer 000C0000=009000\n");
+    EXPECT_EQ("009000", se.Apdu("8001"));
+}
+
+TEST_F(SeApdu, EndsAFollowUpThatFailsWithoutAResponse) {
+    Begin("answer 8001=6101\nanswer 000C00*=90\n");
+    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 1"));
+}
+
+TEST_F(SeApdu, GivesUpAfter65536FollowUps) {
+    Begin("answer 8001=6100\nanswer 000C00=6100\n");
+    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(MostFollowUps + 1u, Device::ExchangeCount());
+    EXPECT_EQ(1, Na::GetResultCode()) << "as after any other communication problem";
+    EXPECT_THAT(
+        world.LocatedLog(),
+        Contains("E Apdu: eSE never completes its response. Gave up after 65536 re-sends"));
+}
+
+TEST_F(SeApdu, TakesTheResponseToTheLastFollowUp) {
+    Begin("answer 8001=6100\nanswer 000C00=6100*65535, 9000\n");
+    EXPECT_EQ("9000", se.Apdu("8001"));
+    EXPECT_EQ(MostFollowUps + 1u, Device::ExchangeCount());
+}
+
+TEST_F(SeApdu, GivesUpBeforeAFollowUpOfMoreThanAMebibyte) {
+    Begin("answer 80*=6CFF\n");
+    // Each follow-up is 509 characters longer than what went before.
+    const std::string command = "80" + Zeros(LongestFollowUp - 2 * 509 - 2);
+    EXPECT_EQ("", se.Apdu(command));
+    EXPECT_EQ(3u, Device::ExchangeCount());
+    EXPECT_THAT(
+        world.LocatedLog(), Contains("E Apdu: eSE never completes its response. Gave up after 2 re-sends"));
+    Device::ForgetExchanges();
+    EXPECT_EQ("", se.Apdu(command + "0"));
+    EXPECT_EQ(2u, Device::Calls("nfc_se_send_apdu") - 3u);
+}
+
+TEST_F(SeApdu, SendsAListInOrderAndGivesTheLastResponse) {
+    Begin("answer 8001=AA6A82\nanswer 8002=BB9000\n");
+    const char* const commands[] = {"8001", "8002"};
+    EXPECT_EQ("BB9000", se.Apdu(commands, 2));
+    EXPECT_EQ(2u, Device::ExchangeCount());
+}
+
+TEST_F(SeApdu, StopsAListAtTheFirstCommandWithoutAResponse) {
+    Begin("answer 8001=9000\nanswer 8002=empty\nanswer 8003=9000\n");
+    const char* const commands[] = {"8001", "8002", "8003"};
+    EXPECT_EQ("", se.Apdu(commands, 3));
+    EXPECT_EQ(2u, Device::ExchangeCount());
+}
+
+TEST_F(SeApdu, GivesNothingForAListOfNoCommands) {
+    Begin("");
+    EXPECT_EQ("", se.Apdu(nullptr, 0));
+    EXPECT_EQ(0u, Device::Calls("nfc_se_send_apdu"));
+    EXPECT_EQ("left behind", Na::GetResultCodeText());
+}
+
+TEST_F(SeApdu, SendsAnEmptyCommandAsOneOfNoLength) {
+    Begin("");
+    se.Apdu("");
+    EXPECT_EQ(1u, Device::Calls("nfc_se_send_apdu"));
+}
+
+TEST(SeWithoutReader, CannotBeOpenedOrUsed) {
+    DeviceWorld world;
+    Na::Se se(3);
+    EXPECT_FALSE(se.Open());
+    Na::SetResultCodeText("left behind");
+    world.ForgetLog();
+    se.Close();
+    EXPECT_EQ("left behind", Na::GetResultCodeText());
+    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(10000000, Na::GetResultCode());
+    EXPECT_THAT(world.LocatedLog(), ElementsAre("E Apdu: FATAL: pReader is NULL"));
+    EXPECT_EQ("", se.GetCplc());
+    EXPECT_EQ(0u, se.GetFreeMemory());
+}
+
+TEST(SeSession, ClosesWhatItOpened) {
+    DeviceWorld world;
+    {
+        Na::SeSession session(0);
+        EXPECT_TRUE(session.IsOpen());
+        EXPECT_EQ(1u, Device::OpenHandles());
+    }
+    EXPECT_EQ(0u, Device::OpenHandles());
+    EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
+}
+
+TEST(SeSession, ClosesNothingThatItCouldNotOpen) {
+    DeviceWorld world;
+    world.Configure("[fault nfc_se_open_secure_element]\nresult=-1\nfrom=2\n");
+    { const Na::SeSession session(0); }
+    EXPECT_EQ(1u, Device::Calls("nfc_se_close_secure_element"));
+}

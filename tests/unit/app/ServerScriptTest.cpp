@@ -1,0 +1,253 @@
+// The job in which the server drives the card.
+#include <gmock/gmock.h>
+
+#include "ServerJob.h"
+#include "app/jobs/ServerScript.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+HttpReaction CommandSet(const std::string& set) {
+    return Answer(R"({"resultCode":"00000000","cApduSet":")" + set + R"("})");
+}
+
+HttpReaction Result(const std::string& code) {
+    return Answer(R"({"resultCode":")" + code + R"("})");
+}
+
+const char Done[] = "00000001_The job has done successfully";
+
+class ServerScript : public ServerJob {
+protected:
+    std::string Run(const std::string& configuration) { return ServerJob::Run(request, configuration); }
+    std::string Run() { return Run(Card("answer 8001=AA9000\nanswer 8002=9000\nanswer 80E2*=9000\n")); }
+
+    Na::RequestMap request = {{"Cmd", "65"}, {"ServiceId", "svc"}, {"FcId", "fc"}, {"pushReq", "push"}};
+};
+
+}  // namespace
+
+TEST_F(ServerScript, EndsAtOnceWhenTheServersFirstCodeIsNoCommandSet) {
+    peer.Script({Result("00000001")});
+    EXPECT_EQ(Done, Run());
+    EXPECT_EQ(1u, peer.Requests().size());
+    EXPECT_EQ(2u, Device::ExchangeCount()) << "the CPLC query alone";
+    EXPECT_THAT(port.progress, IsEmpty());
+}
+
+TEST_F(ServerScript, OpensWithTheClientsFieldsAndTheCard) {
+    peer.Script({Result("00000001")});
+    Run();
+    EXPECT_EQ("INITIALIZEAPDU", Sent(0, "msgCd"));
+    EXPECT_EQ("svc", Sent(0, "serviceId"));
+    EXPECT_EQ("push", Sent(0, "pushReq"));
+    EXPECT_EQ(Cplc, Sent(0, "cplc"));
+    EXPECT_EQ(SeId, Sent(0, "seId"));
+    EXPECT_THAT(peer.Requests()[0].body, testing::Not(testing::HasSubstr("\"fc\"")));
+    EXPECT_THAT(world.Log(), Contains("I/info: Execute"));
+    EXPECT_THAT(
+        world.Log(),
+        Contains(ContainsRegex("^D/\\[/src/app/Agent\\.cpp:[0-9]+ Do\\] Job execution: sid svc; fid "
+                               "fc; req push$")));
+}
+
+TEST_F(ServerScript, MakesOneExchangeAndOneFurtherRequestForASetOfOneItem) {
+    peer.Script({CommandSet("/018001"), Result("00000001")});
+    EXPECT_EQ(Done, Run());
+    ASSERT_EQ(2u, peer.Requests().size());
+    EXPECT_EQ("NEXTAPDU", Sent(1, "msgCd"));
+    EXPECT_EQ("/01AA9000", Sent(1, "rApduSet"));
+    EXPECT_EQ(SeId, Sent(1, "seId"));
+    EXPECT_EQ(Sent(0, "UUID"), Sent(1, "UUID"));
+    EXPECT_EQ(3u, Device::ExchangeCount());
+    EXPECT_THAT(world.LocatedLog(), Contains("D Do: cAPDU: /018001"));
+    EXPECT_THAT(world.LocatedLog(), Contains("D Do: rAPDU: /01AA9000"));
+}
+
+TEST_F(ServerScript, RunsSetAfterSetAndReportsProgress) {
+    peer.Script({CommandSet("/0180E20000/018001"), CommandSet("/0180E20001"), Result("00000002")});
+    EXPECT_EQ("00000002_The job has done successfully. But, a timeout has occurred on NFC off", Run());
+    EXPECT_THAT(
+        port.progress, ElementsAre(Pair(ClientId, "E2_Change Info"), Pair(ClientId, "E2_Change Info")));
+    EXPECT_EQ("/019000/01AA9000", Sent(1, "rApduSet"));
+    EXPECT_EQ("/019000", Sent(2, "rApduSet"));
+}
+
+TEST_F(ServerScript, EndsWithWhateverCodeTheServerGives) {
+    for (const auto& code : std::map<std::string, std::string>{
+             {"00000009", "00000009_Retry the request of Job from the beginning"},
+             {"20100000", "20100000_"},
+             {"10600001", "10600001_IP/Port is Successfully Changed"},
+             {"77777777", "77777777"}}) {
+        peer.Script({CommandSet("/018001"), Result(code.first)});
+        EXPECT_EQ(code.second, Run());
+    }
+}
+
+TEST_F(ServerScript, LooksTheElementUpTwiceAndKeepsItOpenToTheEnd) {
+    peer.Script({CommandSet("/018001"), CommandSet("/018002"), Result("00000001")});
+    Run();
+    EXPECT_EQ(2u, Device::Calls("nfc_se_open_secure_element"));
+    EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
+    EXPECT_EQ(0u, Device::OpenHandles());
+    const std::vector<std::string> log = world.LocatedLog();
+    const auto closing = std::find(log.rbegin(), log.rend(), "D Close: Closing SE");
+    const auto lastRequest =
+        std::find(log.rbegin(), log.rend(), "D ConnectionUp: Trying to set up Internet connection");
+    ASSERT_NE(log.rend(), lastRequest);
+    EXPECT_LT(closing - log.rbegin(), lastRequest - log.rbegin()) << "closing stands later in the log";
+}
+
+TEST_F(ServerScript, SendsMissingFieldsEmpty) {
+    request = {{"Cmd", "65"}};
+    peer.Script({Result("00000001")});
+    EXPECT_EQ(Done, Run());
+    EXPECT_EQ("", Sent(0, "serviceId"));
+    EXPECT_EQ("", Sent(0, "pushReq"));
+    EXPECT_EQ("", Sent(0, "sessionKey"));
+    EXPECT_THAT(world.LocatedLog(), Contains("D Do: Job execution: sid ; fid ; req "));
+}
+
+TEST_F(ServerScript, GivesItsRequestTheFieldsThatWereMissing) {
+    world.Configure(Card());
+    peer.Script({Result("00000001")});
+    Na::Job_SET_JOB_EXECUTOR job(RequestOf(&agent, &port, {{"Cmd", "65"}}));
+    job.Execute();
+    EXPECT_THAT(
+        job.request->data,
+        ElementsAre(Pair("Cmd", "65"), Pair("FcId", ""), Pair("ServiceId", ""), Pair("pushReq", "")));
+    EXPECT_THAT(job.result, IsEmpty());
+}
+
+TEST_F(ServerScript, SendsTheFailureTextOfAMalformedSetAndLetsTheServerDecide) {
+    peer.Script({CommandSet("/018001/018"), CommandSet("/018002"), Result("00000001")});
+    EXPECT_EQ(Done, Run());
+    EXPECT_EQ("21_taken wrong adpu.", Sent(1, "rApduSet"));
+    EXPECT_EQ("/019000", Sent(2, "rApduSet"));
+}
+
+TEST_F(ServerScript, EndsWithTheTransportsCodeWhenTheServerDoesNotTakeAFailureText) {
+    peer.Script({CommandSet("/018"), Answer("", 503)});
+    EXPECT_EQ("503", Run());
+    peer.Script({CommandSet("/018"), Answer("")});
+    EXPECT_EQ("10100019_No response has been received from a Server system", Run());
+}
+
+TEST_F(ServerScript, SendsTheFailureTextOfASilentCardAndLetsTheServerDecide) {
+    peer.Script({CommandSet("/018001"), Result("90202001")});
+    EXPECT_EQ(
+        "90202001_An error occurred during the execution of a job between NAVO and eSE",
+        Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\nfrom=3\n"));
+    EXPECT_EQ("21_SD API Exception.", Sent(1, "rApduSet"));
+}
+
+TEST_F(ServerScript, EndsWithAnErrorWhenTheCommandSetIsEmptyOrMissing) {
+    for (const HttpReaction& reaction : {CommandSet(""), Result("00000000")}) {
+        const std::size_t before = peer.Requests().size();
+        peer.Script({reaction, Result("00000001")});
+        EXPECT_EQ("10000002_APDU is not available", Run());
+        EXPECT_EQ(before + 1, peer.Requests().size()) << "no further request goes out";
+        EXPECT_EQ(2u, Device::ExchangeCount());
+        EXPECT_THAT(world.LocatedLog(), Contains("D Do: cAPDU: "));
+        EXPECT_THAT(world.LocatedLog(), Contains("E Do: Command set is missing or empty"));
+    }
+}
+
+TEST_F(ServerScript, SendsAResponseSetOf65537CharactersAndNoLongerOne) {
+    const std::string item = "/018001";
+    const std::string response = "00{32765}9000";  // 65534 characters behind "/01"
+    peer.Script({CommandSet(item), Result("00000009")});
+    EXPECT_EQ(
+        "00000009_Retry the request of Job from the beginning", Run(Card("answer 8001=" + response + "\n")));
+    ASSERT_EQ(2u, peer.Requests().size());
+    EXPECT_EQ(65537u, Sent(1, "rApduSet").size());
+
+    // "/01" and 65526 characters, then "/01" and 6.
+    peer.Script({CommandSet(item + "/018002"), Result("00000009")});
+    EXPECT_EQ(Done, Run(Card("answer 8001=00{32761}9000\nanswer 8002=009000\n")))
+        << "nothing is sent, and the exchange left a success";
+    EXPECT_EQ(3u, peer.Requests().size());
+    EXPECT_EQ(4u, Device::ExchangeCount()) << "the set is not run again";
+}
+
+TEST_F(ServerScript, TellsTheServerWhenTheClientHasGone) {
+    world.Configure(Card("answer 80E2*=9000\n"));
+    peer.Script({CommandSet("/0180E20000"), CommandSet("/0180E20001"), Result("00000009")});
+    Na::Job_SET_JOB_EXECUTOR job(RequestOf(&agent, &port, request));
+    port.onProgress = [&] { job.request->port = nullptr; };
+    job.Execute();
+    EXPECT_EQ(3u, peer.Requests().size());
+    EXPECT_EQ("/019000", Sent(1, "rApduSet")) << "the set that was running is finished";
+    EXPECT_EQ("21_client disappeared./", Sent(2, "rApduSet"));
+    EXPECT_EQ(9, Na::GetResultCode());
+    EXPECT_EQ(3u, Device::ExchangeCount());
+    EXPECT_THAT(world.LocatedLog(), Contains("D Do: Client disappeared. Terminating"));
+    EXPECT_THAT(world.LocatedLog(), Contains("D Do: rAPDU: 21_client disappeared./"));
+}
+
+TEST_F(ServerScript, EndsWithItsOwnCodeWhenTheServerDoesNotAnswerTheLastText) {
+    world.Configure(Card("answer 80E2*=9000\n"));
+    peer.Script({CommandSet("/0180E20000"), CommandSet("/0180E20001"), Answer("", 500)});
+    Na::Job_SET_JOB_EXECUTOR job(RequestOf(&agent, &port, request));
+    port.onProgress = [&] { job.request->port = nullptr; };
+    job.Execute();
+    EXPECT_EQ("500", Na::GetResultCodeText());
+}
+
+TEST_F(ServerScript, EndsWhenTheElementCannotBeOpened) {
+    EXPECT_EQ(
+        "10400006_No permission to access eSE",
+        Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"));
+    EXPECT_EQ(
+        "10000000_An unknown Error has occurred",
+        Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"));
+    EXPECT_THAT(
+        world.Log(), Contains(ContainsRegex("^E/\\[/src/app/Agent\\.cpp:[0-9]+ Do\\] Error opening SE$")));
+    EXPECT_THAT(peer.Requests(), IsEmpty());
+}
+
+TEST_F(ServerScript, EndsWhenTheCardHasNoCplc) {
+    EXPECT_EQ(Done, Run(Card("answer 80CA9F7F00=6A88\n")));
+    EXPECT_EQ("10000002_APDU is not available", Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
+    EXPECT_THAT(peer.Requests(), IsEmpty());
+    EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
+}
+
+TEST_F(ServerScript, DoesNothingWithoutARequest) {
+    world.Configure(Card());
+    Na::Job_SET_JOB_EXECUTOR job(nullptr);
+    job.Execute();
+    EXPECT_EQ(10000000, Na::GetResultCode());
+    EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
+}
+
+TEST_F(ServerScript, ReportsAnElementThatCannotBeClosedInPlaceOfTheServersCode) {
+    peer.Script({Result("00000002")});
+    EXPECT_EQ(
+        "10400005_eSE interface channel is not closed",
+        Run(Card() + "[fault nfc_se_close_secure_element]\nresult=-1\nfrom=2\ntimes=1\n"));
+}
+
+TEST_F(ServerScript, EndsWithASuccessWhenTheAnswerIsNoJson) {
+    for (const char* const body : {"no JSON", "[]", R"({"resultCode":0})", R"({"cApduSet":"/018001"})"}) {
+        peer.Script({Answer(body)});
+        EXPECT_EQ(Done, Run()) << body;
+        EXPECT_EQ(2u, Device::ExchangeCount()) << body;
+    }
+}
+
+TEST_F(ServerScript, EndsWithATransportFailureBetweenTwoSets) {
+    peer.Script({CommandSet("/018001"), Answer("", 404)});
+    EXPECT_EQ("404", Run());
+    EXPECT_EQ(0u, Device::OpenHandles());
+}
+
+TEST_F(ServerScript, SendsNothingWithoutANetwork) {
+    EXPECT_EQ("10100000_Network is unavailable", Run(Card() + "[network]\ntype=disconnected\n"));
+    EXPECT_THAT(peer.Requests(), IsEmpty());
+}
