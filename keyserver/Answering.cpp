@@ -111,8 +111,12 @@ void SpoilDelivery(const Misbehaviour& misbehaviour, Reply& reply) {
             delivery.part = Delivery::Part::Nothing;
             delivery.closeAfterwards = true;
             break;
+        case Kind::CloseHead:
+            delivery.part = Delivery::Part::HalfHead;
+            delivery.closeAfterwards = true;
+            break;
         case Kind::CloseMiddle:
-            delivery.part = Delivery::Part::Half;
+            delivery.part = Delivery::Part::HalfBody;
             delivery.closeAfterwards = true;
             break;
         case Kind::CloseAfter:

@@ -32,6 +32,15 @@ void SetTimeLimit(int socket, int option, std::chrono::seconds limit) {
     setsockopt(socket, SOL_SOCKET, option, &value, sizeof(value));
 }
 
+// An answer without a body is always cut in its head.
+std::size_t PlaceToCut(const std::string& answer, Delivery::Part part) {
+    constexpr char EndOfHead[] = "\r\n\r\n";
+    const std::size_t end = answer.find(EndOfHead);
+    const std::size_t head = end == std::string::npos ? answer.size() : end + sizeof(EndOfHead) - 1;
+    const bool inBody = part == Delivery::Part::HalfBody && head < answer.size();
+    return inBody ? head + (answer.size() - head) / 2 : head / 2;
+}
+
 std::string SystemMessage() {
     return std::generic_category().message(errno);
 }
@@ -167,8 +176,8 @@ bool Connection::HandOver(const Delivery& delivery) {
     if (delivery.part == Delivery::Part::Nothing) {
         return false;
     }
-    if (delivery.part == Delivery::Part::Half) {
-        bytes.resize(bytes.size() / 2);
+    if (delivery.part != Delivery::Part::Whole) {
+        bytes.resize(PlaceToCut(bytes, delivery.part));
     }
     return Send(bytes) && delivery.part == Delivery::Part::Whole;
 }

@@ -278,7 +278,10 @@ void HttpServer::Implementation::Serve(int socket) {
             connection.CloseGently();
         }
     }
-    { const std::lock_guard<std::mutex> lock(mutex); }
+    {
+        // Without the lock, this could come between Stop's look at the table and its sleep.
+        const std::lock_guard<std::mutex> lock(mutex);
+    }
     wake.notify_all();
 }
 

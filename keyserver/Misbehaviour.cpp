@@ -20,10 +20,11 @@ struct KindRow {
 
 using Kind = Misbehaviour::Kind;
 
-constexpr std::array<KindRow, 19> Kinds{{
+constexpr std::array<KindRow, 20> Kinds{{
     {"status", Kind::Status, ValueRule::Status},
     {"delay", Kind::Delay, ValueRule::Milliseconds},
     {"close-before", Kind::CloseBefore, ValueRule::None},
+    {"close-head", Kind::CloseHead, ValueRule::None},
     {"close-middle", Kind::CloseMiddle, ValueRule::None},
     {"close-after", Kind::CloseAfter, ValueRule::None},
     {"connection-close", Kind::ConnectionClose, ValueRule::None},

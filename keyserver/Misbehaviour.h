@@ -12,7 +12,8 @@ struct Misbehaviour {
         Status,           // value: HTTP status instead of an answer, 503 when absent
         Delay,            // value: milliseconds before the answer
         CloseBefore,      // closes the connection instead of answering
-        CloseMiddle,      // closes it after half of the answer's bytes
+        CloseHead,        // closes it in the middle of the answer's header fields
+        CloseMiddle,      // closes it in the middle of the answer's body
         CloseAfter,       // answers, then closes it without having announced that
         ConnectionClose,  // answers with "Connection: close", then closes it
         Reset,            // resets the connection instead of answering

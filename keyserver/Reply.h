@@ -12,7 +12,7 @@ namespace KeyServer {
 
 // How the bytes of an answer are handed over. The default hands over all of them and keeps the connection.
 struct Delivery {
-    enum class Part { Whole, Half, Nothing };
+    enum class Part { Whole, HalfBody, HalfHead, Nothing };
 
     std::chrono::milliseconds delay{0};
     Part part = Part::Whole;

@@ -75,10 +75,15 @@ TEST_F(MisbehavingServerTest, ClosesWithoutAByteOnAFreshConnection) {
 
 TEST_F(MisbehavingServerTest, ClosesInTheMiddleOfTheAnswer) {
     const std::string whole = RawAnswer();
+    const std::size_t head = whole.find("\r\n\r\n") + 4;
     Order("close-middle");
-    const std::string half = RawAnswer();
-    EXPECT_EQ(half, whole.substr(0, whole.size() / 2));
+    EXPECT_EQ(RawAnswer(), whole.substr(0, head + (whole.size() - head) / 2));
+    EXPECT_EQ(client.Post(Opening("A")).curlCode, CURLE_PARTIAL_FILE);
+    Order("close-head");
+    EXPECT_EQ(RawAnswer(), whole.substr(0, head / 2));
     EXPECT_NE(client.Post(Opening("A")).curlCode, CURLE_OK);
+    server.Misbehave({ParseMisbehaviour("close-middle"), ParseMisbehaviour("empty")});
+    EXPECT_THAT(RawAnswer(), Not(HasSubstr("\r\n\r\n"))) << "an empty body cannot be cut";
     Order("empty@2");
     EXPECT_EQ(client.Post(Opening("A")).body, FirstAnswer);
 }
