@@ -237,7 +237,7 @@ Bytes SoftwareCard::InitializeUpdate(const CommandApdu& apdu) {
     EndSession();
     ++sequenceCounter;
     Bytes response(settings.cplc.begin(), settings.cplc.begin() + 4);
-    response.insert(response.end(), settings.cplc.begin() + 10, settings.cplc.begin() + 16);
+    Append(response, Bytes(settings.cplc.begin() + 10, settings.cplc.begin() + 16));
     response.push_back(keys->first);
     Bytes seed = apdu.data;
     Append(seed, BigEndian(sequenceCounter, 4));

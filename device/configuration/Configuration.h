@@ -62,7 +62,7 @@ struct AnswerRule {
 struct CardSettings {
     bool present = true;
     std::string backEnd = "software";
-    Bytes atr = {0x3B, 0x88, 0x80, 0x01, 'N', 'A', 'V', 'O', 'C', 'A', 'R', 'D', 0x0B};
+    Bytes atr;
     Bytes cplc;  // 42 bytes
     int secureChannel = 3;
     std::uint32_t freeMemory = 1310720;

@@ -342,8 +342,8 @@ void Reader::ReadFault(const Section& section) {
         section,
         {{"result",
           [&](const std::string& value) {
-              fault.result = ResultValue(value);
               hasResult = true;
+              fault.result = ResultValue(value);
           }},
          {"from", [&](const std::string& value) { fault.from = NumberValue(value, 1, UINT64_MAX); }},
          {"times", [&](const std::string& value) { fault.times = NumberValue(value, 1, UINT64_MAX); }}});
@@ -410,6 +410,9 @@ void Reader::Read(const Section& section) {
 }  // namespace
 
 Configuration::Configuration() {
+    // The historical bytes spell NAVOCARD.
+    embeddedElement.atr = *FromHexText("3B 88 80 01 4E41564F43415244 0B");
+    uicc.atr = embeddedElement.atr;
     // Fabricator, type and system of the chip, its dates and serial numbers, and who packaged and
     // personalised it.
     embeddedElement.cplc = *FromHexText(
