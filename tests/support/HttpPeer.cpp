@@ -19,11 +19,15 @@ std::system_error LastError(const char* call) {
     return {errno, std::generic_category(), call};
 }
 
-// A socket bound to a port of the loopback interface that the system picks.
-int BoundSocket(int* port) {
+// A socket bound to a port of the loopback interface: to `*port`, or to one that the system picks when that
+// is 0. A reusable port can be bound again while its old connections fade away.
+int BoundSocket(int* port, bool reusable) {
     const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int reuse = reusable ? 1 : 0;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(*port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     socklen_t length = sizeof address;
@@ -116,21 +120,37 @@ struct HttpPeer::Connection {
 
 HttpPeer::HttpPeer(std::shared_ptr<SSL_CTX> tls) : tlsContext(std::move(tls)) {
     std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes without MSG_NOSIGNAL
-    listener = BoundSocket(&port);
+    StartListening();
+}
+
+HttpPeer::~HttpPeer() {
+    StopListening();
+    CloseConnections();
+    for (Connection& connection : connections) {
+        connection.thread.join();
+    }
+}
+
+void HttpPeer::StartListening() {
+    listener = BoundSocket(&port, true);
     if (listen(listener, SOMAXCONN) != 0) {
         throw LastError("listen");
     }
     acceptor = std::thread(&HttpPeer::Accept, this);
 }
 
-HttpPeer::~HttpPeer() {
+void HttpPeer::StopListening() {
     shutdown(listener, SHUT_RDWR);  // ends accept()
-    acceptor.join();
-    close(listener);
-    CloseConnections();
-    for (Connection& connection : connections) {
-        connection.thread.join();
+    if (acceptor.joinable()) {
+        acceptor.join();
     }
+    close(listener);
+}
+
+void HttpPeer::Restart() {
+    StopListening();
+    CloseConnections();
+    StartListening();
 }
 
 std::string HttpPeer::Address() const {
@@ -282,7 +302,7 @@ HttpReaction HttpPeer::ReactionTo(const Request& request) {
     return next;
 }
 
-ClosedPort::ClosedPort() : socket(BoundSocket(&port)) {}
+ClosedPort::ClosedPort() : port(0), socket(BoundSocket(&port, false)) {}
 
 ClosedPort::~ClosedPort() {
     close(socket);

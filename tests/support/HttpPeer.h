@@ -65,12 +65,17 @@ public:
     // Closes every connection that is open; when it returns, they are closed.
     void CloseConnections();
 
+    // Closes every connection and its listening socket, then listens on the same port again.
+    void Restart();
+
     // Closes the connections that come next at once, without a handshake or an answer.
     void RefuseConnections(int count);
 
 private:
     struct Connection;
 
+    void StartListening();
+    void StopListening();
     void Accept();
     void Serve(Connection& connection);
     bool ServeNext(Connection& connection);
@@ -106,6 +111,6 @@ public:
     std::string Address() const;  // 127.0.0.1:port
 
 private:
-    int socket;
     int port;
+    int socket;
 };

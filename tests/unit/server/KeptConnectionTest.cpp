@@ -1,0 +1,154 @@
+// How many connections and handshakes a job costs.
+#include <gmock/gmock.h>
+
+#include <fstream>
+
+#include "app/NavoProxy.h"
+#include "app/ResultCode.h"
+#include "support/DeviceWorld.h"
+#include "support/HttpPeer.h"
+#include "support/TestCertificate.h"
+
+using Na::NavoProxy;
+using testing::SizeIs;
+
+namespace {
+
+constexpr char Good[] = "{\"resultCode\":\"00000000\"}";
+
+class KeptConnection : public testing::Test {
+protected:
+    // Sends one message of the job, which has to succeed.
+    static void Send(NavoProxy& sender) {
+        Na::SetResultCode(999);
+        EXPECT_EQ(sender.NextApdu("dbus;client_1", "SEID", "1/9000"), Good);
+        EXPECT_EQ(Na::GetResultCode(), 0);
+    }
+
+    static void Send(NavoProxy& sender, int times) {
+        for (int i = 0; i < times; ++i) {
+            Send(sender);
+        }
+    }
+
+    static std::deque<HttpReaction> GoodAnswers() { return std::deque<HttpReaction>(50, Answer(Good)); }
+
+    DeviceWorld world;
+    HttpPeer peer;
+    NavoProxy job{peer.Url()};
+};
+
+TEST_F(KeptConnection, ServesEveryMessageOfAJob) {
+    peer.Script(GoodAnswers());
+    Send(job, 10);
+    EXPECT_EQ(peer.Connections(), 1);
+    EXPECT_THAT(peer.Requests(), SizeIs(10));
+}
+
+TEST_F(KeptConnection, CostsOneHandshakeForAJob) {
+    const TestCertificate certificate({"127.0.0.1"});
+    std::ofstream(world.Path() / "ca.pem") << certificate.Pem();
+    world.Configure("[network]\ntype=wifi\n[trust]\nca-file=" + (world.Path() / "ca.pem").string() + "\n");
+    HttpPeer secure(certificate.ServerContext());
+    secure.Script(GoodAnswers());
+    NavoProxy secureJob(secure.Url());
+    Send(secureJob, 10);
+    EXPECT_EQ(secure.Handshakes(), 1);
+    EXPECT_EQ(secure.Connections(), 1);
+}
+
+TEST_F(KeptConnection, IsNotSharedBetweenTwoJobs) {
+    peer.Script(GoodAnswers());
+    NavoProxy other(peer.Url());
+    Send(job);
+    Send(other);
+    Send(job);
+    Send(other);
+    const auto requests = peer.Requests();
+    EXPECT_EQ(peer.Connections(), 2);
+    EXPECT_EQ(requests[0].connection, requests[2].connection);
+    EXPECT_EQ(requests[1].connection, requests[3].connection);
+    EXPECT_NE(requests[0].connection, requests[1].connection);
+}
+
+TEST_F(KeptConnection, EndsWithItsJob) {
+    peer.Script(GoodAnswers());
+    {
+        NavoProxy brief(peer.Url());
+        Send(brief);
+    }
+    NavoProxy next(peer.Url());
+    Send(next);
+    EXPECT_EQ(peer.Connections(), 2);
+}
+
+TEST_F(KeptConnection, CostsNoRequestWhenTheServerClosesItWhileItIsIdle) {
+    peer.Script(GoodAnswers());
+    Send(job);
+    peer.CloseConnections();
+    Send(job);
+    EXPECT_EQ(peer.Connections(), 2);
+    EXPECT_THAT(peer.Requests(), SizeIs(2));
+}
+
+TEST_F(KeptConnection, CostsNoRequestWhenTheServerClosesItsTlsWhileItIsIdle) {
+    const TestCertificate certificate({"127.0.0.1"});
+    std::ofstream(world.Path() / "ca.pem") << certificate.Pem();
+    world.Configure("[network]\ntype=wifi\n[trust]\nca-file=" + (world.Path() / "ca.pem").string() + "\n");
+    HttpPeer secure(certificate.ServerContext());
+    secure.Script(GoodAnswers());
+    NavoProxy secureJob(secure.Url());
+    Send(secureJob);
+    secure.CloseConnections();
+    Send(secureJob);
+    EXPECT_EQ(secure.Handshakes(), 2);
+    EXPECT_THAT(secure.Requests(), SizeIs(2));
+}
+
+TEST_F(KeptConnection, IsMadeAnewWhenTheServerClosesAfterEachAnswer) {
+    peer.Script(std::deque<HttpReaction>(5, Answer(Good, 200, "Connection: close\r\n").ThenClose()));
+    Send(job, 5);
+    EXPECT_EQ(peer.Connections(), 5);
+    EXPECT_THAT(peer.Requests(), SizeIs(5));
+}
+
+TEST_F(KeptConnection, IsMadeAnewWhenTheServerClosesAfterEachAnswerWithoutSayingSo) {
+    peer.Script(std::deque<HttpReaction>(5, Answer(Good).ThenClose()));
+    Send(job, 5);
+    EXPECT_THAT(peer.Requests(), SizeIs(5));
+}
+
+TEST_F(KeptConnection, IsMadeAnewWhenTheServerClosesItInsteadOfAnswering) {
+    peer.Script({Answer(Good), CloseAtOnce(), Answer(Good), Answer(Good)});
+    Send(job, 3);
+    EXPECT_EQ(peer.Connections(), 2);
+    EXPECT_THAT(peer.Requests(), SizeIs(4));
+}
+
+TEST_F(KeptConnection, OutlivesAServerThatRestarts) {
+    peer.Script(GoodAnswers());
+    Send(job);
+    peer.Restart();
+    Send(job, 2);
+    EXPECT_EQ(peer.Connections(), 2);
+}
+
+TEST_F(KeptConnection, IsKeptAfterAnErrorStatus) {
+    peer.Script({Answer("sorry", 500), Answer(Good)});
+    EXPECT_EQ(job.NextApdu("dbus;client_1", "SEID", ""), "");
+    Send(job);
+    EXPECT_EQ(peer.Connections(), 1);
+}
+
+TEST_F(KeptConnection, DoesNotOutliveItsSettingsOfAProxy) {
+    peer.Script(GoodAnswers());
+    Send(job);
+    HttpPeer forwarder;
+    forwarder.Script(GoodAnswers());
+    world.Configure("[network]\ntype=wifi\nproxy=" + forwarder.Address() + "\n");
+    Send(job);
+    EXPECT_EQ(peer.Connections(), 1);
+    EXPECT_THAT(forwarder.Requests(), SizeIs(1));
+}
+
+}  // namespace
