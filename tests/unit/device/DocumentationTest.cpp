@@ -1,0 +1,90 @@
+// What the example file and the manual show is true.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "configuration/Configuration.h"
+#include "support/TemporaryFolder.h"
+
+using Device::Configuration;
+using Device::ReadConfiguration;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+constexpr char ExamplePath[] = NAVO_DEVICE_DIR "/navo-device.conf.example";
+
+std::vector<std::string> Problems(const Configuration& configuration) {
+    std::vector<std::string> problems;
+    for (const Device::Mistake& mistake : configuration.mistakes) {
+        problems.push_back(Describe(configuration, mistake));
+    }
+    return problems;
+}
+
+// Lines such as "#key=value" become "key=value"; comments in words begin with "# ".
+std::string WithEverythingSwitchedOn(const std::string& text) {
+    std::istringstream lines(text);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+        const bool switchedOff = line.size() > 1 && line[0] == '#' && line[1] != ' ' && line[1] != '#';
+        result += (switchedOff ? line.substr(1) : line) + "\n";
+    }
+    return result;
+}
+
+// The blocks of the manual between ```ini and ```.
+std::vector<std::string> ExamplesOf(const std::string& manual) {
+    std::vector<std::string> examples;
+    const std::string begin = "```ini\n";
+    for (std::size_t at = manual.find(begin); at != std::string::npos; at = manual.find(begin, at)) {
+        at += begin.size();
+        examples.push_back(manual.substr(at, manual.find("```", at) - at));
+    }
+    return examples;
+}
+
+}  // namespace
+
+TEST(ExampleFile, IsReadWithoutComplaint) {
+    EXPECT_THAT(Problems(ReadConfiguration(ExamplePath, ReadFile(ExamplePath))), IsEmpty());
+}
+
+TEST(ExampleFile, ShowsNothingButWhatThePlainDeviceHasUntilALineIsSwitchedOn) {
+    const Configuration plain;
+    const Configuration example = ReadConfiguration(ExamplePath, ReadFile(ExamplePath));
+    EXPECT_EQ(example.facts.modelName, plain.facts.modelName);
+    EXPECT_EQ(example.facts.buildString, plain.facts.buildString);
+    EXPECT_EQ(example.facts.deviceName, plain.facts.deviceName);
+    EXPECT_EQ(example.facts.locale, plain.facts.locale);
+    EXPECT_EQ(example.facts.salesCode, plain.facts.salesCode);
+    EXPECT_EQ(example.embeddedElement.atr, plain.embeddedElement.atr);
+    EXPECT_EQ(example.embeddedElement.cplc, plain.embeddedElement.cplc);
+    EXPECT_EQ(example.embeddedElement.freeMemory, plain.embeddedElement.freeMemory);
+    EXPECT_EQ(example.embeddedElement.secureChannel, plain.embeddedElement.secureChannel);
+    EXPECT_EQ(example.network.type, plain.network.type);
+    EXPECT_EQ(example.trustEnvironment, plain.trustEnvironment);
+    EXPECT_THAT(example.faults, IsEmpty());
+}
+
+TEST(ExampleFile, IsRightInEveryLineThatCanBeSwitchedOn) {
+    std::string text = WithEverythingSwitchedOn(ReadFile(ExamplePath));
+    const std::string placeholder = "ca-file=/tmp/keyserver/ca.pem";
+    const std::size_t at = text.find(placeholder);
+    ASSERT_NE(at, std::string::npos);
+    text.replace(at, placeholder.size(), "ca-file=certificates/platform-root.pem");
+    const Configuration configuration = ReadConfiguration(ExamplePath, text);
+    EXPECT_THAT(Problems(configuration), IsEmpty());
+    EXPECT_THAT(configuration.faults, SizeIs(testing::Ge(1)));
+    EXPECT_THAT(configuration.embeddedElement.answers, SizeIs(testing::Ge(1)));
+}
+
+TEST(Manual, HasExamplesThatAreReadWithoutComplaint) {
+    const std::vector<std::string> examples = ExamplesOf(ReadFile(NAVO_DOCS_DIR "/virtual-device.md"));
+    ASSERT_THAT(examples, SizeIs(testing::Ge(3)));
+    for (const std::string& example : examples) {
+        EXPECT_THAT(Problems(ReadConfiguration(ExamplePath, example)), IsEmpty()) << example;
+    }
+}

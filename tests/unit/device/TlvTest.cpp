@@ -1,0 +1,67 @@
+#include "card/Tlv.h"
+
+#include <gtest/gtest.h>
+
+using Device::Bytes;
+using Device::FromHexText;
+using Device::HexText;
+using Device::LengthValueReader;
+using Device::MakeTlv;
+using Device::ParseTlv;
+
+namespace {
+
+// Objects as "TAG:VALUE ", or "refused".
+std::string Objects(const std::string& text) {
+    const auto objects = ParseTlv(FromHexText(text).value());
+    if (!objects) {
+        return "refused";
+    }
+    std::string result;
+    for (const Device::TlvObject& object : *objects) {
+        result += HexText(Device::BigEndian(object.tag, 3)) + ":" + HexText(object.value) + " ";
+    }
+    return result;
+}
+
+}  // namespace
+
+TEST(Tlv, HasTagsOfUpToThreeBytes) {
+    EXPECT_EQ(Objects(""), "");
+    EXPECT_EQ(Objects("4F00"), "00004F: ");
+    EXPECT_EQ(Objects("840101 9F7002ABCD DF812A0105"), "000084:01 009F70:ABCD DF812A:05 ");
+    EXPECT_EQ(Objects("DF81812A0105"), "refused");
+}
+
+TEST(Tlv, HasLengthsOfUpToThreeBytesBehindTheirMarker) {
+    EXPECT_EQ(Objects("C48102AABB"), "0000C4:AABB ");
+    EXPECT_EQ(Objects("C4820002AABB"), "0000C4:AABB ");
+    EXPECT_EQ(Objects("C483000002AABB"), "0000C4:AABB ");
+    EXPECT_EQ(Objects("C48400000002AABB"), "refused");
+    EXPECT_EQ(Objects("C480AABB0000"), "refused");
+}
+
+TEST(Tlv, IsRefusedWhenItDoesNotFillItsDataExactly) {
+    for (const char* text :
+         {"4F", "9F", "9F70", "4F05AABB", "4F8105AA", "4F81", "4F83FFFFFFAA", "4F0100 4F"}) {
+        EXPECT_EQ(Objects(text), "refused") << text;
+    }
+}
+
+TEST(Tlv, IsMadeInItsShortestForm) {
+    EXPECT_EQ(HexText(MakeTlv(0x4F, {})), "4F00");
+    EXPECT_EQ(HexText(MakeTlv(0x9F7F, {0x01})), "9F7F0101");
+    EXPECT_EQ(HexText(MakeTlv(0xC4, Bytes(127, 0))).substr(0, 6), "C47F00");
+    EXPECT_EQ(HexText(MakeTlv(0xC4, Bytes(128, 0))).substr(0, 6), "C48180");
+    EXPECT_EQ(HexText(MakeTlv(0xC4, Bytes(300, 0))).substr(0, 8), "C482012C");
+}
+
+TEST(LengthValueFields, EndWhereTheDataEnds) {
+    const Bytes data = *FromHexText("02AABB 00 01CC 05DD");
+    LengthValueReader reader(data);
+    EXPECT_EQ(reader.Next(), (Bytes{0xAA, 0xBB}));
+    EXPECT_EQ(reader.Next(), Bytes());
+    EXPECT_EQ(reader.Next(), Bytes{0xCC});
+    EXPECT_FALSE(reader.AtEnd());
+    EXPECT_EQ(reader.Next(), std::nullopt);
+}
