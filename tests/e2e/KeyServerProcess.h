@@ -33,7 +33,7 @@ public:
 
     const std::string& Address() const { return address; }
 
-    // The certificate to trust.
+    // The certificate to trust; none is there with plain HTTP.
     std::filesystem::path Authority() const { return folder / "ca.pem"; }
 
     std::vector<Message> Messages() const;

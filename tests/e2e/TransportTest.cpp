@@ -79,7 +79,7 @@ TEST_F(Transport, AServerThatSpeaksNoTlsIsTriedFourTimes) {
 }
 
 TEST_F(Transport, AnAddressThatIsNoneIsTriedOnce) {
-    world.DirectServiceTo("");
+    world.DirectServiceTo("https://no host");
     EXPECT_EQ(AskEligibility(), "10100004_A malformed URL has occurred");
     EXPECT_EQ(FailedAttempts("3 "), 1U);
     EXPECT_EQ(FailedAttempts(), 1U);

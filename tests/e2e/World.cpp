@@ -120,6 +120,18 @@ World::~World() {
     }
 }
 
+void World::InstallInHouseLibraries() const {
+    const fs::path place = Folder() / "usr/lib";
+    fs::create_directories(place);
+    for (const fs::path library : {NAVO_SPI_LIBRARY, NAVO_KEY_LIBRARY}) {
+        fs::create_symlink(library, place / library.filename());
+    }
+}
+
+void World::RemoveInHouseLibraries() const {
+    fs::remove_all(Folder() / "usr/lib");
+}
+
 Navo::SessionOptions World::Options() const {
     Navo::SessionOptions options;
     options.busAddress = BusAddress();
@@ -148,7 +160,9 @@ World::Job World::RunScript(const std::string& serviceId) const {
 
 KeyServerProcess& World::StartKeyServer(const std::vector<std::string>& options) {
     KeyServerProcess& server = StartUnknownKeyServer(options);
-    device.TrustCertificatesOf(server.Authority());
+    if (fs::exists(server.Authority())) {
+        device.TrustCertificatesOf(server.Authority());
+    }
     DirectServiceTo(server.Address());
     return server;
 }

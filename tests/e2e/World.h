@@ -32,6 +32,10 @@ public:
     const std::string& BusAddress() const { return bus.Address(); }
     VirtualDeviceFile& Device() { return device; }
 
+    // The maker's libraries, where the service looks for them.
+    void InstallInHouseLibraries() const;
+    void RemoveInHouseLibraries() const;
+
     // Makes the test's own process a client. The session of a test must end before its world.
     Navo::SessionOptions Options() const;
 
@@ -50,8 +54,8 @@ public:
         return folder.Write(name, text);
     }
 
-    // A key server with a certificate that it made itself, which the device trusts, and the service directed
-    // to it.
+    // A key server with a certificate that it made itself (unless it speaks plain HTTP), which the device
+    // trusts, and the service directed to it.
     KeyServerProcess& StartKeyServer(const std::vector<std::string>& options = {});
     // One that the service does not know of, and the device does not trust.
     KeyServerProcess& StartUnknownKeyServer(const std::vector<std::string>& options);

@@ -1,0 +1,112 @@
+// Jobs that end in the maker's in-house libraries.
+#include <gtest/gtest.h>
+
+#include "Script.h"
+#include "World.h"
+
+namespace {
+
+using Navo::Map;
+
+constexpr char NoPermission[] = "10400006_No permission to access eSE";
+
+class CcmScript : public ::testing::Test {
+protected:
+    CcmScript() { world.InstallInHouseLibraries(); }
+
+    // The script that the secure-SPI library converts into these commands.
+    std::string Of(const std::string& commands) {
+        const World::Result result = world.Run({"sh", "-c", "printf '" + commands + "' | " NAVO_CCM_PROGRAM});
+        EXPECT_EQ(result.status, 0) << result.errors;
+        return result.output.substr(0, result.output.find('\n'));
+    }
+
+    Map Play(const std::string& script) const {
+        return world.Ask({{"Cmd", "90"}, {"CcmScriptData", script}});
+    }
+
+    static Map Verdict(const std::string& verdict, const std::string& result) {
+        return {{"LccmReturnCode", verdict}, {"ReturnCode", result}};
+    }
+
+    World world;
+};
+
+TEST_F(CcmScript, IsPlayedToTheCard) {
+    EXPECT_EQ(Play(Of("00A4040000\\n80CA9F7F00\\n")), Verdict("0", Done));
+    EXPECT_TRUE(world.LogHas("command header: 80CA9F7F"));
+}
+
+TEST_F(CcmScript, EndsAtAStatusWordThatIsRefused) {
+    EXPECT_EQ(Play(Of("80CA123400\\n00A4040000\\n")), Verdict("-5", Done));
+    EXPECT_FALSE(world.LogHas("command header: 00A40400"));
+}
+
+TEST_F(CcmScript, ThatIsNoneIsNotConverted) {
+    EXPECT_EQ(Play("00112233"), Verdict("-4", UnknownError));
+    EXPECT_EQ(Play(""), Verdict("-4", UnknownError));
+    EXPECT_EQ(world.Ask({{"Cmd", "90"}}), Verdict("-4", UnknownError));
+}
+
+TEST_F(CcmScript, NeedsItsLibrary) {
+    world.RemoveInHouseLibraries();
+    EXPECT_EQ(Play(Of("00A4040000\\n")), Verdict("-2", UnknownError));
+}
+
+TEST_F(CcmScript, NeedsTheSecureChannel) {
+    world.Device().Break("openSecureSpi", "0");
+    EXPECT_EQ(Play(Of("00A4040000\\n")), Verdict("-3", UnknownError));
+}
+
+TEST_F(CcmScript, NeedsTheSecureElement) {
+    const std::string script = Of("00A4040000\\n");
+    world.Device().Break("nfc_se_open_secure_element", "NFC_ERROR_PERMISSION_DENIED");
+    EXPECT_EQ(Play(script), Verdict("-3", NoPermission));
+}
+
+class KeyProvisioning : public ::testing::Test {
+protected:
+    World world;
+};
+
+TEST_F(KeyProvisioning, AlwaysAnswersWithANumberAlone) {
+    const Map inject = {{"Cmd", "3F0"},        {"keyName", "wallet"},
+                        {"keyType", "1"},      {"injectionType", "1"},
+                        {"encodingType", "1"}, {"dalmData", "000102030405060708090A0B0C0D0E0F"}};
+    EXPECT_EQ(world.Ask(inject), (Map{{"ReturnCode", "-2"}})) << "there is no library yet";
+    world.InstallInHouseLibraries();
+    EXPECT_EQ(world.Ask(inject), (Map{{"ReturnCode", "0"}}));
+    EXPECT_EQ(world.Ask({{"Cmd", "3F0"}}), (Map{{"ReturnCode", "-12"}})) << "a key has a name";
+    EXPECT_EQ(world.Ask({{"Cmd", "3FF"}}), (Map{{"ReturnCode", "-2"}}));
+    EXPECT_EQ(
+        world.Ask({{"Cmd", "3F2"}, {"keyName", "wallet"}, {"keyType", "3"}, {"injectionType", "1"}}),
+        (Map{{"ReturnCode", "-11"}}));
+}
+
+TEST_F(KeyProvisioning, GivesAKeyBackInASession) {
+    world.InstallInHouseLibraries();
+    const std::string key = "000102030405060708090A0B0C0D0E0F";
+    Navo::Session session(world.Options());
+    EXPECT_EQ(
+        session
+            .Call(
+                {{"Cmd", "3F0"},
+                 {"keyName", "wallet"},
+                 {"keyType", "1"},
+                 {"injectionType", "1"},
+                 {"encodingType", "1"},
+                 {"dalmData", key}})
+            .at("ReturnCode"),
+        "0");
+    EXPECT_EQ(
+        session.Call(
+            {{"Cmd", "3F3"},
+             {"keyName", "wallet"},
+             {"keyType", "1"},
+             {"encodingType", "1"},
+             {"dalmDataSize", "64"}}),
+        (Map{{"ReturnCode", "16"}, {"dalmData", key}}));
+    EXPECT_EQ(session.Call({{"Cmd", "3F4"}}), (Map{{"ReturnCode", "0"}}));
+}
+
+}  // namespace
