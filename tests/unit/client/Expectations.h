@@ -5,7 +5,9 @@
 
 #include <chrono>
 #include <future>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "navo/Client.h"
 
@@ -20,6 +22,24 @@ Navo::ClientError ErrorFrom(Callable call) {
     ADD_FAILURE() << "no error came";
     return {Navo::ErrorKind::InvalidRequest, "no error came"};
 }
+
+// A value that a service's thread leaves for the test.
+template <typename Value>
+class Guarded {
+public:
+    void Set(Value newValue) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        value = std::move(newValue);
+    }
+    Value Get() const {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return value;
+    }
+
+private:
+    mutable std::mutex mutex;
+    Value value = {};
+};
 
 // Waits for something that another thread promised; fails the running test after a while.
 inline void Await(std::future<void>& happening) {

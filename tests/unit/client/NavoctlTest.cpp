@@ -37,7 +37,7 @@ public:
     }
     const std::string& Address() const { return bus.Address(); }
     const FakeService& Service() const { return service; }
-    const Navo::Map& LastRequest() const { return lastRequest; }
+    Navo::Map LastRequest() const { return lastRequest.Get(); }
 
 private:
     // The request 66 is navoctl's own question whether the service is still there.
@@ -49,7 +49,7 @@ private:
                 arrival.Reply({{"ReturnCode", "10000001_Invalid Cmd parameter is being used"}});
                 return;
             }
-            lastRequest = arrival.Request();
+            lastRequest.Set(arrival.Request());
             onRequest(arrival);
         };
         return behaviour;
@@ -57,7 +57,7 @@ private:
 
     TestBus bus;
     bool isProbed = false;
-    Navo::Map lastRequest;
+    Guarded<Navo::Map> lastRequest;
     FakeService service;
 };
 

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <future>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -63,23 +64,23 @@ TEST(Session, ClosesItselfWhenAnExceptionLeavesItsScope) {
 
 TEST(Session, CarriesTextsOfAnyLanguageAndEmptyOnes) {
     const TestBus bus;
-    Navo::Map seen;
+    Guarded<Navo::Map> seen;
     const FakeService service(bus.Address(), Answering([&](Arrival& arrival) {
-                                  seen = arrival.Request();
+                                  seen.Set(arrival.Request());
                                   arrival.Reply({{"", "empty key"}, {"ReturnCode", "서비스\n"}});
                               }));
     const Navo::Map request = {{"Cmd", "65"}, {"ServiceId", ""}, {"pushReq", "Schlüssel \"=&"}};
     Navo::Session session(On(bus.Address()));
     EXPECT_EQ(session.Call(request), (Navo::Map{{"", "empty key"}, {"ReturnCode", "서비스\n"}}));
     session.Close();
-    EXPECT_EQ(seen, request);
+    EXPECT_EQ(seen.Get(), request);
 }
 
 TEST(Session, UsesTheMethodExecWithItsTag) {
     const TestBus bus;
-    std::string tag;
+    Guarded<std::string> tag;
     const FakeService service(bus.Address(), Answering([&tag](Arrival& arrival) {
-                                  tag = arrival.Tag();
+                                  tag.Set(arrival.Tag());
                                   arrival.Reply({{"ReturnCode", "4790AB"}});
                               }));
     Navo::CallOptions options;
@@ -88,7 +89,7 @@ TEST(Session, UsesTheMethodExecWithItsTag) {
     Navo::Session session(On(bus.Address()));
     session.Call(AskForCplc, options);
     session.Close();
-    EXPECT_EQ(tag, "tag of mine");
+    EXPECT_EQ(tag.Get(), "tag of mine");
     EXPECT_THAT(service.Received(), ElementsAre("Open", "Exec 67", "Close"));
 }
 
@@ -112,12 +113,10 @@ TEST(Session, DeliversProgressWhileTheCallRuns) {
 
 TEST(Session, DeliversAllProgressInOrderBeforeCallReturns) {
     const TestBus bus;
-    std::vector<std::string> sent;
-    const FakeService service(bus.Address(), Answering([&sent](Arrival& arrival) {
+    const FakeService service(bus.Address(), Answering([](Arrival& arrival) {
                                   const std::string path = "/navoa/client/" + arrival.CallersProcessId();
                                   for (int number = 0; number < 1000; ++number) {
-                                      sent.push_back("E8_" + std::to_string(number));
-                                      arrival.ProgressFrom(path, sent.back());
+                                      arrival.ProgressFrom(path, "E8_" + std::to_string(number));
                                   }
                                   arrival.Reply({{"ReturnCode", "00000001_"}});
                               }));
@@ -125,6 +124,10 @@ TEST(Session, DeliversAllProgressInOrderBeforeCallReturns) {
     Navo::Session session(On(bus.Address()));
     session.Call({{"Cmd", "65"}}, CollectingProgressIn(received));
     session.Close();
+    std::vector<std::string> sent;
+    for (int number = 0; number < 1000; ++number) {
+        sent.push_back("E8_" + std::to_string(number));
+    }
     EXPECT_EQ(received, sent);
 }
 
@@ -306,15 +309,14 @@ TEST(Session, GivesEachOfManyThreadsItsOwnReply) {
 namespace {
 
 // The match rules that the bus holds for a connection; nothing where the bus gives no statistics.
-std::vector<std::string> MatchRulesOf(
-    GDBusConnection* asker, const std::string& connectionName, bool& isTold) {
+std::optional<std::vector<std::string>> MatchRulesOf(
+    GDBusConnection* asker, const std::string& connectionName) {
     const Navo::VariantPtr reply(g_dbus_connection_call_sync(
         asker, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.Debug.Stats",
         "GetAllMatchRules", nullptr, G_VARIANT_TYPE("(a{sas})"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
         nullptr));
-    isTold = reply != nullptr;
-    if (!isTold) {
-        return {};
+    if (reply == nullptr) {
+        return std::nullopt;
     }
     const Navo::VariantPtr all(g_variant_get_child_value(reply.get(), 0));
     const Navo::VariantPtr own(
@@ -332,24 +334,23 @@ std::vector<std::string> MatchRulesOf(
 
 TEST(Session, LeavesNoSubscriptionBehindACall) {
     const TestBus bus;
-    bool isTold = true;
-    std::vector<std::string> during;
+    using Rules = std::optional<std::vector<std::string>>;
+    Guarded<Rules> during;
     const FakeService service(bus.Address(), Answering([&](Arrival& arrival) {
-                                  auto* connection = arrival.Service().Connection();
-                                  during = MatchRulesOf(connection, arrival.Sender(), isTold);
+                                  during.Set(MatchRulesOf(arrival.Service().Connection(), arrival.Sender()));
                                   arrival.Reply({{"ReturnCode", arrival.Sender()}});
                               }));
     Navo::Session session(On(bus.Address()));
     const std::string client = session.Call(AskForCplc).at("ReturnCode");
-    if (!isTold) {
+    if (!during.Get()) {
         GTEST_SKIP() << "this dbus-daemon gives no statistics";
     }
-    EXPECT_THAT(during, testing::Contains(HasSubstr("Progress")));
+    EXPECT_THAT(*during.Get(), testing::Contains(HasSubstr("Progress")));
     // The session does not wait for the bus to have heard of the end of its subscription.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    std::vector<std::string> after = during;
-    while (!after.empty() && std::chrono::steady_clock::now() < deadline) {
-        after = MatchRulesOf(service.Connection(), client, isTold);
+    Rules after = during.Get();
+    while (!after.value().empty() && std::chrono::steady_clock::now() < deadline) {
+        after = MatchRulesOf(service.Connection(), client);
     }
-    EXPECT_THAT(after, IsEmpty());
+    EXPECT_THAT(after.value(), IsEmpty());
 }
