@@ -4,8 +4,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
-#include <regex>
 
 #include "Client.h"
 #include "Samples.h"
@@ -72,14 +72,13 @@ public:
 
     // The address that the program printed.
     std::string Url() const {
-        std::smatch found;
+        const std::string head = "navo-keyserver listening on ";
         std::string text;
-        const std::regex line("navo-keyserver listening on (\\S+)\n");
         const bool printed = Eventually([&] {
             text = fs::exists(output) ? ReadFile(output) : "";
-            return std::regex_search(text, found, line);
+            return text.compare(0, head.size(), head) == 0 && text.back() == '\n';
         });
-        return printed ? found[1].str() : "";
+        return printed ? text.substr(head.size(), text.size() - head.size() - 1) : "";
     }
 
 private:
