@@ -198,7 +198,7 @@ _Client* DbusClientPortImpl::AddClient(const std::string& identifier) {
     if (duplicate) {
         LogPrint(LogTrace, LOCATED("Duplicate connection from client %s"), identifier.c_str());
     } else {
-        client.reset(new _Client(identifier));
+        client = std::make_unique<_Client>(identifier);
         LogPrint(LogTrace, LOCATED("Created client %s"), identifier.c_str());
         const std::string id = mk_client_id(identifier);
         LogPrint(LogDebug, LOCATED("Registering client: %s"), id.c_str());
@@ -212,18 +212,21 @@ _Client* DbusClientPortImpl::AddClient(const std::string& identifier) {
 
 void DbusClientPortImpl::RemoveClient(const std::string& identifier) {
     LogPrint(LogDebug, LOCATED("Removing client: %s"), identifier.c_str());
+    bool gone = false;
     {
         const Lock guard(lock);
         const auto client = clients.find(identifier);
         if (client == clients.end()) {
             LogPrint(
                 LogDebug, LOCATED("Error: trying to unregister unknown client: '%s'"), identifier.c_str());
-            return;
+        } else if (--client->second->count == 0) {
+            clients.erase(client);
+            gone = true;
         }
-        if (--client->second->count > 0) {
-            return;
-        }
-        clients.erase(client);
+    }
+    if (!gone) {
+        LogPrint(LogTrace, LOCATED(""));
+        return;
     }
     const std::string id = mk_client_id(identifier);
     LogPrint(LogTrace, LOCATED("Disconnected client: %s"), id.c_str());
@@ -465,15 +468,18 @@ bool DbusClientPort::SendResult(const std::string& clientId, const Na::RequestMa
     if (impl == nullptr) {
         return false;
     }
-    const Lock guard(impl->lock);
-    LogPrint(LogDebug, LOCATED("Sending response to %s"), clientId.c_str());
     bool sent = false;
-    if (_Client* const client = impl->get_client_from_id(clientId)) {
-        sent = client->SendReply(result);
-    } else {
-        LogPrint(LogError, LOCATED("Error sending reply. Client had disappear"));
+    {
+        const Lock guard(impl->lock);
+        LogPrint(LogDebug, LOCATED("Sending response to %s"), clientId.c_str());
+        if (_Client* const client = impl->get_client_from_id(clientId)) {
+            sent = client->SendReply(result);
+        } else {
+            LogPrint(LogError, LOCATED("Error sending reply. Client had disappear"));
+        }
+        LogPrint(LogDebug, LOCATED("Sent response"));
     }
-    LogPrint(LogDebug, LOCATED("Sent response"));
+    LogPrint(LogTrace, LOCATED(""));
     return sent;
 }
 
@@ -481,16 +487,20 @@ bool DbusClientPort::SendProgressCode(const std::string& clientId, const std::st
     if (impl == nullptr) {
         return false;
     }
-    const Lock guard(impl->lock);
-    LogPrint(LogDebug, LOCATED("Sending progress to %s"), clientId.c_str());
-    _Client* const client = impl->get_client_from_id(clientId);
-    if (client != nullptr) {
-        client->SendProgress(value);
-    } else {
-        LogPrint(LogError, LOCATED("Error sending progress. Client had disappear"));
+    bool found = false;
+    {
+        const Lock guard(impl->lock);
+        LogPrint(LogDebug, LOCATED("Sending progress to %s"), clientId.c_str());
+        if (_Client* const client = impl->get_client_from_id(clientId)) {
+            client->SendProgress(value);
+            found = true;
+        } else {
+            LogPrint(LogError, LOCATED("Error sending progress. Client had disappear"));
+        }
+        LogPrint(LogDebug, LOCATED("Sent progress"));
     }
-    LogPrint(LogDebug, LOCATED("Sent progress"));
-    return client != nullptr;
+    LogPrint(LogTrace, LOCATED(""));
+    return found;
 }
 
 bool DbusClientPort::IsTrusted(const std::string& clientId) {
@@ -500,7 +510,7 @@ bool DbusClientPort::IsTrusted(const std::string& clientId) {
 
 int DbusClientPort::StartListen() {
     if (impl == nullptr) {
-        impl.reset(new DbusClientPortImpl(this));
+        impl = std::make_unique<DbusClientPortImpl>(this);
         impl->ownerId = g_bus_own_name(
             G_BUS_TYPE_SYSTEM, Bus::Name, G_BUS_NAME_OWNER_FLAGS_NONE, _on_bus_acquired, _on_name_acquired,
             _on_name_lost, impl->ticket, nullptr);
