@@ -27,7 +27,7 @@ int ConvertScript(unsigned char* buffer, std::int32_t* length, const NavoLibrary
         throw std::runtime_error("there is no script of 0 to 92160 bytes");
     }
     const Vendor::Bytes list = Vendor::PackedListOf(Vendor::Bytes(buffer, buffer + *length));
-    std::copy(list.begin(), list.end(), buffer);
+    std::fill(std::copy(list.begin(), list.end(), buffer), buffer + *length, static_cast<unsigned char>(0));
     *length = settings.hasConvertedLength ? settings.convertedLength : static_cast<std::int32_t>(list.size());
     return Converted;
 }

@@ -145,6 +145,14 @@ std::vector<std::string> DeviceWorld::Log() const {
     return ServiceLines(folder.Path() / LogName);
 }
 
+void DeviceWorld::InstallInHouseLibraries() {
+    for (const fs::path location : {Locations::SecureSpiLibrary, Locations::KeyProvisioningLibrary}) {
+        fs::create_directories(location.parent_path());
+        fs::remove(location);
+        fs::create_symlink(fs::path(NAVO_IN_HOUSE_LIBRARIES_DIR) / location.filename(), location);
+    }
+}
+
 // A located message is "[/src/file.cpp:12 Function] message".
 std::vector<std::string> DeviceWorld::LocatedLog() const {
     std::vector<std::string> lines;

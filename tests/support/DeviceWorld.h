@@ -28,6 +28,9 @@ public:
 
     void RemoveSettingsSchema();
 
+    // Puts the stand-ins for the maker's two libraries where the service looks for them.
+    void InstallInHouseLibraries();
+
     // Lines that the service logged so far, each as "E/", "I/" or "D/", then the message as it stands.
     std::vector<std::string> Log() const;
 
