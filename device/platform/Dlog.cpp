@@ -13,6 +13,8 @@ using Device::Pass;
 
 namespace {
 
+std::string Format(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
+
 std::string Format(const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
@@ -28,6 +30,9 @@ std::string Format(const char* format, va_list arguments) {
 }
 
 // A fault loses the line.
+int Print(const char* function, log_priority priority, const char* tag, const char* format, va_list arguments)
+    __attribute__((format(printf, 4, 0)));
+
 int Print(
     const char* function, log_priority priority, const char* tag, const char* format, va_list arguments) {
     return Pass(

@@ -39,6 +39,8 @@ void PrintTo(const CodeFunction& function, std::ostream* stream) {
     *stream << function.name;
 }
 
+int PrintNothing(log_priority priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
 int PrintNothing(log_priority priority, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);

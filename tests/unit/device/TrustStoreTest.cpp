@@ -42,17 +42,17 @@ protected:
 
 extern "C" {
 
-CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
-CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...);
+CURLcode __real_curl_easy_setopt(CURL* handle, int option, ...);
+CURLcode __wrap_curl_easy_setopt(CURL* handle, int option, ...);
 
 // Sees the options that the device sets; each is a pointer or as wide as one.
-CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+CURLcode __wrap_curl_easy_setopt(CURL* handle, int option, ...) {
     va_list arguments;
     va_start(arguments, option);
     void* value = va_arg(arguments, void*);
     va_end(arguments);
     if (value == nullptr) {
-        ClearedOptions().push_back(option);
+        ClearedOptions().push_back(static_cast<CURLoption>(option));
     }
     return __real_curl_easy_setopt(handle, option, value);
 }
