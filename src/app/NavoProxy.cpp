@@ -129,8 +129,8 @@ std::string NavoProxy::GetSessionKey(const std::string& val1, const std::string&
     }
     const std::string inp1 = Stretch(val1, length);
     const std::string inp2 = Stretch(val2, length);
-    LogPrint(LogTrace, LOCATED("inp1[%u]: %s"), LengthOf(inp1), inp1.c_str());
-    LogPrint(LogTrace, LOCATED("inp2[%u]: %s"), LengthOf(inp2), inp2.c_str());
+    LogPrint(LogDebug, LOCATED("inp1[%u]: %s"), LengthOf(inp1), inp1.c_str());
+    LogPrint(LogDebug, LOCATED("inp2[%u]: %s"), LengthOf(inp2), inp2.c_str());
 
     Bytes mixed = StringToBytes(inp1.substr(0, inp2.size()));
     std::transform(
@@ -138,7 +138,7 @@ std::string NavoProxy::GetSessionKey(const std::string& val1, const std::string&
             return static_cast<std::uint8_t>(left ^ static_cast<std::uint8_t>(right));
         });
     const std::string key = BytesToHex(Sha256(mixed));
-    LogPrint(LogTrace, LOCATED("skey[%u]: %s"), LengthOf(key), key.c_str());
+    LogPrint(LogDebug, LOCATED("skey[%u]: %s"), LengthOf(key), key.c_str());
     return key;
 }
 
