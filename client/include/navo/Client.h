@@ -95,8 +95,8 @@ struct SessionOptions {
     // most.
     int openAttempts = 5;
 
-    // How long to wait, between two such attempts, for the old service to go and for a new one to show up where it
-    // is not the bus that starts it.
+    // How long to wait, between two such attempts, for the old service to go and for a new one to show up
+    // where it is not the bus that starts it.
     std::chrono::milliseconds successorLimit{2000};
 
     // An ending service may still say "Success" to an Open that it met in its last moment. With this set, a
