@@ -2,6 +2,7 @@
 #include <net_connection.h>
 
 #include <algorithm>
+#include <climits>
 #include <functional>
 
 #include "CertificateFile.h"
@@ -17,6 +18,12 @@ namespace {
 constexpr char KeyFileName[] = "navo-device-keys.conf";
 
 using Setter = std::function<void(const std::string& value)>;
+
+// Numbers beside the platform's own can be had as far as its enumerations can hold them: reading more would
+// be undefined in the caller.
+constexpr int HighestConnectionType = 7;
+constexpr int HighestLinkState = 3;
+constexpr int HighestCellularState = 7;
 
 // Functions, because the service asks for the device before this file's own globals would exist.
 const Choices& ConnectionTypes() {
@@ -182,18 +189,24 @@ void Reader::ReadSim(const Section& section) {
 void Reader::ReadNetwork(const Section& section) {
     Network& network = configuration.network;
     const auto link = [](std::optional<int>& state) {
-        return [&state](const std::string& value) { state = ChoiceValue(value, LinkStates()); };
+        return [&state](const std::string& value) {
+            state = ChoiceValue(value, LinkStates(), HighestLinkState);
+        };
     };
     ReadKeys(
-        section,
-        {{"type", [&](const std::string& value) { network.type = ChoiceValue(value, ConnectionTypes()); }},
-         {"wifi-state", link(network.wifiState)},
-         {"bluetooth-state", link(network.bluetoothState)},
-         {"ethernet-state", link(network.ethernetState)},
-         {"cellular-state",
-          [&](const std::string& value) { network.cellularState = ChoiceValue(value, CellularStates()); }},
-         {"proxy", [&](const std::string& value) { network.proxyIpv4 = value; }},
-         {"proxy-ipv6", [&](const std::string& value) { network.proxyIpv6 = value; }}});
+        section, {{"type",
+                   [&](const std::string& value) {
+                       network.type = ChoiceValue(value, ConnectionTypes(), HighestConnectionType);
+                   }},
+                  {"wifi-state", link(network.wifiState)},
+                  {"bluetooth-state", link(network.bluetoothState)},
+                  {"ethernet-state", link(network.ethernetState)},
+                  {"cellular-state",
+                   [&](const std::string& value) {
+                       network.cellularState = ChoiceValue(value, CellularStates(), HighestCellularState);
+                   }},
+                  {"proxy", [&](const std::string& value) { network.proxyIpv4 = value; }},
+                  {"proxy-ipv6", [&](const std::string& value) { network.proxyIpv6 = value; }}});
 }
 
 // True when the entry is an "answer COMMAND", whether or not it can be followed.
@@ -301,7 +314,7 @@ void Reader::ReadKeyProvisioning(const Section& section) {
 void Reader::ReadVisibility(const Section& section) {
     for (const Entry& entry : section.entries) {
         Guarded(section, entry, [&] {
-            const int visibility = ChoiceValue(entry.key, Visibilities());
+            const int visibility = ChoiceValue(entry.key, Visibilities(), INT_MAX);
             for (const std::string& part : ListValue(entry.value)) {
                 if (!configuration.visibilities.emplace(FingerprintValue(part), visibility).second) {
                     throw BadValue(

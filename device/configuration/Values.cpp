@@ -104,15 +104,17 @@ std::int32_t SignedValue(const std::string& text) {
     return number;
 }
 
-int ChoiceValue(const std::string& text, const Choices& choices) {
+int ChoiceValue(const std::string& text, const Choices& choices, int highest) {
     const auto named = std::find_if(
         choices.begin(), choices.end(), [&](const auto& choice) { return choice.first == text; });
     if (named != choices.end()) {
         return named->second;
     }
     int number = 0;
-    if (!ParseWhole(text, &number)) {
-        throw BadValue(Quoted(text) + " is not known; write " + Join(choices) + "or a number");
+    if (!ParseWhole(text, &number) || number < 0 || number > highest) {
+        throw BadValue(
+            Quoted(text) + " is not known; write " + Join(choices) + "or a number from 0 to " +
+            std::to_string(highest));
     }
     return number;
 }

@@ -26,8 +26,8 @@ std::uint64_t NumberValue(const std::string& text, std::uint64_t lowest, std::ui
 // 32 bits with a sign, in decimal.
 std::int32_t SignedValue(const std::string& text);
 
-// One of the words, or a number that stands for itself.
-int ChoiceValue(const std::string& text, const Choices& choices);
+// One of the words, or a number from 0 to `highest` that stands for itself.
+int ChoiceValue(const std::string& text, const Choices& choices, int highest);
 
 // Decimal digits only, or nothing at all.
 std::string DigitsValue(const std::string& text, std::size_t lowest, std::size_t highest);

@@ -119,8 +119,7 @@ TEST_F(ConfigurationFile, WithAMistakeIsReportedOnceOnStandardErrorAndInTheLog) 
     const std::string reported = testing::internal::GetCapturedStderr();
     const std::string expected = (folder.Path() / "navo-device.conf").string() +
                                  ":2: [network] type: \"wlan\" is not known; write disconnected, wifi, "
-                                 "cellular, ethernet, bluetooth, or a "
-                                 "number";
+                                 "cellular, ethernet, bluetooth, or a number from 0 to 7";
     EXPECT_THAT(reported, HasSubstr("E/navo-device("));
     EXPECT_THAT(reported, HasSubstr(expected));
     EXPECT_EQ(reported.find(expected), reported.rfind(expected));

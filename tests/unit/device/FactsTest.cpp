@@ -92,7 +92,7 @@ TEST_F(Facts, AreRefusedForKeysThatAreNoTexts) {
     const std::string invalid = std::to_string(SYSTEM_SETTINGS_ERROR_INVALID_PARAMETER);
     EXPECT_EQ(Setting(SYSTEM_SETTINGS_KEY_FONT_SIZE), invalid);
     EXPECT_EQ(Setting(SYSTEM_SETTINGS_KEY_DISPLAY_SCREEN_ROTATION_AUTO), invalid);
-    EXPECT_EQ(Setting(static_cast<system_settings_key_e>(99)), invalid);
+    EXPECT_EQ(Setting(static_cast<system_settings_key_e>(31)), invalid);
     EXPECT_EQ(Setting(SYSTEM_SETTINGS_KEY_FONT_TYPE), std::to_string(SYSTEM_SETTINGS_ERROR_IO_ERROR));
     EXPECT_EQ(
         Information("tizen.org/system/model_name"), std::to_string(SYSTEM_INFO_ERROR_INVALID_PARAMETER));

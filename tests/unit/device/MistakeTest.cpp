@@ -69,6 +69,8 @@ INSTANTIATE_TEST_SUITE_P(
     InValues, Mistake,
     testing::Values(
         Wrong{"[network]\n\ntype=wlan\n", 3, "[network] type", "wifi, cellular"},
+        Wrong{"[network]\ntype=8\n", 2, "[network] type", "from 0 to 7"},
+        Wrong{"[network]\nwifi-state=-1\n", 2, "[network] wifi-state", "from 0 to 3"},
         Wrong{"[network]\nwifi-state=on\n", 2, "[network] wifi-state", "disconnected, connected"},
         Wrong{"[network]\ncellular-state=\n", 2, "[network] cellular-state", "roaming-off"},
         Wrong{"[sim 0]\nmcc=26\n", 2, "[sim 0] mcc", "3 decimal digits"},

@@ -273,7 +273,6 @@ TEST_F(Packages, RefuseWhatIsNoCertificate) {
     }
     EXPECT_EQ(VisibilityOf(""), CERTSVC_WRONG_ARGUMENT);
     EXPECT_EQ(VisibilityOf(root, CERTSVC_FORM_DER), CERTSVC_FAIL);
-    EXPECT_EQ(VisibilityOf(root, static_cast<CertSvcCertificateForm>(2)), CERTSVC_WRONG_ARGUMENT);
 }
 
 TEST_F(Packages, RefuseCertificatesOfAnInstanceThatIsGone) {
