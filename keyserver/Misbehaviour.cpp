@@ -168,14 +168,14 @@ Misbehaviour MakeMisbehaviour(const std::string& kind, const std::string& value)
     return misbehaviour;
 }
 
-Misbehaviour ParseMisbehaviour(const std::string& specification) {
-    const auto at = specification.rfind('@');
-    const std::string head = specification.substr(0, at);
+Misbehaviour ParseMisbehaviour(const std::string& order) {
+    const auto at = order.rfind('@');
+    const std::string head = order.substr(0, at);
     const auto equals = head.find('=');
     Misbehaviour misbehaviour = MakeMisbehaviour(
         head.substr(0, equals), equals == std::string::npos ? std::string() : head.substr(equals + 1));
     if (at != std::string::npos) {
-        ParseRange(specification.substr(at + 1), misbehaviour);
+        ParseRange(order.substr(at + 1), misbehaviour);
     }
     return misbehaviour;
 }

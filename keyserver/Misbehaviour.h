@@ -39,13 +39,13 @@ struct Misbehaviour {
     bool HoldsFor(std::uint64_t message) const;
     std::uint64_t NumberOr(std::uint64_t otherwise) const;
 
-    // As a specification that ParseMisbehaviour reads.
+    // As an order that ParseMisbehaviour reads.
     std::string Text() const;
 };
 
 // Reads KIND[=VALUE][@FROM[xTIMES]], for example status=503@2x1. Throws std::invalid_argument that says what
 // would be right.
-Misbehaviour ParseMisbehaviour(const std::string& specification);
+Misbehaviour ParseMisbehaviour(const std::string& order);
 
 // Makes one from its parts, checking the value. Throws std::invalid_argument.
 Misbehaviour MakeMisbehaviour(const std::string& kind, const std::string& value);

@@ -9,9 +9,9 @@ using testing::HasSubstr;
 
 namespace {
 
-std::string MistakeIn(const std::string& specification) {
+std::string MistakeIn(const std::string& order) {
     try {
-        ParseMisbehaviour(specification);
+        ParseMisbehaviour(order);
     } catch (const std::invalid_argument& error) {
         return error.what();
     }
