@@ -25,7 +25,7 @@ Mutex::Mutex(bool acquired) : mutex(new pthread_mutex_t()) {
 
 Mutex::~Mutex() {
     // It is released whoever holds it. A free one is taken first: to release a free lock is undefined.
-    pthread_mutex_trylock(mutex.get());
+    static_cast<void>(pthread_mutex_trylock(mutex.get()));
     Release();
     pthread_mutex_destroy(mutex.get());
 }
