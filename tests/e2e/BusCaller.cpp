@@ -151,6 +151,10 @@ BusAnswer BusCaller::AskBus(const std::string& method, const std::string& argume
     return Send(BusName, BusPath, BusName, method, g_variant_new("(s)", argument.c_str()), true);
 }
 
+bool BusCaller::ReloadBus() {
+    return Send(BusName, BusPath, BusName, "ReloadConfig", nullptr, true).error.empty();
+}
+
 bool BusCaller::TakeName(const std::string& name) {
     constexpr unsigned DoNotQueue = 4;
     GVariant* arguments = g_variant_new("(su)", name.c_str(), DoNotQueue);

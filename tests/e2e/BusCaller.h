@@ -41,6 +41,8 @@ public:
 
     // Any method of the bus with one text argument.
     BusAnswer AskBus(const std::string& method, const std::string& argument);
+    // Lets the bus read its configuration and its activation files again; false when it does not.
+    bool ReloadBus();
     bool TakeName(const std::string& name);
     std::string OwnerOf(const std::string& name);
     pid_t ProcessOf(const std::string& name);

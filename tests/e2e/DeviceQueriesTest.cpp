@@ -105,6 +105,16 @@ TEST_F(DeviceQueries, PhoneInformationIsForPrivilegedClients) {
              "deviceMcc: 262\ndeviceCodeVersion: TESTBUILD1"}}));
 }
 
+TEST_F(DeviceQueries, BytesOfThePlatformThatAreNoUtf8DoNotCostTheReply) {
+    world.Device().Set(
+        "device", "model-name",
+        "Wear\xFF\xC3"
+        "able");
+    const std::string text = Ask("1F4").at("phoneInfo");
+    EXPECT_EQ(text.rfind("deviceModel: Wear", 0), 0U) << text;
+    EXPECT_NE(text.find("able\nlocation: GB\n"), std::string::npos) << text;
+}
+
 TEST_F(DeviceQueries, RegularAndUnknownClientsAreNotAuthorizedForPrivilegedCommands) {
     world.Device().Install("com.example.bank", Privilege::Regular);
     for (const char* package : {"com.example.bank", "com.example.unknown"}) {

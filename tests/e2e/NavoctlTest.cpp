@@ -66,8 +66,7 @@ TEST_F(Navoctl, EndsWithThreeWhenThereIsNoBus) {
 TEST_F(Navoctl, EndsWithThreeWhenTheServiceCannotBeStarted) {
     world.Write(
         "services/com.orvenco.navoa.service", "[D-BUS Service]\nName=com.orvenco.navoa\nExec=/bin/false\n");
-    BusCaller caller(world.BusAddress());
-    ASSERT_EQ(caller.AskBus("ReloadConfig", "").error, "org.freedesktop.DBus.Error.InvalidArgs");
+    ASSERT_TRUE(BusCaller(world.BusAddress()).ReloadBus());
     EXPECT_EQ(world.Navoctl({"cplc"}).status, NoService);
 }
 
@@ -88,6 +87,13 @@ TEST_F(Navoctl, EndsWithOneWhenTheServerEndsTheScriptOtherwise) {
     const World::Result result = world.Navoctl({"run", "--service-id", "demo.wallet"});
     EXPECT_EQ(result.status, Failure);
     EXPECT_NE(result.errors.find("10300008_ServiceID is null"), std::string::npos);
+}
+
+TEST_F(Navoctl, WaitsLongerForAScriptThanTheBusLibraryWouldOnItsOwn) {
+    constexpr std::chrono::milliseconds LibraryLimit{25000};
+    world.StartKeyServer({"--misbehave", "delay=" + std::to_string(LibraryLimit.count() + 500) + "@2x1"});
+    const auto navoctl = world.StartNavoctl({"run", "--service-id", "demo.wallet"});
+    EXPECT_EQ(navoctl->WaitForEnd(LibraryLimit + Patience), Success) << navoctl->Errors();
 }
 
 TEST_F(Navoctl, SendsARawRequestByEitherMethod) {

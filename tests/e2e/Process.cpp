@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -118,9 +119,10 @@ void EndChild(pid_t child) {
 Process::Process(std::vector<std::string> command, const Surroundings& surroundings)
     : output(surroundings.directory / (surroundings.name + ".out")),
       errors(surroundings.directory / (surroundings.name + ".err")) {
+    // Sockets, because writing to a program that is gone must not raise a signal here.
     std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        Fail("pipe2");
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        Fail("socketpair");
     }
     input = ends[1];
     const Descriptors own{ends[0], CreateFile(output), CreateFile(errors)};
@@ -159,9 +161,9 @@ std::optional<ExitStatus> Process::WaitForEnd(std::chrono::milliseconds limit) {
 void Process::Say(const std::string& line) const {
     const std::string text = line + "\n";
     for (std::size_t written = 0; written < text.size();) {
-        const ssize_t count = write(input, text.data() + written, text.size() - written);
+        const ssize_t count = send(input, text.data() + written, text.size() - written, MSG_NOSIGNAL);
         if (count < 0 && errno != EINTR) {
-            Fail("write to process " + std::to_string(pid));
+            Fail("telling process " + std::to_string(pid));
         }
         written += count < 0 ? 0 : static_cast<std::size_t>(count);
     }

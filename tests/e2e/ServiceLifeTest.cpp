@@ -27,6 +27,7 @@ TEST(ServiceLife, TheFirstClientStartsItAndTheLastCloseEndsItWithStatusZero) {
     EXPECT_EQ(world.LogCount("info: NAVO Agent for wearable v1.6.0"), 1U);
     EXPECT_TRUE(world.LogHas("info: Started to listen on d-bus"));
     EXPECT_TRUE(world.LogHas("info: Stop waiting for Clients"));
+    EXPECT_TRUE(world.LogHas("[/src/app/ClientListener.cpp:"));
 }
 
 TEST(ServiceLife, NoReplyToALastCloseIsEverLost) {
@@ -117,6 +118,31 @@ TEST(ServiceLife, NobodyTakesItsNameAway) {
     BusCaller other(world.BusAddress());
     EXPECT_FALSE(other.TakeName(ServiceName));
     EXPECT_NE(world.ServiceProcess(), getpid());
+}
+
+TEST(ServiceLife, JobsLeaveNothingOpenBehindThem) {
+    World world;
+    world.InstallInHouseLibraries();
+    const KeyServerProcess& server = world.StartKeyServer();
+    Navo::Session session(world.Options());
+    const auto runJobs = [&] {
+        session.Call({{"Cmd", "67"}});
+        session.Call({{"Cmd", "69"}});
+        session.Call({{"Cmd", "90"}, {"CcmScriptData", "00"}});
+        session.Call({{"Cmd", "1F4"}});
+        session.Call({{"Cmd", "1F5"}, {"hostAddr", server.Address()}});
+        session.Call({{"Cmd", "65"}, {"ServiceId", "demo.wallet"}, {"FcId", "A"}});
+    };
+    runJobs();
+    const pid_t service = world.ServiceProcess();
+    const World::Holdings before = World::HoldingsOf(service);
+    for (int i = 0; i < 5; ++i) {
+        runJobs();
+    }
+    // GLib gives its watches back a moment later.
+    Eventually([&] { return World::HoldingsOf(service).NotMoreThan(before); }, std::chrono::seconds(5));
+    EXPECT_LE(World::HoldingsOf(service).descriptors, before.descriptors);
+    EXPECT_LE(World::HoldingsOf(service).watches, before.watches);
 }
 
 TEST(ServiceLife, ItStartsAndServesWithABrokenNfcManager) {

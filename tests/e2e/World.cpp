@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <fstream>
 #include <iostream>
 
@@ -115,7 +116,7 @@ World::~World() {
     }
     bus.Stop();
     ReportSanitizers();
-    if (::testing::Test::HasFailure()) {
+    if (::testing::Test::HasFailure() || std::uncaught_exceptions() > 0) {
         ShowLogs();
     }
 }
@@ -231,6 +232,18 @@ std::optional<ExitStatus> World::AwaitEndOf(pid_t service) const {
     std::optional<ExitStatus> status;
     Eventually([&] { return (status = Collect(service)).has_value(); });
     return status;
+}
+
+World::Holdings World::HoldingsOf(pid_t process) {
+    Holdings holdings;
+    const fs::path folder = "/proc/" + std::to_string(process);
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder / "fdinfo")) {
+        ++holdings.descriptors;
+        for (const std::string& line : LinesOf(TextOf(entry.path()))) {
+            holdings.watches += line.rfind("inotify ", 0) == 0 ? 1 : 0;
+        }
+    }
+    return holdings;
 }
 
 void World::StopBus() {

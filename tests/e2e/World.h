@@ -87,6 +87,17 @@ public:
     // How a service ended that the bus had started; nothing when it still runs at the deadline.
     std::optional<ExitStatus> AwaitEndOf(pid_t service) const;
 
+    // What a process holds of the system.
+    struct Holdings {
+        int descriptors = 0;
+        int watches = 0;  // of files, by inotify
+
+        bool NotMoreThan(const Holdings& other) const {
+            return descriptors <= other.descriptors && watches <= other.watches;
+        }
+    };
+    static Holdings HoldingsOf(pid_t process);
+
     void StopBus();
 
     // Lines of the service's log, without what the platform puts in front of each.
