@@ -1,20 +1,16 @@
-// The application's lifecycle, and what is set up before it.
+// The application's lifecycle.
 #include "app/AppMain.h"
 
-#include <glib-object.h>
+#include <glib.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
+#include <cstdio>
 
 #include "FakePort.h"
-#include "VirtualDevice.h"
 #include "app/ClientListener.h"
-#include "app/tizen/StartUp.h"
-#include "common/Debug.h"
 #include "support/DeviceWorld.h"
 
 namespace {
@@ -190,24 +186,9 @@ namespace {
     _exit(0);
 }
 
-[[noreturn]] void ComplainThroughGlib() {
-    Tizen::RequireStartUp();
-    g_warning("a warning");
-    g_critical("a critical");
-    g_log("GLib", G_LOG_LEVEL_CRITICAL, "a critical of GLib's own");
-    g_object_unref(nullptr);
-    std::fputs("quiet\n", stderr);
-    _exit(0);
-}
-
 }  // namespace
 
 TEST(ApplicationDeathTest, WritesItsBannerOnce) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(AskForTheApplicationThreeTimes(), testing::ExitedWithCode(0), "1 banners\n");
-}
-
-TEST(StartUpDeathTest, KeepsWhatGlibComplainsAboutFromStandardError) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(ComplainThroughGlib(), testing::ExitedWithCode(0), "^quiet\n$");
 }
