@@ -94,27 +94,89 @@ Outcome JudgeSeStatus(Outcome outcome) {
     return outcome;
 }
 
-// Key provisioning and CCM scripts end as done in any case; a number below zero says that they failed.
-Outcome JudgeVerdict(Outcome outcome, const std::string* verdict) {
+// What a number below zero means.
+struct Reason {
+    long verdict;
+    const char* text;
+};
+
+constexpr Reason CcmReasons[] = {
+    {-2, "The secure-SPI library, or one of its functions, is missing on this device."},
+    {-3, "The secure SPI channel or the secure element could not be opened."},
+    {-4, "The script was not converted: it is empty, damaged, or longer than 92160 bytes."},
+    {-5, "The card refused a command of the script, or gave no answer to it."},
+};
+
+constexpr Reason KeyReasons[] = {
+    {-2, "The key-provisioning library, or the function that was asked for, is missing on this device."},
+    {-4, "The request has no size for the data to return."},
+    {-10, "The request has no injection type, or one that is not 1, 2 or 4."},
+    {-11, "The request has no key type, or one that is not 1 or 2."},
+    {-12, "The request has no key name."},
+    {-13, "The request has no encoding, or one that is not 1, 2 or 4."},
+    {-30,
+     "The size is not from 1 to 10000, the key data is missing or longer than 10000 characters, or an "
+     "injection "
+     "has no type or encoding."},
+};
+
+constexpr char LibrarysOwn[] =
+    "This is the key-provisioning library's own number; its reason may stand in the device's log.";
+constexpr char NoVerdict[] = "The job ended before there was a verdict.";
+constexpr char NoText[] =
+    "The library returned data that is no UTF-8 text, which the bus cannot carry; ask for another encoding.";
+
+template <std::size_t Count>
+std::string ReasonFor(long verdict, const Reason (&reasons)[Count], const char* otherwise) {
+    for (const Reason& reason : reasons) {
+        if (reason.verdict == verdict) {
+            return reason.text;
+        }
+    }
+    return otherwise;
+}
+
+// CCM scripts leave the result message as the card left it, and their verdict beside it.
+Outcome JudgeCcmScript(Outcome outcome, const Map& reply) {
+    const std::string* const verdict = Find(reply, Key::LccmReturnCode);
     const std::optional<long> number = verdict != nullptr ? WholeNumber(*verdict) : std::nullopt;
     if (!number) {
+        outcome.explanation = NoVerdict;
         return outcome;
     }
-    outcome.code = *verdict;
     outcome.success = *number >= 0;
+    if (!outcome.success) {
+        outcome.explanation = ReasonFor(*number, CcmReasons, "");
+    }
+    if (!outcome.success && !IsDone(outcome.code) && !outcome.description.empty()) {
+        outcome.explanation += " The service says: " + outcome.description + ".";
+    }
+    outcome.message = *verdict;
+    outcome.code = *verdict;
+    outcome.description.clear();
     return outcome;
 }
 
-Outcome JudgeCcmScript(const Outcome& outcome, const Map& reply) {
-    return JudgeVerdict(outcome, Find(reply, Key::LccmReturnCode));
-}
-
-Outcome JudgeKey(const Outcome& outcome, const Map& reply) {
-    Outcome judged = JudgeVerdict(outcome, Find(reply, Key::ReturnCode));
-    if (const std::string* data = Find(reply, Key::DalmData)) {
-        judged.value = *data;
+// Key provisioning ends as done in any case; its verdict stands where others have the result message.
+Outcome JudgeKey(Outcome outcome, long command, const Map& reply) {
+    const std::optional<long> number = WholeNumber(outcome.message);
+    if (!number) {
+        outcome.explanation = NoVerdict;
+        return outcome;
     }
-    return judged;
+    const std::string* const data = Find(reply, Key::DalmData);
+    const bool returnsData = command == Command::KeyUid || command == Command::KeyOpenSession;
+    outcome.code = outcome.message;
+    outcome.success = *number >= 0;
+    if (*number < 0) {
+        outcome.explanation = ReasonFor(*number, KeyReasons, LibrarysOwn);
+    } else if (data != nullptr) {
+        outcome.value = *data;
+    } else if (returnsData && *number > 0) {
+        outcome.success = false;
+        outcome.explanation = NoText;
+    }
+    return outcome;
 }
 
 }  // namespace
@@ -153,7 +215,7 @@ Outcome Interpret(long command, const Map& reply) {
         case Command::KeyOpenSession:
         case Command::KeyReleaseSession:
         case Command::KeyUnknown:
-            return JudgeKey(failure, reply);
+            return JudgeKey(failure, command, reply);
         default:
             return JudgeMessage(failure);
     }

@@ -8,7 +8,7 @@
 #include "navo/Client.h"
 
 struct Arguments {
-    std::string name;  // of the subcommand
+    std::string name;  // of the subcommand, "key get" where it has one itself
     long command = 0;  // number of the command; for raw: as the service will read it, 0 when it cannot
     Navo::Map request;
     Navo::Method method = Navo::Method::Cmd;
@@ -16,7 +16,8 @@ struct Arguments {
     std::chrono::milliseconds timeLimit = Navo::NoTimeLimit;
     bool json = false;
     bool quiet = false;
-    bool fields = false;  // cplc: decode
+    bool fields = false;   // cplc: decode
+    bool release = false;  // key get: end the get-key session with this one
 };
 
 // What to do, or the exit status when there is nothing more to do: after help, or after wrong usage has been

@@ -32,6 +32,18 @@ void CloseOrSayWhy(Navo::Session& session, const Report& report) {
     }
 }
 
+// The get-key session belongs to the service; left open, it lasts until somebody releases it or the service
+// ends.
+bool ReleaseKey(Navo::Session& session, Report& report) {
+    const Navo::Map reply =
+        session.Call({{Navo::Key::Cmd, Navo::CommandText(Navo::Command::KeyReleaseSession)}});
+    const Navo::Outcome outcome = Navo::Interpret(Navo::Command::KeyReleaseSession, reply);
+    if (!outcome.success) {
+        report.Note("the get-key session was not released: " + outcome.message + " " + outcome.explanation);
+    }
+    return outcome.success;
+}
+
 int Ask(const Arguments& arguments, const Navo::Cancellation& cancellation, Report& report) {
     Navo::SessionOptions options;
     options.timeLimit = arguments.timeLimit;
@@ -53,8 +65,9 @@ int Ask(const Arguments& arguments, const Navo::Cancellation& cancellation, Repo
     if (arguments.name == "run" && outcome.success && cardCommands == 0) {
         report.Note("the job ended well without any card command that is reported");
     }
+    const bool done = outcome.success && (!arguments.release || ReleaseKey(session, report));
     CloseOrSayWhy(session, report);
-    return outcome.success ? ExitStatus::Success : ExitStatus::Failure;
+    return done ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 int Run(const Arguments& arguments, const Navo::Cancellation& cancellation) {

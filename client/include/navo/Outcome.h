@@ -21,7 +21,7 @@ ResultMessage SplitResultMessage(const std::string& text);
 
 struct Outcome {
     bool success;
-    std::string message;      // "ReturnCode" as it came
+    std::string message;      // "ReturnCode" as it came; of a CCM script its "LccmReturnCode"
     std::string code;         // of a result message: its code; of a verdict: its number; else empty
     std::string description;  // of a result message; may be empty
     std::string value;        // what was asked for: CPLC, bytes free, phone information, key data; else empty

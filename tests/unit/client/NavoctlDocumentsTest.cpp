@@ -15,11 +15,14 @@ using testing::HasSubstr;
 
 namespace {
 
+// The command may be one of two words.
 std::string HelpOf(const std::string& command) {
-    std::vector<std::string> arguments = {"--help"};
-    if (!command.empty()) {
-        arguments.insert(arguments.begin(), command);
+    std::vector<std::string> arguments;
+    std::istringstream words(command);
+    for (std::string word; words >> word;) {
+        arguments.push_back(word);
     }
+    arguments.push_back("--help");
     return NavoctlProgram::Run("", arguments).output;
 }
 
@@ -35,8 +38,8 @@ std::vector<std::string> FirstWords(const std::string& help) {
     return words;
 }
 
-std::set<std::string> Subcommands() {
-    const std::string help = HelpOf("");
+std::set<std::string> Subcommands(const std::string& command) {
+    const std::string help = HelpOf(command);
     const std::size_t begin = help.find("Subcommands:");
     const auto words = FirstWords(help.substr(begin, help.find("\n\n", begin) - begin));
     return {words.begin(), words.end()};
@@ -53,12 +56,25 @@ std::set<std::string> OptionsOf(const std::string& command) {
     return options;
 }
 
+// "cplc", "key", "key get".
+std::set<std::string> AllCommands() {
+    std::set<std::string> commands = Subcommands("");
+    for (const std::string& inner : Subcommands("key")) {
+        commands.insert("key " + inner);
+    }
+    return commands;
+}
+
 std::set<std::string> AllOptions() {
     std::set<std::string> options = OptionsOf("");
-    for (const std::string& command : Subcommands()) {
+    for (const std::string& command : AllCommands()) {
         options.merge(OptionsOf(command));
     }
     return options;
+}
+
+std::string LastWord(const std::string& command) {
+    return command.substr(command.rfind(' ') + 1);
 }
 
 std::string WithoutBackslashes(std::string text) {
@@ -87,14 +103,17 @@ std::string Completed(const std::string& words, int cursor) {
 }  // namespace
 
 TEST(NavoctlDocuments, AreComparedWithWhatTheHelpNames) {
-    EXPECT_EQ(Subcommands().size(), 8U);
+    EXPECT_EQ(Subcommands("").size(), 10U);
+    EXPECT_EQ(Subcommands("key").size(), 5U);
     EXPECT_THAT(
-        AllOptions(), testing::IsSupersetOf({"--fields", "--push-req", "--tag", "--json", "--timeout"}));
+        AllOptions(),
+        testing::IsSupersetOf(
+            {"--fields", "--push-req", "--tag", "--json", "--timeout", "--data-file", "--release"}));
 }
 
 TEST(NavoctlDocuments, TheManualPageNamesAllCommandsAndOptions) {
     const std::string page = WithoutBackslashes(ReadFile(NAVO_SOURCE_DIR "/docs/man/navoctl.1"));
-    for (const std::string& name : Subcommands()) {
+    for (const std::string& name : AllCommands()) {
         EXPECT_THAT(page, HasSubstr(name));
     }
     for (const std::string& name : AllOptions()) {
@@ -104,8 +123,8 @@ TEST(NavoctlDocuments, TheManualPageNamesAllCommandsAndOptions) {
 
 TEST(NavoctlDocuments, TheZshCompletionNamesAllCommandsAndOptions) {
     const std::string completion = ReadFile(NAVO_SOURCE_DIR "/data/completions/_navoctl");
-    for (const std::string& name : Subcommands()) {
-        EXPECT_THAT(completion, HasSubstr("'" + name + ":"));
+    for (const std::string& name : AllCommands()) {
+        EXPECT_THAT(completion, HasSubstr("'" + LastWord(name) + ":"));
     }
     for (const std::string& name : AllOptions()) {
         EXPECT_THAT(completion, HasSubstr(name));
@@ -113,10 +132,12 @@ TEST(NavoctlDocuments, TheZshCompletionNamesAllCommandsAndOptions) {
 }
 
 TEST(NavoctlDocuments, TheBashCompletionOffersAllCommandsAndOptions) {
-    for (const std::string& name : Subcommands()) {
-        EXPECT_THAT(Completed("''", 1), HasSubstr(name + "\n"));
+    for (const std::string& name : AllCommands()) {
+        const int words = name.find(' ') == std::string::npos ? 1 : 2;
+        const std::string before = name.substr(0, name.size() - LastWord(name).size());
+        EXPECT_THAT(Completed(before + "''", words), HasSubstr(LastWord(name) + "\n"));
         for (const std::string& option : OptionsOf(name)) {
-            EXPECT_THAT(Completed(name + " --", 2), HasSubstr(option + "\n")) << name;
+            EXPECT_THAT(Completed(name + " --", words + 1), HasSubstr(option + "\n")) << name;
         }
     }
 }
@@ -124,4 +145,14 @@ TEST(NavoctlDocuments, TheBashCompletionOffersAllCommandsAndOptions) {
 TEST(NavoctlDocuments, TheBashCompletionFindsTheCommandBehindGlobalOptions) {
     EXPECT_EQ(Completed("--timeout 5 cplc --f", 4), "--fields\n");
     EXPECT_EQ(Completed("raw Cmd=67 hostA", 3), "hostAddr=\n");
+    EXPECT_EQ(Completed("key --quiet inj", 3), "inject\n");
+    EXPECT_EQ(Completed("--quiet key get wallet --rel", 5), "--release\n");
+}
+
+TEST(NavoctlDocuments, TheBashCompletionOffersTheWordsForKeys) {
+    EXPECT_EQ(Completed("key get --type ''", 4), "symmetric\nasymmetric\n");
+    EXPECT_EQ(Completed("key inject --injection ge", 4), "generated\n");
+    EXPECT_EQ(Completed("key inject --encoding ''", 4), "hex\ntext\nbase64\n");
+    EXPECT_THAT(Completed("ccm /etc/host", 2), HasSubstr("/etc/hosts\n"));
+    EXPECT_THAT(Completed("key inject --data-file /etc/host", 4), HasSubstr("/etc/hosts\n"));
 }

@@ -1,6 +1,8 @@
 // What replies mean.
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include <ostream>
 #include <string>
 
@@ -78,6 +80,11 @@ const Case Cases[] = {
     {"CcmRefusedByTheCard", 0x90, {{"LccmReturnCode", "-5"}, {"ReturnCode", Done}}, false, "-5", ""},
     {"CcmWithoutLibrary", 0x90, {{"LccmReturnCode", "-2"}, {"ReturnCode", Unknown}}, false, "-2", ""},
     {"CcmWithoutVerdict", 0x90, {{"ReturnCode", Done}}, false, "00000001", ""},
+    {"KeyUidOfNoBytes", 0x3F2, {{"ReturnCode", "0"}}, true, "0", ""},
+    {"KeyUidThatIsNoText", 0x3F2, {{"ReturnCode", "3"}}, false, "3", ""},
+    {"KeyDataThatIsNoText", 0x3F3, {{"ReturnCode", "6"}}, false, "6", ""},
+    {"KeyDataThatIsEmpty", 0x3F3, {{"ReturnCode", "6"}, {"dalmData", ""}}, true, "6", ""},
+    {"KeyDataRefused", 0x3F3, {{"ReturnCode", "-105"}, {"dalmData", "rest"}}, false, "-105", ""},
     {"KeyInjected", 0x3F0, {{"ReturnCode", "0"}}, true, "0", ""},
     {"KeyVerificationFailed", 0x3F1, {{"ReturnCode", "-1"}}, false, "-1", ""},
     {"KeyUid", 0x3F2, {{"ReturnCode", "4"}, {"dalmData", "uid1"}}, true, "4", "uid1"},
@@ -100,7 +107,9 @@ TEST_P(Replies, AreJudgedByCommandAndShape) {
     EXPECT_EQ(outcome.success, testCase.success);
     EXPECT_EQ(outcome.code, testCase.code);
     EXPECT_EQ(outcome.value, testCase.value);
-    const auto message = testCase.reply.find("ReturnCode");
+    // A CCM script's result message is the card's affair; what it says is its verdict.
+    const char* const speaking = testCase.reply.count("LccmReturnCode") > 0 ? "LccmReturnCode" : "ReturnCode";
+    const auto message = testCase.reply.find(speaking);
     EXPECT_EQ(outcome.message, message != testCase.reply.end() ? message->second : "");
 }
 
@@ -122,6 +131,45 @@ TEST(Outcome, ExplainsRepliesThatMislead) {
     EXPECT_NE(Interpret(0x1F5, {{"ReturnCode", WrongCommand}}).explanation, "");
     EXPECT_EQ(Interpret(0x1F5, {{"ReturnCode", Unknown}}).explanation, "");
     EXPECT_EQ(Interpret(0x65, {{"ReturnCode", Done}}).explanation, "");
+}
+
+TEST(Outcome, ExplainsEachVerdictOnACcmScript) {
+    std::set<std::string> explanations;
+    for (const char* verdict : {"-2", "-3", "-4", "-5"}) {
+        explanations.insert(Interpret(0x90, {{"LccmReturnCode", verdict}, {"ReturnCode", Done}}).explanation);
+    }
+    EXPECT_EQ(explanations.size(), 4U);
+    EXPECT_EQ(explanations.count(""), 0U);
+    EXPECT_EQ(Interpret(0x90, {{"LccmReturnCode", "0"}, {"ReturnCode", Done}}).explanation, "");
+    EXPECT_NE(Interpret(0x90, {{"ReturnCode", Unknown}}).explanation, "");
+}
+
+TEST(Outcome, KeepsTheReasonWhyTheElementDidNotOpenForAScript) {
+    const Outcome outcome =
+        Interpret(0x90, {{"LccmReturnCode", "-3"}, {"ReturnCode", "10400006_No permission to access eSE"}});
+    EXPECT_EQ(
+        outcome.explanation,
+        "The secure SPI channel or the secure element could not be opened. The service says: No permission "
+        "to "
+        "access eSE.");
+    EXPECT_EQ(outcome.description, "");
+}
+
+TEST(Outcome, ExplainsEachVerdictOnAKey) {
+    std::set<std::string> explanations;
+    for (const char* verdict : {"-2", "-4", "-10", "-11", "-12", "-13", "-30", "-101"}) {
+        explanations.insert(Interpret(0x3F0, {{"ReturnCode", verdict}}).explanation);
+    }
+    EXPECT_EQ(explanations.size(), 8U);
+    EXPECT_EQ(explanations.count(""), 0U);
+    EXPECT_EQ(Interpret(0x3F0, {{"ReturnCode", "0"}}).explanation, "");
+    EXPECT_NE(Interpret(0x3F0, {{"ReturnCode", Unknown}}).explanation, "");
+}
+
+TEST(Outcome, TellsOfKeyDataThatTheBusCannotCarry) {
+    EXPECT_NE(Interpret(0x3F3, {{"ReturnCode", "6"}}).explanation, "");
+    EXPECT_EQ(Interpret(0x3F3, {{"ReturnCode", "0"}}).explanation, "");
+    EXPECT_EQ(Interpret(0x3F1, {{"ReturnCode", "6"}}).explanation, "");
 }
 
 TEST(CommandOf, ReadsCommandsAsTheServiceDoes) {
