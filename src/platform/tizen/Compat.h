@@ -15,6 +15,8 @@
 #include <pkgmgr-info.h>
 #include <unistd.h>
 
+#include <cstring>
+
 namespace Compat {
 
 inline int InitializeNfc() {
@@ -74,13 +76,23 @@ inline int LoadCertificateInfo(const char* packageId, pkgmgrinfo_certinfo_h hand
 #endif
 }
 
+// A number of the platform as it stands in memory: a release may know more values than its enumeration lists,
+// and to read one of those as the enumeration is undefined.
+template <typename Enumeration>
+int NumberOf(const Enumeration& value) {
+    static_assert(sizeof(Enumeration) == sizeof(int), "the platform's enumerations are as wide as an int");
+    int number = 0;
+    std::memcpy(&number, &value, sizeof number);
+    return number;
+}
+
 // The visibility is an int in some releases and an enumeration in others.
 template <typename Visibility>
 int VisibilityAsInt(
     int (*getVisibility)(CertSvcCertificate, Visibility*), CertSvcCertificate certificate, int* visibility) {
     Visibility value{};
     const int result = getVisibility(certificate, &value);
-    *visibility = static_cast<int>(value);
+    *visibility = NumberOf(value);
     return result;
 }
 

@@ -4,6 +4,7 @@
 
 #include "common/Debug.h"
 #include "common/Owned.h"
+#include "platform/tizen/Compat.h"
 
 namespace Tizen {
 
@@ -13,14 +14,17 @@ bool IsWifiUsable(connection_h connection) {
     LogPrint(LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "WiFi connection"));
     connection_wifi_state_e state = CONNECTION_WIFI_STATE_DEACTIVATED;
     return connection_get_wifi_state(connection, &state) == CONNECTION_ERROR_NONE &&
-           state == CONNECTION_WIFI_STATE_CONNECTED;
+           Compat::NumberOf(state) == CONNECTION_WIFI_STATE_CONNECTED;
 }
 
 bool IsCellularUsable(connection_h connection) {
     LogPrint(LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Cellular connection"));
     connection_cellular_state_e state = CONNECTION_CELLULAR_STATE_OUT_OF_SERVICE;
-    return connection_get_cellular_state(connection, &state) == CONNECTION_ERROR_NONE &&
-           (state == CONNECTION_CELLULAR_STATE_AVAILABLE || state == CONNECTION_CELLULAR_STATE_CONNECTED);
+    if (connection_get_cellular_state(connection, &state) != CONNECTION_ERROR_NONE) {
+        return false;
+    }
+    const int number = Compat::NumberOf(state);
+    return number == CONNECTION_CELLULAR_STATE_AVAILABLE || number == CONNECTION_CELLULAR_STATE_CONNECTED;
 }
 
 // The number is compared, not the name that a release of the platform gives to it.
@@ -28,7 +32,7 @@ bool IsBluetoothUsable(connection_h connection) {
     LogPrint(LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Bluetooth connection"));
     connection_bt_state_e state = CONNECTION_BT_STATE_DEACTIVATED;
     return connection_get_bt_state(connection, &state) == CONNECTION_ERROR_NONE &&
-           static_cast<int>(state) == 2;
+           Compat::NumberOf(state) == 2;
 }
 
 // Counts as a connection whatever the platform says of its state.
@@ -37,21 +41,22 @@ bool IsEthernetUsable(connection_h connection) {
     connection_ethernet_state_e state = CONNECTION_ETHERNET_STATE_DISCONNECTED;
     const int result = connection_get_ethernet_state(connection, &state);
     LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Connection state: %d"), result);
-    if (result == CONNECTION_ERROR_NONE && state == CONNECTION_ETHERNET_STATE_CONNECTED) {
+    const int number = Compat::NumberOf(state);
+    if (result == CONNECTION_ERROR_NONE && number == CONNECTION_ETHERNET_STATE_CONNECTED) {
         return true;
     }
-    if (result == CONNECTION_ERROR_NONE && state == CONNECTION_ETHERNET_STATE_DEACTIVATED) {
+    if (result == CONNECTION_ERROR_NONE && number == CONNECTION_ETHERNET_STATE_DEACTIVATED) {
         LogPrint(
             LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Ethernet state is \"DEACTIVATED\""));
         return true;
     }
     LogPrint(
         LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Bad connection state: %d; res %d: %s"),
-        static_cast<int>(state), result, get_error_message(result));
+        number, result, get_error_message(result));
     return true;
 }
 
-bool IsUsable(connection_h connection, connection_type_e type) {
+bool IsUsable(connection_h connection, int type) {
     switch (type) {
         case CONNECTION_TYPE_WIFI:
             return IsWifiUsable(connection);
@@ -92,7 +97,7 @@ bool TizenNetwork::OpenConnection() {
         CloseConnection();
         return false;
     }
-    if (!IsUsable(handle, type)) {
+    if (!IsUsable(handle, Compat::NumberOf(type))) {
         CloseConnection();
         return false;
     }

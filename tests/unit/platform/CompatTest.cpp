@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
+
 #include "VirtualDevice.h"
 #include "support/DeviceWorld.h"
 
@@ -25,6 +28,14 @@ TEST(Compat, TakesAVisibilityOfEitherType) {
     EXPECT_EQ(visibility, 1024);
     EXPECT_EQ(Compat::VisibilityAsInt(AnswerAsNumber, CertSvcCertificate{}, &visibility), 5);
     EXPECT_EQ(visibility, 64);
+}
+
+TEST(Compat, TakesNumbersThatAnEnumerationDoesNotList) {
+    Colour colour = Red;
+    const int unlisted = -5;
+    std::memcpy(&colour, &unlisted, sizeof colour);
+    EXPECT_EQ(Compat::NumberOf(colour), -5);
+    EXPECT_EQ(Compat::NumberOf(64), 64);
 }
 
 TEST(Compat, GivesTheBuildString) {

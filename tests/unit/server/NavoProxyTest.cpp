@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <regex>
 
 #include "VirtualDevice.h"
 #include "app/ResultCode.h"
@@ -36,16 +35,23 @@ std::string MessageOf(const HttpPeer::Request& request) {
     return request.body.substr(5);
 }
 
+// Text of the member "UUID".
 std::string UuidOf(const std::string& message) {
-    std::smatch match;
-    const bool found = std::regex_search(message, match, std::regex("\"UUID\":\"([^\"]*)\""));
-    EXPECT_TRUE(found) << message;
-    return found ? match[1].str() : "";
+    constexpr char Name[] = "\"UUID\":\"";
+    const std::size_t start = message.find(Name);
+    if (start == std::string::npos) {
+        ADD_FAILURE() << "no UUID in " << message;
+        return {};
+    }
+    const std::size_t valueStart = start + sizeof Name - 1;
+    return message.substr(valueStart, message.find('"', valueStart) - valueStart);
 }
 
 // The message with its random identifier taken out.
-std::string WithoutUuid(const std::string& message) {
-    return std::regex_replace(message, std::regex(UuidForm), "RANDOM");
+std::string WithoutUuid(std::string message) {
+    const std::string uuid = UuidOf(message);
+    EXPECT_THAT(uuid, MatchesRegex(UuidForm));
+    return message.replace(message.find(uuid), uuid.size(), "RANDOM");
 }
 
 class ServerProtocol : public testing::Test {
