@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <new>
 
 #include "app/Lccm.h"
@@ -11,6 +12,14 @@
 namespace {
 
 bool memoryIsShort = false;
+
+// A memory checker such as valgrind puts its own allocator in place of this program's.
+bool CanRunShort() {
+    memoryIsShort = true;
+    const std::unique_ptr<int> probe(new (std::nothrow) int());
+    memoryIsShort = false;
+    return probe == nullptr;
+}
 
 }  // namespace
 
@@ -23,6 +32,9 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 }
 
 TEST(LccmWithoutMemory, ExistsAndPlaysNothing) {
+    if (!CanRunShort()) {
+        GTEST_SKIP() << "another allocator is in place of this program's";
+    }
     DeviceWorld world;
     world.InstallInHouseLibraries();
     {
