@@ -115,6 +115,10 @@ curl_version_info_data* CurlSpy::Version(curl_version_info_data* real) {
 
 extern "C" {
 
+// libcurl's declaration has an enumeration before the dots, which Clang warns of.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
+
 // Every value of an option has a register of its own on the platforms of the tests.
 CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     va_list arguments;
@@ -126,6 +130,8 @@ CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     }
     return Real("curl_easy_setopt", curl_easy_setopt)(handle, option, value);
 }
+
+#pragma GCC diagnostic pop
 
 CURLcode curl_easy_perform(CURL* handle) {
     CURLcode code = CURLE_OK;
