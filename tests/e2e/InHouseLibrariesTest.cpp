@@ -1,6 +1,8 @@
 // Jobs that end in the maker's in-house libraries.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "Script.h"
 #include "World.h"
 
@@ -107,6 +109,74 @@ TEST_F(KeyProvisioning, GivesAKeyBackInASession) {
              {"dalmDataSize", "64"}}),
         (Map{{"ReturnCode", "16"}, {"dalmData", key}}));
     EXPECT_EQ(session.Call({{"Cmd", "3F4"}}), (Map{{"ReturnCode", "0"}}));
+}
+
+// Whether a process has a mapping of the library.
+bool HasLoaded(pid_t process, const std::string& library) {
+    return TextOf("/proc/" + std::to_string(process) + "/maps").find("/" + library) != std::string::npos;
+}
+
+TEST_F(KeyProvisioning, KeepsTheLibraryInTheServiceForTheSessionOnly) {
+    constexpr char Library[] = "liborv_dalm.so";
+    world.InstallInHouseLibraries();
+    Navo::Session session(world.Options());
+    const pid_t service = world.ServiceProcess();
+    session.Call(
+        {{"Cmd", "3F0"},
+         {"keyName", "wallet"},
+         {"keyType", "1"},
+         {"injectionType", "1"},
+         {"encodingType", "1"},
+         {"dalmData", "C3"}});
+    EXPECT_FALSE(HasLoaded(service, Library));
+    const Map open = {
+        {"Cmd", "3F3"},
+        {"keyName", "wallet"},
+        {"keyType", "1"},
+        {"encodingType", "2"},
+        {"dalmDataSize", "64"}};
+    EXPECT_EQ(session.Call(open), (Map{{"ReturnCode", "1"}})) << "half a character is no text";
+    EXPECT_TRUE(HasLoaded(service, Library));
+    // The session is the service's: another client can release it.
+    const auto other = world.StartClient("com.example.other");
+    other->OpenSession();
+    EXPECT_EQ(other->Call({{"Cmd", "3F4"}}), (Map{{"ReturnCode", "0"}}));
+    other->CloseSession();
+    EXPECT_FALSE(HasLoaded(service, Library));
+}
+
+TEST_F(KeyProvisioning, IsInReachOfNavoctl) {
+    world.InstallInHouseLibraries();
+    const auto run = [&](const std::string& words) {
+        std::istringstream stream(words);
+        std::vector<std::string> arguments;
+        for (std::string word; stream >> word;) {
+            arguments.push_back(word);
+        }
+        return world.Navoctl(arguments);
+    };
+    const std::string types = " --type symmetric --injection given";
+    EXPECT_EQ(run("key inject wallet --data 48656C6C6F" + types).status, 0);
+    EXPECT_EQ(run("key verify wallet" + types).output, "0\n");
+    EXPECT_EQ(run("key uid wallet" + types).output.size(), 17U);
+    EXPECT_EQ(run("key get wallet --type symmetric --release").output, "48656C6C6F\n");
+    EXPECT_EQ(run("key get wallet --type symmetric --release --encoding text").output, "Hello\n");
+    const World::Result stranger = run("key verify stranger" + types);
+    EXPECT_EQ(stranger.status, 1);
+    EXPECT_NE(stranger.errors.find("navoctl: key verify: -101"), std::string::npos) << stranger.errors;
+    const World::Result twice = run("key release");
+    EXPECT_EQ(twice.status, 1) << "the service that had the session has ended";
+}
+
+TEST_F(CcmScript, IsInReachOfNavoctl) {
+    const std::string good = world.Write("good.hex", Of("00A4040000\\n80CA9F7F00\\n"));
+    const World::Result played = world.Navoctl({"ccm", good});
+    EXPECT_EQ(played.status, 0) << played.errors;
+    EXPECT_EQ(played.output, "0\n");
+    const std::string refused = world.Write("refused.hex", Of("80CA123400\\n"));
+    const World::Result end = world.Navoctl({"ccm", refused});
+    EXPECT_EQ(end.status, 1);
+    EXPECT_NE(end.errors.find("The card refused a command"), std::string::npos) << end.errors;
 }
 
 }  // namespace

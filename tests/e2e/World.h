@@ -91,10 +91,6 @@ public:
     struct Holdings {
         int descriptors = 0;
         int watches = 0;  // of files, by inotify
-
-        bool NotMoreThan(const Holdings& other) const {
-            return descriptors <= other.descriptors && watches <= other.watches;
-        }
     };
     static Holdings HoldingsOf(pid_t process);
 
