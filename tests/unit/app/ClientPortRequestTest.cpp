@@ -1,6 +1,8 @@
 // Requests, their replies, and progress.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "PortOnBus.h"
 #include "VirtualDevice.h"
 
@@ -30,7 +32,7 @@ protected:
     void BecomeSigned(const std::string& level, const std::string& modelName = "Test Wearable") {
         std::string text = DeviceWorld::OrdinaryDevice();
         const std::string heading = "[package com.example." + level + "]\n";
-        const std::string program = g_file_read_link("/proc/self/exe", nullptr);
+        const std::string program = std::filesystem::read_symlink("/proc/self/exe");
         text.replace(text.find(heading), heading.size(), heading + "executables=" + program + "\n");
         const std::string model = "model-name=Test Wearable";
         text.replace(text.find(model), model.size(), "model-name=" + modelName);
