@@ -126,6 +126,7 @@ Bytes SoftwareCard::Carry(const CommandApdu& apdu) {
 }
 
 Bytes SoftwareCard::Dispatch(CommandApdu apdu) {
+    const std::optional<std::size_t> expectedLength = apdu.expectedLength;
     Bytes response;
     StatusWord status = StatusWord::Success;
     switch (apdu.ins) {
@@ -145,7 +146,7 @@ Bytes SoftwareCard::Dispatch(CommandApdu apdu) {
             response = Manage(std::move(apdu), &status);
             break;
     }
-    return Finish(std::move(response), apdu.expectedLength, status);
+    return Finish(std::move(response), expectedLength, status);
 }
 
 Bytes SoftwareCard::Select(const CommandApdu& apdu) {

@@ -70,7 +70,14 @@ const CodeFunction CodeFunctions[] = {
     {"dlog_vprint", [] { return PrintNothing(DLOG_ERROR, "lost"); }},
     {"get_last_result", [] { return get_last_result(); }},
     {"nfc_manager_deinitialize", [] { return nfc_manager_deinitialize(); }},
-    {"nfc_manager_initialize", [] { return nfc_manager_initialize(); }},
+    {"nfc_manager_initialize",
+     [] {
+         const int result = nfc_manager_initialize();
+         if (result == NFC_ERROR_NONE) {
+             nfc_manager_deinitialize();
+         }
+         return result;
+     }},
     {"nfc_se_close_secure_element", [] { return nfc_se_close_secure_element_internal(nullptr); }},
     {"nfc_se_get_atr", [] { return nfc_se_get_atr_internal(nullptr, nullptr, nullptr); }},
     {"nfc_se_open_secure_element",
