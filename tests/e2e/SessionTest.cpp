@@ -39,7 +39,9 @@ TEST_F(Session, ACloseOfAProcessThatNeverOpenedIsAnsweredWithSuccess) {
     client->OpenSession();
     const pid_t service = world.ServiceProcess();
     EXPECT_EQ(caller.Session("Close").ReturnCode(), "Success");
-    EXPECT_TRUE(world.LogHas("Error: trying to unregister unknown client: 'com.example.wallet_"));
+    // Looked up after the answer.
+    EXPECT_TRUE(Eventually(
+        [&] { return world.LogHas("Error: trying to unregister unknown client: 'com.example.wallet_"); }));
     EXPECT_EQ(client->Call({{"Cmd", "66"}}).at("ReturnCode"), WrongCommand);
     EXPECT_EQ(world.ServiceProcess(), service);
 }
