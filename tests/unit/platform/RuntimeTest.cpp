@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <ostream>
+
 #include "VirtualDevice.h"
 #include "support/DeviceWorld.h"
 #include "support/StoppedClock.h"
@@ -61,6 +63,10 @@ struct TextFact {
     const char* platformFunction;
     const char* line;
 };
+
+void PrintTo(const TextFact& each, std::ostream* stream) {
+    *stream << each.name;
+}
 
 const TextFact TextFacts[] = {
     {"SalesCode", Na::GetCscSalesCode, "TST", "vconf_get_str", "D GetCscSalesCode: Sales Code: "},

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <ostream>
+
 #include <algorithm>
 
 #include "VirtualDevice.h"
@@ -250,6 +252,10 @@ struct AnswerCase {
     std::int32_t code;
     const char* text;
 };
+
+void PrintTo(const AnswerCase& each, std::ostream* stream) {
+    *stream << each.name;
+}
 
 class ServerAnswer : public ServerProtocol, public testing::WithParamInterface<AnswerCase> {};
 
