@@ -2,9 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <ostream>
-
 #include <algorithm>
+#include <ostream>
 
 #include "VirtualDevice.h"
 #include "app/ResultCode.h"
