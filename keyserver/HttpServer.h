@@ -18,7 +18,7 @@ struct HttpOptions {
     int port = 0;                       // 0 takes a free one
     std::size_t mostConnections = 256;  // served at once, one thread each; further ones wait
     std::chrono::milliseconds keepAlive = std::chrono::minutes(5);
-    std::size_t mostBytes = 1024 * 1024;  // of a body
+    std::size_t mostBytes = 1U << 20;  // of a body
 };
 
 class HttpServer {
