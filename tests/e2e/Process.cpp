@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <csignal>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <system_error>
 
@@ -201,7 +200,10 @@ std::vector<std::string> LinesOf(const std::string& text) {
     return lines;
 }
 
+// A file of /proc whose process goes away while it is read ends there; the buffer itself would throw.
 std::string TextOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    const std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
 }
