@@ -23,11 +23,11 @@ constexpr char Banner[] = "I/info: NAVO Agent for wearable v1.6.0";
 
 // The process's application and registry, with a port of the test's.
 class Application : public testing::Test {
-protected:
+public:
     Application() {
         application->SetMainLoop(loop);
         registry->StopListen();
-        std::unique_ptr<FakePort> fake(new FakePort(&journal, "port"));
+        auto fake = std::make_unique<FakePort>(&journal, "port");
         port = fake.get();
         registry->RegisterPort(std::move(fake));
         world.ForgetLog();
@@ -38,6 +38,7 @@ protected:
         g_main_loop_unref(loop);
     }
 
+protected:
     bool LoopRuns() const { return g_main_loop_is_running(loop) != FALSE; }
 
     DeviceWorld world;
@@ -137,12 +138,12 @@ TEST_F(Application, LetsTheRunningCallbackFinishBeforeTheLoopEnds) {
         [](gpointer data) -> gboolean {
             const auto* const given = static_cast<Context*>(data);
             given->application->ExitMainLoop();
-            given->steps->push_back("callback finished");
+            given->steps->emplace_back("callback finished");
             return G_SOURCE_REMOVE;
         },
         &context);
     g_main_loop_run(running);
-    steps.push_back("loop ended");
+    steps.emplace_back("loop ended");
     g_main_loop_unref(running);
     EXPECT_THAT(steps, ElementsAre("callback finished", "loop ended"));
 }

@@ -21,7 +21,7 @@ using testing::StartsWith;
 
 // A registry of the test's own. The application is the process's; its loop is the test's.
 class ClientRegistry : public testing::Test {
-protected:
+public:
     ClientRegistry() {
         Na::AppMain::GetInstance()->SetMainLoop(loop);
         first = AddPort("first");
@@ -33,8 +33,9 @@ protected:
         g_main_loop_unref(loop);
     }
 
+protected:
     FakePort* AddPort(const std::string& name) {
-        std::unique_ptr<FakePort> port(new FakePort(&journal, name));
+        auto port = std::make_unique<FakePort>(&journal, name);
         FakePort* const address = port.get();
         registry.RegisterPort(std::move(port));
         return address;
@@ -216,7 +217,7 @@ TEST_F(ClientRegistry, ForgetsItsClientsWithoutAShutdownOfItsOwnWhenItStops) {
 TEST_F(ClientRegistry, StopsWhenItGoes) {
     {
         Na::ClientListener other;
-        other.RegisterPort(std::unique_ptr<Na::IClientPort>(new FakePort(&journal, "other")));
+        other.RegisterPort(std::make_unique<FakePort>(&journal, "other"));
         world.ForgetLog();
     }
     EXPECT_THAT(journal, ElementsAre("other stopped", "other deleted"));

@@ -6,7 +6,6 @@ namespace {
 
 using testing::Contains;
 using testing::IsEmpty;
-using testing::Not;
 
 class Eligibility : public ServerJob {
 protected:

@@ -22,7 +22,7 @@ protected:
 
     // Runs a job that does `work`; its reply is then in the port.
     void Run(const GivenJob::Work& work) {
-        job.reset(new GivenJob(RequestOf(&agent, &port), work));
+        job = std::make_unique<GivenJob>(RequestOf(&agent, &port), work);
         world.ForgetLog();
         Na::Do(*job);
     }

@@ -130,7 +130,7 @@ PortOnBus::PortOnBus(bool listen) {
     Na::AppMain::GetInstance()->SetMainLoop(loop);
     registry->StopListen();
     world.ForgetLog();
-    client.reset(new BusClient(bus.Address()));
+    client = std::make_unique<BusClient>(bus.Address());
     if (listen) {
         ListenUntilReady();
     }
@@ -191,8 +191,9 @@ void PortOnBus::WaitForLog(const std::string& line) {
 }
 
 Tizen::DbusClientPort* PortOnBus::Listen() {
-    auto* const made = new Tizen::DbusClientPort;
-    registry->RegisterPort(std::unique_ptr<Na::IClientPort>(made));
+    auto owned = std::make_unique<Tizen::DbusClientPort>();
+    Tizen::DbusClientPort* const made = owned.get();
+    registry->RegisterPort(std::move(owned));
     EXPECT_EQ(0, made->StartListen());
     return made;
 }

@@ -51,11 +51,12 @@ private:
 };
 
 class PortOnBus : public testing::Test {
-protected:
+public:
     // Listens on a bus of its own. A derived fixture that wants another beginning passes false.
     explicit PortOnBus(bool listen = true);
     ~PortOnBus() override;
 
+protected:
     // Runs the main context until `condition` holds; fails the test when it does not within ten seconds.
     void WaitUntil(const std::function<bool()>& condition, const char* what);
     void WaitForLog(const std::string& line);

@@ -66,7 +66,7 @@ inline const char ClientId[] = "dbus;com.example.wallet_2817";
 
 inline std::unique_ptr<Na::JobRequest> RequestOf(
     Na::Agent* agent, Na::IClientPort* port, const Na::RequestMap& data = {}) {
-    std::unique_ptr<Na::JobRequest> request(new Na::JobRequest);
+    auto request = std::make_unique<Na::JobRequest>();
     request->agent = agent;
     request->clientId = ClientId;
     request->port = port;

@@ -16,7 +16,6 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using testing::Pair;
 
 constexpr char SelectAnswer[] = "6F108408A000000003000000A5049F6501FF9000";

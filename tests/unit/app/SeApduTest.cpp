@@ -15,9 +15,6 @@ using Device::Exchange;
 using testing::Contains;
 using testing::ContainsRegex;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 
 constexpr int MostFollowUps = 65536;
 constexpr std::size_t LongestFollowUp = 1048576;
@@ -168,7 +165,7 @@ TEST_F(SeApdu, TakesTheResponseToTheLastFollowUp) {
 TEST_F(SeApdu, GivesUpBeforeAFollowUpOfMoreThanAMebibyte) {
     Begin("answer 80*=6CFF\n");
     // Each follow-up is 509 characters longer than what went before.
-    const std::string command = "80" + Zeros(LongestFollowUp - 2 * 509 - 2);
+    const std::string command = "80" + Zeros(LongestFollowUp - std::size_t{2} * 509 - 2);
     EXPECT_EQ("", se.Apdu(command));
     EXPECT_EQ(3u, Device::ExchangeCount());
     EXPECT_THAT(
