@@ -1,4 +1,4 @@
-// The table as clients and servers know it, typed in once more from the interface's description.
+// The table as clients and servers know it, typed in a second time.
 #include <gtest/gtest.h>
 
 #include <cstdio>
