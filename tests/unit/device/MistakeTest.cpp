@@ -6,7 +6,6 @@
 using Device::Configuration;
 using Device::ReadConfiguration;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
