@@ -67,23 +67,24 @@ TEST(Uuid, TakesItsFieldsFromTheGeneratorSeededWithClockAndCounter) {
 }
 
 TEST(Uuid, IsCopiedWhole) {
-    const Uuid original = Uuid::Random();
+    Uuid original = Uuid::Random();
+    const std::string text = original.ToString();
     const Uuid copy = original;
     Uuid assigned;
     assigned = original;
-    EXPECT_EQ(copy.ToString(), original.ToString());
-    EXPECT_EQ(assigned.ToString(), original.ToString());
-    assigned = Uuid();
-    EXPECT_EQ(assigned.ToString(), "");
-    EXPECT_EQ(copy.ToString(), original.ToString());
+    original = Uuid();
+    EXPECT_EQ(original.ToString(), "");
+    EXPECT_EQ(copy.ToString(), text);
+    EXPECT_EQ(assigned.ToString(), text);
 }
 
 TEST(Uuid, CanBeMovedAndCopiedWhileEmpty) {
     Uuid source = Uuid::Nil();
     const Uuid moved = std::move(source);
     EXPECT_EQ(moved.ToString(), Uuid::Nil().ToString());
-    const Uuid empty;
+    Uuid empty;
     const Uuid copy = empty;
+    empty = Uuid::Nil();
     EXPECT_EQ(copy.ToString(), "");
 }
 

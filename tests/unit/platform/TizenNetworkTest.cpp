@@ -6,7 +6,6 @@
 #include "support/DeviceWorld.h"
 
 using testing::ElementsAre;
-using testing::StartsWith;
 using Tizen::TizenNetwork;
 
 namespace {

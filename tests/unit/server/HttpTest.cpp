@@ -21,7 +21,6 @@ using Na::HttpOutcome;
 using Na::HttpRequest;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;

@@ -16,10 +16,8 @@
 using Na::GetResultCode;
 using Na::GetResultCodeText;
 using Na::NavoProxy;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
 using testing::StartsWith;
