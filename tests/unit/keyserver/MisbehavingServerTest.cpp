@@ -9,7 +9,6 @@
 #include "keyserver/Server.h"
 
 using namespace KeyServer;
-using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
 

@@ -128,7 +128,7 @@ TEST_F(TlsServerTest, NamesTheCertificateOrKeyThatCannotBeUsed) {
     options.certificateFile = one.certificate;
     options.keyFile = two.key;
     try {
-        Server(options, CatalogueOf(TwoSteps));
+        const Server server(options, CatalogueOf(TwoSteps));
         FAIL() << "the key belongs to another certificate";
     } catch (const std::runtime_error& error) {
         EXPECT_THAT(error.what(), HasSubstr(two.key));
