@@ -11,7 +11,6 @@ namespace {
 
 using Na::RequestMap;
 using testing::AllOf;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;

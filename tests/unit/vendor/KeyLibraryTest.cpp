@@ -17,9 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using testing::Contains;
 using testing::HasSubstr;
-using Vendor::KeyResult;
 
 constexpr unsigned char Hexadecimal = 1;
 constexpr unsigned char Plain = 2;
