@@ -5,14 +5,15 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <regex>
 #include <thread>
 
 #include "DeviceDesk.h"
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::SizeIs;
 
 namespace {
@@ -120,10 +121,7 @@ TEST_F(Log, KeepsLinesOfThreadsAndProcessesWhole) {
     ASSERT_EQ(status, 0);
     const std::vector<std::string> lines = LogLines();
     ASSERT_THAT(lines, SizeIs(3 * Lines));
-    const std::regex form("I/Tag\\( *\\d+\\): y{300}");
-    for (const std::string& line : lines) {
-        ASSERT_TRUE(std::regex_match(line, form)) << line;
-    }
+    EXPECT_THAT(lines, Each(MatchesRegex("I/Tag\\( *[0-9]+\\): y{300}")));
 }
 
 TEST_F(ErrorText, KnowsTheCodesOfEveryModule) {
