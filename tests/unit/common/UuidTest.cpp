@@ -58,7 +58,7 @@ TEST(Uuid, TakesItsFieldsFromTheGeneratorSeededWithClockAndCounter) {
     const std::uint64_t microseconds = 1420167845ULL * 1000000 + 123456;
     const std::string first = Uuid::Random().ToString();
     unsigned counter = 0;  // that of the process, which other tests have moved
-    while (counter < 100000 && Expected(static_cast<unsigned>(microseconds + counter)) != first) {
+    while (counter < 4000000 && Expected(static_cast<unsigned>(microseconds + counter)) != first) {
         ++counter;
     }
     EXPECT_EQ(first, Expected(static_cast<unsigned>(microseconds + counter)));
