@@ -1,21 +1,14 @@
-// Bytes and their hexadecimal text, as the device's rooms exchange them.
+// Bytes and their hexadecimal text under the device's own name.
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
+#include "globalplatform/Bytes.h"
 
 namespace Device {
 
-using Bytes = std::vector<std::uint8_t>;
-
-// Two upper-case digits for each byte.
-std::string HexText(const Bytes& bytes);
-
-// Nothing when a character is no hexadecimal digit or the number of digits is odd. Blanks are skipped.
-std::optional<Bytes> FromHexText(const std::string& text);
-
-void Append(Bytes& target, const Bytes& tail);
+using GlobalPlatform::Append;
+using GlobalPlatform::BigEndian;
+using GlobalPlatform::Bytes;
+using GlobalPlatform::FromHexText;
+using GlobalPlatform::HexText;
 
 }  // namespace Device

@@ -11,6 +11,8 @@
 
 namespace Device {
 
+using namespace GlobalPlatform;
+
 // Life-cycle states of GlobalPlatform, as they stand in GET STATUS.
 namespace LifeCycle {
 constexpr std::uint8_t Loaded = 0x01;

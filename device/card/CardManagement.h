@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "card/CardContent.h"
-#include "card/CommandApdu.h"
-#include "card/StatusWord.h"
+#include "globalplatform/CommandApdu.h"
+#include "globalplatform/StatusWord.h"
 
 namespace Device {
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "card/CardManagement.h"
-#include "card/Tlv.h"
+#include "globalplatform/Tlv.h"
 
 namespace Device {
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "card/Tlv.h"
+#include "globalplatform/Tlv.h"
 
 namespace Device {
 

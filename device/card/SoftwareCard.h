@@ -7,9 +7,9 @@
 
 #include "card/CardContent.h"
 #include "card/CardManagement.h"
-#include "card/CommandApdu.h"
 #include "card/SecureElement.h"
-#include "card/StatusWord.h"
+#include "globalplatform/CommandApdu.h"
+#include "globalplatform/StatusWord.h"
 
 namespace Device {
 

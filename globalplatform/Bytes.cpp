@@ -1,6 +1,8 @@
-#include "Bytes.h"
+#include "globalplatform/Bytes.h"
 
-namespace Device {
+#include <algorithm>
+
+namespace GlobalPlatform {
 
 namespace {
 
@@ -53,4 +55,21 @@ void Append(Bytes& target, const Bytes& tail) {
     target.insert(target.end(), tail.begin(), tail.end());
 }
 
-}  // namespace Device
+Bytes BigEndian(std::uint64_t number, std::size_t width) {
+    Bytes bytes(width);
+    for (std::size_t at = width; at > 0; --at) {
+        bytes[at - 1] = static_cast<std::uint8_t>(number);
+        number >>= 8;
+    }
+    return bytes;
+}
+
+Bytes First(const Bytes& bytes, std::size_t count) {
+    return Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())));
+}
+
+Bytes Last(const Bytes& bytes, std::size_t count) {
+    return Bytes(bytes.end() - static_cast<std::ptrdiff_t>(std::min(count, bytes.size())), bytes.end());
+}
+
+}  // namespace GlobalPlatform

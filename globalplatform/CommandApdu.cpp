@@ -1,6 +1,8 @@
-#include "card/CommandApdu.h"
+#include "globalplatform/CommandApdu.h"
 
-namespace Device {
+#include <stdexcept>
+
+namespace GlobalPlatform {
 
 namespace {
 
@@ -51,6 +53,10 @@ bool ReadFields(Body& body, std::size_t width, CommandApdu* apdu) {
     return body.Left() == 0 || ReadFields(body, width, apdu);
 }
 
+bool NeedsExtendedLength(const CommandApdu& command) {
+    return command.extended || command.data.size() > 255 || command.expectedLength.value_or(0) > 256;
+}
+
 }  // namespace
 
 std::optional<CommandApdu> ParseCommand(const Bytes& bytes) {
@@ -67,11 +73,38 @@ std::optional<CommandApdu> ParseCommand(const Bytes& bytes) {
         return apdu;
     }
     // A zero with more behind it announces lengths of two bytes.
-    const bool extended = bytes[HeaderLength] == 0 && body.Left() > 1;
-    if (extended) {
+    apdu.extended = bytes[HeaderLength] == 0 && body.Left() > 1;
+    if (apdu.extended) {
         body.Number(1);
     }
-    return ReadFields(body, extended ? 2 : 1, &apdu) ? std::optional<CommandApdu>(apdu) : std::nullopt;
+    return ReadFields(body, apdu.extended ? 2 : 1, &apdu) ? std::optional<CommandApdu>(apdu) : std::nullopt;
 }
 
-}  // namespace Device
+Bytes DataLengthField(const CommandApdu& command) {
+    if (command.data.empty()) {
+        return {};
+    }
+    if (!NeedsExtendedLength(command)) {
+        return BigEndian(command.data.size(), 1);
+    }
+    return BigEndian(command.data.size(), 3);
+}
+
+Bytes EncodeCommand(const CommandApdu& command) {
+    if (command.data.size() > 65535 || command.expectedLength.value_or(0) > 65536) {
+        throw std::length_error("a command APDU has room for 65535 bytes of data and expects 65536 at most");
+    }
+    Bytes bytes = {command.cla, command.ins, command.p1, command.p2};
+    Append(bytes, DataLengthField(command));
+    Append(bytes, command.data);
+    if (command.expectedLength) {
+        const bool extended = NeedsExtendedLength(command);
+        // Without data, the zero that announces extended lengths is still to come.
+        const std::size_t zero = extended && command.data.empty() ? 1 : 0;
+        Append(bytes, Bytes(zero, 0));
+        Append(bytes, BigEndian(*command.expectedLength, extended ? 2 : 1));
+    }
+    return bytes;
+}
+
+}  // namespace GlobalPlatform

@@ -1,13 +1,13 @@
-#include "card/Tlv.h"
+#include "globalplatform/Tlv.h"
 
 #include <gtest/gtest.h>
 
-using Device::Bytes;
-using Device::FromHexText;
-using Device::HexText;
-using Device::LengthValueReader;
-using Device::MakeTlv;
-using Device::ParseTlv;
+using GlobalPlatform::Bytes;
+using GlobalPlatform::FromHexText;
+using GlobalPlatform::HexText;
+using GlobalPlatform::LengthValueReader;
+using GlobalPlatform::MakeTlv;
+using GlobalPlatform::ParseTlv;
 
 namespace {
 
@@ -18,8 +18,8 @@ std::string Objects(const std::string& text) {
         return "refused";
     }
     std::string result;
-    for (const Device::TlvObject& object : *objects) {
-        result += HexText(Device::BigEndian(object.tag, 3)) + ":" + HexText(object.value) + " ";
+    for (const GlobalPlatform::TlvObject& object : *objects) {
+        result += HexText(GlobalPlatform::BigEndian(object.tag, 3)) + ":" + HexText(object.value) + " ";
     }
     return result;
 }

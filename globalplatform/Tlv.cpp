@@ -1,6 +1,6 @@
-#include "card/Tlv.h"
+#include "globalplatform/Tlv.h"
 
-namespace Device {
+namespace GlobalPlatform {
 
 namespace {
 
@@ -102,15 +102,6 @@ Bytes MakeTlv(std::uint32_t tag, const Bytes& value) {
     return object;
 }
 
-Bytes BigEndian(std::uint64_t number, std::size_t width) {
-    Bytes bytes(width);
-    for (std::size_t at = width; at > 0; --at) {
-        bytes[at - 1] = static_cast<std::uint8_t>(number);
-        number >>= 8;
-    }
-    return bytes;
-}
-
 std::optional<Bytes> LengthValueReader::Take(std::size_t length) {
     if (data.size() - at < length) {
         return std::nullopt;
@@ -125,4 +116,4 @@ std::optional<Bytes> LengthValueReader::Next() {
     return length ? Take(length->front()) : std::nullopt;
 }
 
-}  // namespace Device
+}  // namespace GlobalPlatform

@@ -1,12 +1,14 @@
-#include "card/CommandApdu.h"
+#include "globalplatform/CommandApdu.h"
 
 #include <gtest/gtest.h>
 
-using Device::Bytes;
-using Device::CommandApdu;
-using Device::FromHexText;
-using Device::HexText;
-using Device::ParseCommand;
+#include <stdexcept>
+
+using GlobalPlatform::Bytes;
+using GlobalPlatform::CommandApdu;
+using GlobalPlatform::FromHexText;
+using GlobalPlatform::HexText;
+using GlobalPlatform::ParseCommand;
 
 namespace {
 
@@ -68,4 +70,28 @@ TEST(CommandApdu, IsRefusedWhenItsLengthsDoNotAgree) {
           "00A40400 FF AA"}) {
         EXPECT_EQ(Fields(text), "refused") << text;
     }
+}
+
+TEST(EncodedCommand, ReadsBackAsWhatItWas) {
+    for (const char* text :
+         {"00A40400", "80CA9F7F00", "80E2000003AABBCC", "80F28002024F0000", "80CA006600012C",
+          "80E20000000003AABBCC", "80E20000000003AABBCC0000"}) {
+        const GlobalPlatform::Bytes bytes = FromHexText(text).value();
+        EXPECT_EQ(GlobalPlatform::EncodeCommand(ParseCommand(bytes).value()), bytes) << text;
+    }
+}
+
+TEST(EncodedCommand, TakesExtendedLengthsOnlyWhereShortOnesDoNotReach) {
+    GlobalPlatform::CommandApdu command;
+    command.expectedLength = 256;
+    EXPECT_EQ(HexText(GlobalPlatform::EncodeCommand(command)), "0000000000");
+    command.expectedLength = 257;
+    EXPECT_EQ(HexText(GlobalPlatform::EncodeCommand(command)), "00000000000101");
+    command.data = GlobalPlatform::Bytes(256);
+    command.expectedLength = 65536;
+    const GlobalPlatform::Bytes bytes = GlobalPlatform::EncodeCommand(command);
+    EXPECT_EQ(bytes.size(), 4u + 3 + 256 + 2);
+    EXPECT_EQ(HexText(GlobalPlatform::First(bytes, 7)), "00000000000100");
+    command.data = GlobalPlatform::Bytes(65536);
+    EXPECT_THROW(GlobalPlatform::EncodeCommand(command), std::length_error);
 }

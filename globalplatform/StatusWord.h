@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace Device {
+namespace GlobalPlatform {
 
 enum class StatusWord : std::uint16_t {
     Success = 0x9000,
@@ -27,4 +27,4 @@ struct Refusal {
     StatusWord status;
 };
 
-}  // namespace Device
+}  // namespace GlobalPlatform

@@ -6,9 +6,9 @@
 #include <optional>
 #include <vector>
 
-#include "Bytes.h"
+#include "globalplatform/Bytes.h"
 
-namespace Device {
+namespace GlobalPlatform {
 
 struct TlvObject {
     std::uint32_t tag;
@@ -21,9 +21,6 @@ std::optional<std::vector<TlvObject>> ParseTlv(const Bytes& data);
 
 // One object in its shortest form.
 Bytes MakeTlv(std::uint32_t tag, const Bytes& value);
-
-// `number` in `width` bytes, most significant first.
-Bytes BigEndian(std::uint64_t number, std::size_t width);
 
 // Reads fields of one length byte and that many value bytes, one after the other.
 class LengthValueReader {
@@ -43,4 +40,4 @@ private:
     std::size_t at = 0;
 };
 
-}  // namespace Device
+}  // namespace GlobalPlatform

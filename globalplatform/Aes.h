@@ -1,0 +1,34 @@
+// AES-128 in the forms that GlobalPlatform uses. Keys and initialisation vectors have 16 bytes. Each function
+// throws std::invalid_argument for a length that cannot be and std::runtime_error when the cryptographic
+// library fails.
+#pragma once
+
+#include "globalplatform/Bytes.h"
+
+namespace GlobalPlatform {
+
+constexpr std::size_t AesBlockLength = 16;
+constexpr std::size_t AesKeyLength = 16;
+
+// The whole code of 16 bytes; NIST SP 800-38B.
+Bytes AesCmac(const Bytes& key, const Bytes& message);
+
+// Whole blocks, no padding; NIST SP 800-38A.
+Bytes AesEncryptBlock(const Bytes& key, const Bytes& block);
+Bytes AesEncryptCbc(const Bytes& key, const Bytes& initialVector, const Bytes& plain);
+Bytes AesDecryptCbc(const Bytes& key, const Bytes& initialVector, const Bytes& encrypted);
+
+// Padding method 2 of ISO/IEC 9797-1: the byte 80, then zeros to the end of the block.
+Bytes Pad80(const Bytes& plain);
+
+// Nothing when the padding is none.
+std::optional<Bytes> Unpad80(const Bytes& padded);
+
+// The first three bytes of sixteen encrypted bytes 01; GlobalPlatform Card Specification 2.3, B.6 as of AES
+// keys.
+Bytes AesKeyCheckValue(const Bytes& key);
+
+// Whether two texts are the same, in a time that tells nothing of where they differ.
+bool SameSecret(const Bytes& left, const Bytes& right);
+
+}  // namespace GlobalPlatform

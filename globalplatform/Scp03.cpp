@@ -1,0 +1,157 @@
+#include "globalplatform/Scp03.h"
+
+#include <stdexcept>
+
+#include "globalplatform/Aes.h"
+
+namespace GlobalPlatform {
+
+namespace {
+
+// 4.1.5, table 4-1.
+constexpr std::uint8_t CardCryptogramConstant = 0x00;
+constexpr std::uint8_t HostCryptogramConstant = 0x01;
+constexpr std::uint8_t CardChallengeConstant = 0x02;
+constexpr std::uint8_t EncryptionKeyConstant = 0x04;
+constexpr std::uint8_t CommandMacKeyConstant = 0x06;
+
+constexpr std::size_t LabelZeros = 11;
+
+Bytes Joined(Bytes first, const Bytes& second) {
+    Append(first, second);
+    return first;
+}
+
+bool Encrypts(SecurityLevel level) {
+    return level == SecurityLevel::CommandMacAndDecryption;
+}
+
+}  // namespace
+
+Bytes DeriveInCounterMode(const Bytes& key, const Bytes& before, const Bytes& after, std::size_t bits) {
+    if (bits > 255 * 8 * AesBlockLength) {
+        throw std::length_error("a counter of 8 bits does not reach beyond 255 blocks");
+    }
+    Bytes derived;
+    for (std::uint8_t counter = 1; derived.size() < bits / 8; ++counter) {
+        Bytes input = before;
+        input.push_back(counter);
+        Append(input, after);
+        Append(derived, AesCmac(key, input));
+    }
+    derived.resize(bits / 8);
+    return derived;
+}
+
+Bytes DeriveData(const Bytes& key, std::uint8_t derivationConstant, const Bytes& context, std::size_t bits) {
+    Bytes before(LabelZeros, 0);
+    before.push_back(derivationConstant);
+    before.push_back(0);
+    Append(before, BigEndian(bits, 2));
+    return DeriveInCounterMode(key, before, context, bits);
+}
+
+SessionKeys DeriveSessionKeys(
+    const StaticKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge) {
+    const Bytes context = Joined(hostChallenge, cardChallenge);
+    return {
+        DeriveData(keys.encryption, EncryptionKeyConstant, context, 8 * AesKeyLength),
+        DeriveData(keys.mac, CommandMacKeyConstant, context, 8 * AesKeyLength)};
+}
+
+Bytes DeriveCardChallenge(
+    const Bytes& encryptionKey, const Bytes& sequenceCounter, const Bytes& applicationAid) {
+    return DeriveData(
+        encryptionKey, CardChallengeConstant, Joined(sequenceCounter, applicationAid), 8 * ChallengeLength);
+}
+
+Bytes CardCryptogram(const SessionKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge) {
+    return DeriveData(
+        keys.commandMac, CardCryptogramConstant, Joined(hostChallenge, cardChallenge), 8 * CryptogramLength);
+}
+
+Bytes HostCryptogram(const SessionKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge) {
+    return DeriveData(
+        keys.commandMac, HostCryptogramConstant, Joined(hostChallenge, cardChallenge), 8 * CryptogramLength);
+}
+
+// The code covers the length that the command has on its way, with the code itself. Logical channels do not
+// enter into it.
+Bytes SecureMessaging::ChainedMac(const CommandApdu& command, std::size_t macLength) const {
+    CommandApdu sized = command;
+    sized.data.resize(command.data.size() + macLength);
+    const Bytes length = DataLengthField(sized);
+    Bytes input = chain;
+    Append(input, {static_cast<std::uint8_t>(command.cla & 0xFC), command.ins, command.p1, command.p2});
+    Append(input, length);
+    Append(input, command.data);
+    return AesCmac(keys.commandMac, input);
+}
+
+// Counts each command, also those without data.
+Bytes SecureMessaging::NextInitialVector() {
+    ++counter;
+    return AesEncryptBlock(keys.encryption, BigEndian(counter, AesBlockLength));
+}
+
+CommandApdu SecureMessaging::Wrap(const CommandApdu& plain, SecurityLevel level) {
+    CommandApdu wrapped = plain;
+    if (!authenticated) {
+        level = SecurityLevel::CommandMac;
+    }
+    if (level == SecurityLevel::None) {
+        return wrapped;
+    }
+    if (authenticated) {
+        const Bytes initialVector = NextInitialVector();
+        if (Encrypts(level) && !wrapped.data.empty()) {
+            wrapped.data = AesEncryptCbc(keys.encryption, initialVector, Pad80(wrapped.data));
+        }
+    }
+    if (wrapped.data.size() + CommandMacLength > 65535) {
+        throw std::length_error("a command APDU has no room for its code");
+    }
+    wrapped.cla |= SecureMessagingClassBit;
+    chain = ChainedMac(wrapped, CommandMacLength);
+    Append(wrapped.data, First(chain, CommandMacLength));
+    authenticated = true;
+    return wrapped;
+}
+
+std::optional<CommandApdu> SecureMessaging::Unwrap(const CommandApdu& wrapped, SecurityLevel level) {
+    CommandApdu plain = wrapped;
+    if (!authenticated) {
+        level = SecurityLevel::CommandMac;
+    }
+    if (level == SecurityLevel::None) {
+        return plain;
+    }
+    if ((wrapped.cla & SecureMessagingClassBit) == 0 || wrapped.data.size() < CommandMacLength) {
+        return std::nullopt;
+    }
+    plain.data.resize(wrapped.data.size() - CommandMacLength);
+    plain.extended = wrapped.extended;
+    const Bytes mac = ChainedMac(plain, CommandMacLength);
+    if (!SameSecret(First(mac, CommandMacLength), Last(wrapped.data, CommandMacLength))) {
+        return std::nullopt;
+    }
+    chain = mac;
+    plain.cla = static_cast<std::uint8_t>(plain.cla & ~SecureMessagingClassBit);
+    if (authenticated) {
+        const Bytes initialVector = NextInitialVector();
+        if (Encrypts(level) && !plain.data.empty()) {
+            if (plain.data.size() % AesBlockLength != 0) {
+                return std::nullopt;
+            }
+            std::optional<Bytes> data = Unpad80(AesDecryptCbc(keys.encryption, initialVector, plain.data));
+            if (!data) {
+                return std::nullopt;
+            }
+            plain.data = std::move(*data);
+        }
+    }
+    authenticated = true;
+    return plain;
+}
+
+}  // namespace GlobalPlatform

@@ -1,0 +1,81 @@
+// Secure Channel Protocol 03 with AES-128, as both ends of a channel need it: GlobalPlatform Card
+// Specification, Amendment D (version 1.1.2). Cryptograms, codes and challenges have 8 bytes (S8 mode).
+#pragma once
+
+#include <cstdint>
+
+#include "globalplatform/CommandApdu.h"
+
+namespace GlobalPlatform {
+
+constexpr std::size_t ChallengeLength = 8;
+constexpr std::size_t CryptogramLength = 8;
+constexpr std::size_t CommandMacLength = 8;
+constexpr std::size_t SequenceCounterLength = 3;
+
+constexpr std::uint8_t SecureMessagingClassBit = 0x04;
+
+// The bits of P1 of EXTERNAL AUTHENTICATE, 7.1.2.
+enum class SecurityLevel : std::uint8_t {
+    None = 0x00,
+    CommandMac = 0x01,
+    CommandMacAndDecryption = 0x03,
+};
+
+// Key-ENC, Key-MAC and Key-DEK, each of 16 bytes; 4.1.2.
+struct StaticKeys {
+    Bytes encryption;
+    Bytes mac;
+    Bytes dataEncryption;
+};
+
+// S-ENC and S-MAC; 6.2.1.
+struct SessionKeys {
+    Bytes encryption;
+    Bytes commandMac;
+};
+
+// NIST SP 800-108 in counter mode with AES-CMAC and a counter of 8 bits between the two parts of the fixed
+// input. `bits` is a multiple of 8. Throws std::length_error beyond 255 blocks.
+Bytes DeriveInCounterMode(const Bytes& key, const Bytes& before, const Bytes& after, std::size_t bits);
+
+// The data derivation of 4.1.5.
+Bytes DeriveData(const Bytes& key, std::uint8_t derivationConstant, const Bytes& context, std::size_t bits);
+
+SessionKeys DeriveSessionKeys(const StaticKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
+
+// The pseudo-random challenge of 6.2.2.1, of the application that opens the channel.
+Bytes DeriveCardChallenge(
+    const Bytes& encryptionKey, const Bytes& sequenceCounter, const Bytes& applicationAid);
+
+// 6.2.2.2 and 6.2.2.3.
+Bytes CardCryptogram(const SessionKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
+Bytes HostCryptogram(const SessionKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
+
+// One end of an open channel: the chained code and the encryption counter. The first command to pass is
+// EXTERNAL AUTHENTICATE, which is neither encrypted nor counted.
+class SecureMessaging {
+public:
+    explicit SecureMessaging(SessionKeys sessionKeys) : keys(std::move(sessionKeys)), chain(AesBlock()) {}
+
+    // The command under the level: encrypted, its class marked, the code behind its data; 6.2.4 and 6.2.6.
+    // Throws std::length_error when there is no room left for it.
+    CommandApdu Wrap(const CommandApdu& plain, SecurityLevel level);
+
+    // The command as it was before; nothing when its code or its padding is wrong. The channel must not be
+    // used any more then. Level None gives the command as it is.
+    std::optional<CommandApdu> Unwrap(const CommandApdu& wrapped, SecurityLevel level);
+
+private:
+    static Bytes AesBlock() { return Bytes(16, 0); }
+
+    Bytes ChainedMac(const CommandApdu& command, std::size_t macLength) const;
+    Bytes NextInitialVector();
+
+    SessionKeys keys;
+    Bytes chain;  // the whole last code
+    std::uint64_t counter = 0;
+    bool authenticated = false;  // EXTERNAL AUTHENTICATE has passed
+};
+
+}  // namespace GlobalPlatform
