@@ -44,6 +44,7 @@ public:
     void CloseWithReset();
 
     int Socket() const { return socket; }
+    bool IsEncrypted() const { return ssl != nullptr; }
     const std::string& LastProblem() const { return problem; }
 
 private:

@@ -22,9 +22,15 @@ void ConnectionTable::Entry::SetIdle(bool nowIdle) {
     since = std::chrono::steady_clock::now();
 }
 
-void ConnectionTable::StopReceiving() {
+bool ConnectionTable::Entry::IsDismissed() const {
+    const std::lock_guard<std::mutex> lock(table.mutex);
+    return dismissed;
+}
+
+void ConnectionTable::DismissAll() {
     const std::lock_guard<std::mutex> lock(mutex);
-    for (const Entry* entry : entries) {
+    for (Entry* entry : entries) {
+        entry->dismissed = true;
         shutdown(entry->socket, SHUT_RD);
     }
 }

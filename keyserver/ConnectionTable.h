@@ -21,6 +21,10 @@ public:
 
         // An idle connection waits for a request.
         void SetIdle(bool idle);
+
+        // Whether the connection must end after what it is doing.
+        bool IsDismissed() const;
+
         std::uint64_t Number() const { return number; }
 
     private:
@@ -29,11 +33,12 @@ public:
         const int socket;
         std::uint64_t number = 0;
         bool idle = false;
+        bool dismissed = false;
         std::chrono::steady_clock::time_point since;
     };
 
-    // No connection receives anything from now on; what they are sending still goes out.
-    void StopReceiving();
+    // No connection that is open now receives anything any more; what they are sending still goes out.
+    void DismissAll();
 
     // Also what they are sending stops.
     void StopAll();

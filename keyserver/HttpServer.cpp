@@ -11,6 +11,7 @@
 #include <optional>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "Connection.h"
 #include "ConnectionTable.h"
@@ -21,6 +22,7 @@ namespace KeyServer {
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 constexpr char Endpoint[] = "/IssueCard.do";
 constexpr int WaitingConnections = 128;
@@ -137,10 +139,12 @@ public:
 private:
     void Listen();
     bool ListenAgain();
+    Connection Accepted(int socket);
     void Serve(int socket);
     bool ServeRequest(Connection& connection, ConnectionTable::Entry& entry);
     bool HandOver(Connection& connection, RequestCourse& request);
     void Restart(milliseconds pause);
+    bool IsInService();
     void Pause(milliseconds time);
     httplib::Server::HandlerResponse RefuseOthers(
         const httplib::Request& request, httplib::Response& response);
@@ -151,20 +155,19 @@ private:
     void ExplainError(const httplib::Request& request, httplib::Response& response);
 
     const HttpOptions options;
-    const SslContext context;
     const Handler handler;
     Journal& journal;
     Listener listener;
     std::thread thread;
     std::mutex mutex;
     std::condition_variable wake;
-    std::atomic<bool> ending{false};    // this round of listening comes to its end
-    std::atomic<bool> stopping{false};  // and no other follows
-    milliseconds restartPause{0};
+    std::atomic<bool> stopping{false};
+    steady_clock::time_point backInService;  // guarded by the mutex, like the context
+    SslContext context;
 };
 
 HttpServer::Implementation::Implementation(HttpOptions settings, SslContext tls, Handler answer, Journal& log)
-    : options(std::move(settings)), context(std::move(tls)), handler(std::move(answer)), journal(log) {
+    : options(std::move(settings)), handler(std::move(answer)), journal(log), context(std::move(tls)) {
     listener.set_tcp_nodelay(true);
     listener.set_socket_options(AllowQuickReuse);
     listener.set_keep_alive_max_count(1000000);
@@ -199,12 +202,11 @@ void HttpServer::Implementation::Stop() {
     {
         const std::lock_guard<std::mutex> lock(mutex);
         stopping = true;
-        ending = true;
     }
     wake.notify_all();
     listener.StopAccepting();
-    table.StopReceiving();
-    const auto deadline = std::chrono::steady_clock::now() + TimeToFinish;
+    table.DismissAll();
+    const auto deadline = steady_clock::now() + TimeToFinish;
     std::unique_lock<std::mutex> lock(mutex);
     const bool finished = wake.wait_until(lock, deadline, [this] { return table.Size() == 0; });
     lock.unlock();
@@ -223,20 +225,13 @@ void HttpServer::Implementation::Listen() {
     } while (ListenAgain());
 }
 
-// After a restart to order, or when accepting failed.
+// When accepting failed.
 bool HttpServer::Implementation::ListenAgain() {
-    milliseconds pause{0};
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        pause = restartPause;
-    }
-    Pause(pause);
     try {
         const std::lock_guard<std::mutex> lock(mutex);
         if (stopping) {
             return false;
         }
-        ending = false;
         listener.Bind(options.listen, port);
     } catch (const std::system_error& error) {
         journal.Say(std::string("listening has ended: ") + error.what());
@@ -246,15 +241,27 @@ bool HttpServer::Implementation::ListenAgain() {
     return true;
 }
 
+// Goes without closing the port, which somebody else could take: a client finds it open at any moment.
 void HttpServer::Implementation::Restart(milliseconds pause) {
     journal.Say("restarting, out of service for " + std::to_string(pause.count()) + " ms");
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        restartPause = pause;
-        ending = true;
+        backInService = steady_clock::now() + pause;
+        if (context) {
+            context = FreshContext(context.get());
+        }
     }
-    listener.StopAccepting();
-    table.StopReceiving();
+    table.DismissAll();
+}
+
+bool HttpServer::Implementation::IsInService() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return steady_clock::now() >= backInService;
+}
+
+Connection HttpServer::Implementation::Accepted(int socket) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return {socket, context.get()};
 }
 
 // Ends early when the server stops.
@@ -264,16 +271,18 @@ void HttpServer::Implementation::Pause(milliseconds time) {
 }
 
 void HttpServer::Implementation::Serve(int socket) {
-    Connection connection(socket, context.get());
+    Connection connection = Accepted(socket);
     {
         ConnectionTable::Entry entry(table, socket);
-        if (!connection.Greet()) {
+        if (!IsInService()) {
+            connection.CloseWithReset();
+        } else if (!connection.Greet()) {
             journal.Say(
                 "connection " + std::to_string(entry.Number()) +
                 ": no TLS handshake: " + connection.LastProblem());
         } else {
-            handshakes += context ? 1U : 0U;
-            while (!ending && ServeRequest(connection, entry)) {
+            handshakes += connection.IsEncrypted() ? 1U : 0U;
+            while (!stopping && !entry.IsDismissed() && ServeRequest(connection, entry)) {
             }
             connection.CloseGently();
         }
@@ -310,15 +319,16 @@ bool HttpServer::Implementation::ServeRequest(Connection& connection, Connection
 bool HttpServer::Implementation::HandOver(Connection& connection, RequestCourse& request) {
     ++requests;
     Pause(request.delivery.delay);
+    // Before the answer, so that no connection is ended that a client opens after it.
+    if (request.delivery.restart) {
+        Restart(*request.delivery.restart);
+    }
     const bool handedOver = connection.HandOver(request.delivery);
     if (!handedOver && request.undelivered) {
         request.undelivered();
     }
     if (request.delivery.reset) {
         connection.CloseWithReset();
-    }
-    if (request.delivery.restart) {
-        Restart(*request.delivery.restart);
     }
     return handedOver;
 }

@@ -22,6 +22,10 @@ using SslHandle = std::unique_ptr<SSL, FreeSsl>;
 // std::runtime_error that names the file.
 SslContext MakeSslContext(const std::string& certificateFile, const std::string& keyFile);
 
+// Another context with the certificate and key of the first, which knows none of its sessions. Throws
+// std::runtime_error.
+SslContext FreshContext(SSL_CTX* context);
+
 // The oldest entry of this thread's OpenSSL error queue as text; empties the queue.
 std::string LastSslError();
 

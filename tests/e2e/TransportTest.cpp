@@ -116,9 +116,7 @@ TEST_F(Transport, AServerThatClosesOneIdleConnectionCostsNoRequest) {
     EXPECT_EQ(server.Stop().handshakes, 2U);
 }
 
-// Disabled: while the key server restarts, its port is closed for a moment, and now and then all four
-// attempts fall into it. KeptConnectionTest has a server that restarts between two requests.
-TEST_F(Transport, DISABLED_AServerThatRestartsInTheMiddleCostsNoRequest) {
+TEST_F(Transport, AServerThatRestartsInTheMiddleCostsNoRequest) {
     KeyServerProcess& server = Misbehaving("restart@3x1");
     EXPECT_EQ(world.RunScript().returnCode, Done);
     EXPECT_EQ(FailedAttempts(), 0U);

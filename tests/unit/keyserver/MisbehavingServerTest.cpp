@@ -175,11 +175,28 @@ TEST_F(MisbehavingServerTest, RestartsBetweenTwoMessagesAndKeepsItsSessions) {
     EXPECT_EQ(server.Count().connections, 2U);
 }
 
-TEST_F(MisbehavingServerTest, IsOutOfServiceWhileItRestarts) {
-    Order("restart=60000");
+TEST_F(MisbehavingServerTest, AClientFindsThePortOpenAtAnyMomentOfARestart) {
+    Order("restart");
+    for (int i = 0; i < 500; ++i) {
+        HttpClient other(server.Url());
+        ASSERT_EQ(other.Post(Asking()).problem, "");
+    }
+    EXPECT_EQ(server.Count().connections, 500U);
+}
+
+TEST_F(MisbehavingServerTest, ResetsEachConnectionWhileItIsOutOfServiceForARestart) {
+    Order("restart=60000@1x1");
     EXPECT_EQ(client.Post(Asking()).status, 200);
-    EXPECT_TRUE(Eventually([&] { return client.Post(Asking()).curlCode == CURLE_COULDNT_CONNECT; }));
-    server.Stop();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NE(client.Post(Asking()).curlCode, CURLE_OK);
+    }
+    EXPECT_EQ(server.Count().messages, 1U);
+}
+
+TEST_F(MisbehavingServerTest, IsInServiceAgainAfterTheTimeOfARestart) {
+    Order("restart=50@1x1");
+    EXPECT_EQ(client.Post(Asking()).status, 200);
+    EXPECT_TRUE(Eventually([&] { return client.Post(Asking()).status == 200; }));
 }
 
 TEST_F(MisbehavingServerTest, CommitsSeveralFaultsAtOnce) {

@@ -69,6 +69,15 @@ TEST_F(TlsServerTest, CountsAHandshakeForEachConnection) {
     EXPECT_EQ(server->Count().handshakes, 3U);
 }
 
+TEST_F(TlsServerTest, HasTheSameCertificateAndAnotherConnectionAfterEachRestart) {
+    const auto server = Started({}, {ParseMisbehaviour("restart")});
+    HttpClient client(server->Url(), authority);
+    EXPECT_EQ(client.Post(Opening("A")).body, FirstAnswer);
+    EXPECT_EQ(client.Post(Responding("A", "/019000")).body, SecondAnswer);
+    EXPECT_EQ(client.Post(Responding("A", "/019000/019000")).body, FinalAnswer);
+    EXPECT_EQ(server->Count().handshakes, 3U);
+}
+
 TEST_F(TlsServerTest, IsNotTrustedByAClientThatDoesNotKnowItsAuthority) {
     const auto server = Started();
     const HttpAnswer answer = HttpClient(server->Url()).Post(Opening("A"));
