@@ -3,7 +3,7 @@
 #include "FunctionNames.h"
 #include "Gate.h"
 #include "HandleTable.h"
-#include "card/CardSlot.h"
+#include "element/CardSlot.h"
 
 namespace Device {
 

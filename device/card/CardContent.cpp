@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Device {
+namespace Card {
 
 namespace {
 
@@ -62,4 +62,4 @@ bool BeginsWith(const Bytes& aid, const Bytes& beginning) {
     return aid.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), aid.begin());
 }
 
-}  // namespace Device
+}  // namespace Card

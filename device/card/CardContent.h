@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "Bytes.h"
+#include "globalplatform/Bytes.h"
 
-namespace Device {
+namespace Card {
 
 using namespace GlobalPlatform;
 
@@ -72,4 +72,4 @@ constexpr std::uint64_t InstanceMemory = 512;
 
 bool BeginsWith(const Bytes& aid, const Bytes& beginning);
 
-}  // namespace Device
+}  // namespace Card

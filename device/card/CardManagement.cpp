@@ -4,7 +4,7 @@
 
 #include "globalplatform/Tlv.h"
 
-namespace Device {
+namespace Card {
 
 namespace {
 
@@ -445,4 +445,4 @@ void CardManagement::SetCardStatus(std::uint8_t state) {
     current = state;
 }
 
-}  // namespace Device
+}  // namespace Card

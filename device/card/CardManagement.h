@@ -8,7 +8,7 @@
 #include "globalplatform/CommandApdu.h"
 #include "globalplatform/StatusWord.h"
 
-namespace Device {
+namespace Card {
 
 // Carries out one command after the other on the card's content. Each gives the response's data, or throws a
 // Refusal with the status word and leaves the content as it was.
@@ -61,4 +61,4 @@ private:
     std::size_t listed = 0;  // entries that the last GET STATUS has shown
 };
 
-}  // namespace Device
+}  // namespace Card

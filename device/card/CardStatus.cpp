@@ -4,7 +4,7 @@
 #include "card/CardManagement.h"
 #include "globalplatform/Tlv.h"
 
-namespace Device {
+namespace Card {
 
 namespace {
 
@@ -104,4 +104,4 @@ Bytes CardManagement::GetStatus(const CommandApdu& apdu, StatusWord* status) {
     return response;
 }
 
-}  // namespace Device
+}  // namespace Card

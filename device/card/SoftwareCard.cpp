@@ -6,7 +6,7 @@
 
 #include "globalplatform/Tlv.h"
 
-namespace Device {
+namespace Card {
 
 namespace {
 
@@ -36,7 +36,7 @@ bool IsOneOf(std::uint8_t value, std::initializer_list<std::uint8_t> allowed) {
 
 // Object identifiers in card data: card recognition, card management 2.2, identification scheme, and the
 // secure channel protocol with its options.
-Bytes CardData(int secureChannel) {
+Bytes CardData() {
     const auto identifier = [](const char* tail) {
         Bytes bytes = *FromHexText("2A864886FC6B");
         Append(bytes, *FromHexText(tail));
@@ -45,7 +45,7 @@ Bytes CardData(int secureChannel) {
     Bytes recognition = identifier("01");
     Append(recognition, MakeTlv(0x60, identifier("02020202")));
     Append(recognition, MakeTlv(0x63, identifier("03")));
-    Append(recognition, MakeTlv(0x64, identifier(secureChannel == 2 ? "040215" : "040370")));
+    Append(recognition, MakeTlv(0x64, identifier("040370")));
     return MakeTlv(0x66, MakeTlv(0x73, recognition));
 }
 
@@ -62,17 +62,12 @@ Bytes KeyInformation(const CardContent& content) {
 
 }  // namespace
 
-std::unique_ptr<SecureElement> MakeSecureElement(const CardSettings& settings) {
-    return std::make_unique<SoftwareCard>(settings);
-}
-
-SoftwareCard::SoftwareCard(const CardSettings& initialSettings)
-    : settings(initialSettings), management(content) {
+SoftwareCard::SoftwareCard(Options initialOptions) : options(std::move(initialOptions)), management(content) {
     selected = content.issuerDomain.aid;
 }
 
-void SoftwareCard::Configure(const CardSettings& newSettings) {
-    settings = newSettings;
+void SoftwareCard::Configure(Options newOptions) {
+    options = std::move(newOptions);
 }
 
 void SoftwareCard::EndSession() {
@@ -84,7 +79,7 @@ void SoftwareCard::EndSession() {
 Bytes SoftwareCard::Reset() {
     EndSession();
     selected = content.issuerDomain.aid;
-    return settings.atr;
+    return options.atr;
 }
 
 Bytes SoftwareCard::Transmit(const Bytes& command) {
@@ -205,16 +200,16 @@ Bytes SoftwareCard::GetData(const CommandApdu& apdu) {
 Bytes SoftwareCard::IssuerData(std::uint32_t tag) {
     switch (tag) {
         case 0x9F7F:
-            return MakeTlv(tag, settings.cplc);
+            return MakeTlv(tag, options.cplc);
         case 0x0066:
-            return CardData(settings.secureChannel);
+            return CardData();
         case 0x00E0:
             return KeyInformation(content);
         case 0xFF21: {
-            const std::uint64_t used = std::min<std::uint64_t>(content.UsedMemory(), settings.freeMemory);
+            const std::uint64_t used = std::min<std::uint64_t>(content.UsedMemory(), options.memory);
             Bytes resources = MakeTlv(0x81, BigEndian(content.applications.size(), 2));
-            Append(resources, MakeTlv(0x82, BigEndian(settings.freeMemory - used, 4)));
-            Append(resources, MakeTlv(0x83, BigEndian(settings.freeVolatileMemory, 4)));
+            Append(resources, MakeTlv(0x82, BigEndian(options.memory - used, 4)));
+            Append(resources, MakeTlv(0x83, BigEndian(options.volatileMemory, 4)));
             return MakeTlv(tag, resources);
         }
         default:
@@ -237,21 +232,15 @@ Bytes SoftwareCard::InitializeUpdate(const CommandApdu& apdu) {
     }
     EndSession();
     ++sequenceCounter;
-    Bytes response(settings.cplc.begin(), settings.cplc.begin() + 4);
-    Append(response, Bytes(settings.cplc.begin() + 10, settings.cplc.begin() + 16));
+    Bytes response(options.cplc.begin(), options.cplc.begin() + 4);
+    Append(response, Bytes(options.cplc.begin() + 10, options.cplc.begin() + 16));
     response.push_back(keys->first);
     Bytes seed = apdu.data;
     Append(seed, BigEndian(sequenceCounter, 4));
-    Append(seed, settings.cplc);
-    if (settings.secureChannel == 2) {
-        response.push_back(0x02);
-        Append(response, BigEndian(sequenceCounter, 2));
-        Append(response, Scramble(seed, 14));
-    } else {
-        response.push_back(0x03);
-        response.push_back(0x70);
-        Append(response, Scramble(seed, 16));
-    }
+    Append(seed, options.cplc);
+    response.push_back(0x03);
+    response.push_back(0x70);
+    Append(response, Scramble(seed, 16));
     authentication = Authentication::Challenged;
     return response;
 }
@@ -293,7 +282,7 @@ Bytes SoftwareCard::Manage(CommandApdu apdu, StatusWord* status) {
         }
         apdu.data.resize(apdu.data.size() - MacLength);
     }
-    return management.Carry(apdu, settings.freeMemory, status);
+    return management.Carry(apdu, options.memory, status);
 }
 
 // A response has to fit the length that the command asked for, else its status word tells the right one.
@@ -311,4 +300,4 @@ Bytes SoftwareCard::Finish(
     return response;
 }
 
-}  // namespace Device
+}  // namespace Card

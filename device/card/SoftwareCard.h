@@ -1,25 +1,32 @@
 // A secure element in software, modelled on a GlobalPlatform card. It keeps the order of a provisioning
-// session and what the session leaves behind, for as long as the process lives. It holds no real keys: any
-// cryptogram opens a session, and message authentication codes are taken off but not verified.
+// session and what the session leaves behind.
 #pragma once
 
 #include <optional>
 
 #include "card/CardContent.h"
 #include "card/CardManagement.h"
-#include "card/SecureElement.h"
+#include "card/Options.h"
 #include "globalplatform/CommandApdu.h"
 #include "globalplatform/StatusWord.h"
 
-namespace Device {
+namespace Card {
 
-class SoftwareCard : public SecureElement {
+// Not safe for use by several threads at once.
+class SoftwareCard {
 public:
-    explicit SoftwareCard(const CardSettings& initialSettings);
+    // Throws std::runtime_error, with file and cause, when the state file is damaged or in use elsewhere.
+    explicit SoftwareCard(Options initialOptions);
 
-    void Configure(const CardSettings& newSettings) override;
-    Bytes Reset() override;
-    Bytes Transmit(const Bytes& command) override;
+    // Takes over other options; what the card holds stays.
+    void Configure(Options newOptions);
+
+    // Warm reset: the issuer domain is selected and no session is open. The answer-to-reset.
+    Bytes Reset();
+
+    // One command APDU as ISO 7816-4 has it, of any length, even malformed. The response ends with the status
+    // word.
+    Bytes Transmit(const Bytes& command);
 
 private:
     enum class Authentication { None, Challenged, Done };
@@ -37,7 +44,7 @@ private:
     void EndSession();
     bool IssuerDomainSelected() const { return selected == content.issuerDomain.aid; }
 
-    CardSettings settings;
+    Options options;
     CardContent content;
     CardManagement management;
 
@@ -47,4 +54,4 @@ private:
     std::uint32_t sequenceCounter = 0;
 };
 
-}  // namespace Device
+}  // namespace Card

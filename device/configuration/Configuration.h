@@ -64,7 +64,6 @@ struct CardSettings {
     std::string backEnd = "software";
     Bytes atr;
     Bytes cplc;  // 42 bytes
-    int secureChannel = 3;
     std::uint32_t freeMemory = 1310720;
     std::uint32_t freeVolatileMemory = 32768;
     std::vector<AnswerRule> answers;

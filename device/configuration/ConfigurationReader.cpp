@@ -260,8 +260,6 @@ void Reader::ReadCard(const Section& section) {
           }},
          {"atr", [&](const std::string& value) { card.atr = BytesValue(value, 0, 33); }},
          {"cplc", [&](const std::string& value) { card.cplc = BytesValue(value, 42, 42); }},
-         {"secure-channel",
-          [&](const std::string& value) { card.secureChannel = static_cast<int>(NumberValue(value, 2, 3)); }},
          {"free-memory",
           [&](const std::string& value) {
               card.freeMemory = static_cast<std::uint32_t>(NumberValue(value, 0, UINT32_MAX));

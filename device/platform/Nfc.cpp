@@ -7,7 +7,7 @@
 #include "Gate.h"
 #include "HandleTable.h"
 #include "Permanent.h"
-#include "card/CardSlot.h"
+#include "element/CardSlot.h"
 #include "platform/CText.h"
 
 using Device::Bytes;

@@ -1,5 +1,5 @@
 // Answers that the configuration puts in front of the card.
-#include "card/CardSlot.h"
+#include "element/CardSlot.h"
 
 #include <gtest/gtest.h>
 

@@ -63,7 +63,6 @@ TEST(ExampleFile, ShowsNothingButWhatThePlainDeviceHasUntilALineIsSwitchedOn) {
     EXPECT_EQ(example.embeddedElement.atr, plain.embeddedElement.atr);
     EXPECT_EQ(example.embeddedElement.cplc, plain.embeddedElement.cplc);
     EXPECT_EQ(example.embeddedElement.freeMemory, plain.embeddedElement.freeMemory);
-    EXPECT_EQ(example.embeddedElement.secureChannel, plain.embeddedElement.secureChannel);
     EXPECT_EQ(example.network.type, plain.network.type);
     EXPECT_EQ(example.trustEnvironment, plain.trustEnvironment);
     EXPECT_THAT(example.faults, IsEmpty());

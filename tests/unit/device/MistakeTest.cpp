@@ -80,7 +80,6 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"[card]\nback-end=pcsd\n", 2, "[card] back-end", "write software"},
         Wrong{"[card]\natr=3B0\n", 2, "[card] atr", "two hexadecimal digits"},
         Wrong{"[card]\ncplc=00\n", 2, "[card] cplc", "42 bytes"},
-        Wrong{"[card]\nsecure-channel=1\n", 2, "[card] secure-channel", "from 2 to 3"},
         Wrong{"[card]\nfree-memory=4294967296\n", 2, "[card] free-memory", "from 0 to 4294967295"},
         Wrong{"[card]\nanswer 00A4=\n", 2, "[card] answer 00A4", "\"empty\""},
         Wrong{"[card]\nanswer 00A4=9000*0\n", 2, "[card] answer 00A4", "from 1"},

@@ -6,19 +6,15 @@
 #include <memory>
 #include <string>
 
-#include "Bytes.h"
-#include "card/SecureElement.h"
+#include "card/SoftwareCard.h"
 
 class CardDesk : public ::testing::Test {
 protected:
-    CardDesk()
-        : settings(Device::Configuration().embeddedElement), card(Device::MakeSecureElement(settings)) {
-        card->Reset();
-    }
+    CardDesk() : card(std::make_unique<Card::SoftwareCard>(settings)) { card->Reset(); }
 
     // Command and response as hexadecimal text; blanks in the command do not count.
     std::string Send(const std::string& command) {
-        return Device::HexText(card->Transmit(Device::FromHexText(command).value()));
+        return GlobalPlatform::HexText(card->Transmit(GlobalPlatform::FromHexText(command).value()));
     }
 
     std::string StatusOf(const std::string& command) {
@@ -50,6 +46,6 @@ protected:
         return std::stoul(response.substr(18, 8), nullptr, 16);
     }
 
-    Device::CardSettings settings;
-    std::unique_ptr<Device::SecureElement> card;
+    Card::Options settings;
+    std::unique_ptr<Card::SoftwareCard> card;
 };

@@ -26,16 +26,16 @@ TEST_F(SoftwareCard, RefusesOtherWaysToSelect) {
 }
 
 TEST_F(SoftwareCard, TellsItsProductionDataFromTheConfiguration) {
-    EXPECT_EQ(Send("80CA9F7F00"), "9F7F2A" + Device::HexText(settings.cplc) + "9000");
-    EXPECT_EQ(Send("00CA9F7F00"), "9F7F2A" + Device::HexText(settings.cplc) + "9000");
-    settings.cplc = Device::Bytes(42, 0x5A);
+    EXPECT_EQ(Send("80CA9F7F00"), "9F7F2A" + GlobalPlatform::HexText(settings.cplc) + "9000");
+    EXPECT_EQ(Send("00CA9F7F00"), "9F7F2A" + GlobalPlatform::HexText(settings.cplc) + "9000");
+    settings.cplc = GlobalPlatform::Bytes(42, 0x5A);
     card->Configure(settings);
-    EXPECT_EQ(Send("80CA9F7F00"), "9F7F2A" + Device::HexText(settings.cplc) + "9000");
+    EXPECT_EQ(Send("80CA9F7F00"), "9F7F2A" + GlobalPlatform::HexText(settings.cplc) + "9000");
 }
 
 TEST_F(SoftwareCard, TellsItsResources) {
-    settings.freeMemory = 123456;
-    settings.freeVolatileMemory = 4096;
+    settings.memory = 123456;
+    settings.volatileMemory = 4096;
     card->Configure(settings);
     EXPECT_EQ(
         Send("80CAFF2100"),
@@ -88,15 +88,6 @@ TEST_F(SoftwareCard, BeginsASessionOfTheThirdProtocolWithAnAnswerOf29Bytes) {
     ASSERT_EQ(response.size(), 2 * (29 + 2u));
     EXPECT_EQ(response.substr(20, 6), "010370");
     EXPECT_EQ(response.substr(58), "9000");
-}
-
-TEST_F(SoftwareCard, BeginsASessionOfTheSecondProtocolWithAnAnswerOf28Bytes) {
-    settings.secureChannel = 2;
-    card->Configure(settings);
-    const std::string response = Send("80500000 08 0102030405060708 00");
-    ASSERT_EQ(response.size(), 2 * (28 + 2u));
-    EXPECT_EQ(response.substr(20, 8), "01020001");
-    EXPECT_EQ(Send("80500000 08 0102030405060708 00").substr(20, 8), "01020002");
 }
 
 TEST_F(SoftwareCard, ChallengesAnewEachTime) {
@@ -167,8 +158,8 @@ TEST_F(SoftwareCard, AsksForACommandCodeAtALevelThatHasThem) {
 }
 
 TEST_F(SoftwareCard, AnswersAResetWithTheConfiguredBytes) {
-    EXPECT_EQ(Device::HexText(card->Reset()), "3B8880014E41564F434152440B");
+    EXPECT_EQ(GlobalPlatform::HexText(card->Reset()), "3B8880014E41564F434152440B");
     settings.atr = {0x3B, 0x00};
     card->Configure(settings);
-    EXPECT_EQ(Device::HexText(card->Reset()), "3B00");
+    EXPECT_EQ(GlobalPlatform::HexText(card->Reset()), "3B00");
 }

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "VirtualDevice.h"
-#include "card/SecureElement.h"
+#include "element/SecureElement.h"
 
 namespace Device {
 

@@ -65,17 +65,17 @@ TEST_F(CardManagement, TakesMemoryForCodeAndApplicationsAndGivesItBack) {
 }
 
 TEST_F(CardManagement, HasNoRoomForMoreThanItsMemory) {
-    settings.freeMemory = 15;
+    settings.memory = 15;
     card->Configure(settings);
     ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
     EXPECT_EQ(StatusOf("80E80000 0A C414 0102030405060708"), "9000");
     EXPECT_EQ(Send("80E88001 0C 090A0B0C0D0E0F1011121314"), "6A84");
     EXPECT_EQ(Send("80E88001 0C 090A0B0C0D0E0F1011121314"), "6985");  // the file was given up
-    settings.freeMemory = 100;
+    settings.memory = 100;
     card->Configure(settings);
     LoadFile();
     EXPECT_EQ(Send(std::string("80E60C00 20") + InstallFields), "6A84");
-    settings.freeMemory = 5;
+    settings.memory = 5;
     card->Configure(settings);
     EXPECT_EQ(FreeMemory(), 0u);
 }
@@ -97,7 +97,7 @@ TEST_F(CardManagement, CountsBlocksBeyondTwoHundredAndFiftySix) {
     ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
     ASSERT_EQ(StatusOf("80E80000 04 C482012C"), "9000");
     for (int block = 1; block < 300; ++block) {
-        const std::string number = Device::HexText({static_cast<std::uint8_t>(block)});
+        const std::string number = GlobalPlatform::HexText({static_cast<std::uint8_t>(block)});
         ASSERT_EQ(StatusOf("80E800" + number + "01AA"), "9000") << block;
     }
     EXPECT_EQ(Send("80E8802C 01 AA"), "009000");
@@ -176,7 +176,7 @@ TEST_F(CardManagement, TakesStoredDataFromTheFreeMemory) {
     const unsigned long before = FreeMemory();
     EXPECT_EQ(Send("80E29000 06 4204 01020304"), "9000");
     EXPECT_EQ(FreeMemory(), before - 4);
-    settings.freeMemory = 8;
+    settings.memory = 8;
     card->Configure(settings);
     EXPECT_EQ(Send("80E29000 06 4504 01020304"), "6A84");
 }
@@ -253,7 +253,7 @@ TEST_F(CardManagement, SelectsTheNextApplicationOfTheSameBeginning) {
 TEST_F(CardManagement, ShowsALongListInParts) {
     LoadFile();
     for (int instance = 0; instance < 40; ++instance) {
-        const std::string number = Device::HexText({static_cast<std::uint8_t>(instance)});
+        const std::string number = GlobalPlatform::HexText({static_cast<std::uint8_t>(instance)});
         ASSERT_EQ(
             StatusOf(
                 "80E60C00 20 07A0000009990001 08A000000999000101 08A0000009990002" + number +

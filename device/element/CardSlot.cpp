@@ -1,4 +1,4 @@
-#include "card/CardSlot.h"
+#include "element/CardSlot.h"
 
 #include <algorithm>
 

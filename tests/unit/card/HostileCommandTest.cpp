@@ -7,11 +7,11 @@ namespace {
 
 class HostileCommands : public CardDesk {
 protected:
-    void ExpectStatusWord(const Device::Bytes& command) {
-        const Device::Bytes response = card->Transmit(command);
-        ASSERT_GE(response.size(), 2u) << Device::HexText(command);
+    void ExpectStatusWord(const GlobalPlatform::Bytes& command) {
+        const GlobalPlatform::Bytes response = card->Transmit(command);
+        ASSERT_GE(response.size(), 2u) << GlobalPlatform::HexText(command);
         const int first = response[response.size() - 2];
-        ASSERT_TRUE(first == 0x90 || (first >= 0x61 && first <= 0x6F)) << Device::HexText(command);
+        ASSERT_TRUE(first == 0x90 || (first >= 0x61 && first <= 0x6F)) << GlobalPlatform::HexText(command);
     }
 
     std::mt19937 random{20240229};
@@ -31,7 +31,7 @@ constexpr std::uint8_t Parameters[] = {0x00, 0x01, 0x02, 0x04, 0x08, 0x0C,
 
 TEST_F(HostileCommands, OfRandomBytesAreAnswered) {
     for (int round = 0; round < 20000; ++round) {
-        Device::Bytes command(static_cast<std::size_t>(Number(0, 40)));
+        GlobalPlatform::Bytes command(static_cast<std::size_t>(Number(0, 40)));
         for (std::uint8_t& byte : command) {
             byte = Byte();
         }
@@ -45,7 +45,7 @@ TEST_F(HostileCommands, OfRandomContentInAnAuthenticatedSessionAreAnswered) {
             card->Reset();
             Authenticate();
         }
-        Device::Bytes command = {
+        GlobalPlatform::Bytes command = {
             0x80, Instructions[static_cast<std::size_t>(Number(4, 10))],
             Parameters[static_cast<std::size_t>(Number(0, 11))],
             Parameters[static_cast<std::size_t>(Number(0, 2))]};
@@ -64,17 +64,19 @@ TEST_F(HostileCommands, OfRandomContentInAnAuthenticatedSessionAreAnswered) {
 
 TEST_F(HostileCommands, ThatAreCutOffAnywhereAreAnswered) {
     Authenticate();
-    const Device::Bytes whole = *Device::FromHexText(std::string("80E60C0020") + InstallFields + "00");
+    const GlobalPlatform::Bytes whole =
+        *GlobalPlatform::FromHexText(std::string("80E60C0020") + InstallFields + "00");
     for (std::size_t length = 0; length <= whole.size(); ++length) {
-        ExpectStatusWord(Device::Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)));
+        ExpectStatusWord(
+            GlobalPlatform::Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)));
     }
 }
 
 TEST_F(HostileCommands, OfGreatLengthAreAnswered) {
     Authenticate();
-    Device::Bytes extended = *Device::FromHexText("80E2100000FFFF");
+    GlobalPlatform::Bytes extended = *GlobalPlatform::FromHexText("80E2100000FFFF");
     extended.insert(extended.end(), 65535, 0xFF);
     ExpectStatusWord(extended);
-    ExpectStatusWord(Device::Bytes(1 << 20, 0x00));
-    ExpectStatusWord(Device::Bytes(1 << 20, 0x80));
+    ExpectStatusWord(GlobalPlatform::Bytes(1 << 20, 0x00));
+    ExpectStatusWord(GlobalPlatform::Bytes(1 << 20, 0x80));
 }
