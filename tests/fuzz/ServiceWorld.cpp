@@ -1,0 +1,10 @@
+#include "ServiceWorld.h"
+
+#include <cstdlib>
+
+DeviceWorld& ServiceWorld() {
+    static DeviceWorld world;
+    static const bool silent = [] { return setenv("NAVO_DLOG", "/dev/null", 1) == 0; }();
+    static_cast<void>(silent);
+    return world;
+}
