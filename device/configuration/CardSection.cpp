@@ -14,8 +14,8 @@ namespace {
 constexpr char AnswerPrefix[] = "answer ";
 constexpr std::size_t KeyLength = 16;  // of AES-128
 constexpr std::size_t CplcLength = 42;
-constexpr std::size_t LongestAtr = 33;       // ISO 7816-3, 8.2.1
-constexpr std::size_t ShortestAid = 5;       // ISO 7816-4, 8.2.1.2
+constexpr std::size_t LongestAtr = 33;  // ISO 7816-3, 8.2.1
+constexpr std::size_t ShortestAid = 5;  // ISO 7816-4, 8.2.1.2
 constexpr std::size_t LongestAid = 16;
 constexpr std::uint64_t HighestKeyVersion = 127;
 
@@ -110,7 +110,8 @@ AnswerRule AnswerRuleOf(const Entry& entry) {
 class CardReader {
 public:
     CardReader(
-        const Section& cardSection, const std::string& path, CardSettings& settings, std::vector<Mistake>& noted)
+        const Section& cardSection, const std::string& path, CardSettings& settings,
+        std::vector<Mistake>& noted)
         : section(cardSection), configurationPath(path), card(settings), mistakes(noted) {}
 
     void Read();
@@ -136,7 +137,9 @@ private:
 void CardReader::ReadBackEnd() {
     for (const Entry& entry : section.entries) {
         if (entry.key == "back-end") {
-            SectionReader(section, mistakes).Guarded(entry, [&] { card.backEnd = BackEndValue(entry.value); });
+            SectionReader(section, mistakes).Guarded(entry, [&] {
+                card.backEnd = BackEndValue(entry.value);
+            });
         }
     }
 }
@@ -156,7 +159,8 @@ Keys CardReader::CommonKeys() {
         {"back-end", [](const std::string&) {}},
         {"record", [&](const std::string& value) { card.recordFile = Path(value); }},
         {"answer COMMAND", [](const std::string&) {
-             throw BadValue("COMMAND stands for the bytes of a command; write, for example, answer 80CA9F7F00");
+             throw BadValue(
+                 "COMMAND stands for the bytes of a command; write, for example, answer 80CA9F7F00");
          }}};
 }
 
@@ -189,7 +193,8 @@ Keys CardReader::ReaderKeys() {
 }
 
 Keys CardReader::ReplayKeys() {
-    return {{"recording", [&](const std::string& value) { card.recordingFile = RecordingValue(Path(value)); }}};
+    return {
+        {"recording", [&](const std::string& value) { card.recordingFile = RecordingValue(Path(value)); }}};
 }
 
 // The keys of a back-end set something with this one, and are a mistake with any other.
@@ -199,8 +204,10 @@ void CardReader::AddKeys(Keys& all, BackEnd backEnd, Keys keys) const {
             const std::string name = key.first;
             key.second = [name, backEnd, chosen = card.backEnd](const std::string&) {
                 throw BadValue(
-                    std::string("the back-end ") + NameOf(chosen) + " has no such key; take the line away, or write "
-                    "back-end=" + NameOf(backEnd));
+                    std::string("the back-end ") + NameOf(chosen) +
+                    " has no such key; take the line away, or write "
+                    "back-end=" +
+                    NameOf(backEnd));
             };
         }
         all.push_back(std::move(key));
@@ -234,9 +241,8 @@ void CardReader::Read() {
     // The chosen one's first: two back-ends have a key of the same name.
     std::vector<std::pair<BackEnd, Keys>> byBackEnd = {
         {BackEnd::Software, SoftwareKeys()}, {BackEnd::Pcsc, ReaderKeys()}, {BackEnd::Replay, ReplayKeys()}};
-    std::stable_partition(byBackEnd.begin(), byBackEnd.end(), [&](const auto& each) {
-        return each.first == card.backEnd;
-    });
+    std::stable_partition(
+        byBackEnd.begin(), byBackEnd.end(), [&](const auto& each) { return each.first == card.backEnd; });
     for (auto& each : byBackEnd) {
         AddKeys(keys, each.first, std::move(each.second));
     }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Bytes.h"
+#include "card/Options.h"
 #include "configuration/KeyFile.h"
 
 namespace Device {
@@ -59,13 +60,29 @@ struct AnswerRule {
     std::vector<ScriptedAnswer> answers;
 };
 
+enum class BackEnd { Software, Pcsc, Replay };
+
+// Protocols of ISO 7816-3 that a card may be spoken to in.
+enum class CardProtocol { Any, T0, T1 };
+
+// Which card of which reader, and how.
+struct ReaderSettings {
+    std::string name;  // or a part of it; empty for the first reader with a card
+    bool exclusive = true;
+    CardProtocol protocol = CardProtocol::Any;
+
+    bool operator==(const ReaderSettings& other) const {
+        return name == other.name && exclusive == other.exclusive && protocol == other.protocol;
+    }
+};
+
 struct CardSettings {
     bool present = true;
-    std::string backEnd = "software";
-    Bytes atr;
-    Bytes cplc;  // 42 bytes
-    std::uint32_t freeMemory = 1310720;
-    std::uint32_t freeVolatileMemory = 32768;
+    BackEnd backEnd = BackEnd::Software;
+    Card::Options software;
+    ReaderSettings reader;
+    std::string recordingFile;  // to replay
+    std::string recordFile;     // where all exchanges go; empty: nowhere
     std::vector<AnswerRule> answers;
 };
 

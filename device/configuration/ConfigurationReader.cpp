@@ -7,7 +7,9 @@
 
 #include "CertificateFile.h"
 #include "FunctionNames.h"
+#include "configuration/CardSection.h"
 #include "configuration/Configuration.h"
+#include "configuration/SectionReader.h"
 #include "configuration/Values.h"
 
 namespace Device {
@@ -16,8 +18,6 @@ namespace {
 
 // Beside the configuration, where that names no other.
 constexpr char KeyFileName[] = "navo-device-keys.conf";
-
-using Setter = std::function<void(const std::string& value)>;
 
 // Numbers beside the platform's own can be had as far as its enumerations can hold them: reading more would
 // be undefined in the caller.
@@ -96,10 +96,9 @@ public:
     Configuration configuration;
 
 private:
-    using Keys = std::vector<std::pair<std::string, Setter>>;
-
-    void ReadKeys(const Section& section, const Keys& keys);
-    bool ReadAnswer(const Section& section, const Entry& entry, CardSettings& card);
+    void ReadKeys(const Section& section, const Keys& keys) {
+        SectionReader(section, configuration.mistakes).ReadKeys(keys);
+    }
     void ReadDevice(const Section& section);
     void ReadVconf(const Section& section);
     void ReadSim(const Section& section);
@@ -112,37 +111,14 @@ private:
     void ReadPackage(const Section& section);
     void ReadFault(const Section& section);
 
-    // Runs `action` and notes a BadValue as a mistake of this entry.
-    void Guarded(const Section& section, const Entry& entry, const std::function<void()>& action);
+    void Guarded(const Section& section, const Entry& entry, const std::function<void()>& action) {
+        SectionReader(section, configuration.mistakes).Guarded(entry, action);
+    }
     void Reject(const Section& section, const std::string& problem) {
-        configuration.mistakes.push_back({section.line, section.Heading(), problem});
+        SectionReader(section, configuration.mistakes).Reject(problem);
     }
     std::string Path(const std::string& value) const { return PathValue(value, configuration.path); }
 };
-
-void Reader::Guarded(const Section& section, const Entry& entry, const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const BadValue& error) {
-        configuration.mistakes.push_back({entry.line, section.Heading() + " " + entry.key, error.what()});
-    }
-}
-
-void Reader::ReadKeys(const Section& section, const Keys& keys) {
-    for (const Entry& entry : section.entries) {
-        Guarded(section, entry, [&] {
-            std::string known;
-            for (const auto& key : keys) {
-                if (key.first == entry.key) {
-                    key.second(entry.value);
-                    return;
-                }
-                known += (known.empty() ? "" : ", ") + key.first;
-            }
-            throw BadValue("this key is not known here; the section has " + known);
-        });
-    }
-}
 
 void Reader::ReadDevice(const Section& section) {
     Facts& facts = configuration.facts;
@@ -209,69 +185,13 @@ void Reader::ReadNetwork(const Section& section) {
                   {"proxy-ipv6", [&](const std::string& value) { network.proxyIpv6 = value; }}});
 }
 
-// True when the entry is an "answer COMMAND", whether or not it can be followed.
-bool Reader::ReadAnswer(const Section& section, const Entry& entry, CardSettings& card) {
-    if (entry.key.compare(0, 7, "answer ") != 0) {
-        return false;
-    }
-    Guarded(section, entry, [&] {
-        AnswerRule rule;
-        std::string pattern = Trim(entry.key.substr(7));
-        rule.prefix = pattern.back() == '*';
-        if (rule.prefix) {
-            pattern.pop_back();
-        }
-        const std::optional<Bytes> command = FromHexText(pattern);
-        if (!command) {
-            throw BadValue(
-                "the command is not right; write its bytes in hexadecimal, with * at the end to match all "
-                "that begin so");
-        }
-        rule.pattern = HexText(*command);
-        rule.answers = AnswersValue(entry.value);
-        card.answers.push_back(std::move(rule));
-    });
-    return true;
-}
-
 void Reader::ReadCard(const Section& section) {
     if (!section.name.empty() && section.name != "uicc") {
         Reject(section, "there is no such card; [card] is the embedded element and [card uicc] the UICC");
         return;
     }
     CardSettings& card = section.name.empty() ? configuration.embeddedElement : configuration.uicc;
-    card.present = true;
-    Section plain = section;
-    plain.entries.clear();
-    for (const Entry& entry : section.entries) {
-        if (!ReadAnswer(section, entry, card)) {
-            plain.entries.push_back(entry);
-        }
-    }
-    ReadKeys(
-        plain,
-        {{"present", [&](const std::string& value) { card.present = BooleanValue(value); }},
-         {"back-end",
-          [&](const std::string& value) {
-              if (value != "software") {
-                  throw BadValue("\"" + value + "\" is no back-end; write software");
-              }
-              card.backEnd = value;
-          }},
-         {"atr", [&](const std::string& value) { card.atr = BytesValue(value, 0, 33); }},
-         {"cplc", [&](const std::string& value) { card.cplc = BytesValue(value, 42, 42); }},
-         {"free-memory",
-          [&](const std::string& value) {
-              card.freeMemory = static_cast<std::uint32_t>(NumberValue(value, 0, UINT32_MAX));
-          }},
-         {"free-volatile-memory",
-          [&](const std::string& value) {
-              card.freeVolatileMemory = static_cast<std::uint32_t>(NumberValue(value, 0, UINT32_MAX));
-          }},
-         {"answer COMMAND", [](const std::string&) {
-              throw BadValue(
-                  "COMMAND stands for the bytes of a command; write, for example, answer 80CA9F7F00");
-          }}});
+    ReadCardSection(section, configuration.path, card, configuration.mistakes);
 }
 
 void Reader::LeaveOut(const std::string& parts, const Library& library) {
@@ -421,15 +341,6 @@ void Reader::Read(const Section& section) {
 }  // namespace
 
 Configuration::Configuration() {
-    // The historical bytes spell NAVOCARD.
-    embeddedElement.atr = *FromHexText("3B 88 80 01 4E41564F43415244 0B");
-    uicc.atr = embeddedElement.atr;
-    // Fabricator, type and system of the chip, its dates and serial numbers, and who packaged and
-    // personalised it.
-    embeddedElement.cplc = *FromHexText(
-        "4F525731 0001 5060 0100 5061 00C0FFEE 0042 4F50 5065 4F45 5066 4F49 5070 00000001 4F53 5071 "
-        "00000002");
-    uicc.cplc = embeddedElement.cplc;
     uicc.present = false;
 }
 

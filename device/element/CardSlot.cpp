@@ -1,8 +1,12 @@
 #include "element/CardSlot.h"
 
+#include <nfc.h>
+
 #include <algorithm>
 
+#include "Gate.h"
 #include "Permanent.h"
+#include "element/ElementFailure.h"
 
 namespace Device {
 
@@ -34,16 +38,33 @@ const ScriptedAnswer* AnswerAfter(const AnswerRule& rule, std::uint64_t given) {
 
 }  // namespace
 
+// An element that another one replaces while channels are open is closed and the new one opened for them.
 void CardSlot::Prepare(const Configuration& device) {
-    if (!element || elementPath != device.path) {
-        element = MakeSecureElement(device.*settings);
+    const CardSettings& wanted = device.*settings;
+    FollowRecordFile(wanted.recordFile);
+    if (!element || elementPath != device.path || !SuitsSameElement(elementSettings, wanted)) {
+        if (element && channels > 0) {
+            element->Close();
+        }
+        element.reset();  // before the other one, which may want the same state file or reader
+        element = MakeSecureElement(wanted);
         elementPath = device.path;
-        answerToReset = element->Reset();
+        elementSettings = wanted;
+        if (channels > 0) {
+            OpenElement();
+        }
     }
     if (number != device.number) {
-        element->Configure(device.*settings);
+        element->Configure(wanted);
     }
     FollowConfiguration(device.number);
+}
+
+void CardSlot::FollowRecordFile(const std::string& file) {
+    if ((recorder ? recorder->File() : "") != file) {
+        recorder.reset();
+        recorder = file.empty() ? nullptr : std::make_unique<Recorder>(file);
+    }
 }
 
 void CardSlot::FollowConfiguration(std::uint64_t newNumber) {
@@ -56,31 +77,94 @@ void CardSlot::FollowConfiguration(std::uint64_t newNumber) {
     }
 }
 
-Bytes CardSlot::Open(const Configuration& device) {
+CardSlot::Opened CardSlot::Open(const Configuration& device) {
     const std::lock_guard<std::mutex> lock(mutex);
     Prepare(device);
-    if (channels == 0) {
-        answerToReset = element->Reset();
+    if (channels == 0 || element->IsLost()) {
+        OpenElement();
+        ++session;
     }
     ++channels;
-    return answerToReset;
+    return {answerToReset, session};
 }
 
-void CardSlot::Close() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    --channels;
+void CardSlot::OpenElement() {
+    RecordedEvent event;
+    event.kind = RecordedEvent::Kind::Open;
+    event.answer = Recorded(event, [&] { return element->Open(); });
+    try {
+        Remember(event);
+    } catch (const ElementFailure&) {
+        element->Close();
+        throw;
+    }
+    answerToReset = event.answer;
 }
 
-Bytes CardSlot::Transmit(const Configuration& device, const Bytes& command) {
+void CardSlot::Close() noexcept {
     const std::lock_guard<std::mutex> lock(mutex);
+    if (--channels > 0) {
+        return;
+    }
+    if (element) {
+        element->Close();
+    }
+    RecordedEvent event;
+    event.kind = RecordedEvent::Kind::Close;
+    RememberAsTold(event);
+}
+
+Bytes CardSlot::Transmit(const Configuration& device, std::uint64_t channelSession, const Bytes& command) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (channelSession != session) {
+        throw ElementFailure(
+            NFC_ERROR_ILLEGAL_STATE, "the card was lost since this channel was opened, and is another's now");
+    }
     Prepare(device);
     const std::string text = HexText(command);
     std::optional<Bytes> response = Scripted(text, (device.*settings).answers);
     if (!response) {
-        response = element->Transmit(command);
+        response = TransmitToElement(command);
     }
-    Record(text, *response);
+    Keep(text, *response);
     return *response;
+}
+
+Bytes CardSlot::TransmitToElement(const Bytes& command) {
+    RecordedEvent event;
+    event.command = command;
+    event.answer = Recorded(event, [&] { return element->Transmit(command); });
+    Remember(event);
+    return event.answer;
+}
+
+// Does what the event is about. A failure becomes part of the recording before it goes on.
+template <typename Action>
+Bytes CardSlot::Recorded(RecordedEvent event, Action action) const {
+    try {
+        return action();
+    } catch (const std::exception& error) {
+        const auto* const failure = dynamic_cast<const ElementFailure*>(&error);
+        event.code = failure != nullptr ? failure->Code() : int{NFC_ERROR_OPERATION_FAILED};
+        event.message = error.what();
+        RememberAsTold(event);
+        throw;
+    }
+}
+
+// For an event whose own outcome is what the caller has to hear of.
+void CardSlot::RememberAsTold(const RecordedEvent& event) const noexcept {
+    try {
+        Remember(event);
+    } catch (const std::exception& error) {
+        ReportException("the secure element's recording", error);
+    }
+}
+
+void CardSlot::Remember(const RecordedEvent& event) const {
+    if (recorder) {
+        recorder->Write(event);
+    }
 }
 
 std::optional<Bytes> CardSlot::Scripted(const std::string& command, const std::vector<AnswerRule>& rules) {
@@ -97,7 +181,7 @@ std::optional<Bytes> CardSlot::Scripted(const std::string& command, const std::v
     return answer == nullptr || answer->fromCard ? std::nullopt : std::optional<Bytes>(answer->response);
 }
 
-void CardSlot::Record(const std::string& command, const Bytes& response) {
+void CardSlot::Keep(const std::string& command, const Bytes& response) {
     ++exchangeCount;
     exchanges.push_back({command, HexText(response)});
     recordedCharacters += command.size() + 2 * response.size();

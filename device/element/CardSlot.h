@@ -1,5 +1,5 @@
 // A secure element's place in the device: the element, the answers that the configuration puts in front of
-// it, and what went over its channel.
+// it, what went over its channel, and the recording of it.
 #pragma once
 
 #include <cstddef>
@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "VirtualDevice.h"
+#include "element/Recording.h"
 #include "element/SecureElement.h"
 
 namespace Device {
@@ -16,11 +17,19 @@ class CardSlot {
 public:
     explicit CardSlot(CardSettings Configuration::*whichSettings) : settings(whichSettings) {}
 
-    // Opens a channel; the first one resets the card. The answer-to-reset.
-    Bytes Open(const Configuration& device);
-    void Close();
+    // What a channel has of the card: the answer-to-reset, and the span of time in which the card was neither
+    // reset nor lost.
+    struct Opened {
+        Bytes answerToReset;
+        std::uint64_t session;
+    };
 
-    Bytes Transmit(const Configuration& device, const Bytes& command);
+    // Opens a channel; the first one resets the card. One that fails is not counted.
+    Opened Open(const Configuration& device);
+    void Close() noexcept;
+
+    // Throws ElementFailure for a channel of a session that is over.
+    Bytes Transmit(const Configuration& device, std::uint64_t channelSession, const Bytes& command);
 
     // Those since the configuration with this number was read.
     std::vector<Exchange> Exchanges(std::uint64_t configurationNumber);
@@ -29,15 +38,25 @@ public:
 
 private:
     void Prepare(const Configuration& device);
+    void FollowRecordFile(const std::string& file);
+    void OpenElement();
+    Bytes TransmitToElement(const Bytes& command);
+    template <typename Action>
+    Bytes Recorded(RecordedEvent event, Action action) const;
+    void Remember(const RecordedEvent& event) const;
+    void RememberAsTold(const RecordedEvent& event) const noexcept;
     void FollowConfiguration(std::uint64_t newNumber);
     std::optional<Bytes> Scripted(const std::string& command, const std::vector<AnswerRule>& rules);
-    void Record(const std::string& command, const Bytes& response);
+    void Keep(const std::string& command, const Bytes& response);
 
     CardSettings Configuration::*settings;
     std::mutex mutex;
     std::unique_ptr<SecureElement> element;
-    std::string elementPath;  // of the configuration that the element was made for
+    std::string elementPath;       // of the configuration that the element was made for
+    CardSettings elementSettings;  // that it was made with
+    std::unique_ptr<Recorder> recorder;
     unsigned channels = 0;
+    std::uint64_t session = 0;
     Bytes answerToReset;
 
     std::uint64_t number = 0;  // of the configuration that the members below count since

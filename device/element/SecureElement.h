@@ -8,7 +8,8 @@
 namespace Device {
 
 // A card that takes one command after the other. An operation that does not reach the card throws
-// std::runtime_error with the cause; what the card itself refuses is a status word.
+// ElementFailure where the caller is to be told the kind of it, else std::runtime_error, always with the
+// cause; what the card itself refuses is a status word.
 class SecureElement {
 public:
     SecureElement() = default;
@@ -16,18 +17,28 @@ public:
     SecureElement(const SecureElement&) = delete;
     SecureElement& operator=(const SecureElement&) = delete;
 
-    // Takes over settings from the device's configuration; what the card holds stays.
-    virtual void Configure(const CardSettings& settings) = 0;
+    // Takes over settings that need no other element; what the card holds stays.
+    virtual void Configure(const CardSettings& /*settings*/) {}
 
-    // Warm reset: nothing is selected but what the card selects by itself, and no session is open. The answer
-    // to it.
-    virtual Bytes Reset() = 0;
+    // For the first channel, and again for a card that is lost: nothing is selected but what the card selects
+    // by itself, and no session is open. The answer-to-reset.
+    virtual Bytes Open() = 0;
+
+    // After the last channel. Never waits for a card or a service that does not answer.
+    virtual void Close() noexcept {}
+
+    // Whether the card is out of reach until it is opened again.
+    virtual bool IsLost() const { return false; }
 
     // One command APDU as ISO 7816-4 has it, of any length, even malformed. The response ends with the status
     // word.
     virtual Bytes Transmit(const Bytes& command) = 0;
 };
 
+// The element behind the back-end that the settings choose.
 std::unique_ptr<SecureElement> MakeSecureElement(const CardSettings& settings);
+
+// Whether an element that was made with some settings can go on with others.
+bool SuitsSameElement(const CardSettings& made, const CardSettings& wanted);
 
 }  // namespace Device

@@ -8,10 +8,10 @@ namespace Device {
 
 class SoftwareElement : public SecureElement {
 public:
-    explicit SoftwareElement(const CardSettings& settings);
+    explicit SoftwareElement(const CardSettings& settings) : card(settings.software) {}
 
-    void Configure(const CardSettings& settings) override;
-    Bytes Reset() override { return card.Reset(); }
+    void Configure(const CardSettings& settings) override { card.Configure(settings.software); }
+    Bytes Open() override { return card.Reset(); }
     Bytes Transmit(const Bytes& command) override { return card.Transmit(command); }
 
 private:

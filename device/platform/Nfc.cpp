@@ -8,6 +8,7 @@
 #include "HandleTable.h"
 #include "Permanent.h"
 #include "element/CardSlot.h"
+#include "element/ElementFailure.h"
 #include "platform/CText.h"
 
 using Device::Bytes;
@@ -24,15 +25,15 @@ namespace {
 class Channel {
 public:
     Channel(CardSlot& openedSlot, const Configuration& device)
-        : slot(openedSlot), atr(openedSlot.Open(device)), atrLength(atr.size()) {
-        atr.push_back(0);
+        : slot(openedSlot), opened(openedSlot.Open(device)), atrLength(opened.answerToReset.size()) {
+        opened.answerToReset.push_back(0);
     }
     ~Channel() { slot.Close(); }
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
 
     CardSlot& slot;
-    Bytes atr;
+    CardSlot::Opened opened;
     const std::size_t atrLength;
 };
 
@@ -63,6 +64,19 @@ int OpenChannel(const Configuration& device, nfc_se_type_e type, nfc_se_h* handl
     CardSlot& slot = embedded ? Device::EmbeddedElementSlot() : Device::UiccSlot();
     *handle = Channels().Add(std::make_shared<Channel>(slot, device));
     return NFC_ERROR_NONE;
+}
+
+// A call that reaches a secure element. What fails there has a code of its own.
+template <typename Body>
+int CallElement(const char* function, Body body) {
+    return Call(function, NFC_ERROR_OPERATION_FAILED, [&](const Configuration& device) -> int {
+        try {
+            return body(device);
+        } catch (const Device::ElementFailure& failure) {
+            Device::ReportException(function, failure);
+            return failure.Code();
+        }
+    });
 }
 
 bool Supported(int code) {
@@ -108,20 +122,20 @@ bool nfc_manager_is_supported(void) {
 }
 
 int nfc_se_open_secure_element_internal(nfc_se_type_e se_type, nfc_se_h* handle) {
-    return Call("nfc_se_open_secure_element", NFC_ERROR_OPERATION_FAILED, [&](const Configuration& device) {
+    return CallElement("nfc_se_open_secure_element", [&](const Configuration& device) {
         return OpenChannel(device, se_type, handle);
     });
 }
 
 int nfc_se_send_apdu_internal(
     nfc_se_h handle, unsigned char* cmd, unsigned int cmd_len, unsigned char** resp, unsigned int* resp_len) {
-    return Call("nfc_se_send_apdu", NFC_ERROR_OPERATION_FAILED, [&](const Configuration& device) -> int {
+    return CallElement("nfc_se_send_apdu", [&](const Configuration& device) -> int {
         const std::shared_ptr<Channel> channel = Channels().Find(handle);
         if (!channel || (cmd == nullptr && cmd_len > 0) || resp == nullptr || resp_len == nullptr) {
             return NFC_ERROR_INVALID_PARAMETER;
         }
         const Bytes command = cmd_len > 0 ? Bytes(cmd, cmd + cmd_len) : Bytes();
-        const Bytes response = channel->slot.Transmit(device, command);
+        const Bytes response = channel->slot.Transmit(device, channel->opened.session, command);
         *resp = Device::NewBytes(response);
         *resp_len = static_cast<unsigned>(response.size());
         return NFC_ERROR_NONE;
@@ -140,7 +154,7 @@ int nfc_se_get_atr_internal(nfc_se_h handle, unsigned char** atr, unsigned int* 
         if (!channel || atr == nullptr || atr_len == nullptr) {
             return NFC_ERROR_INVALID_PARAMETER;
         }
-        *atr = channel->atr.data();
+        *atr = channel->opened.answerToReset.data();
         *atr_len = static_cast<unsigned>(channel->atrLength);
         return NFC_ERROR_NONE;
     });

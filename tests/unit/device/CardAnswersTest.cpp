@@ -26,10 +26,14 @@ protected:
     }
 
     std::string Send(const std::string& command) {
-        return HexText(slot.Transmit(configuration, FromHexText(command).value()));
+        if (!channel) {
+            channel = slot.Open(configuration);
+        }
+        return HexText(slot.Transmit(configuration, channel->session, FromHexText(command).value()));
     }
 
     CardSlot slot;
+    std::optional<CardSlot::Opened> channel;
     Configuration configuration;
     std::uint64_t number = 0;
 };

@@ -60,9 +60,9 @@ TEST(ExampleFile, ShowsNothingButWhatThePlainDeviceHasUntilALineIsSwitchedOn) {
     EXPECT_EQ(example.facts.deviceName, plain.facts.deviceName);
     EXPECT_EQ(example.facts.locale, plain.facts.locale);
     EXPECT_EQ(example.facts.salesCode, plain.facts.salesCode);
-    EXPECT_EQ(example.embeddedElement.atr, plain.embeddedElement.atr);
-    EXPECT_EQ(example.embeddedElement.cplc, plain.embeddedElement.cplc);
-    EXPECT_EQ(example.embeddedElement.freeMemory, plain.embeddedElement.freeMemory);
+    EXPECT_EQ(example.embeddedElement.software.atr, plain.embeddedElement.software.atr);
+    EXPECT_EQ(example.embeddedElement.software.cplc, plain.embeddedElement.software.cplc);
+    EXPECT_EQ(example.embeddedElement.software.memory, plain.embeddedElement.software.memory);
     EXPECT_EQ(example.network.type, plain.network.type);
     EXPECT_EQ(example.trustEnvironment, plain.trustEnvironment);
     EXPECT_THAT(example.faults, IsEmpty());

@@ -1,0 +1,115 @@
+// navo-card: puts the software card into a virtual reader until it is told to end.
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <iostream>
+#include <stdexcept>
+#include <system_error>
+
+#include "Options.h"
+#include "PresentedCard.h"
+
+namespace {
+
+using namespace NavoCard;
+
+constexpr std::chrono::milliseconds FirstPause{50};
+constexpr std::chrono::milliseconds LongestPause{2000};
+
+// SIGTERM and SIGINT as a descriptor that becomes readable.
+class EndingSignals {
+public:
+    EndingSignals() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGTERM);
+        sigaddset(&signals, SIGINT);
+        sigprocmask(SIG_BLOCK, &signals, nullptr);
+        descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+        if (descriptor < 0) {
+            throw std::system_error(errno, std::generic_category(), "signalfd");
+        }
+    }
+    ~EndingSignals() { close(descriptor); }
+    EndingSignals(const EndingSignals&) = delete;
+    EndingSignals& operator=(const EndingSignals&) = delete;
+
+    int Descriptor() const { return descriptor; }
+
+    // True when one has come before the time is over.
+    bool Within(std::chrono::milliseconds time) const {
+        pollfd watched = {descriptor, POLLIN, 0};
+        return poll(&watched, 1, static_cast<int>(time.count())) > 0;
+    }
+
+private:
+    int descriptor = -1;
+};
+
+// One connection from its beginning to its end.
+LinkEnd Present(PresentedCard& card, const Options& options, const EndingSignals& signals) {
+    VpcdLink link(options.host, options.port, signals.Descriptor());
+    if (link.Stopped()) {
+        return LinkEnd::Stopped;
+    }
+    std::cout << "navo-card presented to " << options.host << " port " << options.port << std::endl;
+    const LinkEnd end = link.Serve(card);
+    if (end == LinkEnd::ReaderGone) {
+        std::cerr << "navo-card: the reader has gone\n";
+        card.PowerOff();
+    }
+    return end;
+}
+
+// Presents the card again and again; while there is no reader, in growing intervals.
+void PresentUntilStopped(PresentedCard& card, const Options& options, const EndingSignals& signals) {
+    std::chrono::milliseconds pause = FirstPause;
+    for (bool complained = false;;) {
+        try {
+            if (Present(card, options, signals) == LinkEnd::Stopped) {
+                return;
+            }
+            pause = FirstPause;
+            complained = false;
+        } catch (const NoReader& error) {
+            if (!complained) {
+                std::cerr << "navo-card: no reader at " << error.what() << "; waiting for one\n";
+            }
+            complained = true;
+        }
+        if (signals.Within(pause)) {
+            return;
+        }
+        pause = std::min(2 * pause, LongestPause);
+    }
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    int status = ExitSuccess;
+    const std::optional<Options> options = ParseCommandLine(count, arguments, status);
+    if (!options) {
+        return status;
+    }
+    try {
+        const EndingSignals signals;
+        PresentedCard card(options->card, options->recordFile);
+        if (options->once) {
+            Present(card, *options, signals);
+        } else {
+            PresentUntilStopped(card, *options, signals);
+        }
+        return ExitSuccess;
+    } catch (const NoReader& error) {
+        std::cerr << "navo-card: no reader at " << error.what() << "\n";
+    } catch (const std::exception& error) {
+        std::cerr << "navo-card: " << error.what() << "\n";
+    }
+    return ExitFailure;
+}
