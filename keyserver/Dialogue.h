@@ -19,15 +19,17 @@ struct Verdict {
     std::string statusWord;
     std::string expected;  // patterns, as a person reads them
     bool accepted = false;
+    std::string title;  // of the command, in words; empty when the command speaks for itself
 };
 
 // The server's move. A move with the code "00000000" carries a command set; any other code ends the session.
 struct Turn {
     std::string resultCode;
     std::string commandSet;
-    std::string description;        // for the log: which step, or why the session ends
-    std::vector<Verdict> verdicts;  // on the responses that led to this move
-    bool completed = false;         // the session ends because all is done
+    std::string description;         // for the log: which step, or why the session ends
+    std::vector<Verdict> verdicts;   // on the responses that led to this move
+    std::vector<std::string> notes;  // for the log: what was learned from them
+    bool completed = false;          // the session ends because all is done
 
     bool Ends() const;
 };

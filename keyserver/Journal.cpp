@@ -47,6 +47,19 @@ std::string UniversalTime() {
            MillisecondText(now) + "Z";
 }
 
+constexpr std::size_t LongestSentence = 2000;
+
+std::string Printable(std::string text) {
+    if (text.size() > LongestSentence) {
+        text = text.substr(0, LongestSentence) + "...";
+    }
+    for (char& character : text) {
+        const bool printable = character >= 0x20 && character <= 0x7E;
+        character = printable ? character : '.';
+    }
+    return text;
+}
+
 // One line of printable characters, whatever came over the wire. A long text keeps its end, which is where a
 // response has its status word.
 std::string Shown(const std::string& text) {
@@ -56,11 +69,7 @@ std::string Shown(const std::string& text) {
         shown = text.substr(0, LongestShownText - ShownEnd) + "..." + text.substr(text.size() - ShownEnd) +
                 " (" + std::to_string(text.size()) + " characters)";
     }
-    for (char& character : shown) {
-        const bool printable = character >= 0x20 && character <= 0x7E;
-        character = printable ? character : '.';
-    }
-    return shown;
+    return Printable(shown);
 }
 
 std::string SessionLabel(const std::string& session) {
@@ -77,6 +86,7 @@ JsonValue VerdictObject(const Verdict& verdict) {
     accepted.kind = JsonValue::Kind::Boolean;
     accepted.boolean = verdict.accepted;
     object.Add("accepted", accepted);
+    object.Add("title", JsonValue::Text(verdict.title));
     return object;
 }
 
@@ -98,6 +108,7 @@ JsonValue ExchangeObject(const Exchange& exchange) {
         verdicts.items.push_back(VerdictObject(verdict));
     }
     object.Add("verdicts", std::move(verdicts));
+    object.Add("notes", JsonValue::List(exchange.notes));
     object.Add("misbehaviours", JsonValue::List(exchange.misbehaviours));
     JsonValue repeated;
     repeated.kind = JsonValue::Kind::Boolean;
@@ -163,13 +174,17 @@ void Journal::SayExchange(const Exchange& exchange) {
         (exchange.repeated ? ", repeated" : ""));
     for (const Verdict& verdict : exchange.verdicts) {
         sink(
-            head + "   " + Shown(verdict.command) + " => " + Shown(verdict.response) + "  " +
+            head + "   " + (verdict.title.empty() ? "" : verdict.title + ": ") + Shown(verdict.command) +
+            " => " + Shown(verdict.response) + "  " +
             (verdict.accepted ? "good" : "REFUSED, expected " + verdict.expected));
+    }
+    for (const std::string& note : exchange.notes) {
+        sink(head + "   * " + Printable(note));
     }
     std::string line = head + "-> ";
     line += exchange.status == 200 ? Shown(exchange.resultCode) : "HTTP " + std::to_string(exchange.status);
     if (!exchange.remark.empty()) {
-        line += " " + Shown(exchange.remark);
+        line += " " + Printable(exchange.remark);
     }
     for (const std::string& misbehaviour : exchange.misbehaviours) {
         line += " [misbehaving: " + Shown(misbehaviour) + "]";

@@ -24,6 +24,7 @@ struct Exchange {
     std::string answer;      // the body
     std::string remark;      // which step follows, or why the session ends or the message is refused
     std::vector<Verdict> verdicts;
+    std::vector<std::string> notes;  // what the server learned from the responses
     std::vector<std::string> misbehaviours;
     bool repeated = false;  // the message came again, and so did the answer
 };

@@ -107,6 +107,7 @@ Reply KeyService::Answer(const std::string& body, std::uint64_t connection) {
     call.exchange.answer = reply.body;
     call.exchange.remark = call.turn.description;
     call.exchange.verdicts = call.turn.verdicts;
+    call.exchange.notes = call.turn.notes;
     for (const Misbehaviour& each : call.active) {
         call.exchange.misbehaviours.push_back(each.Text());
     }
@@ -240,12 +241,15 @@ void KeyService::Advance(Call& call, const std::shared_ptr<Session>& session, bo
     call.turn = call.exchange.repeated ? session->lastTurn : move();
     if (call.turn.completed && Holds(call.active, Misbehaviour::Kind::Endless)) {
         std::vector<Verdict> verdicts = std::move(call.turn.verdicts);
+        std::vector<std::string> notes = std::move(call.turn.notes);
         call.turn = session->dialogue->Begin();
         call.turn.verdicts = std::move(verdicts);
+        call.turn.notes = std::move(notes);
     }
     session->lastMessage = digest;
     session->lastTurn = call.turn;
     session->lastTurn.verdicts.clear();
+    session->lastTurn.notes.clear();
     session->undelivered = std::any_of(call.active.begin(), call.active.end(), KeepsAnswerBack);
     if (call.turn.Ends()) {
         session->over = true;

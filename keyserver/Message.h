@@ -40,6 +40,9 @@ namespace ResultCode {
 constexpr char CommandsExist[] = "00000000";
 constexpr char Success[] = "00000001";
 constexpr char StartAgain[] = "00000009";
+constexpr char KeyManagement[] = "10200001";
+constexpr char UnknownKeys[] = "10200002";
+constexpr char UnknownAlgorithm[] = "10200003";
 constexpr char OutOfTurn[] = "10100017";
 constexpr char InvalidMessage[] = "10300004";
 constexpr char NoSeId[] = "10300006";
@@ -47,10 +50,13 @@ constexpr char NoCplc[] = "10300007";
 constexpr char NoServiceId[] = "10300008";
 constexpr char WrongSeIdLength[] = "10300009";
 constexpr char ForeignCplc[] = "10300012";
+constexpr char ForeignDevice[] = "10500001";
 constexpr char UnexpectedStatusWord[] = "90202001";
 constexpr char WrongNumberOfResponses[] = "90202002";
 constexpr char WrongResponseSet[] = "90202003";
 constexpr char RelayFailed[] = "90202004";
+constexpr char WrongCardData[] = "90202005";
+constexpr char WrongCryptogram[] = "90202009";
 }  // namespace ResultCode
 
 }  // namespace KeyServer

@@ -28,7 +28,7 @@ struct Misbehaviour {
         NoCommands,       // "cApduSet" is missing
         Code,             // value: "resultCode" has this text instead
         Endless,          // the script begins again where it would have ended
-        Restart  // value: milliseconds out of service; answers, then drops all connections
+        Restart           // value: milliseconds out of service; answers, then drops all connections
     };
 
     Kind kind = Kind::Status;

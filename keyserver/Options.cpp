@@ -134,6 +134,12 @@ void AddBehaviour(CLI::App& app, Options& options, RawOptions& raw) {
         ->allow_extra_args(false)
         ->group(group);
     app.add_option(
+           "--catalogue", options.catalogueFiles,
+           "Services that manage the card's content over a secure channel; repeatable")
+        ->type_name("FILE")
+        ->allow_extra_args(false)
+        ->group(group);
+    app.add_option(
            "--eligibility", options.eligibility,
            "Codes that ELIGIBILITY is answered with, in turn, in place of the scripts' own")
         ->type_name("CODE,...")
@@ -225,8 +231,10 @@ void Complete(Options& options, const RawOptions& raw) {
     if (!options.https && !options.server.certificateFile.empty()) {
         throw std::invalid_argument("--certificate has no use with --http");
     }
-    if (options.scriptFiles.empty() && options.scriptFolders.empty() && options.eligibility.empty()) {
-        throw std::invalid_argument("there is nothing to serve: give --script, --scripts or --eligibility");
+    if (options.scriptFiles.empty() && options.scriptFolders.empty() && options.catalogueFiles.empty() &&
+        options.eligibility.empty()) {
+        throw std::invalid_argument(
+            "there is nothing to serve: give --script, --scripts, --catalogue or --eligibility");
     }
 }
 
@@ -237,7 +245,7 @@ std::optional<Options> ParseCommandLine(int count, char** arguments, int& status
     RawOptions raw;
     CLI::App app(
         "Key-management server for development and tests. It answers the agent's messages at /IssueCard.do\n"
-        "from scripts, with faults to order.",
+        "from scripts and from catalogues of services, with faults to order.",
         "navo-keyserver");
     app.set_version_flag("--version", std::string("navo-keyserver ") + Version);
     app.formatter(std::make_shared<HelpFormatter>());

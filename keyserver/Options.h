@@ -18,6 +18,7 @@ struct Options {
     CertificateOrder certificate;
     std::vector<std::string> scriptFiles;
     std::vector<std::string> scriptFolders;
+    std::vector<std::string> catalogueFiles;
     std::vector<std::string> eligibility;  // in place of the scripts' answers, when not empty
     std::string portFile;
     std::string summaryFile;

@@ -2,11 +2,11 @@
 // words are those that the script expects.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "Dialogue.h"
+#include "Reading.h"
 
 namespace KeyServer {
 
@@ -47,12 +47,6 @@ public:
 
     // The dialogue refers to this script.
     std::unique_ptr<Dialogue> Open(const Message& opening) const override;
-};
-
-// Says file, JSON pointer and what would be right.
-class ScriptError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 // `origin` names the text in messages. Throws ScriptError.

@@ -100,7 +100,7 @@ private:
             const std::string statusWord = StatusWord(responses[i]);
             verdicts.push_back(
                 {command.apdu, responses[i], statusWord, Joined(command.expected),
-                 Accepts(command, statusWord)});
+                 Accepts(command, statusWord), command.comment});
         }
         if (responses.size() != step.commands.size()) {
             return Refuse(

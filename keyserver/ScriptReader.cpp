@@ -1,10 +1,7 @@
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
-#include "Json.h"
+#include "Reading.h"
 #include "Script.h"
 
 namespace fs = std::filesystem;
@@ -15,128 +12,6 @@ namespace {
 
 // The agent takes a longer text for a malformed command.
 constexpr std::size_t MaximumApduDigits = 65544;
-
-std::string Escaped(std::string member) {
-    for (std::size_t at = 0; (at = member.find_first_of("~/", at)) != std::string::npos; at += 2) {
-        member.replace(at, 1, member[at] == '~' ? "~0" : "~1");
-    }
-    return member;
-}
-
-// A value with the way to it, so that a complaint can say where it stands.
-class Place {
-public:
-    Place(const JsonValue& whole, std::string fileName) : value(whole), origin(std::move(fileName)) {}
-
-    [[noreturn]] void Complain(const std::string& reason) const {
-        throw ScriptError(origin + ": " + (pointer.empty() ? "the whole text" : pointer) + ": " + reason);
-    }
-
-    bool Is(JsonValue::Kind kind) const { return value.kind == kind; }
-    bool Has(const std::string& member) const { return value.Find(member) != nullptr; }
-
-    void MustBe(JsonValue::Kind kind) const {
-        if (!Is(kind)) {
-            Complain(std::string("must be ") + KindName(kind) + ", not " + KindName(value.kind));
-        }
-    }
-
-    void OnlyMembers(const std::vector<std::string>& known) const {
-        MustBe(JsonValue::Kind::Object);
-        for (const auto& [name, member] : value.members) {
-            if (std::find(known.begin(), known.end(), name) == known.end()) {
-                std::string names;
-                for (const std::string& each : known) {
-                    names += (names.empty() ? "" : ", ") + each;
-                }
-                At(name).Complain("there is no such member; it can be one of " + names);
-            }
-        }
-    }
-
-    Place At(const std::string& member) const {
-        const JsonValue* found = value.Find(member);
-        if (found == nullptr) {
-            Complain("the member \"" + member + "\" is missing");
-        }
-        return {*found, origin, pointer + "/" + Escaped(member)};
-    }
-
-    // The members of a list that must not be empty.
-    std::vector<Place> Items() const {
-        MustBe(JsonValue::Kind::List);
-        if (value.items.empty()) {
-            Complain("must hold at least one member");
-        }
-        std::vector<Place> places;
-        for (std::size_t i = 0; i < value.items.size(); ++i) {
-            places.push_back({value.items[i], origin, pointer + "/" + std::to_string(i)});
-        }
-        return places;
-    }
-
-    // A list, or a single value in its place.
-    std::vector<Place> OneOrMore() const {
-        return Is(JsonValue::Kind::List) ? Items() : std::vector<Place>{*this};
-    }
-
-    std::string Text() const {
-        MustBe(JsonValue::Kind::Text);
-        return value.text;
-    }
-
-    std::string NonEmptyText() const {
-        const std::string text = Text();
-        if (text.empty()) {
-            Complain("must not be empty");
-        }
-        return text;
-    }
-
-    std::uint64_t Number(std::uint64_t least, std::uint64_t most) const {
-        MustBe(JsonValue::Kind::Number);
-        const double number = value.number;
-        if (std::floor(number) != number || number < static_cast<double>(least) ||
-            number > static_cast<double>(most)) {
-            Complain("must be a whole number from " + std::to_string(least) + " to " + std::to_string(most));
-        }
-        return static_cast<std::uint64_t>(number);
-    }
-
-private:
-    Place(const JsonValue& part, std::string fileName, std::string way)
-        : value(part), origin(std::move(fileName)), pointer(std::move(way)) {}
-
-    const JsonValue& value;
-    std::string origin;
-    std::string pointer;
-};
-
-std::string ReadCode(const Place& place) {
-    const std::string code = place.NonEmptyText();
-    const bool digits =
-        std::all_of(code.begin(), code.end(), [](char each) { return each >= '0' && each <= '9'; });
-    if (code.size() != 8 || !digits) {
-        place.Complain("\"" + code + "\" is no result code; it has eight digits, for example 00000001");
-    }
-    return code;
-}
-
-std::string ReadEndingCode(const Place& place) {
-    std::string code = ReadCode(place);
-    if (code == ResultCode::CommandsExist) {
-        place.Complain("00000000 announces commands and cannot end a session");
-    }
-    return code;
-}
-
-std::string ReadServiceId(const Place& place) {
-    const std::string id = place.NonEmptyText();
-    if (id.find(' ') != std::string::npos) {
-        place.Complain("\"" + id + "\" holds a blank, which never arrives: the agent sends none");
-    }
-    return id;
-}
 
 std::string ReadApdu(const Place& place) {
     const std::string apdu = place.NonEmptyText();
@@ -241,24 +116,6 @@ ScriptStep ReadStep(const Place& place, const RelayFailureRule& usual) {
     return step;
 }
 
-Misbehaviour ReadMisbehaviour(const Place& place) {
-    place.OnlyMembers({"kind", "value", "from", "times"});
-    const std::string value = place.Has("value") ? place.At("value").Text() : std::string();
-    try {
-        Misbehaviour misbehaviour = MakeMisbehaviour(place.At("kind").Text(), value);
-        constexpr std::uint64_t Most = 999999999;
-        if (place.Has("from")) {
-            misbehaviour.from = place.At("from").Number(1, Most);
-        }
-        if (place.Has("times")) {
-            misbehaviour.times = place.At("times").Number(1, Most);
-        }
-        return misbehaviour;
-    } catch (const std::invalid_argument& error) {
-        place.Complain(error.what());
-    }
-}
-
 void ReadOptionalParts(const Place& place, Script& script) {
     if (place.Has("finalCode")) {
         script.finalCode = ReadEndingCode(place.At("finalCode"));
@@ -276,16 +133,6 @@ void ReadOptionalParts(const Place& place, Script& script) {
             script.misbehaviours.push_back(ReadMisbehaviour(misbehaviour));
         }
     }
-}
-
-std::string ReadWholeFile(const std::string& file) {
-    const std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    if (!stream.is_open() || fs::is_directory(file)) {
-        throw ScriptError(file + ": cannot be read");
-    }
-    return text.str();
 }
 
 std::vector<std::string> FilesOf(const std::string& folder) {
@@ -326,12 +173,7 @@ void AddScript(const std::string& file, Catalogue& catalogue) {
 }  // namespace
 
 Script ParseScript(const std::string& text, const std::string& origin) {
-    JsonValue whole;
-    try {
-        whole = ParseJson(text);
-    } catch (const JsonError& error) {
-        throw ScriptError(origin + ": " + error.what());
-    }
+    const JsonValue whole = ParseFile(text, origin);
     const Place place(whole, origin);
     place.OnlyMembers(
         {"name", "serviceId", "finalCode", "failureCode", "onRelayFailure", "eligibility", "misbehaviours",

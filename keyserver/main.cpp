@@ -1,4 +1,4 @@
-// navo-keyserver: serves scripts to the agent until it is told to end.
+// navo-keyserver: serves scripts and catalogues to the agent until it is told to end.
 #include <pthread.h>
 
 #include <csignal>
@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "CatalogueReader.h"
 #include "Options.h"
 #include "Script.h"
 
@@ -83,6 +84,9 @@ int Run(Options options) {
         return ExitSuccess;
     }
     Catalogue catalogue = ReadCatalogue(options.scriptFiles, options.scriptFolders);
+    for (const std::string& file : options.catalogueFiles) {
+        AddCatalogueFile(file, catalogue);
+    }
     if (!options.eligibility.empty()) {
         catalogue.eligibility = options.eligibility;
     }

@@ -1,0 +1,20 @@
+// A load file as INSTALL [for load] and LOAD carry it; GlobalPlatform Card Specification 2.3.1, 11.6.2.3.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "globalplatform/Bytes.h"
+
+namespace KeyServer {
+
+struct LoadFile {
+    GlobalPlatform::Bytes data;  // with the object C4 around the load file data block
+    GlobalPlatform::Bytes hash;  // SHA-256 of the data block
+};
+
+// Takes a load file data block, or a whole load file with its DAP blocks (E2) and the object C4. Throws
+// std::invalid_argument for anything else that can be told apart from a data block.
+LoadFile MakeLoadFile(const std::string& bytes);
+
+}  // namespace KeyServer
