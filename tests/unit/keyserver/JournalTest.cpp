@@ -27,7 +27,9 @@ Exchange Sample() {
     exchange.answer = "{}";
     exchange.remark = "step 2 of 3";
     exchange.verdicts = {
-        {"00A4040000", "6F009000", "9000", "9000", true}, {"80CA", "6A82", "6A82", "9000", false}};
+        {"00A4040000", "6F009000", "9000", "9000", true, "select"},
+        {"80CA", "6A82", "6A82", "9000", false, ""}};
+    exchange.notes = {"keys of version 31 are new"};
     exchange.misbehaviours = {"delay=5"};
     return exchange;
 }
@@ -38,13 +40,14 @@ TEST(Journal, TellsWhatCameAndWhatWent) {
     std::vector<std::string> lines;
     Journal journal([&lines](const std::string& line) { lines.push_back(line); }, "");
     journal.Note(Sample());
-    ASSERT_EQ(lines.size(), 4U);
+    ASSERT_EQ(lines.size(), 5U);
     EXPECT_THAT(
         lines[0],
         AllOf(HasSubstr("[01234567] <- NEXTAPDU for wallet"), HasSubstr("message 7, connection 2")));
-    EXPECT_THAT(lines[1], EndsWith("00A4040000 => 6F009000  good"));
+    EXPECT_THAT(lines[1], EndsWith("  select: 00A4040000 => 6F009000  good"));
     EXPECT_THAT(lines[2], EndsWith("80CA => 6A82  REFUSED, expected 9000"));
-    EXPECT_THAT(lines[3], EndsWith("-> 00000000 step 2 of 3 [misbehaving: delay=5]"));
+    EXPECT_THAT(lines[3], EndsWith("  * keys of version 31 are new"));
+    EXPECT_THAT(lines[4], EndsWith("-> 00000000 step 2 of 3 [misbehaving: delay=5]"));
 }
 
 TEST(Journal, KeepsForeignTextOnOneShortLine) {
@@ -54,6 +57,7 @@ TEST(Journal, KeepsForeignTextOnOneShortLine) {
     exchange.session = "a\nb\x1B[31m";
     exchange.msgCd = std::string(5000, 'x') + "\n";
     exchange.verdicts.clear();
+    exchange.notes.clear();
     journal.Note(exchange);
     ASSERT_EQ(lines.size(), 2U);
     for (const std::string& line : lines) {
@@ -75,6 +79,8 @@ TEST(Journal, RecordsEachExchangeAsOneLineAtOnce) {
     EXPECT_EQ(object.Find("request")->text, "data={}");
     ASSERT_EQ(object.Find("verdicts")->items.size(), 2U);
     EXPECT_FALSE(object.Find("verdicts")->items[1].Find("accepted")->boolean);
+    EXPECT_EQ(object.Find("verdicts")->items[0].Find("title")->text, "select");
+    EXPECT_EQ(object.Find("notes")->items.at(0).text, "keys of version 31 are new");
     EXPECT_EQ(object.Find("misbehaviours")->items.at(0).text, "delay=5");
     EXPECT_EQ(object.Find("time")->text.size(), std::string("2024-01-31T23:59:59.000Z").size());
 }

@@ -125,10 +125,26 @@ TEST_F(ProgramTest, ServesAScriptOverHttpsAndGivesAnAccountInTheEnd) {
 TEST_F(ProgramTest, ServesPlainHttpQuietly) {
     Program program(folder, {"--http", "-q", "--scripts", SCRIPT_FOLDER});
     HttpClient client(program.Url());
-    EXPECT_THAT(client.Post(Opening("A", "demo.wallet")).body, HasSubstr("/0100A4040000/01"));
+    EXPECT_THAT(client.Post(Opening("A", "demo.card")).body, HasSubstr("/0100A4040000/01"));
     const Ended ended = program.End(SIGINT);
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.errors, "navo-keyserver: 1 session, 1 message, 1 connection, 0 TLS handshakes\n");
+}
+
+TEST_F(ProgramTest, ServesTheShippedCatalogueBesideScripts) {
+    Program program(
+        folder, {"--http", "--catalogue", CATALOGUE_FOLDER "/wallet.json", "--scripts", SCRIPT_FOLDER});
+    HttpClient client(program.Url());
+    EXPECT_THAT(client.Post(Opening("A", "demo.wallet")).body, HasSubstr("/0100A4040000/018050000008"));
+    EXPECT_THAT(client.Post(Opening("B", "demo.card")).body, HasSubstr("/0100A4040000/01"));
+    EXPECT_EQ(program.End(SIGINT).status, 0);
+}
+
+TEST_F(ProgramTest, ExitsWith2ForAWrongCatalogueAndNamesThePlace) {
+    const std::string file = folder.Write("catalogue.json", R"({"cardKeys": [{"version": 1}]})");
+    const Ended ended = Run({"--http", "--catalogue", file});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.errors, HasSubstr(file + ": /cardKeys/0/version: must be a text, not a number"));
 }
 
 TEST_F(ProgramTest, LogsMessagesOnStandardError) {

@@ -1,0 +1,134 @@
+// The shipped catalogue, and others, with the software card in one process.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "CatalogueSamples.h"
+#include "PlayedCard.h"
+#include "card/SoftwareCard.h"
+#include "keyserver/ApduText.h"
+
+using namespace KeyServer;
+using GlobalPlatform::FromHexText;
+using GlobalPlatform::HexText;
+using testing::Contains;
+using testing::Each;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+constexpr char ShippedCatalogue[] = CATALOGUE_FOLDER "/wallet.json";
+
+struct Course {
+    Turn last;
+    std::vector<std::string> notes;
+    std::size_t sets = 0;
+};
+
+// The agent's part: every command of a set goes to the card, whatever the status words are.
+std::string Relay(Card::SoftwareCard& card, const std::string& commandSet) {
+    std::string responses;
+    for (const std::string& command : ParseResponseSet(commandSet).responses) {
+        responses += "/01" + HexText(card.Transmit(FromHexText(command).value()));
+    }
+    return responses;
+}
+
+Course Provision(Card::SoftwareCard& card, const Service& service) {
+    card.Reset();
+    const auto dialogue = service.Open(AnyOpening());
+    Course course;
+    course.last = dialogue->Begin();
+    while (!course.last.Ends() && course.sets < 1000) {
+        ++course.sets;
+        course.last = dialogue->Continue(ParseResponseSet(Relay(card, course.last.commandSet)));
+        course.notes.insert(course.notes.end(), course.last.notes.begin(), course.last.notes.end());
+    }
+    return course;
+}
+
+class CardProvisioning : public testing::Test {
+protected:
+    // The shipped service with a member of its own.
+    std::shared_ptr<const CardService> Shipped(
+        const std::string& member = {}, const nlohmann::json& value = {}) {
+        nlohmann::json whole = nlohmann::json::parse(std::ifstream(ShippedCatalogue));
+        if (!member.empty()) {
+            whole["services"][0][member] = value;
+        }
+        return ParseCatalogue(whole.dump(), "shipped", CATALOGUE_FOLDER).front();
+    }
+
+    Card::SoftwareCard card{Card::Options()};
+};
+
+}  // namespace
+
+TEST_F(CardProvisioning, OfTheShippedCatalogueWorksAndWorksAgain) {
+    const auto service = Shipped();
+    const Course first = Provision(card, *service);
+    EXPECT_EQ(first.last.resultCode, ResultCode::Success) << first.last.description;
+    EXPECT_THAT(first.notes, Contains("keys of version 31 are new"));
+    const Course second = Provision(card, *service);
+    EXPECT_EQ(second.last.resultCode, ResultCode::Success) << second.last.description;
+    EXPECT_THAT(second.notes, Contains("keys of version 31 replace those of version 31"));
+    EXPECT_THAT(second.notes, Contains(StartsWith("application A00000084100010101: ")));
+}
+
+TEST_F(CardProvisioning, WorksAtEachSecurityLevelAndSetSize) {
+    for (const char* security : {"none", "mac", "mac+encryption"}) {
+        EXPECT_EQ(Provision(card, *Shipped("security", security)).last.resultCode, ResultCode::Success)
+            << security;
+    }
+    const Course small = Provision(card, *Shipped("commandsPerTurn", 1));
+    const Course large = Provision(card, *Shipped("commandsPerTurn", 64));
+    EXPECT_EQ(small.last.resultCode, ResultCode::Success);
+    EXPECT_EQ(large.last.resultCode, ResultCode::Success);
+    EXPECT_LT(large.sets, small.sets);
+}
+
+TEST_F(CardProvisioning, IsTheSameToTheByteWithAFixedHostChallenge) {
+    const auto service = Shipped("hostChallenge", "0102030405060708");
+    std::string sets[2];
+    for (std::string& each : sets) {
+        Card::SoftwareCard fresh{Card::Options()};
+        fresh.Reset();
+        const auto dialogue = service->Open(AnyOpening());
+        Turn turn = dialogue->Begin();
+        while (!turn.Ends()) {
+            each += turn.commandSet;
+            turn = dialogue->Continue(ParseResponseSet(Relay(fresh, turn.commandSet)));
+        }
+        EXPECT_EQ(turn.resultCode, ResultCode::Success);
+    }
+    EXPECT_EQ(sets[0], sets[1]);
+}
+
+TEST_F(CardProvisioning, EndsWhenTheCardIsFull) {
+    Card::Options options;
+    options.memory = 1000;
+    Card::SoftwareCard small(options);
+    const Course course = Provision(small, *Shipped());
+    EXPECT_EQ(course.last.resultCode, ResultCode::UnexpectedStatusWord);
+    EXPECT_THAT(course.last.description, HasSubstr("6A84, not enough memory space"));
+}
+
+TEST_F(CardProvisioning, OfManyCardsAtOnceByOneServiceIsAsManySessions) {
+    const auto service = Shipped();
+    std::vector<std::string> codes(6);
+    std::vector<std::thread> threads;
+    for (std::string& code : codes) {
+        threads.emplace_back([&code, &service] {
+            Card::SoftwareCard own{Card::Options()};
+            Provision(own, *service);
+            code = Provision(own, *service).last.resultCode;
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_THAT(codes, Each(ResultCode::Success));
+}
