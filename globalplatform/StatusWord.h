@@ -7,12 +7,19 @@ namespace GlobalPlatform {
 
 enum class StatusWord : std::uint16_t {
     Success = 0x9000,
+    ResponseWaiting = 0x6100,  // the length that waits is added, 0 for 256 and more
+    CardIsLocked = 0x6283,
+    AuthenticationFailed = 0x6300,
     MoreDataAvailable = 0x6310,
+    MemoryFailure = 0x6581,
     WrongLength = 0x6700,
     ChannelNotSupported = 0x6881,
+    SecureMessagingNotSupported = 0x6882,
     SecurityNotSatisfied = 0x6982,
+    AuthenticationBlocked = 0x6983,
     ConditionsNotSatisfied = 0x6985,
     WrongData = 0x6A80,
+    FunctionNotSupported = 0x6A81,
     FileNotFound = 0x6A82,
     NotEnoughMemory = 0x6A84,
     WrongParameters = 0x6A86,
@@ -20,6 +27,9 @@ enum class StatusWord : std::uint16_t {
     WrongExpectedLength = 0x6C00,  // the right length is added
     InstructionNotSupported = 0x6D00,
     ClassNotSupported = 0x6E00,
+    NoDiagnosis = 0x6F00,
+    AlgorithmNotSupported = 0x9484,
+    InvalidKeyCheckValue = 0x9485,
 };
 
 // Ends the command that is being carried out.

@@ -2,39 +2,62 @@
 
 #include <algorithm>
 
+#include "globalplatform/Aes.h"
+
 namespace Card {
 
 namespace {
 
-constexpr std::uint8_t AesKey = 0x88;
+// The set of three that a card has at first is no part of what it is sold as.
+constexpr std::uint64_t FirstKeysMemory = 3 * AesKeyLength;
 
-template <typename Item>
-Item* FindByAid(std::vector<Item>& items, const Bytes& aid) {
+constexpr std::uint8_t EncryptionKeyIdentifier = 1;
+constexpr std::uint8_t MacKeyIdentifier = 2;
+constexpr std::uint8_t DataEncryptionKeyIdentifier = 3;
+
+template <typename Items>
+auto FindByAid(Items& items, const Bytes& aid) -> decltype(items.data()) {
     const auto found =
-        std::find_if(items.begin(), items.end(), [&](const Item& item) { return item.aid == aid; });
+        std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.aid == aid; });
     return found == items.end() ? nullptr : &*found;
 }
 
-std::uint64_t DataMemory(const Application& application) {
+std::uint64_t DataMemory(const StoredData& data) {
     std::uint64_t size = 0;
-    for (const auto& object : application.data) {
-        size += object.second.size();
+    for (const auto& object : data) {
+        size += ObjectMemory + object.second.size();
     }
     return size;
 }
 
 }  // namespace
 
-// A card as its issuer hands it out: secured, with one set of three keys, and nothing installed.
-CardContent::CardContent() {
-    issuerDomain.aid = {0xA0, 0x00, 0x00, 0x01, 0x51, 0x00, 0x00, 0x00};
-    issuerDomain.privileges = {0x9E, 0xFE, 0x80};
-    issuerDomain.state = LifeCycle::CardSecured;
-    keys[0x01] = {{0x01, {AesKey, 16}}, {0x02, {AesKey, 16}}, {0x03, {AesKey, 16}}};
+bool KeySet::Complete() const {
+    return keys.count(EncryptionKeyIdentifier) != 0 && keys.count(MacKeyIdentifier) != 0 &&
+           keys.count(DataEncryptionKeyIdentifier) != 0;
 }
 
-LoadFile* CardContent::FindLoadFile(const Bytes& aid) {
+StaticKeys KeySet::Static() const {
+    return {
+        keys.at(EncryptionKeyIdentifier), keys.at(MacKeyIdentifier), keys.at(DataEncryptionKeyIdentifier)};
+}
+
+CardContent::CardContent(const Options& options) {
+    issuerDomain.aid = options.issuerAid;
+    issuerDomain.privileges = {0x9E, 0xFE, 0x80};
+    issuerDomain.state = options.lifeCycle;
+    keySets[options.keyVersion].keys = {
+        {EncryptionKeyIdentifier, options.keys.encryption},
+        {MacKeyIdentifier, options.keys.mac},
+        {DataEncryptionKeyIdentifier, options.keys.dataEncryption}};
+}
+
+const LoadFile* CardContent::FindLoadFile(const Bytes& aid) const {
     return FindByAid(loadFiles, aid);
+}
+
+const Application* CardContent::FindApplication(const Bytes& aid) const {
+    return FindByAid(applications, aid);
 }
 
 Application* CardContent::FindApplication(const Bytes& aid) {
@@ -42,24 +65,50 @@ Application* CardContent::FindApplication(const Bytes& aid) {
 }
 
 bool CardContent::IsTaken(const Bytes& aid) const {
-    const auto has = [&](const auto& item) { return item.aid == aid; };
-    return issuerDomain.aid == aid || std::any_of(loadFiles.begin(), loadFiles.end(), has) ||
-           std::any_of(applications.begin(), applications.end(), has);
+    return issuerDomain.aid == aid || FindLoadFile(aid) != nullptr || FindApplication(aid) != nullptr;
+}
+
+std::map<std::uint8_t, KeySet>::const_iterator CardContent::FirstCompleteSet() const {
+    return std::find_if(
+        keySets.begin(), keySets.end(), [](const auto& versioned) { return versioned.second.Complete(); });
 }
 
 std::uint64_t CardContent::UsedMemory() const {
-    std::uint64_t used = DataMemory(issuerDomain);
+    std::uint64_t used = DataMemory(issuerDomain.data);
     for (const LoadFile& file : loadFiles) {
-        used += file.size;
+        used += LoadFileMemory + file.size;
     }
     for (const Application& application : applications) {
-        used += application.size + DataMemory(application);
+        used += InstanceMemory + application.parameters + DataMemory(application.data);
     }
-    return used;
+    std::uint64_t keys = 0;
+    for (const auto& versioned : keySets) {
+        keys += versioned.second.keys.size() * AesKeyLength;
+    }
+    return used + keys - std::min(keys, FirstKeysMemory);
+}
+
+std::uint64_t FreeMemory(const CardContent& content, const Options& options) {
+    return options.memory - std::min(options.memory, content.UsedMemory());
+}
+
+bool IsAid(const Bytes& bytes) {
+    return bytes.size() >= 5 && bytes.size() <= 16;
 }
 
 bool BeginsWith(const Bytes& aid, const Bytes& beginning) {
     return aid.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), aid.begin());
+}
+
+bool IsCardState(std::uint8_t state) {
+    return state == LifeCycle::CardReady || state == LifeCycle::CardInitialized ||
+           state == LifeCycle::CardSecured || state == LifeCycle::CardLocked ||
+           state == LifeCycle::CardTerminated;
+}
+
+bool IsApplicationState(std::uint8_t state) {
+    const std::uint8_t unlocked = state & ~LifeCycle::LockedFlag;
+    return unlocked == LifeCycle::Installed || (unlocked & LifeCycle::Selectable) == LifeCycle::Selectable;
 }
 
 }  // namespace Card

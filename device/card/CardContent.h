@@ -1,19 +1,20 @@
-// What a card holds: load files, applications, keys, stored data, and the memory that they take.
+// What a card holds beyond its power: load files, applications, keys, stored data, states, and the memory
+// that they take.
 #pragma once
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "card/Options.h"
 #include "globalplatform/Bytes.h"
 
 namespace Card {
 
 using namespace GlobalPlatform;
 
-// Life-cycle states of GlobalPlatform, as they stand in GET STATUS.
+// GlobalPlatform Card Specification 2.3.1, 11.1.1: life-cycle states as they stand in GET STATUS.
 namespace LifeCycle {
 constexpr std::uint8_t Loaded = 0x01;
 constexpr std::uint8_t Installed = 0x03;
@@ -26,50 +27,79 @@ constexpr std::uint8_t CardLocked = 0x7F;
 constexpr std::uint8_t CardTerminated = 0xFF;
 }  // namespace LifeCycle
 
+// Of the first byte of an application's privileges, 11.1.2.
+constexpr std::uint8_t SecurityDomainPrivilege = 0x80;
+constexpr std::uint8_t CardResetPrivilege = 0x04;
+
+constexpr std::size_t PrivilegesLength = 3;
+constexpr std::uint32_t GreatestSequenceCounter = 0xFFFFFF;
+
+// By tag or by data grouping identifier.
+using StoredData = std::map<std::uint32_t, Bytes>;
+
 struct LoadFile {
     Bytes aid;
-    std::uint64_t size;  // of its code, in bytes
+    std::uint64_t size = 0;      // of its code, in bytes
+    std::vector<Bytes> modules;  // none when its code does not name them
 };
 
-// Something that can be selected: the issuer security domain or an installed application.
+// Something that can be selected: the issuer security domain, which has the card's state, or an installed
+// application.
 struct Application {
     Bytes aid;
     Bytes loadFile;
     Bytes module;
-    Bytes privileges;  // 1 or 3 bytes
+    Bytes privileges = Bytes(PrivilegesLength);
     std::uint8_t state = LifeCycle::Installed;
-    std::uint64_t size = 0;
-    std::map<std::uint32_t, Bytes> data;  // by tag or by data grouping identifier
+    std::uint64_t parameters = 0;  // their length
+    StoredData data;
 };
 
-struct Key {
-    std::uint8_t type;
-    std::uint8_t length;
+// Keys that share a version. All are of AES-128.
+struct KeySet {
+    std::uint32_t sequenceCounter = 0;
+    std::map<std::uint8_t, Bytes> keys;  // by identifier
+
+    // Whether a secure channel can be opened with it; Amendment D, 4.1.2.
+    bool Complete() const;
+    StaticKeys Static() const;  // of a complete one
 };
 
-// Type and length of each key by its identifier; the values themselves are not kept.
-using KeySet = std::map<std::uint8_t, Key>;
-
-class CardContent {
-public:
-    CardContent();
+struct CardContent {
+    // A card as its issuer hands it out: one set of keys, and nothing installed.
+    explicit CardContent(const Options& options);
 
     Application issuerDomain;
     std::vector<LoadFile> loadFiles;
-    std::vector<Application> applications;  // in the order of their installation
-    std::map<std::uint8_t, KeySet> keys;    // by version number
+    std::vector<Application> applications;    // in the order of their installation
+    std::map<std::uint8_t, KeySet> keySets;   // by version
+    std::uint32_t failedAuthentications = 0;  // since the last that succeeded
 
-    LoadFile* FindLoadFile(const Bytes& aid);
+    const LoadFile* FindLoadFile(const Bytes& aid) const;
+    const Application* FindApplication(const Bytes& aid) const;
     Application* FindApplication(const Bytes& aid);
     bool IsTaken(const Bytes& aid) const;
 
-    // Bytes of non-volatile memory in use.
+    // The complete set of the lowest version, or the end.
+    std::map<std::uint8_t, KeySet>::const_iterator FirstCompleteSet() const;
+
+    // Bytes of non-volatile memory that are in use beyond what a card has at first.
     std::uint64_t UsedMemory() const;
 };
 
-// What an application takes beside its stored data.
+// What an entry takes beside its code, its parameters and its value.
+constexpr std::uint64_t LoadFileMemory = 64;
 constexpr std::uint64_t InstanceMemory = 512;
+constexpr std::uint64_t ObjectMemory = 4;
 
+// 0 when there is less memory than the content takes.
+std::uint64_t FreeMemory(const CardContent& content, const Options& options);
+
+bool IsAid(const Bytes& bytes);
 bool BeginsWith(const Bytes& aid, const Bytes& beginning);
+
+// Whether the byte is a state that the standard knows, 5.1.1 and 5.3.1.
+bool IsCardState(std::uint8_t state);
+bool IsApplicationState(std::uint8_t state);
 
 }  // namespace Card

@@ -13,19 +13,25 @@ namespace Card {
 using GlobalPlatform::Bytes;
 
 struct Options {
-    // The plain card: issuer domain A000000151000000, keys 40..4F three times under version 1, memory only.
+    // The plain card: issuer domain A000000151000000, secured, keys 40..4F three times under version 1, kept
+    // nowhere.
     Options();
 
-    Bytes atr;        // at most 33 bytes
-    Bytes cplc;       // 42 bytes
-    Bytes issuerAid;  // of the issuer security domain, 5 to 16 bytes
+    Bytes atr;           // at most 33 bytes
+    Bytes cplc;          // 42 bytes
+    Bytes issuerNumber;  // issuer identification number, ISO 7812, until STORE DATA sets another
 
     // Of a card that is new; a state file has its own.
-    GlobalPlatform::StaticKeys keys;
-    std::uint8_t keyVersion = 1;  // 1 to 127
+    Bytes issuerAid;                  // of the issuer security domain, 5 to 16 bytes
+    GlobalPlatform::StaticKeys keys;  // 16 bytes each
+    std::uint8_t keyVersion = 1;      // 1 to 127
+    std::uint8_t lifeCycle = 0x0F;    // GlobalPlatform Card Specification 2.3.1, 5.1.1: 01, 07, 0F, 7F or FF
 
     std::uint64_t memory = 1310720;  // non-volatile, of an empty card, in bytes
     std::uint64_t volatileMemory = 32768;
+
+    // How often in a row authentication may fail before the card refuses it for ever.
+    std::uint32_t authenticationAttempts = 10;
 
     // Where the card's content lasts beyond the process; empty: nowhere.
     std::string stateFile;
@@ -33,5 +39,8 @@ struct Options {
     // Long answers and wrong expected lengths in the manner of the protocol T=0.
     bool byteProtocol = false;
 };
+
+// Throws std::invalid_argument that names what cannot be.
+void Check(const Options& options);
 
 }  // namespace Card

@@ -1,57 +1,41 @@
-// A secure element in software, modelled on a GlobalPlatform card. It keeps the order of a provisioning
-// session and what the session leaves behind.
+// A secure element in software: a card of the GlobalPlatform Card Specification 2.3.1 with the Secure Channel
+// Protocol 03 of its Amendment D. It keeps a provisioning session's order and verifies its codes, holds keys
+// and data, and carries out no code.
 #pragma once
 
-#include <optional>
+#include <memory>
 
-#include "card/CardContent.h"
-#include "card/CardManagement.h"
 #include "card/Options.h"
-#include "globalplatform/CommandApdu.h"
-#include "globalplatform/StatusWord.h"
 
 namespace Card {
 
-// Not safe for use by several threads at once.
+// Not to be used by several threads at once.
 class SoftwareCard {
 public:
-    // Throws std::runtime_error, with file and cause, when the state file is damaged or in use elsewhere.
-    explicit SoftwareCard(Options initialOptions);
+    // A card whose content comes from its state file, or a new one. Throws std::invalid_argument for options
+    // that cannot be, and std::runtime_error, with file and cause, when the state file is damaged, in use
+    // elsewhere or not to be written. A damaged file stays as it is.
+    explicit SoftwareCard(Options options);
+    ~SoftwareCard();
+    SoftwareCard(const SoftwareCard&) = delete;
+    SoftwareCard& operator=(const SoftwareCard&) = delete;
 
-    // Takes over other options; what the card holds stays.
-    void Configure(Options newOptions);
+    // Takes over other options; what the card holds and the session stay. With another state file it is the
+    // card of that file, after a reset. Throws as the constructor does, and everything is as before then.
+    void Configure(Options options);
 
-    // Warm reset: the issuer domain is selected and no session is open. The answer-to-reset.
+    // Warm reset: nothing is selected but what the card selects by itself, and no session is open. The
+    // answer-to-reset.
     Bytes Reset();
 
     // One command APDU as ISO 7816-4 has it, of any length, even malformed. The response ends with the status
-    // word.
+    // word. A command that changes the content succeeds only when the change is in the state file. Throws
+    // nothing but std::bad_alloc.
     Bytes Transmit(const Bytes& command);
 
 private:
-    enum class Authentication { None, Challenged, Done };
-
-    Bytes Carry(const CommandApdu& apdu);
-    Bytes Dispatch(CommandApdu apdu);
-    Bytes Select(const CommandApdu& apdu);
-    Application* FindSelectable(const Bytes& name, bool next);
-    Bytes GetData(const CommandApdu& apdu);
-    Bytes IssuerData(std::uint32_t tag);
-    Bytes InitializeUpdate(const CommandApdu& apdu);
-    Bytes ExternalAuthenticate(const CommandApdu& apdu);
-    Bytes Manage(CommandApdu apdu, StatusWord* status);
-    static Bytes Finish(Bytes response, const std::optional<std::size_t>& expectedLength, StatusWord status);
-    void EndSession();
-    bool IssuerDomainSelected() const { return selected == content.issuerDomain.aid; }
-
-    Options options;
-    CardContent content;
-    CardManagement management;
-
-    Bytes selected;  // AID
-    Authentication authentication = Authentication::None;
-    std::uint8_t securityLevel = 0;
-    std::uint32_t sequenceCounter = 0;
+    class Body;
+    std::unique_ptr<Body> body;
 };
 
 }  // namespace Card

@@ -1,34 +1,82 @@
-// A software card in a test's hand.
+// A software card in a test's hand, and the host's end of a secure channel to it.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "card/SoftwareCard.h"
+#include "globalplatform/Aes.h"
+#include "globalplatform/Scp03.h"
 
 class CardDesk : public ::testing::Test {
 protected:
-    CardDesk() : card(std::make_unique<Card::SoftwareCard>(settings)) { card->Reset(); }
+    using Bytes = GlobalPlatform::Bytes;
+    using Level = GlobalPlatform::SecurityLevel;
+
+    CardDesk() { Restart(); }
+
+    // A card made anew from the options.
+    void Restart() {
+        card.reset();
+        card = std::make_unique<Card::SoftwareCard>(options);
+        channel.reset();
+    }
 
     // Command and response as hexadecimal text; blanks in the command do not count.
     std::string Send(const std::string& command) {
-        return GlobalPlatform::HexText(card->Transmit(GlobalPlatform::FromHexText(command).value()));
+        return GlobalPlatform::HexText(card->Transmit(FromHex(command)));
     }
 
-    std::string StatusOf(const std::string& command) {
-        const std::string response = Send(command);
-        return response.substr(response.size() - 4);
+    // As Send, but protected as the open channel asks for.
+    std::string SendProtected(const std::string& command) { return Send(Protected(command)); }
+
+    std::string Protected(const std::string& command) {
+        const std::optional<GlobalPlatform::CommandApdu> plain =
+            GlobalPlatform::ParseCommand(FromHex(command));
+        return GlobalPlatform::HexText(GlobalPlatform::EncodeCommand(channel->Wrap(plain.value(), level)));
     }
 
-    // Opens a session without secure messaging.
-    void Authenticate() {
-        ASSERT_EQ(StatusOf("80500000 08 0102030405060708 00"), "9000");
-        ASSERT_EQ(StatusOf("84820000 10 A1A2A3A4A5A6A7A8 B1B2B3B4B5B6B7B8"), "9000");
+    std::string StatusOf(const std::string& command) { return StatusIn(Send(command)); }
+
+    static std::string StatusIn(const std::string& response) {
+        return response.size() < 4 ? response : response.substr(response.size() - 4);
     }
 
-    // A load file of 20 bytes of code, and one selectable instance of it.
+    static Bytes FromHex(const std::string& text) { return GlobalPlatform::FromHexText(text).value(); }
+
+    // INITIALIZE UPDATE with the keys of the options; the cryptogram of the card is checked.
+    void Initialize(std::uint8_t version = 0) {
+        const Bytes hostChallenge = FromHex("0102030405060708");
+        const Bytes response =
+            FromHex(Send("8050" + GlobalPlatform::HexText({version}) + "00 08 0102030405060708 00"));
+        ASSERT_EQ(response.size(), 32 + 2u) << GlobalPlatform::HexText(response);
+        const Bytes cardChallenge(response.begin() + 13, response.begin() + 21);
+        const GlobalPlatform::SessionKeys keys =
+            GlobalPlatform::DeriveSessionKeys(hostKeys, hostChallenge, cardChallenge);
+        ASSERT_EQ(
+            Bytes(response.begin() + 21, response.begin() + 29),
+            GlobalPlatform::CardCryptogram(keys, hostChallenge, cardChallenge));
+        hostCryptogram = GlobalPlatform::HostCryptogram(keys, hostChallenge, cardChallenge);
+        channel.emplace(keys);
+    }
+
+    // EXTERNAL AUTHENTICATE as it answers the last challenge.
+    std::string Authentication(Level wanted = Level::None) {
+        level = wanted;
+        return Protected(
+            "8082" + GlobalPlatform::HexText({static_cast<std::uint8_t>(wanted)}) + "00 08" +
+            GlobalPlatform::HexText(hostCryptogram));
+    }
+
+    void Authenticate(Level wanted = Level::None, std::uint8_t version = 0) {
+        Initialize(version);
+        ASSERT_EQ(Send(Authentication(wanted)), "9000");
+    }
+
+    // A load file of 20 bytes of code, and one selectable instance of it; in a channel without protection.
     void LoadFile() {
         ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
         ASSERT_EQ(StatusOf("80E80000 0A C414 0102030405060708"), "9000");
@@ -40,12 +88,24 @@ protected:
     static constexpr char InstallFields[] =
         "07A0000009990001 08A000000999000101 08A000000999000102 0100 02C900 00";
 
+    // One key of PUT KEY: type, encrypted value and check value.
+    std::string KeyField(const std::string& key) const {
+        const Bytes value = FromHex(key);
+        const Bytes encrypted = GlobalPlatform::AesEncryptCbc(hostKeys.dataEncryption, Bytes(16), value);
+        return "881110" + GlobalPlatform::HexText(encrypted) + "03" +
+               GlobalPlatform::HexText(GlobalPlatform::AesKeyCheckValue(value));
+    }
+
     // Free non-volatile memory as the card tells it.
     unsigned long FreeMemory() {
         const std::string response = Send("80CAFF2100");
         return std::stoul(response.substr(18, 8), nullptr, 16);
     }
 
-    Card::Options settings;
+    Card::Options options;
+    GlobalPlatform::StaticKeys hostKeys = options.keys;
     std::unique_ptr<Card::SoftwareCard> card;
+    std::optional<GlobalPlatform::SecureMessaging> channel;
+    Level level = Level::None;
+    Bytes hostCryptogram;
 };

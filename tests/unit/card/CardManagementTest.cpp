@@ -1,5 +1,6 @@
 // A provisioning session on the software card, and what it leaves behind.
 #include "CardDesk.h"
+#include "card/CardContent.h"
 
 namespace {
 
@@ -12,8 +13,11 @@ protected:
 
 TEST_F(CardManagement, ListsTheIssuerSecurityDomain) {
     EXPECT_EQ(Send("80F28000 02 4F00 00"), "08A0000001510000000F9E9000");
-    EXPECT_EQ(Send("80F28002 02 4F00 00"), "E3134F08A0000001510000009F70010FC5039EFE809000");
-    EXPECT_EQ(Send("80F28000 05 4F03A00002"), "6A88");
+    EXPECT_EQ(
+        Send("80F28002 02 4F00 00"), "E31D4F08A0000001510000009F70010FC5039EFE80CC08A0000001510000009000");
+    EXPECT_EQ(
+        Send("80F28000 05 4F03A00002 00"),
+        "08A0000001510000000F9E9000");  // there is one, whatever is searched
 }
 
 TEST_F(CardManagement, ListsNothingOnACardWithoutApplications) {
@@ -35,7 +39,9 @@ TEST_F(CardManagement, LoadsInstallsAndSelectsAnApplication) {
     EXPECT_EQ(Send("00A4040008A00000099900010200"), "6A82");
     InstallApplication();
     EXPECT_EQ(Send("80F24000 02 4F00 00"), "08A00000099900010207009000");
-    EXPECT_EQ(Send("80F24002 02 4F00 00"), "E31A4F08A0000009990001029F700107C50100C407A00000099900019000");
+    EXPECT_EQ(
+        Send("80F24002 02 4F00 00"),
+        "E3264F08A0000009990001029F700107C503000000C407A0000009990001CC08A0000001510000009000");
     EXPECT_EQ(Send("00A4040008A00000099900010200"), "6F0C8408A000000999000102A5009000");
     EXPECT_EQ(Send("80F28000024F00"), "6D00");
     EXPECT_EQ(Send("80CA9F7F00"), "6A88");
@@ -54,9 +60,9 @@ TEST_F(CardManagement, MakesAnInstalledApplicationSelectableLater) {
 TEST_F(CardManagement, TakesMemoryForCodeAndApplicationsAndGivesItBack) {
     const unsigned long before = FreeMemory();
     LoadFile();
-    EXPECT_EQ(FreeMemory(), before - 20);
+    EXPECT_EQ(FreeMemory(), before - 20 - Card::LoadFileMemory);
     InstallApplication();
-    EXPECT_LT(FreeMemory(), before - 20);
+    EXPECT_EQ(FreeMemory(), before - 20 - Card::LoadFileMemory - 2 - Card::InstanceMemory);
     EXPECT_EQ(Send("80CAFF2100").substr(6, 8), "81020001");
     EXPECT_EQ(Send("80E40080 09 4F07A0000009990001"), "009000");
     EXPECT_EQ(FreeMemory(), before);
@@ -65,18 +71,19 @@ TEST_F(CardManagement, TakesMemoryForCodeAndApplicationsAndGivesItBack) {
 }
 
 TEST_F(CardManagement, HasNoRoomForMoreThanItsMemory) {
-    settings.memory = 15;
-    card->Configure(settings);
+    options.memory = 15 + Card::LoadFileMemory;
+    card->Configure(options);
     ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
     EXPECT_EQ(StatusOf("80E80000 0A C414 0102030405060708"), "9000");
-    EXPECT_EQ(Send("80E88001 0C 090A0B0C0D0E0F1011121314"), "6A84");
+    EXPECT_EQ(Send("80E80001 46 " + std::string(2 * 70, '0')), "6A84");
     EXPECT_EQ(Send("80E88001 0C 090A0B0C0D0E0F1011121314"), "6985");  // the file was given up
-    settings.memory = 100;
-    card->Configure(settings);
+    options.memory = 20 + Card::LoadFileMemory + Card::InstanceMemory + 1;
+    card->Configure(options);
     LoadFile();
     EXPECT_EQ(Send(std::string("80E60C00 20") + InstallFields), "6A84");
-    settings.memory = 5;
-    card->Configure(settings);
+    EXPECT_EQ(FreeMemory(), Card::InstanceMemory + 1);
+    options.memory = 5;
+    card->Configure(options);
     EXPECT_EQ(FreeMemory(), 0u);
 }
 
@@ -110,7 +117,7 @@ TEST_F(CardManagement, RefusesAFileThatIsNoLoadBlock) {
         EXPECT_EQ(Send(std::string("80E88000") + block), "6A80") << block;
     }
     ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
-    EXPECT_EQ(Send("80E88000 06 E20101 C40101"), "009000");
+    EXPECT_EQ(Send("80E88000 06 E20101 C40101"), "6A80");
 }
 
 TEST_F(CardManagement, RefusesAnInstallationThatCannotBe) {
@@ -164,8 +171,10 @@ TEST_F(CardManagement, StoresDataOfTheIssuerDomainInTags) {
 
 TEST_F(CardManagement, ChecksTheOrderAndTheFormOfStoredData) {
     EXPECT_EQ(Send("80E20801 05 0101 02 AABB"), "6A86");
-    EXPECT_EQ(Send("80E20800 05 0101 03 AABB"), "6A80");
-    EXPECT_EQ(Send("80E20800 02 0101"), "6A80");
+    EXPECT_EQ(Send("80E28800 05 0101 03 AABB"), "6A80");
+    EXPECT_EQ(Send("80E28800 02 0101"), "6A80");
+    EXPECT_EQ(Send("80E29000 05 4284000000"), "6A80");
+    EXPECT_EQ(Send("80E29000 05 5F80808001"), "6A80");
     EXPECT_EQ(Send("80E20800 05 0101 02 AABB"), "9000");
     EXPECT_EQ(Send("80E20800 05 0101 02 AABB"), "6A86");
     EXPECT_EQ(Send("80E29800 05 0101 02 AABB"), "6A86");
@@ -175,37 +184,12 @@ TEST_F(CardManagement, ChecksTheOrderAndTheFormOfStoredData) {
 TEST_F(CardManagement, TakesStoredDataFromTheFreeMemory) {
     const unsigned long before = FreeMemory();
     EXPECT_EQ(Send("80E29000 06 4204 01020304"), "9000");
-    EXPECT_EQ(FreeMemory(), before - 4);
-    settings.memory = 8;
-    card->Configure(settings);
+    EXPECT_EQ(FreeMemory(), before - 4 - Card::ObjectMemory);
+    options.memory = 8 + 7;
+    card->Configure(options);
     EXPECT_EQ(Send("80E29000 06 4504 01020304"), "6A84");
-}
-
-TEST_F(CardManagement, AddsAndReplacesKeys) {
-    const std::string key = "88 10 00112233445566778899AABBCCDDEEFF 03 010203";
-    EXPECT_EQ(Send("80D80081 17 30" + key), "300102039000");
-    EXPECT_EQ(StatusOf("80CA00E000"), "9000");
-    EXPECT_NE(Send("80CA00E000").find("C00401308810"), std::string::npos);
-    EXPECT_EQ(Send("80D80081 17 30" + key), "6A80");
-    EXPECT_EQ(Send("80D83181 17 30" + key), "6A88");
-    EXPECT_EQ(Send("80D83081 17 31" + key), "310102039000");
-    EXPECT_EQ(Send("80CA00E000").find("C00401308810"), std::string::npos);
-    EXPECT_NE(Send("80CA00E000").find("C00401318810"), std::string::npos);
-    EXPECT_EQ(Send("80D80081 00"), "6A80");
-    EXPECT_EQ(Send("80D80081 01 30"), "6A80");
-    EXPECT_EQ(Send("80D80081 03 308810"), "6A80");
-}
-
-TEST_F(CardManagement, DeletesKeysButNotTheLast) {
-    const std::string key = "88 10 00112233445566778899AABBCCDDEEFF 03 010203";
-    EXPECT_EQ(Send("80E40000 03 D20101"), "6985");
-    ASSERT_EQ(StatusOf("80D80081 17 30" + key), "9000");
-    EXPECT_EQ(Send("80E40000 06 D00104 D20101"), "6A88");
-    EXPECT_EQ(Send("80E40000 06 D00103 D20101"), "009000");
-    EXPECT_EQ(Send("80E40000 03 D20101"), "009000");
-    EXPECT_EQ(Send("80E40000 03 D20101"), "6A88");
-    EXPECT_EQ(Send("80CA00E000"), "E006C004013088109000");
-    EXPECT_EQ(Send("80E40000 03 D00101"), "6A80");
+    EXPECT_EQ(Send("80E29000 05 4503 010203"), "9000");
+    EXPECT_EQ(FreeMemory(), 0u);
 }
 
 TEST_F(CardManagement, LocksAndUnlocksAnApplication) {
@@ -231,12 +215,16 @@ TEST_F(CardManagement, ChangesTheStateOfAnApplicationThatIsThere) {
 
 TEST_F(CardManagement, MovesTheCardForwardInItsLifeOnly) {
     EXPECT_EQ(Send("80F08007"), "6985");
+    EXPECT_EQ(Send("80F08001"), "6985");
     EXPECT_EQ(Send("80F0807F"), "9000");
     EXPECT_EQ(Send("80F28000 02 4F00 00"), "08A0000001510000007F9E9000");
     EXPECT_EQ(Send("80F0800F"), "9000");
     EXPECT_EQ(Send("80F08033"), "6A86");
     EXPECT_EQ(Send("80F080FF"), "9000");
     EXPECT_EQ(Send("80F0800F"), "6985");
+    EXPECT_EQ(Send("80F28000 02 4F00"), "6985");
+    EXPECT_EQ(Send("00A4040000"), "6985");
+    EXPECT_EQ(StatusOf("80CA9F7F00"), "9000");
 }
 
 TEST_F(CardManagement, SelectsTheNextApplicationOfTheSameBeginning) {

@@ -118,14 +118,14 @@ TEST_F(CardAnswers, LeaveTheCardAsItIs) {
 
 TEST_F(CardAnswers, DoNotMakeTheCardForgetWhatItHolds) {
     Answer("");
-    EXPECT_EQ(Send("80500000080102030405060708").size(), 62u);
+    EXPECT_EQ(Send("80500000080102030405060708").size(), 68u);
     Answer("answer 0001=9000\n");
-    EXPECT_EQ(Send("848200001000000000000000000000000000000000"), "9000");
+    EXPECT_EQ(Send("848200001000000000000000000000000000000000"), "6300");  // the challenge is still there
 }
 
 TEST_F(CardAnswers, GoWithANewCardForAnotherFile) {
     Answer("");
-    EXPECT_EQ(Send("80500000080102030405060708").size(), 62u);
+    EXPECT_EQ(Send("80500000080102030405060708").size(), 68u);
     configuration.path = "other.conf";
     configuration.number = ++number;
     EXPECT_EQ(Send("848200001000000000000000000000000000000000"), "6985");

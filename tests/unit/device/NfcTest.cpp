@@ -172,15 +172,15 @@ TEST_F(Nfc, ResetsTheCardWhenTheFirstChannelOpens) {
     const nfc_se_h first = Open();
     Send(first, "8050000008010203040506070800");
     EXPECT_EQ(Send(first, "8482000010000000000000000000000000000000009000").substr(0, 4), "6700");
+    const std::string authentication = "848200001000000000000000000000000000000000";
     Send(first, "8050000008010203040506070800");
-    EXPECT_EQ(Send(first, "848200001000000000000000000000000000000000"), "9000");
     const nfc_se_h second = Open();
-    EXPECT_EQ(
-        Send(second, "80F28000024F00").substr(0, 2), "08");  // the session goes on beside the new channel
+    EXPECT_EQ(Send(second, authentication), "6300");  // the challenge is there beside the new channel
+    Send(second, "8050000008010203040506070800");
     Close(second);
     Close(first);
     const nfc_se_h third = Open();
-    EXPECT_EQ(Send(third, "80F28000024F00"), "6982");
+    EXPECT_EQ(Send(third, authentication), "6985");
     Close(third);
 }
 

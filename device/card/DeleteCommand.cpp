@@ -1,0 +1,98 @@
+#include <algorithm>
+
+#include "card/Commands.h"
+#include "card/Fields.h"
+
+namespace Card {
+
+namespace {
+
+constexpr std::uint8_t OnlyObject = 0x00;
+constexpr std::uint8_t WithRelatedObjects = 0x80;
+
+constexpr std::uint32_t KeyIdentifierTag = 0xD0;
+constexpr std::uint32_t KeyVersionTag = 0xD2;
+
+template <typename Items, typename Predicate>
+void Remove(Items& items, Predicate predicate) {
+    items.erase(std::remove_if(items.begin(), items.end(), predicate), items.end());
+}
+
+// A load file goes only when nothing was installed from it, or together with that; 11.2.2.3.1 and 9.5.
+void DeleteObject(CardContent& content, const Bytes& aid, bool withRelated) {
+    const auto isIt = [&](const auto& each) { return each.aid == aid; };
+    if (content.FindApplication(aid) != nullptr) {
+        Remove(content.applications, isIt);
+        return;
+    }
+    if (content.FindLoadFile(aid) == nullptr) {
+        const bool issuer = aid == content.issuerDomain.aid;
+        Refuse(issuer ? StatusWord::ConditionsNotSatisfied : StatusWord::ReferencedDataNotFound);
+    }
+    const auto isOfFile = [&](const Application& each) { return each.loadFile == aid; };
+    const auto& applications = content.applications;
+    if (!withRelated && std::any_of(applications.begin(), applications.end(), isOfFile)) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    Remove(content.applications, isOfFile);
+    Remove(content.loadFiles, isIt);
+}
+
+std::optional<std::uint8_t> KeyNumber(const Bytes* value) {
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    if (value->size() != 1) {
+        Refuse(StatusWord::WrongData);
+    }
+    return value->front();
+}
+
+// One key; or all keys of a version, or with an identifier, where only that is given; 11.2.2.3.2. The card
+// keeps a set that opens a channel.
+void DeleteKeys(
+    CardContent& content, std::optional<std::uint8_t> identifier, std::optional<std::uint8_t> version) {
+    std::size_t deleted = 0;
+    for (auto& [setVersion, set] : content.keySets) {
+        if (version && setVersion != *version) {
+            continue;
+        }
+        deleted += identifier ? set.keys.erase(*identifier) : set.keys.size();
+        if (!identifier) {
+            set.keys.clear();
+        }
+    }
+    if (deleted == 0) {
+        Refuse(StatusWord::ReferencedDataNotFound);
+    }
+    for (auto set = content.keySets.begin(); set != content.keySets.end();) {
+        set = set->second.keys.empty() ? content.keySets.erase(set) : std::next(set);
+    }
+    if (content.FirstCompleteSet() == content.keySets.end()) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+}
+
+}  // namespace
+
+Answer Delete(Runtime& card, const CommandApdu& command) {
+    if (command.p1 != 0 || (command.p2 != OnlyObject && command.p2 != WithRelatedObjects)) {
+        Refuse(StatusWord::WrongParameters);
+    }
+    const std::vector<TlvObject> objects = Objects(command.data);
+    const Bytes* identifier = FindObject(objects, KeyIdentifierTag);
+    const Bytes* version = FindObject(objects, KeyVersionTag);
+    const std::size_t keyObjects = (identifier != nullptr ? 1U : 0U) + (version != nullptr ? 1U : 0U);
+    CardContent changed = card.Content();
+    if (objects.size() == 1 && objects.front().tag == AidTag) {
+        DeleteObject(changed, objects.front().value, command.p2 == WithRelatedObjects);
+    } else if (!objects.empty() && objects.size() == keyObjects) {
+        DeleteKeys(changed, KeyNumber(identifier), KeyNumber(version));
+    } else {
+        Refuse(StatusWord::WrongData);
+    }
+    card.Commit(std::move(changed));
+    return NoConfirmation();
+}
+
+}  // namespace Card

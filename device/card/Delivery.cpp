@@ -1,0 +1,106 @@
+#include "card/Delivery.h"
+
+#include <algorithm>
+
+namespace Card {
+
+namespace {
+
+constexpr std::uint8_t GetResponseCode = 0xC0;
+constexpr std::size_t LongestPart = 256;
+constexpr std::uint8_t ProprietaryFlag = 0x80;
+
+Bytes Whole(Answer answer) {
+    Append(answer.data, StatusBytes(answer.status));
+    return std::move(answer.data);
+}
+
+}  // namespace
+
+Bytes StatusBytes(StatusWord status, std::size_t added) {
+    return BigEndian(static_cast<std::uint16_t>(status) | (added & 0xFF), 2);
+}
+
+// In the manner of T=1, an answer that is too long for the expected length has its right length told where
+// one byte can tell it, and else comes in parts. Without an expected length, it comes as if the greatest had
+// been given.
+Bytes Delivery::Deliver(Answer answer, const CommandApdu& command, bool byteProtocol) {
+    waiting.reset();
+    if (answer.data.empty()) {
+        return Whole(std::move(answer));
+    }
+    if (byteProtocol) {
+        return DeliverByBytes(std::move(answer), command);
+    }
+    const std::size_t greatest = command.extended ? 65536 : LongestPart;
+    const std::size_t expected = command.expectedLength.value_or(greatest);
+    if (answer.data.size() <= expected) {
+        return Whole(std::move(answer));
+    }
+    if (answer.data.size() <= LongestPart) {
+        return StatusBytes(StatusWord::WrongExpectedLength, answer.data.size());
+    }
+    if (expected < LongestPart) {
+        return StatusBytes(StatusWord::WrongExpectedLength, LongestPart);
+    }
+    waiting = std::move(answer);
+    return NextPart(expected);
+}
+
+// A command with data cannot tell an expected length, so its answer waits. One without data expects exactly
+// as many bytes as there are.
+Bytes Delivery::DeliverByBytes(Answer answer, const CommandApdu& command) {
+    if (!command.data.empty()) {
+        return Announce(std::move(answer));
+    }
+    const std::size_t part = std::min(answer.data.size(), LongestPart);
+    if (command.expectedLength.value_or(0) != part) {
+        return StatusBytes(StatusWord::WrongExpectedLength, part);
+    }
+    waiting = std::move(answer);
+    return NextPart(part);
+}
+
+Bytes Delivery::Announce(Answer answer) {
+    waiting = std::move(answer);
+    return StatusBytes(StatusWord::ResponseWaiting, std::min(waiting->data.size(), LongestPart));
+}
+
+Bytes Delivery::NextPart(std::size_t length) {
+    Bytes part = First(waiting->data, length);
+    waiting->data = Last(waiting->data, waiting->data.size() - part.size());
+    if (waiting->data.empty()) {
+        Append(part, StatusBytes(waiting->status));
+        waiting.reset();
+    } else {
+        Append(part, StatusBytes(StatusWord::ResponseWaiting, std::min(waiting->data.size(), LongestPart)));
+    }
+    return part;
+}
+
+bool Delivery::Continues(const Bytes& command, bool byteProtocol) const {
+    const bool isGetResponse =
+        command.size() >= 4 && (command[0] & ~ProprietaryFlag) == 0 && command[1] == GetResponseCode;
+    return isGetResponse && (byteProtocol || waiting);
+}
+
+Bytes Delivery::Continue(const Bytes& command, bool byteProtocol) {
+    const std::optional<CommandApdu> apdu = ParseCommand(command);
+    if (!apdu || !apdu->data.empty()) {
+        return StatusBytes(StatusWord::WrongLength);
+    }
+    if (apdu->p1 != 0 || apdu->p2 != 0) {
+        return StatusBytes(StatusWord::WrongParameters);
+    }
+    if (!waiting) {
+        return StatusBytes(StatusWord::ConditionsNotSatisfied);
+    }
+    const std::size_t left = std::min(waiting->data.size(), LongestPart);
+    const std::size_t expected = apdu->expectedLength.value_or(LongestPart);
+    if (byteProtocol && expected > left) {
+        return StatusBytes(StatusWord::WrongExpectedLength, left);
+    }
+    return NextPart(expected);
+}
+
+}  // namespace Card

@@ -1,0 +1,34 @@
+// How answers reach the reader: within the length that it expects, or in parts that it asks for; ISO 7816-4,
+// 5.1.3 and 11.8.1 (GET RESPONSE), and ISO 7816-3, 12.2, for the protocol T=0.
+#pragma once
+
+#include <optional>
+
+#include "card/Runtime.h"
+
+namespace Card {
+
+class Delivery {
+public:
+    // The response, with its status word, to the command that gave this answer.
+    Bytes Deliver(Answer answer, const CommandApdu& command, bool byteProtocol);
+
+    // Whether the bytes are GET RESPONSE and the manner, or an answer that waits, gives it a meaning.
+    bool Continues(const Bytes& command, bool byteProtocol) const;
+
+    // The next part of the answer that waits.
+    Bytes Continue(const Bytes& command, bool byteProtocol);
+
+    void Forget() { waiting.reset(); }
+
+private:
+    Bytes DeliverByBytes(Answer answer, const CommandApdu& command);
+    Bytes Announce(Answer answer);
+    Bytes NextPart(std::size_t length);
+
+    std::optional<Answer> waiting;
+};
+
+Bytes StatusBytes(StatusWord status, std::size_t added = 0);
+
+}  // namespace Card

@@ -1,0 +1,31 @@
+#include "card/Runtime.h"
+
+namespace Card {
+
+namespace {
+
+Options Checked(Options options) {
+    Check(options);
+    return options;
+}
+
+}  // namespace
+
+Runtime::Runtime(Options initialOptions) : options(Checked(std::move(initialOptions))), store(options) {}
+
+void Runtime::EndChannel() {
+    const Bytes selected = session.selected;
+    session = Session();
+    session.selected = selected;
+}
+
+// What takes no more memory than before is let through also on a card whose memory was made smaller.
+void Runtime::Commit(CardContent changed) {
+    const std::uint64_t needed = changed.UsedMemory();
+    if (needed > options.memory && needed > Content().UsedMemory()) {
+        Refuse(StatusWord::NotEnoughMemory);
+    }
+    store.Commit(std::move(changed));
+}
+
+}  // namespace Card

@@ -1,0 +1,105 @@
+// Opening of a secure channel: GlobalPlatform Card Specification, Amendment D (version 1.1.2), 7.1.
+#include "card/Commands.h"
+#include "globalplatform/Aes.h"
+
+namespace Card {
+
+namespace {
+
+std::map<std::uint8_t, KeySet>::const_iterator FindKeySet(const CardContent& content, std::uint8_t version) {
+    return version == 0 ? content.FirstCompleteSet() : content.keySets.find(version);
+}
+
+// A channel that repeats its counter would repeat its keys, so the new counter lasts before anything is said.
+std::uint32_t NextSequenceCounter(Runtime& card, std::uint8_t version) {
+    CardContent changed = card.Content();
+    std::uint32_t& counter = changed.keySets.at(version).sequenceCounter;
+    if (counter == GreatestSequenceCounter) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    const std::uint32_t next = ++counter;
+    card.Commit(std::move(changed));
+    return next;
+}
+
+void CountFailures(Runtime& card, std::uint32_t count) {
+    if (card.Content().failedAuthentications != count) {
+        CardContent changed = card.Content();
+        changed.failedAuthentications = count;
+        card.Commit(std::move(changed));
+    }
+}
+
+[[noreturn]] void FailAuthentication(Runtime& card, StatusWord status) {
+    CountFailures(card, card.Content().failedAuthentications + 1);
+    Refuse(status);
+}
+
+bool IsLevel(std::uint8_t level) {
+    return level == static_cast<std::uint8_t>(SecurityLevel::None) ||
+           level == static_cast<std::uint8_t>(SecurityLevel::CommandMac) ||
+           level == static_cast<std::uint8_t>(SecurityLevel::CommandMacAndDecryption);
+}
+
+}  // namespace
+
+Answer InitializeUpdate(Runtime& card, const CommandApdu& command) {
+    if (command.p2 != 0) {
+        Refuse(StatusWord::WrongParameters);
+    }
+    if (command.data.size() != ChallengeLength) {
+        Refuse(StatusWord::WrongLength);
+    }
+    const CardContent& content = card.Content();
+    const auto found = FindKeySet(content, command.p1);
+    if (found == content.keySets.end() || !found->second.Complete()) {
+        Refuse(StatusWord::ReferencedDataNotFound);
+    }
+    card.EndChannel();
+    if (content.failedAuthentications >= card.options.authenticationAttempts) {
+        Refuse(StatusWord::AuthenticationBlocked);
+    }
+    const std::uint8_t version = found->first;
+    const StaticKeys keys = found->second.Static();
+    const Bytes counter = BigEndian(NextSequenceCounter(card, version), SequenceCounterLength);
+    const Bytes challenge = DeriveCardChallenge(keys.encryption, counter, card.Content().issuerDomain.aid);
+    const SessionKeys sessionKeys = DeriveSessionKeys(keys, command.data, challenge);
+    Bytes response = KeyDiversificationData(card.options);
+    Append(response, {version, SecureChannelProtocol, SecureChannelOption});
+    Append(response, challenge);
+    Append(response, CardCryptogram(sessionKeys, command.data, challenge));
+    Append(response, counter);
+    card.session.challenge = Challenge{
+        HostCryptogram(sessionKeys, command.data, challenge), SecureMessaging(sessionKeys),
+        keys.dataEncryption};
+    return {response};
+}
+
+// Gets its command with its code. Only the command right behind a challenge answers it.
+Answer ExternalAuthenticate(Runtime& card, const CommandApdu& command) {
+    if (!card.session.challenge) {
+        card.EndChannel();
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    Challenge challenge = std::move(*card.session.challenge);
+    card.EndChannel();
+    if (!IsLevel(command.p1) || command.p2 != 0) {
+        Refuse(StatusWord::WrongParameters);
+    }
+    if (command.data.size() != CryptogramLength + CommandMacLength) {
+        Refuse(StatusWord::WrongLength);
+    }
+    if (!SameSecret(First(command.data, CryptogramLength), challenge.hostCryptogram)) {
+        FailAuthentication(card, StatusWord::AuthenticationFailed);
+    }
+    if (!challenge.messaging.Unwrap(command, SecurityLevel::CommandMac)) {
+        FailAuthentication(card, StatusWord::SecurityNotSatisfied);
+    }
+    CountFailures(card, 0);
+    card.session.channel = Channel{
+        std::move(challenge.messaging), static_cast<SecurityLevel>(command.p1),
+        std::move(challenge.dataEncryptionKey)};
+    return {};
+}
+
+}  // namespace Card

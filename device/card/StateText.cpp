@@ -1,0 +1,267 @@
+#include "card/StateText.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
+
+#include "globalplatform/Aes.h"
+
+namespace Card {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr char Format[] = "software-card-1";
+
+[[noreturn]] void Fail(const std::string& what) {
+    throw std::runtime_error(what);
+}
+
+void Require(bool right, const std::string& what) {
+    if (!right) {
+        Fail(what);
+    }
+}
+
+std::string Hex(std::uint8_t byte) {
+    return HexText({byte});
+}
+
+Json EncodeData(const StoredData& data) {
+    Json objects = Json::array();
+    for (const auto& [tag, value] : data) {
+        objects.push_back(
+            {{"tag", HexText(BigEndian(tag, tag > 0xFFFF ? 3 : 2))}, {"value", HexText(value)}});
+    }
+    return objects;
+}
+
+Json EncodeKeySets(const CardContent& content) {
+    Json sets = Json::array();
+    for (const auto& [version, set] : content.keySets) {
+        Json keys = Json::array();
+        for (const auto& [identifier, value] : set.keys) {
+            keys.push_back({{"identifier", identifier}, {"value", HexText(value)}});
+        }
+        sets.push_back({{"version", version}, {"sequenceCounter", set.sequenceCounter}, {"keys", keys}});
+    }
+    return sets;
+}
+
+Json EncodeLoadFiles(const CardContent& content) {
+    Json files = Json::array();
+    for (const LoadFile& file : content.loadFiles) {
+        Json modules = Json::array();
+        for (const Bytes& module : file.modules) {
+            modules.push_back(HexText(module));
+        }
+        files.push_back({{"aid", HexText(file.aid)}, {"size", file.size}, {"modules", modules}});
+    }
+    return files;
+}
+
+Json EncodeApplications(const CardContent& content) {
+    Json applications = Json::array();
+    for (const Application& each : content.applications) {
+        applications.push_back(
+            {{"aid", HexText(each.aid)},
+             {"loadFile", HexText(each.loadFile)},
+             {"module", HexText(each.module)},
+             {"privileges", HexText(each.privileges)},
+             {"state", Hex(each.state)},
+             {"parameters", each.parameters},
+             {"data", EncodeData(each.data)}});
+    }
+    return applications;
+}
+
+// The members of one object, each of which must be there, and no other.
+class Members {
+public:
+    Members(const Json& object, std::string objectPlace) : json(object), place(std::move(objectPlace)) {
+        Require(json.is_object(), place + " is no object");
+    }
+
+    const Json& Get(const char* name) {
+        Require(json.contains(name), place + " has no \"" + name + "\"");
+        ++taken;
+        return json.at(name);
+    }
+
+    std::uint64_t Number(const char* name, std::uint64_t least, std::uint64_t most) {
+        const Json& value = Get(name);
+        Require(
+            value.is_number_unsigned() && value.get<std::uint64_t>() >= least &&
+                value.get<std::uint64_t>() <= most,
+            Place(name) + " is no number from " + std::to_string(least) + " to " + std::to_string(most));
+        return value.get<std::uint64_t>();
+    }
+
+    Bytes Hexadecimal(const char* name, std::size_t least, std::size_t most) {
+        return BytesOf(Get(name), Place(name), least, most);
+    }
+
+    const Json& List(const char* name) {
+        const Json& value = Get(name);
+        Require(value.is_array(), Place(name) + " is no list");
+        return value;
+    }
+
+    void End() const { Require(json.size() == taken, place + " has a member that no card has"); }
+
+    std::string Place(const char* name) const { return place + " \"" + name + "\""; }
+
+    static Bytes BytesOf(const Json& value, const std::string& where, std::size_t least, std::size_t most) {
+        const std::optional<Bytes> bytes =
+            value.is_string() ? FromHexText(value.get_ref<const std::string&>()) : std::nullopt;
+        Require(
+            bytes && bytes->size() >= least && bytes->size() <= most, where + " is no hexadecimal text of " +
+                                                                          std::to_string(least) + " to " +
+                                                                          std::to_string(most) + " bytes");
+        return *bytes;
+    }
+
+private:
+    const Json& json;
+    std::string place;
+    std::size_t taken = 0;
+};
+
+constexpr std::size_t ShortestAid = 5;
+constexpr std::size_t LongestAid = 16;
+constexpr std::size_t LongestValue = 0xFFFFFF;
+
+StoredData DecodeData(const Json& list, const std::string& place) {
+    StoredData data;
+    for (const Json& each : list) {
+        Members object(each, place + " object");
+        std::uint32_t tag = 0;
+        for (const std::uint8_t byte : object.Hexadecimal("tag", 2, 3)) {
+            tag = tag << 8 | byte;
+        }
+        Bytes value = object.Hexadecimal("value", 0, LongestValue);
+        object.End();
+        Require(data.emplace(tag, std::move(value)).second, place + " has a tag twice");
+    }
+    return data;
+}
+
+KeySet DecodeKeySet(Members& members) {
+    KeySet set;
+    set.sequenceCounter =
+        static_cast<std::uint32_t>(members.Number("sequenceCounter", 0, GreatestSequenceCounter));
+    for (const Json& each : members.List("keys")) {
+        Members key(each, "a key");
+        const auto identifier = static_cast<std::uint8_t>(key.Number("identifier", 1, 127));
+        Bytes value = key.Hexadecimal("value", AesKeyLength, AesKeyLength);
+        key.End();
+        Require(set.keys.emplace(identifier, std::move(value)).second, "a key set has a key twice");
+    }
+    Require(!set.keys.empty(), "a key set has no keys");
+    return set;
+}
+
+void DecodeKeySets(const Json& list, CardContent& content) {
+    content.keySets.clear();
+    for (const Json& each : list) {
+        Members members(each, "a key set");
+        const auto version = static_cast<std::uint8_t>(members.Number("version", 1, 127));
+        KeySet set = DecodeKeySet(members);
+        members.End();
+        Require(content.keySets.emplace(version, std::move(set)).second, "a key version is there twice");
+    }
+    Require(content.FirstCompleteSet() != content.keySets.end(), "no key set opens a secure channel");
+}
+
+void DecodeLoadFiles(const Json& list, CardContent& content) {
+    for (const Json& each : list) {
+        Members members(each, "a load file");
+        LoadFile file;
+        file.aid = members.Hexadecimal("aid", ShortestAid, LongestAid);
+        file.size = members.Number("size", 1, UINT32_MAX);
+        for (const Json& module : members.List("modules")) {
+            file.modules.push_back(Members::BytesOf(module, "a module", ShortestAid, LongestAid));
+        }
+        members.End();
+        content.loadFiles.push_back(std::move(file));
+    }
+}
+
+std::uint8_t StateByte(Members& members, bool (*known)(std::uint8_t)) {
+    const std::uint8_t state = members.Hexadecimal("state", 1, 1).front();
+    Require(known(state), members.Place("state") + " is no state");
+    return state;
+}
+
+void DecodeApplications(const Json& list, CardContent& content) {
+    for (const Json& each : list) {
+        Members members(each, "an application");
+        Application application;
+        application.aid = members.Hexadecimal("aid", ShortestAid, LongestAid);
+        application.loadFile = members.Hexadecimal("loadFile", ShortestAid, LongestAid);
+        application.module = members.Hexadecimal("module", ShortestAid, LongestAid);
+        application.privileges = members.Hexadecimal("privileges", PrivilegesLength, PrivilegesLength);
+        application.state = StateByte(members, IsApplicationState);
+        application.parameters = members.Number("parameters", 0, UINT16_MAX);
+        application.data = DecodeData(members.List("data"), "an application's");
+        members.End();
+        Require(
+            content.FindLoadFile(application.loadFile) != nullptr, "an application has no load file here");
+        content.applications.push_back(std::move(application));
+    }
+}
+
+void RequireDifferentAids(const CardContent& content) {
+    std::set<Bytes> aids = {content.issuerDomain.aid};
+    for (const LoadFile& file : content.loadFiles) {
+        Require(aids.insert(file.aid).second, "an AID is there twice");
+    }
+    for (const Application& application : content.applications) {
+        Require(aids.insert(application.aid).second, "an AID is there twice");
+    }
+}
+
+Json Parse(const std::string& text) {
+    try {
+        return Json::parse(text);
+    } catch (const Json::exception& error) {
+        Fail(std::string("it is no JSON: ") + error.what());
+    }
+}
+
+}  // namespace
+
+std::string EncodeState(const CardContent& content) {
+    const Json json = {
+        {"format", Format},
+        {"state", Hex(content.issuerDomain.state)},
+        {"issuerDomain", HexText(content.issuerDomain.aid)},
+        {"failedAuthentications", content.failedAuthentications},
+        {"keySets", EncodeKeySets(content)},
+        {"loadFiles", EncodeLoadFiles(content)},
+        {"applications", EncodeApplications(content)},
+        {"data", EncodeData(content.issuerDomain.data)}};
+    return json.dump(1) + "\n";
+}
+
+CardContent DecodeState(const std::string& text) {
+    const Json json = Parse(text);
+    Members members(json, "the card");
+    Require(members.Get("format") == Format, std::string("its format is not \"") + Format + "\"");
+    CardContent content{Options()};
+    content.issuerDomain.state = StateByte(members, IsCardState);
+    content.issuerDomain.aid = members.Hexadecimal("issuerDomain", ShortestAid, LongestAid);
+    content.failedAuthentications =
+        static_cast<std::uint32_t>(members.Number("failedAuthentications", 0, UINT32_MAX));
+    DecodeKeySets(members.List("keySets"), content);
+    DecodeLoadFiles(members.List("loadFiles"), content);
+    DecodeApplications(members.List("applications"), content);
+    content.issuerDomain.data = DecodeData(members.List("data"), "the issuer domain's");
+    members.End();
+    RequireDifferentAids(content);
+    return content;
+}
+
+}  // namespace Card
