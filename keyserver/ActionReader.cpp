@@ -154,7 +154,9 @@ std::unique_ptr<Action> ReadPutKey(const Place& place, const ActionSetting& sett
     if (place.Has("replace")) {
         replaced = ReadByte(place.At("replace"));
     }
-    return std::make_unique<PutKeyAction>(version, setting.keyRing.at(version), replaced);
+    auto action = std::make_unique<PutKeyAction>(version, setting.keyRing.at(version), replaced);
+    action->newKeyVersion = version;
+    return action;
 }
 
 std::unique_ptr<Action> ReadSelect(const Place& place, const ActionSetting& setting) {

@@ -54,6 +54,7 @@ public:
 
     Turn Begin() override {
         position = 0;
+        plan = service.channel;
         course.reset();
         channel.reset();
         planned.clear();
@@ -194,6 +195,7 @@ private:
                 notes.push_back(std::move(finding));
             }
             course.reset();
+            plan.keyVersion = action.newKeyVersion.value_or(plan.keyVersion);
             ++position;
             return;
         }
@@ -203,7 +205,7 @@ private:
     }
 
     Turn OpenChannel() {
-        channel.emplace(service.channel, *service.keyRing);
+        channel.emplace(plan, *service.keyRing);
         for (const PlainCommand& command : channel->OpeningCommands()) {
             Send(command, command.apdu, true);
         }
@@ -226,6 +228,7 @@ private:
 
     const CardService& service;
     std::size_t position = 0;
+    ChannelPlan plan;                      // with the key version of the last key change
     std::unique_ptr<ActionCourse> course;  // of the action at the position, once it has begun
     std::optional<CardChannel> channel;    // opening until it is open
     std::vector<PlainCommand> planned;     // by the course, and not sent yet

@@ -80,6 +80,8 @@ public:
     std::string name;
     bool needsChannel = true;
     bool endsChannel = false;  // the card forgets the channel, because another application is selected
+    std::optional<std::uint8_t>
+        newKeyVersion;  // of the keys that the session's next channels are opened with
 };
 
 using KeyRing = std::map<std::uint8_t, GlobalPlatform::StaticKeys>;  // by key version number

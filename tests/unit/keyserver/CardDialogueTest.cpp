@@ -271,6 +271,15 @@ TEST_F(CardDialogue, PutsNewKeysEncryptedUnderThoseOfTheChannel) {
     EXPECT_THAT(putting.notes, Contains("keys of version 31 are new"));
 }
 
+TEST_F(CardDialogue, OpensItsNextChannelWithTheKeysThatItHasPut) {
+    PlayedCard putting([](const Apdu& apdu) {
+        return apdu.ins == 0xCA || apdu.ins == 0xD8 ? PutKeys(apdu, "E006C00401018810") : "9000";
+    });
+    const std::string select = R"({"do": "select", "aid": "A000000001"})";
+    PlayService(putting, std::string(PutKey) + "," + select + "," + Delete);
+    EXPECT_EQ(putting.wantedVersions, (std::vector<std::uint8_t>{0x00, 0x31}));
+}
+
 TEST_F(CardDialogue, ReplacesTheKeysThatTheCardHasAlready) {
     PlayedCard putting([](const Apdu& apdu) { return PutKeys(apdu, "E00CC00401018810C00401318810"); });
     EXPECT_EQ(PlayService(putting, PutKey).resultCode, ResultCode::Success);

@@ -65,6 +65,7 @@ std::string PlayedCard::Respond(const CommandApdu& apdu) {
 }
 
 std::string PlayedCard::Identify(const CommandApdu& apdu) {
+    wantedVersions.push_back(apdu.p1);
     if (identification) {
         return *identification;
     }

@@ -37,6 +37,7 @@ public:
     std::vector<std::size_t> setSizes;                   // number of commands of each set
     std::vector<std::string> notes;                      // of all moves
     std::vector<KeyServer::Verdict> verdicts;            // of all moves
+    std::vector<std::uint8_t> wantedVersions;            // of keys, of each INITIALIZE UPDATE
     std::size_t channels = 0;                            // opened
     std::optional<GlobalPlatform::SecurityLevel> level;  // of the last channel
     Bytes hostChallenge;                                 // of the last channel
