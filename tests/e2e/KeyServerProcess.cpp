@@ -22,7 +22,7 @@ std::vector<std::string> CommandOf(const fs::path& folder, const std::vector<std
     if (!Has(options, {"--http"})) {
         command.insert(command.end(), {"--make-certificate", folder});
     }
-    if (!Has(options, {"--script", "--scripts", "--eligibility"})) {
+    if (!Has(options, {"--script", "--scripts", "--catalogue", "--eligibility"})) {
         command.insert(command.end(), {"--scripts", NAVO_SCRIPTS_DIR});
     }
     command.insert(command.end(), {"--record", folder / "record", "--summary-file", folder / "counts"});
@@ -42,6 +42,8 @@ KeyServerProcess::Message MessageOf(const nlohmann::json& row) {
     message.kind = row.at("msgCd");
     message.body = row.at("request");
     message.resultCode = row.at("resultCode");
+    message.remark = row.at("remark");
+    message.notes = row.at("notes").get<std::vector<std::string>>();
     const nlohmann::json object = nlohmann::json::parse(message.body.substr(5));
     for (const auto& [key, value] : object.items()) {
         message.fields[key] = value.get<std::string>();

@@ -17,6 +17,8 @@ public:
         std::map<std::string, std::string> fields;
         std::string body;        // as it came, "data=" included
         std::string resultCode;  // of the answer
+        std::string remark;
+        std::vector<std::string> notes;  // what the server learned from the responses
     };
 
     struct Counts {
@@ -27,8 +29,8 @@ public:
     };
 
     // Speaks HTTPS with a certificate that it makes for itself unless the options say "--http", and serves
-    // the project's own scripts unless the options name others or answers to eligibility. Returns when it
-    // listens.
+    // the project's own scripts unless the options name others, a catalogue or answers to eligibility.
+    // Returns when it listens.
     KeyServerProcess(const Process::Surroundings& surroundings, const std::vector<std::string>& options);
 
     const std::string& Address() const { return address; }

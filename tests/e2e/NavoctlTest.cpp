@@ -75,16 +75,16 @@ TEST_F(Navoctl, SetsTheAddressAndRunsAScriptWithItsProgress) {
     world.Device().TrustCertificatesOf(server.Authority());
     EXPECT_EQ(world.Navoctl({"set-address", server.Address()}).status, Success);
     const World::Result result =
-        world.Navoctl({"run", "--service-id", "demo.wallet", "--fc-id", "ISSUE-1", "--push-req", ""});
+        world.Navoctl({"run", "--service-id", "demo.card", "--fc-id", "ISSUE-1", "--push-req", ""});
     EXPECT_EQ(result.status, Success) << result.errors;
     EXPECT_EQ(result.output, std::string(Done) + "\n");
-    EXPECT_EQ(LinesOf(result.errors), ProgressOf(CommandsOf(NAVO_SCRIPTS_DIR "/provisioning.json")));
+    EXPECT_EQ(LinesOf(result.errors), ProgressOf(CommandsOf(NAVO_SCRIPTS_DIR "/card.json")));
     EXPECT_EQ(world.Navoctl({"eligibility"}).status, Success);
 }
 
 TEST_F(Navoctl, EndsWithOneWhenTheServerEndsTheScriptOtherwise) {
     world.StartKeyServer({"--misbehave", "code=10300008"});
-    const World::Result result = world.Navoctl({"run", "--service-id", "demo.wallet"});
+    const World::Result result = world.Navoctl({"run", "--service-id", "demo.card"});
     EXPECT_EQ(result.status, Failure);
     EXPECT_NE(result.errors.find("10300008_ServiceID is null"), std::string::npos);
 }
@@ -92,7 +92,7 @@ TEST_F(Navoctl, EndsWithOneWhenTheServerEndsTheScriptOtherwise) {
 TEST_F(Navoctl, WaitsLongerForAScriptThanTheBusLibraryWouldOnItsOwn) {
     constexpr std::chrono::milliseconds LibraryLimit{25000};
     world.StartKeyServer({"--misbehave", "delay=" + std::to_string(LibraryLimit.count() + 500) + "@2x1"});
-    const auto navoctl = world.StartNavoctl({"run", "--service-id", "demo.wallet"});
+    const auto navoctl = world.StartNavoctl({"run", "--service-id", "demo.card"});
     EXPECT_EQ(navoctl->WaitForEnd(LibraryLimit + Patience), Success) << navoctl->Errors();
 }
 

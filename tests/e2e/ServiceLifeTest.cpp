@@ -131,7 +131,7 @@ TEST(ServiceLife, JobsLeaveNothingOpenBehindThem) {
         session.Call({{"Cmd", "90"}, {"CcmScriptData", "00"}});
         session.Call({{"Cmd", "1F4"}});
         session.Call({{"Cmd", "1F5"}, {"hostAddr", server.Address()}});
-        session.Call({{"Cmd", "65"}, {"ServiceId", "demo.wallet"}, {"FcId", "A"}});
+        session.Call({{"Cmd", "65"}, {"ServiceId", "demo.card"}, {"FcId", "A"}});
     };
     runJobs();
     const pid_t service = world.ServiceProcess();

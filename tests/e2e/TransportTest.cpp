@@ -23,7 +23,7 @@ protected:
         return world.LogCount("Error sending request: " + code);
     }
 
-    // Runs the provisioning script with a server that misbehaves.
+    // Runs the shipped script with a server that misbehaves.
     KeyServerProcess& Misbehaving(const std::string& misbehaviour) {
         return world.StartKeyServer({"--misbehave", misbehaviour});
     }

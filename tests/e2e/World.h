@@ -47,7 +47,7 @@ public:
         std::string returnCode;
         std::vector<std::string> progress;
     };
-    Job RunScript(const std::string& serviceId = "demo.wallet") const;
+    Job RunScript(const std::string& serviceId = "demo.card") const;
 
     // A file below the world's folder, with its whole path.
     std::string Write(const std::string& name, const std::string& text) const {
