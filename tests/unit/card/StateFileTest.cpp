@@ -1,0 +1,223 @@
+// A card that lasts beyond its process.
+#include <filesystem>
+#include <fstream>
+
+#include "CardDesk.h"
+#include "support/TemporaryFolder.h"
+
+namespace {
+
+class StateFile : public CardDesk {
+protected:
+    StateFile() {
+        options.stateFile = Path().string();
+        Restart();
+    }
+
+    std::filesystem::path Path() const { return folder.Path() / "card.json"; }
+
+    // What making a card of the options throws.
+    std::string Failure() {
+        card.reset();
+        try {
+            const Card::SoftwareCard broken(options);
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "";
+    }
+
+    void Fill() {
+        Authenticate();
+        LoadFile();
+        InstallApplication();
+        ASSERT_EQ(StatusOf("80E62000 0E 00 00 08A000000999000102 00 00 00"), "9000");
+        ASSERT_EQ(StatusOf("80E28800 05 0101 02 AABB"), "9000");
+        ASSERT_EQ(StatusOf("80E29000 06 4204 01020304"), "9000");
+        ASSERT_EQ(StatusOf("80D80004 18 30" + KeyField("00112233445566778899AABBCCDDEEFF")), "9000");
+    }
+
+    // Everything that can be read of the card.
+    std::string Everything() {
+        std::string all;
+        for (const char* command :
+             {"80F28002024F00", "80F24002024F00", "80F21002024F00", "80CA004200", "80CA00E000",
+              "80CAFF2100"}) {
+            all += Send(command) + " ";
+        }
+        return all;
+    }
+
+    void ExpectDamaged(const std::string& text, const std::string& what) {
+        folder.Write("card.json", text);
+        const std::string failure = Failure();
+        EXPECT_NE(failure.find(Path().string() + " is damaged"), std::string::npos) << text << failure;
+        EXPECT_NE(failure.find(what), std::string::npos) << failure;
+        EXPECT_EQ(ReadFile(Path()), text);  // it is never reset
+    }
+
+    TemporaryFolder folder;
+};
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    const std::size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+}  // namespace
+
+TEST_F(StateFile, BringsBackAllThatTheCardHeld) {
+    Fill();
+    const std::string before = Everything();
+    Restart();
+    Authenticate();
+    EXPECT_EQ(Everything(), before);
+    EXPECT_EQ(StatusOf("00A4040008A00000099900010200"), "9000");
+    EXPECT_EQ(Send("80CA010100"), "010102AABB9000");
+}
+
+TEST_F(StateFile, IsWrittenAtOnceForANewCardAndForItsOwnerOnly) {
+    ASSERT_TRUE(std::filesystem::exists(Path()));
+    const auto others = std::filesystem::perms::group_all | std::filesystem::perms::others_all;
+    EXPECT_EQ(std::filesystem::status(Path()).permissions() & others, std::filesystem::perms::none);
+    EXPECT_FALSE(std::filesystem::exists(Path().string() + ".new"));
+}
+
+TEST_F(StateFile, KeepsItsOwnKeysWhateverTheOptionsSay) {
+    options.keys.mac = Bytes(16, 0xFF);
+    options.keyVersion = 9;
+    Restart();
+    Authenticate(Level::CommandMac, 1);
+}
+
+TEST_F(StateFile, ContinuesTheSequenceCounter) {
+    EXPECT_EQ(Send("80500000 08 0102030405060708 00").substr(58), "0000019000");
+    Restart();
+    EXPECT_EQ(Send("80500000 08 0102030405060708 00").substr(58), "0000029000");
+}
+
+TEST_F(StateFile, EndsWithTheLastSequenceCounter) {
+    card.reset();
+    folder.Write(
+        "card.json", Replaced(ReadFile(Path()), "\"sequenceCounter\": 0", "\"sequenceCounter\": 16777214"));
+    Restart();
+    EXPECT_EQ(Send("80500000 08 0102030405060708 00").substr(58), "FFFFFF9000");
+    EXPECT_EQ(Send("80500000 08 0102030405060708 00"), "6985");
+}
+
+TEST_F(StateFile, RemembersFailedAuthentications) {
+    options.authenticationAttempts = 2;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        Restart();
+        Initialize();
+        hostCryptogram[0] ^= 1;
+        EXPECT_EQ(Send(Authentication()), "6300");
+    }
+    Restart();
+    EXPECT_EQ(Send("80500000 08 0102030405060708 00"), "6983");
+}
+
+TEST_F(StateFile, HasNothingOfALoadingThatWasBroken) {
+    Authenticate();
+    const unsigned long free = FreeMemory();
+    ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
+    ASSERT_EQ(StatusOf("80E80000 0A C414 0102030405060708"), "9000");
+    Restart();
+    Authenticate();
+    EXPECT_EQ(Send("80F22000024F00"), "6A88");
+    EXPECT_EQ(FreeMemory(), free);
+}
+
+TEST_F(StateFile, IsDamagedWhereverItIsCutOff) {
+    Fill();
+    card.reset();
+    const std::string whole = ReadFile(Path());
+    for (std::size_t length = 0; length + 1 < whole.size(); ++length) {
+        ExpectDamaged(whole.substr(0, length), "it is no JSON");
+    }
+    folder.Write("card.json", whole);
+    Restart();
+    Authenticate();
+}
+
+TEST_F(StateFile, IsDamagedWhenItDescribesNoCard) {
+    Fill();
+    card.reset();
+    const std::string whole = ReadFile(Path());
+    ExpectDamaged("[]", "no object");
+    ExpectDamaged(Replaced(whole, "software-card-1", "software-card-2"), "its format is not");
+    ExpectDamaged(Replaced(whole, "\"state\": \"0F\"", "\"state\": \"0E\""), "is no state");
+    ExpectDamaged(Replaced(whole, "\"state\": \"07\"", "\"state\": \"05\""), "is no state");
+    ExpectDamaged(Replaced(whole, "\"version\": 1", "\"version\": 128"), "no number from 1 to 127");
+    ExpectDamaged(Replaced(whole, "\"version\": 48", "\"version\": 1"), "twice");
+    ExpectDamaged(Replaced(whole, "\"identifier\": 1,", "\"identifier\": 9,"), "no key set opens");
+    ExpectDamaged(Replaced(whole, "404142434445", "4041424344"), "hexadecimal text of 16 to 16 bytes");
+    ExpectDamaged(Replaced(whole, "404142434445", "40414243444X"), "hexadecimal text");
+    ExpectDamaged(
+        Replaced(whole, "\"loadFile\": \"A0000009990001\"", "\"loadFile\": \"A0000009990009\""),
+        "no load file");
+    ExpectDamaged(
+        Replaced(whole, "\"aid\": \"A000000999000102\"", "\"aid\": \"A000000151000000\""),
+        "AID is there twice");
+    ExpectDamaged(Replaced(whole, "\"size\": 20", "\"size\": -20"), "no number");
+    ExpectDamaged(Replaced(whole, "\"loadFiles\"", "\"loadfiles\""), "has no \"loadFiles\"");
+    ExpectDamaged(Replaced(whole, "\"state\": \"0F\"", "\"state\": \"0F\", \"more\": 1"), "that no card has");
+}
+
+TEST_F(StateFile, DoesNotMindATemporaryFileThatWasLeft) {
+    card.reset();
+    folder.Write("card.json.new", "{\"format\": \"soft");
+    Restart();
+    Fill();
+    EXPECT_FALSE(std::filesystem::exists(Path().string() + ".new"));
+}
+
+TEST_F(StateFile, IsOneCardsAtATime) {
+    const auto secondCard = [&] { const Card::SoftwareCard second(options); };
+    EXPECT_THROW(secondCard(), std::runtime_error);
+    try {
+        secondCard();
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(error.what(), "state file " + Path().string() + ": another card uses it");
+    }
+    Authenticate();  // the first is as it was
+    card.reset();
+    secondCard();
+}
+
+TEST_F(StateFile, CannotBeInAFolderThatIsNotThere) {
+    options.stateFile = (folder.Path() / "nowhere" / "card.json").string();
+    EXPECT_NE(Failure().find("No such file or directory"), std::string::npos);
+}
+
+TEST_F(StateFile, RefusesAChangeThatCannotBeWritten) {
+    Fill();
+    const std::string before = Everything();
+    const std::string text = ReadFile(Path());
+    std::filesystem::create_directory(Path().string() + ".new");  // where the new text would go
+    EXPECT_EQ(Send("80E29000 03 4501 AA"), "6581");
+    EXPECT_EQ(Send("80E40080 09 4F07A0000009990001"), "6581");
+    EXPECT_EQ(Send("80F0807F"), "6581");
+    EXPECT_EQ(Everything(), before);
+    EXPECT_EQ(ReadFile(Path()), text);
+    EXPECT_EQ(Send("80500000 08 0102030405060708 00"), "6581");
+    std::filesystem::remove(Path().string() + ".new");
+    Authenticate();
+    EXPECT_EQ(Send("80E29000 03 4501 AA"), "9000");
+}
+
+TEST_F(StateFile, CanBeExchangedForAnotherByTheOptions) {
+    Fill();
+    options.stateFile = (folder.Path() / "other.json").string();
+    card->Configure(options);
+    Authenticate();
+    EXPECT_EQ(Send("80F24000024F00"), "6A88");
+    folder.Write("third.json", "{}");
+    options.stateFile = (folder.Path() / "third.json").string();
+    EXPECT_THROW(card->Configure(options), std::runtime_error);
+    EXPECT_EQ(Send("80F28000024F00").substr(0, 2), "08");  // the session goes on
+    options.stateFile = Path().string();
+    card->Configure(options);
+    EXPECT_EQ(StatusOf("00A4040008A00000099900010200"), "9000");
+}
