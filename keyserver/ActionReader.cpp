@@ -79,6 +79,7 @@ std::unique_ptr<Action> ReadDelete(const Place& place, const ActionSetting& sett
     for (const Place& aid : place.At("aid").OneOrMore()) {
         commands.push_back(DeleteCommand(
             ReadAid(aid), FlagOr(place, "dependents", false), !FlagOr(place, "mustExist", false)));
+        commands.back().decides = true;
     }
     return Fixed(place, setting, std::move(commands));
 }

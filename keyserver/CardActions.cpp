@@ -12,7 +12,6 @@ namespace {
 using namespace GlobalPlatform;
 
 constexpr char MoreData[] = "6310";
-constexpr char Done[] = "9000";
 
 class FixedCourse final : public ActionCourse {
 public:

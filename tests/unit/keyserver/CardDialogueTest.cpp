@@ -189,6 +189,15 @@ TEST_F(CardDialogue, SendsNothingAfterACommandThatDecidesUntilItsAnswerIsKnown) 
         << "the last block finishes the personalisation";
 }
 
+TEST_F(CardDialogue, DeletesNothingMoreAfterADeletionThatFailed) {
+    PlayedCard refusing([](const Apdu&) { return "6985"; });
+    const std::string both = R"({"do": "delete", "aid": ["A000000001", "A000000002"]})";
+    EXPECT_EQ(PlayService(refusing, both).resultCode, ResultCode::UnexpectedStatusWord);
+    EXPECT_EQ(refusing.commands.size(), 1U);
+    EXPECT_EQ(PlayService(card, both).resultCode, ResultCode::Success);
+    EXPECT_EQ(card.commands.size(), 2U);
+}
+
 TEST_F(CardDialogue, SendsAsManyCommandsInOneSetAsTheServiceSays) {
     EXPECT_EQ(PlayService(card, Personalise, R"("commandsPerTurn": 2)").resultCode, ResultCode::Success);
     EXPECT_THAT(card.setSizes, ElementsAre(2U, 2U, 2U, 1U, 1U));

@@ -3,12 +3,15 @@
 
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <thread>
 
 #include "CatalogueSamples.h"
 #include "PlayedCard.h"
+#include "Samples.h"
 #include "card/SoftwareCard.h"
 #include "keyserver/ApduText.h"
+#include "keyserver/KeyService.h"
 
 using namespace KeyServer;
 using GlobalPlatform::FromHexText;
@@ -131,4 +134,70 @@ TEST_F(CardProvisioning, OfManyCardsAtOnceByOneServiceIsAsManySessions) {
         thread.join();
     }
     EXPECT_THAT(codes, Each(ResultCode::Success));
+}
+
+namespace {
+
+// The shipped service behind the server's messages.
+class CardSession : public CardProvisioning {
+protected:
+    KeyService& Serving(std::shared_ptr<const CardService> service) {
+        Catalogue catalogue;
+        catalogue.services.push_back(std::move(service));
+        keyService.emplace(std::move(catalogue), SessionLimits(), journal);
+        card.Reset();
+        return *keyService;
+    }
+
+    static std::string MemberOf(const Reply& reply, const char* name) {
+        const JsonValue object = ParseJson(reply.body);
+        const JsonValue* member = object.Find(name);
+        return member == nullptr ? std::string() : member->text;
+    }
+
+    // The agent's next message after an answer that carries commands.
+    std::string MessageAfter(const Reply& reply) {
+        return Responding("A", Relay(card, MemberOf(reply, "cApduSet")));
+    }
+
+    Journal journal{{}, ""};
+    std::optional<KeyService> keyService;
+};
+
+}  // namespace
+
+TEST_F(CardSession, GivesALostAnswerAgainAndGoesOn) {
+    KeyService& server = Serving(Shipped());
+    Reply reply = server.Answer(Opening("A", "demo.wallet"), 1);
+    std::size_t messages = 0;
+    while (MemberOf(reply, "resultCode") == ResultCode::CommandsExist) {
+        const std::string message = MessageAfter(reply);
+        const Reply lost = server.Answer(message, 1);
+        lost.undelivered();
+        reply = server.Answer(message, 2);
+        ASSERT_EQ(reply.body, lost.body) << "message " << messages;
+        ++messages;
+    }
+    EXPECT_EQ(MemberOf(reply, "resultCode"), ResultCode::Success);
+    EXPECT_GT(messages, 10U);
+}
+
+TEST_F(CardSession, OfAnEndlessServiceBeginsAgainOverAnotherChannel) {
+    KeyService& server = Serving(Shipped("misbehaviours", {{{"kind", "endless"}}}));
+    Reply reply = server.Answer(Opening("A", "demo.wallet"), 1);
+    const std::string first = MemberOf(reply, "cApduSet").substr(0, 24);
+    int begun = 0;
+    for (int i = 0; i < 1000 && begun < 3; ++i) {
+        reply = server.Answer(MessageAfter(reply), 1);
+        ASSERT_EQ(MemberOf(reply, "resultCode"), ResultCode::CommandsExist);
+        begun += MemberOf(reply, "cApduSet").substr(0, 24) == first ? 1 : 0;
+    }
+    EXPECT_EQ(begun, 3);
+}
+
+TEST_F(CardSession, OfAForeignCardEndsAtItsOpening) {
+    KeyService& server = Serving(Shipped("seId", "00*"));
+    EXPECT_EQ(
+        MemberOf(server.Answer(Opening("A", "demo.wallet"), 1), "resultCode"), ResultCode::ForeignDevice);
+    EXPECT_EQ(server.Sessions(), 0U);
 }
