@@ -13,6 +13,7 @@ namespace Device {
 namespace {
 
 constexpr std::chrono::milliseconds TimeToNotice{1500};
+constexpr std::size_t StatusWordLength = 2;
 
 void Require(long result, const std::string& action) {
     if (result != SCARD_S_SUCCESS) {
@@ -190,9 +191,13 @@ Bytes PcscConnection::Transmit(const Bytes& command) {
     const bool zero = protocol == SCARD_PROTOCOL_T0;
     const Bytes transported = zero ? TransportCommand(command) : command;
     DWORD length = buffer.size();
-    const long result = SCardTransmit(
+    long result = SCardTransmit(
         card, zero ? SCARD_PCI_T0 : SCARD_PCI_T1, transported.data(), transported.size(), nullptr,
         buffer.data(), &length);
+    // Some drivers report a card that goes away under a command as a response of nothing.
+    if (result == SCARD_S_SUCCESS && length < StatusWordLength) {
+        result = SCARD_F_COMM_ERROR;
+    }
     if (result != SCARD_S_SUCCESS) {
         throw PcscFailure(
             "SCardTransmit to reader " + Quoted(reader),

@@ -105,6 +105,11 @@ void VirtualDeviceFile::Set(const std::string& section, const std::string& key, 
     Save();
 }
 
+void VirtualDeviceFile::SetCard(const std::map<std::string, std::string>& entries) {
+    sections["card"] = entries;
+    Save();
+}
+
 void VirtualDeviceFile::Save() const {
     const fs::path draft = file.string() + ".new";
     {

@@ -37,6 +37,9 @@ public:
 
     void Set(const std::string& section, const std::string& key, const std::string& value);
 
+    // The section [card] with these keys and nothing else.
+    void SetCard(const std::map<std::string, std::string>& entries);
+
 private:
     void Save() const;
 

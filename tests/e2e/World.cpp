@@ -9,6 +9,8 @@
 #include <fstream>
 #include <iostream>
 
+#include "PrivatePcscd.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -29,7 +31,8 @@ std::vector<std::string> EnvironmentIn(const fs::path& folder) {
     return {
         "DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + (folder / "bus").string(),
         "NAVO_DEVICE_CONF=" + (folder / "etc/navo-device.conf").string(),
-        "NAVO_DLOG=" + (folder / "dlog").string(), "LC_ALL=C.UTF-8"};
+        "NAVO_DLOG=" + (folder / "dlog").string(),
+        "PCSCLITE_CSOCK_NAME=" + PrivatePcscd::SocketIn(folder).string(), "LC_ALL=C.UTF-8"};
 }
 
 // The changes that PrivateBus makes to the test's environment.
