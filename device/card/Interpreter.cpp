@@ -95,13 +95,14 @@ void CheckClassOf(const Instruction& instruction, std::uint8_t cla) {
     }
 }
 
-void CheckLifeCycle(const Runtime& card, Availability availability) {
-    const std::uint8_t state = card.Content().issuerDomain.state;
-    const bool available = state == LifeCycle::CardTerminated ? availability == Availability::Always
-                           : state == LifeCycle::CardLocked   ? availability != Availability::Working
-                                                              : true;
-    if (!available) {
-        Refuse(StatusWord::ConditionsNotSatisfied);
+bool IsAvailable(Availability availability, std::uint8_t cardState) {
+    switch (cardState) {
+        case LifeCycle::CardTerminated:
+            return availability == Availability::Always;
+        case LifeCycle::CardLocked:
+            return availability != Availability::Working;
+        default:
+            return true;
     }
 }
 
@@ -176,7 +177,9 @@ Answer Interpret(Runtime& card, const CommandApdu& command) {
     if (!everybodys && !card.IssuerSelected()) {
         Refuse(StatusWord::InstructionNotSupported);
     }
-    CheckLifeCycle(card, instruction->availability);
+    if (!IsAvailable(instruction->availability, card.Content().issuerDomain.state)) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
     return instruction->carryOut(card, WithoutProtection(card, *instruction, command));
 }
 

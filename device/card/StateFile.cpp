@@ -44,7 +44,8 @@ bool SyncFolderOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
     const FileDescriptor opened(Open(folder, O_RDONLY | O_DIRECTORY));
-    return opened.Valid() && ::fsync(opened.Get()) == 0;
+    // Not every file system can do it, and one that cannot has no need.
+    return opened.Valid() && (::fsync(opened.Get()) == 0 || errno == EINVAL);
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ public:
     std::optional<std::string> Read() const;
 
     // Replaces the whole file; when it returns, the new text is on the disk. Throws std::runtime_error when
-    // that fails, and the file is as it was.
+    // that fails, and the file is as it was, or, where only its folder could not be written, whole and new.
     void Write(const std::string& text) const;
 
 private:
