@@ -25,7 +25,7 @@ bool FlagOr(const Place& place, const std::string& member, bool otherwise) {
     return place.Has(member) ? place.At(member).Flag() : otherwise;
 }
 
-Bytes HexOr(const Place& place, const std::string& member, std::size_t most, Bytes otherwise) {
+Bytes HexOr(const Place& place, const std::string& member, std::size_t most, const Bytes& otherwise) {
     return place.Has(member) ? ReadHex(place.At(member), 0, most) : otherwise;
 }
 
