@@ -20,6 +20,9 @@ constexpr char Open[] = "open";
 constexpr char Exchange[] = "exchange";
 constexpr char Close[] = "close";
 
+constexpr auto Lowest = std::numeric_limits<int>::min();
+constexpr auto Highest = static_cast<unsigned>(std::numeric_limits<int>::max());
+
 std::string Timestamp(std::chrono::system_clock::time_point time) {
     const auto milliseconds =
         std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
@@ -37,6 +40,12 @@ std::string Timestamp(std::chrono::system_clock::time_point time) {
     throw std::runtime_error(problem);
 }
 
+// The library keeps numbers from 0 on as unsigned ones.
+bool IsCode(const Json& number) {
+    return number.is_number_unsigned() ? number.get<std::uint64_t>() <= Highest
+                                       : number.get<std::int64_t>() >= Lowest;
+}
+
 // One line, whose members are taken one after the other; what is left in the end is not known.
 class Line {
 public:
@@ -46,8 +55,6 @@ public:
         }
         left = object.size();
     }
-
-    bool Has(const char* name) const { return object.contains(name); }
 
     std::string Text(const char* name) {
         const Json& value = Take(name);
@@ -67,12 +74,10 @@ public:
 
     int Number(const char* name) {
         const Json& value = Take(name);
-        const bool whole = value.is_number_integer();
-        const std::int64_t number = whole ? value.get<std::int64_t>() : 0;
-        if (!whole || number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max()) {
+        if (!value.is_number_integer() || !IsCode(value)) {
             Refuse(std::string("\"") + name + "\" is no whole number of 32 bits");
         }
-        return static_cast<int>(number);
+        return value.get<int>();
     }
 
     void RequireNothingElse() const {

@@ -80,10 +80,15 @@ TEST(ExampleFile, IsRightInEveryLineThatCanBeSwitchedOn) {
     EXPECT_THAT(configuration.embeddedElement.answers, SizeIs(testing::Ge(1)));
 }
 
+// Files that the examples name lie beside the configuration.
 TEST(Manual, HasExamplesThatAreReadWithoutComplaint) {
     const std::vector<std::string> examples = ExamplesOf(ReadFile(NAVO_DOCS_DIR "/virtual-device.md"));
     ASSERT_THAT(examples, SizeIs(testing::Ge(3)));
+    const TemporaryFolder folder;
+    std::filesystem::create_symlink(NAVO_DEVICE_DIR "/certificates", folder.Path() / "certificates");
+    folder.Write("session.jsonl", "{\"time\":\"\",\"event\":\"open\",\"atr\":\"\",\"code\":0}\n");
     for (const std::string& example : examples) {
-        EXPECT_THAT(Problems(ReadConfiguration(ExamplePath, example)), IsEmpty()) << example;
+        EXPECT_THAT(Problems(ReadConfiguration(folder.Path() / "navo-device.conf", example)), IsEmpty())
+            << example;
     }
 }
