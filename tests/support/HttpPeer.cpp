@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <system_error>
+#include <utility>
 
 namespace {
 
@@ -69,12 +70,11 @@ HttpPeer::Request ParseHead(const std::string& head) {
 HttpReaction Answer(const std::string& body, int status, const std::string& headers) {
     return {
         "HTTP/1.1 " + std::to_string(status) + " Status\r\nContent-Length: " + std::to_string(body.size()) +
-            "\r\n" + headers + "\r\n" + body,
-        false};
+        "\r\n" + headers + "\r\n" + body};
 }
 
 HttpReaction CloseAtOnce() {
-    return {"", true};
+    return HttpReaction{}.ThenClose();
 }
 
 HttpReaction BreakOff(const std::string& promisedBody) {
@@ -88,7 +88,8 @@ struct HttpPeer::Connection {
     int number = 0;
     int socket = -1;  // closed by the serving thread when it ends, under the peer's lock
     std::unique_ptr<SSL, decltype(&SSL_free)> tls{nullptr, SSL_free};
-    std::string buffer;  // received and not yet used
+    bool abrupt = false;  // ends without a word of TLS
+    std::string buffer;   // received and not yet used
     std::thread thread;
 
     bool Receive() {
@@ -115,6 +116,21 @@ struct HttpPeer::Connection {
             sent += static_cast<std::size_t>(count);
         }
         return true;
+    }
+
+    // False when the connection is at its end.
+    bool Send(const HttpReaction& reaction) {
+        const std::size_t half = reaction.pause.count() > 0 ? reaction.bytes.size() / 2 : 0;
+        std::this_thread::sleep_for(reaction.pause);
+        bool sent = Send(reaction.bytes.substr(0, half));
+        std::this_thread::sleep_for(reaction.pause);
+        sent = sent && Send(reaction.bytes.substr(half));
+        if (reaction.reset) {
+            abrupt = true;
+            const linger atOnce = {1, 0};
+            setsockopt(socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+        }
+        return sent && !reaction.close;
     }
 };
 
@@ -176,6 +192,11 @@ std::vector<HttpPeer::Request> HttpPeer::Requests() const {
     return requests;
 }
 
+std::vector<HttpPeer::Request> HttpPeer::TakeRequests() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return std::exchange(requests, {});
+}
+
 int HttpPeer::Connections() const {
     const std::lock_guard<std::mutex> lock(mutex);
     return accepted;
@@ -230,7 +251,7 @@ void HttpPeer::Serve(Connection& connection) {
         while (ServeNext(connection)) {
         }
     }
-    if (connection.tls) {
+    if (connection.tls && !connection.abrupt) {
         SSL_shutdown(connection.tls.get());
     }
     connection.tls.reset();
@@ -246,7 +267,7 @@ bool HttpPeer::ServeNext(Connection& connection) {
         return false;
     }
     const HttpReaction reaction = ReactionTo(request);
-    if (!connection.Send(reaction.bytes) || reaction.close) {
+    if (!connection.Send(reaction)) {
         return false;
     }
     return request.method != "CONNECT" || Secure(connection, tunnelContext);
@@ -292,7 +313,7 @@ HttpReaction HttpPeer::ReactionTo(const Request& request) {
     const std::lock_guard<std::mutex> lock(mutex);
     requests.push_back(request);
     if (request.method == "CONNECT" && tunnelContext) {
-        return {"HTTP/1.1 200 Connected\r\n\r\n", false};
+        return {"HTTP/1.1 200 Connected\r\n\r\n"};
     }
     if (script.empty()) {
         return Answer("{}");

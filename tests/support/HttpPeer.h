@@ -3,6 +3,7 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <list>
@@ -17,8 +18,12 @@
 struct HttpReaction {
     std::string bytes;
     bool close = false;
+    bool reset = false;                 // closes so that the other end gets an error in place of an end
+    std::chrono::milliseconds pause{};  // before each of the two halves of the bytes
 
-    HttpReaction ThenClose() const { return {bytes, true}; }
+    HttpReaction ThenClose() const { return {bytes, true, false, pause}; }
+    HttpReaction ThenReset() const { return {bytes, true, true, pause}; }
+    HttpReaction Slowly(std::chrono::milliseconds halfTime) const { return {bytes, close, reset, halfTime}; }
 };
 
 // A whole answer. `headers` are lines, each with its line end.
@@ -59,8 +64,9 @@ public:
     void TunnelInto(std::shared_ptr<SSL_CTX> tls);
 
     std::vector<Request> Requests() const;
-    int Connections() const;  // accepted
-    int Handshakes() const;   // completed by TLS
+    std::vector<Request> TakeRequests();  // and forgets them
+    int Connections() const;              // accepted
+    int Handshakes() const;               // completed by TLS
 
     // Closes every connection that is open; when it returns, they are closed.
     void CloseConnections();

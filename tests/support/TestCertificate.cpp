@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr long ValidSeconds = 24L * 60 * 60;
-
 void Require(bool done, const char* step) {
     if (!done) {
         throw std::runtime_error(std::string("cannot make a certificate: ") + step);
@@ -39,14 +37,14 @@ void AddExtension(X509* certificate, int kind, const std::string& value) {
 
 }  // namespace
 
-TestCertificate::TestCertificate(const std::vector<std::string>& names)
+TestCertificate::TestCertificate(const std::vector<std::string>& names, long remainingSeconds)
     : key(EVP_EC_gen("P-256"), EVP_PKEY_free), certificate(X509_new(), X509_free) {
     Require(key && certificate, "key");
     X509* const x509 = certificate.get();
     X509_set_version(x509, 2);
     ASN1_INTEGER_set(X509_get_serialNumber(x509), 1);
-    X509_gmtime_adj(X509_getm_notBefore(x509), -ValidSeconds);
-    X509_gmtime_adj(X509_getm_notAfter(x509), ValidSeconds);
+    X509_gmtime_adj(X509_getm_notBefore(x509), -Day);
+    X509_gmtime_adj(X509_getm_notAfter(x509), remainingSeconds);
     X509_set_pubkey(x509, key.get());
     X509_NAME* const subject = X509_get_subject_name(x509);
     const auto* const name = reinterpret_cast<const unsigned char*>(names.front().c_str());

@@ -10,8 +10,10 @@
 // Signed by itself, so that the same text serves as the trust store that accepts it.
 class TestCertificate {
 public:
-    // Each name is a host name, or an IPv4 address.
-    explicit TestCertificate(const std::vector<std::string>& names);
+    static constexpr long Day = 24L * 60 * 60;  // in seconds
+
+    // Each name is a host name, or an IPv4 address. Valid since a day ago, for so many seconds from now on.
+    explicit TestCertificate(const std::vector<std::string>& names, long remainingSeconds = Day);
 
     std::string Pem() const;
 

@@ -83,6 +83,10 @@ void CurlSpy::Record(CURLoption option, void* value) {
 
 bool CurlSpy::TakeEnd(CURLcode* code) {
     ++performs;
+    if (passing > 0) {
+        --passing;
+        return false;
+    }
     if (ends.empty()) {
         return false;
     }
@@ -127,6 +131,9 @@ CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     va_end(arguments);
     if (active != nullptr) {
         active->Record(option, value);
+    }
+    if (option == CURLOPT_VERBOSE && active != nullptr && active->IsQuiet()) {
+        return CURLE_OK;
     }
     return Real("curl_easy_setopt", curl_easy_setopt)(handle, option, value);
 }

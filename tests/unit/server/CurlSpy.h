@@ -33,11 +33,18 @@ public:
     void Decide(std::deque<End> nextEnds);
     void Decide(CURLcode code, std::size_t times);
 
+    // The next exchanges are real; only those after them end as was decided.
+    void LetPass(int exchanges) { passing = exchanges; }
+
     // Every later start of libcurl gives this code.
     void DecideStart(CURLcode code);
 
     // The version that libcurl gives as its own.
     void DecideVersion(unsigned version);
+
+    // libcurl no longer tells standard error what it does.
+    void Quieten() { quiet = true; }
+    bool IsQuiet() const { return quiet; }
 
     // Options in the order in which they were set; the device's trust store is left out.
     const std::vector<Option>& Options() const { return options; }
@@ -60,6 +67,8 @@ public:
 private:
     std::vector<Option> options;
     std::deque<End> ends;
+    int passing = 0;
+    bool quiet = false;
     bool decidesStart = false;
     CURLcode startCode = CURLE_OK;
     unsigned decidedVersion = 0;
