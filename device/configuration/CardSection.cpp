@@ -17,6 +17,7 @@ constexpr std::size_t CplcLength = 42;
 constexpr std::size_t LongestAtr = 33;  // ISO 7816-3, 8.2.1
 constexpr std::size_t ShortestAid = 5;  // ISO 7816-4, 8.2.1.2
 constexpr std::size_t LongestAid = 16;
+constexpr std::size_t LongestIssuerNumber = 32;
 constexpr std::uint64_t HighestKeyVersion = 127;
 
 struct BackEndName {
@@ -53,6 +54,19 @@ GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
         throw BadValue("the card has three keys; write ENC;MAC;DEK, each as 16 bytes in hexadecimal");
     }
     return {KeyValue(parts[0]), KeyValue(parts[1]), KeyValue(parts[2])};
+}
+
+// GlobalPlatform Card Specification 2.3.1, 5.1.1.
+std::uint8_t LifeCycleValue(const std::string& text) {
+    const std::pair<const char*, std::uint8_t> states[] = {
+        {"op-ready", 0x01}, {"initialized", 0x07}, {"secured", 0x0F}, {"locked", 0x7F}, {"terminated", 0xFF}};
+    for (const auto& state : states) {
+        if (text == state.first) {
+            return state.second;
+        }
+    }
+    throw BadValue(
+        "\"" + text + "\" is no state of a card; write op-ready, initialized, secured, locked or terminated");
 }
 
 bool ExclusiveValue(const std::string& text) {
@@ -176,6 +190,13 @@ Keys CardReader::SoftwareKeys() {
         {"cplc", [&](const std::string& value) { options.cplc = BytesValue(value, CplcLength, CplcLength); }},
         {"issuer-aid",
          [&](const std::string& value) { options.issuerAid = BytesValue(value, ShortestAid, LongestAid); }},
+        {"issuer-number",
+         [&](const std::string& value) { options.issuerNumber = BytesValue(value, 0, LongestIssuerNumber); }},
+        {"life-cycle", [&](const std::string& value) { options.lifeCycle = LifeCycleValue(value); }},
+        {"authentication-attempts",
+         [&](const std::string& value) {
+             options.authenticationAttempts = static_cast<std::uint32_t>(NumberValue(value, 1, UINT32_MAX));
+         }},
         {"keys", [&](const std::string& value) { options.keys = KeysValue(value); }},
         {"key-version",
          [&](const std::string& value) {

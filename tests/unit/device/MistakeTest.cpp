@@ -96,6 +96,10 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"[card]\nkeys=00;00\n", 2, "[card] keys", "ENC;MAC;DEK"},
         Wrong{"[card]\nkeys=00;00;00\n", 2, "[card] keys", "16 bytes"},
         Wrong{"[card]\nkey-version=128\n", 2, "[card] key-version", "from 1 to 127"},
+        Wrong{
+            "[card]\nlife-cycle=0F\n", 2, "[card] life-cycle",
+            "op-ready, initialized, secured, locked or terminated"},
+        Wrong{"[card]\nauthentication-attempts=0\n", 2, "[card] authentication-attempts", "from 1"},
         Wrong{"[card]\nissuer-aid=A0\n", 2, "[card] issuer-aid", "5 to 16 bytes"},
         Wrong{"[card]\nsecure-channel=3\n", 2, "[card] secure-channel", "not known"},
         Wrong{"[card]\natr=3B0\n", 2, "[card] atr", "two hexadecimal digits"},
