@@ -16,6 +16,7 @@ constexpr std::uint8_t EncryptionKeyConstant = 0x04;
 constexpr std::uint8_t CommandMacKeyConstant = 0x06;
 
 constexpr std::size_t LabelZeros = 11;
+constexpr std::size_t MostDerivedBits = std::size_t{255} * 8 * AesBlockLength;
 
 Bytes Joined(Bytes first, const Bytes& second) {
     Append(first, second);
@@ -29,7 +30,7 @@ bool Encrypts(SecurityLevel level) {
 }  // namespace
 
 Bytes DeriveInCounterMode(const Bytes& key, const Bytes& before, const Bytes& after, std::size_t bits) {
-    if (bits > 255 * 8 * AesBlockLength) {
+    if (bits > MostDerivedBits) {
         throw std::length_error("a counter of 8 bits does not reach beyond 255 blocks");
     }
     Bytes derived;

@@ -10,7 +10,7 @@
 
 namespace NavoCard {
 
-class PresentedCard : public InsertedCard {
+class PresentedCard final : public InsertedCard {
 public:
     // Records when `recordFile` is not empty. Throws std::runtime_error when the card's state or the
     // recording cannot be had.
