@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -76,6 +77,28 @@ std::uint16_t FreePortPair() {
     }
 }
 
+bool Listens(const fs::path& path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+    const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool listens = connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    close(probe);
+    return listens;
+}
+
+// Whether all threads of a process are in state T.
+bool HasStopped(pid_t process) {
+    for (const fs::directory_entry& thread :
+         fs::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+        const std::string row = TextOf(thread.path() / "stat");
+        if (row.compare(std::min(row.size(), row.rfind(')')), 4, ") T ") != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool Succeeds(const std::vector<std::string>& command) {
     TemporaryFolder folder;
     Process process(command, {folder.Path(), CleanEnvironment({}), "attempt"});
@@ -135,7 +158,8 @@ bool PrivatePcscd::Takes(Readers readers) {
     process = std::make_unique<Process>(
         InNamespace(std::string(HideTheMachine) + StartService, {folder / "pcscd", folder / "readers"}),
         Process::Surroundings{folder, CleanEnvironment({}), "pcscd" + std::to_string(++starts)});
-    Eventually([this] { return Mentions("daemon ready") > 0 || !process->IsRunning(); });
+    // It says that it is ready a moment before it listens.
+    Eventually([this] { return Listens(SocketIn(folder)) || !process->IsRunning(); });
     const std::size_t waiting = readers == Readers::Present ? 2 : 0;
     return process->IsRunning() && Mentions("Waiting for virtual ICC") == waiting;
 }
@@ -151,8 +175,10 @@ void PrivatePcscd::Kill() {
     process->WaitForEnd();
 }
 
+// The signal reaches one thread after the other.
 void PrivatePcscd::Suspend() {
     process->Signal(SIGSTOP);
+    EXPECT_TRUE(Eventually([this] { return HasStopped(process->Pid()); }));
 }
 
 void PrivatePcscd::Resume() {

@@ -259,7 +259,7 @@ TEST_F(ReaderFunctions, CloseComesBackFromAServiceThatHangs) {
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10));
     EXPECT_TRUE(LogHas("does not let go of its card"));
     service->Resume();
-    EXPECT_EQ(Open(), NFC_ERROR_NONE);
+    EXPECT_TRUE(Eventually([this] { return Open() == NFC_ERROR_NONE; })) << "as soon as it has let go";
     EXPECT_EQ(Close(), NFC_ERROR_NONE);
 }
 
