@@ -1,8 +1,10 @@
 // Faults of device and server under the real service, each between an ordinary request and the next. A row
 // more in a table is a test more.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <map>
+#include <optional>
 #include <ostream>
 
 #include "Script.h"
@@ -323,6 +325,63 @@ TEST(CallerFault, ThatHidesThePackageLosesTheRequestAndNotTheSession) {
     }
     world.Device().Repair("aul_app_get_pkgname_bypid");
     EXPECT_EQ(session.Call(RequestOf(Command::Memory)), memory);
+}
+
+// A service whose descriptors are about to run out.
+class DescriptorFault : public ::testing::Test {
+protected:
+    DescriptorFault() {
+        world.StartKeyServer(
+            {"--script", world.Write("script.json", ScriptOf({{Query}, {Query, Query}, {Query}}))});
+        session.emplace(world.Options());
+        EXPECT_EQ(Ask(Command::Script), Done);
+        service = world.ServiceProcess();
+        EXPECT_EQ(prlimit(service, RLIMIT_NOFILE, nullptr, &usual), 0);
+        descriptors = World::HoldingsOf(service).descriptors;
+    }
+
+    std::string Ask(Command command) { return session->Call(RequestOf(command)).at("ReturnCode"); }
+
+    void Leave(int further) const {
+        const rlimit scarce = {static_cast<rlim_t>(descriptors + further), usual.rlim_max};
+        EXPECT_EQ(prlimit(service, RLIMIT_NOFILE, &scarce, nullptr), 0);
+    }
+
+    void ExpectNothingLost() {
+        EXPECT_EQ(prlimit(service, RLIMIT_NOFILE, &usual, nullptr), 0);
+        EXPECT_EQ(Ask(Command::Script), Done);
+        EXPECT_TRUE(Eventually([&] { return World::HoldingsOf(service).descriptors == descriptors; }));
+        EXPECT_EQ(world.ServiceProcess(), service);
+    }
+
+    World world;
+    std::optional<Navo::Session> session;
+    pid_t service = 0;
+    rlimit usual = {};
+    int descriptors = 0;
+};
+
+TEST_F(DescriptorFault, AtAnyDistanceHasOneReplyAndLeavesNothingOpen) {
+    for (int further = 1; further < 12; ++further) {
+        SCOPED_TRACE(std::to_string(further) + " further descriptors");
+        Leave(further);
+        for (const Command command : {Command::Script, Command::Eligibility, Command::Cplc}) {
+            EXPECT_NE(Ask(command), "");
+        }
+        ExpectNothingLost();
+    }
+}
+
+// The bus cannot be asked who calls, so the request is of nobody's.
+TEST_F(DescriptorFault, WithNoneLeftLosesTheRequestAndNotTheService) {
+    Leave(0);
+    try {
+        Ask(Command::Cplc);
+        ADD_FAILURE() << "a reply to nobody";
+    } catch (const Navo::ClientError& error) {
+        EXPECT_EQ(error.Kind(), Navo::ErrorKind::SessionLost) << error.what();
+    }
+    ExpectNothingLost();
 }
 
 namespace {

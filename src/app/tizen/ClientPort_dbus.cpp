@@ -1,7 +1,9 @@
 #include "app/tizen/ClientPort_dbus.h"
 
 #include <aul.h>
+#include <sys/eventfd.h>
 #include <tizen_error.h>
+#include <unistd.h>
 
 #include <exception>
 #include <map>
@@ -263,8 +265,17 @@ std::string PackageOf(guint pid) {
     return name[0] != '\0' ? name : UnknownPackage;
 }
 
-// Process id behind a unique bus name; 0 when the bus does not tell.
+// Whether one more descriptor can be had. GLib ends a process whose synchronous call gets none to wait with.
+bool HasDescriptorToWait() {
+    const int descriptor = eventfd(0, EFD_CLOEXEC);
+    return descriptor >= 0 && close(descriptor) == 0;
+}
+
+// Process id behind a unique bus name; 0 when the bus does not tell, or cannot be asked.
 guint ProcessOf(GDBusConnection* connection, const gchar* sender) {
+    if (!HasDescriptorToWait()) {
+        return 0;
+    }
     const OwnedVariant reply(g_dbus_connection_call_sync(
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "GetConnectionUnixProcessID", g_variant_new("(s)", sender), G_VARIANT_TYPE("(u)"),
