@@ -106,10 +106,11 @@ public:
 class MatrixWorld : public testing::Test {
 protected:
     MatrixWorld();
+    void TearDown() override;  // tells how many rows there were
 
     // Runs the row and then an ordinary script, and fails the test where anything that has to hold does not.
     void Check(const Case& row);
-    void CheckAll(const std::vector<Case>& rows);
+    void CheckAll(const std::vector<Case>& table);
 
     HttpPeer& Peer() { return *peer; }
     std::string Folder() const { return world.Path(); }
@@ -131,6 +132,7 @@ private:
     CertifiedPort port;
     Na::Agent agent;
     std::string directedTo;
+    int checkedRows = 0;
     std::size_t keptSoFar = 0;  // of the whole process, which other worlds may have begun
 };
 
