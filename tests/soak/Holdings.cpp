@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -21,26 +20,13 @@ std::uint64_t NumberIn(const fs::path& file, const std::string& key) {
     throw std::runtime_error(file.string() + " says nothing of " + key);
 }
 
-unsigned WatchesIn(const fs::path& descriptor) {
-    std::ifstream stream(descriptor);
-    unsigned watches = 0;
-    for (std::string line; std::getline(stream, line);) {
-        watches += line.compare(0, 8, "inotify ") == 0 ? 1 : 0;
-    }
-    return watches;
-}
-
 }  // namespace
 
 Holdings HoldingsOf(pid_t process) {
     const fs::path folder = "/proc/" + std::to_string(process);
-    Holdings holdings;
+    Holdings holdings{World::HoldingsOf(process), 0, 0, 0};
     holdings.privateDirty = NumberIn(folder / "smaps_rollup", "Private_Dirty");
     holdings.resident = NumberIn(folder / "smaps_rollup", "Rss");
     holdings.threads = static_cast<unsigned>(NumberIn(folder / "status", "Threads"));
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder / "fdinfo")) {
-        ++holdings.descriptors;
-        holdings.watches += WatchesIn(entry.path());
-    }
     return holdings;
 }

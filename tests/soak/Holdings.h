@@ -5,12 +5,12 @@
 
 #include <cstdint>
 
-struct Holdings {
+#include "../e2e/World.h"
+
+struct Holdings : World::Holdings {
     std::uint64_t privateDirty = 0;  // KiB
     std::uint64_t resident = 0;      // KiB
-    unsigned descriptors = 0;
     unsigned threads = 0;
-    unsigned watches = 0;  // of files, by inotify
 };
 
 // Throws std::runtime_error when the process is gone.
