@@ -53,7 +53,6 @@ Outcome Lacks(const Map& opening) {
 
 // Set in which the command of a call of nfc_se_send_apdu stands; the first two calls are the CPLC query's.
 constexpr std::size_t SetOfSend[] = {0, 0, 1, 1, 2, 3, 3};
-constexpr std::size_t SendCalls = 7;
 
 // The card's silence reaches the server, which goes on.
 Outcome ServerGoesOn(std::size_t firstSilentSet, std::size_t lastSilentSet) {
