@@ -51,7 +51,7 @@ constexpr std::size_t LongestSentence = 2000;
 
 std::string Printable(std::string text) {
     if (text.size() > LongestSentence) {
-        text = text.substr(0, LongestSentence) + "...";
+        text.replace(LongestSentence, std::string::npos, "...");
     }
     for (char& character : text) {
         const bool printable = character >= 0x20 && character <= 0x7E;
