@@ -212,9 +212,9 @@ INSTANTIATE_TEST_SUITE_P(
     Of, ScriptFault, testing::ValuesIn(Groups()),
     [](const testing::TestParamInfo<Group>& group) { return std::string(group.param.name); });
 
-class ScriptWithout : public MatrixWorld {};
+class ServerScript : public MatrixWorld {};
 
-TEST_F(ScriptWithout, APlatformThatSaysWhatFailedGoesOnAllTheSame) {
+TEST_F(ServerScript, EndsAlikeWhenThePlatformHasNoTextForItsFailure) {
     std::vector<Case> cases;
     const std::vector<FaultRow> rows = {
         {"nfc_se_open_secure_element", {"-1"}, Each(2, Ends(UnknownError, 0)), {}},
@@ -232,7 +232,7 @@ TEST_F(ScriptWithout, APlatformThatSaysWhatFailedGoesOnAllTheSame) {
     CheckAll(cases);
 }
 
-TEST_F(ScriptWithout, AnyCallOfAFunctionThatItDoesNotNeedIsLeftAloneByItsFault) {
+TEST_F(ServerScript, CallsNoFunctionOfThePlatformThatItDoesNotNeed) {
     CheckAll(CasesOfUncalled(
         Script(), Works(),
         {"connection_create", "connection_destroy", "connection_get_proxy", "connection_get_type",

@@ -221,6 +221,8 @@ class ServerAnswer : public MatrixWorld, public testing::WithParamInterface<Grou
 
 class ServerSet : public MatrixWorld {};
 
+class EligibilityQuery : public MatrixWorld {};
+
 }  // namespace
 
 TEST_P(ServerAnswer, ToAnyMessageHasOneReplyAndLeavesNothingBehind) {
@@ -268,7 +270,7 @@ TEST_F(ServerSet, ThatIsMissingOrEmptyEndsTheScript) {
     CheckAll(cases);
 }
 
-TEST_F(ServerSet, IsRunAgainAsOftenAsAnEligibilityThatHasToWaitIsAsked) {
+TEST_F(EligibilityQuery, IsSentThreeTimesAtMostWhileTheServerAsksToWait) {
     const Map wait = Status("10500006_Eligibility All mode is working. Please wait");
     Case thrice = {"wait three times", Command("69"), wait};
     thrice.reactions = {Result("10500006"), Result("10500006"), Result("10500006")};
