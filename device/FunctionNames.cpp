@@ -80,4 +80,8 @@ bool IsPlatformFunction(std::string_view canonicalName) {
     return std::binary_search(std::begin(PlatformFunctions), std::end(PlatformFunctions), canonicalName);
 }
 
+std::vector<std::string> AllPlatformFunctions() {
+    return {std::begin(PlatformFunctions), std::end(PlatformFunctions)};
+}
+
 }  // namespace Device

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Device {
 
@@ -10,5 +11,8 @@ namespace Device {
 std::string CanonicalFunction(const std::string& name);
 
 bool IsPlatformFunction(std::string_view canonicalName);
+
+// All canonical names, in byte order.
+std::vector<std::string> AllPlatformFunctions();
 
 }  // namespace Device

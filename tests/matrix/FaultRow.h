@@ -44,9 +44,6 @@ std::vector<Case> CasesOf(const FaultyJob& job, const FaultRow& row);
 // The same outcome for each of so many calls.
 std::vector<Outcome> Each(std::size_t calls, const Outcome& outcome);
 
-// Every function of the platform; a job leaves most of them alone.
-const std::vector<std::string>& PlatformFunctions();
-
 // One row for each function that the job does not call; its fault changes nothing.
 std::vector<Case> CasesOfUncalled(
     const FaultyJob& job, const Outcome& ordinary, const std::vector<std::string>& called);
