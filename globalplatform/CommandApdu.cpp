@@ -84,10 +84,7 @@ Bytes DataLengthField(const CommandApdu& command) {
     if (command.data.empty()) {
         return {};
     }
-    if (!NeedsExtendedLength(command)) {
-        return BigEndian(command.data.size(), 1);
-    }
-    return BigEndian(command.data.size(), 3);
+    return BigEndian(command.data.size(), NeedsExtendedLength(command) ? 3 : 1);
 }
 
 Bytes EncodeCommand(const CommandApdu& command) {

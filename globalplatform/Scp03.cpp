@@ -131,7 +131,6 @@ std::optional<CommandApdu> SecureMessaging::Unwrap(const CommandApdu& wrapped, S
         return std::nullopt;
     }
     plain.data.resize(wrapped.data.size() - CommandMacLength);
-    plain.extended = wrapped.extended;
     const Bytes mac = ChainedMac(plain, CommandMacLength);
     if (!SameSecret(First(mac, CommandMacLength), Last(wrapped.data, CommandMacLength))) {
         return std::nullopt;
