@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Certificates.h"
-#include "Server.h"
+#include "keyserver/Server.h"
+#include "keyserver/http/Certificates.h"
 
 namespace KeyServer {
 

@@ -1,4 +1,4 @@
-#include "Server.h"
+#include "keyserver/Server.h"
 
 namespace KeyServer {
 
@@ -21,7 +21,7 @@ Server::Server(ServerOptions options, Catalogue catalogue)
           [this](const std::string& body, std::uint64_t connection) {
               return service.Answer(body, connection);
           },
-          journal) {
+          [this](const std::string& line) { journal.Say(line); }) {
     service.Misbehave(std::move(options.misbehaviours));
 }
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "Dialogue.h"
-#include "HttpServer.h"
-#include "Journal.h"
-#include "KeyService.h"
-#include "SessionTable.h"
+#include "keyserver/http/HttpServer.h"
+#include "keyserver/service/Dialogue.h"
+#include "keyserver/service/Journal.h"
+#include "keyserver/service/KeyService.h"
+#include "keyserver/service/SessionTable.h"
 
 namespace KeyServer {
 

@@ -7,9 +7,9 @@
 #include <fstream>
 #include <iostream>
 
-#include "CatalogueReader.h"
-#include "Options.h"
-#include "Script.h"
+#include "keyserver/Options.h"
+#include "keyserver/provisioning/CatalogueReader.h"
+#include "keyserver/scripted/Script.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // What reaches the key server: the first byte chooses a script, a catalogue, or the bodies of messages, one a
 // line, to a server that plays a script and manages cards.
-#include "keyserver/KeyService.h"
+#include "keyserver/service/KeyService.h"
 
 #include "../unit/keyserver/CatalogueSamples.h"
 #include "../unit/keyserver/Samples.h"

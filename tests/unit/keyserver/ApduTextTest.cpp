@@ -1,4 +1,4 @@
-#include "keyserver/ApduText.h"
+#include "keyserver/service/ApduText.h"
 
 #include <gmock/gmock.h>
 

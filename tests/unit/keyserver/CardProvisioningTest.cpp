@@ -10,8 +10,8 @@
 #include "PlayedCard.h"
 #include "Samples.h"
 #include "card/SoftwareCard.h"
-#include "keyserver/ApduText.h"
-#include "keyserver/KeyService.h"
+#include "keyserver/service/ApduText.h"
+#include "keyserver/service/KeyService.h"
 
 using namespace KeyServer;
 using GlobalPlatform::FromHexText;

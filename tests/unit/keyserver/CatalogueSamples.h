@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "keyserver/CatalogueReader.h"
+#include "keyserver/provisioning/CatalogueReader.h"
 #include "support/TemporaryFolder.h"
 
 constexpr char SampleKeys[] = R"([

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "CatalogueSamples.h"
-#include "keyserver/CardCommands.h"
-#include "keyserver/LoadFile.h"
+#include "keyserver/provisioning/CardCommands.h"
+#include "keyserver/provisioning/LoadFile.h"
 
 using namespace KeyServer;
 using testing::AllOf;

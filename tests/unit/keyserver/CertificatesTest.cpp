@@ -1,4 +1,4 @@
-#include "keyserver/Certificates.h"
+#include "keyserver/http/Certificates.h"
 
 #include <gmock/gmock.h>
 #include <openssl/pem.h>

@@ -1,10 +1,10 @@
-#include "keyserver/Journal.h"
+#include "keyserver/service/Journal.h"
 
 #include <gmock/gmock.h>
 
 #include <system_error>
 
-#include "keyserver/Json.h"
+#include "keyserver/service/Json.h"
 #include "support/TemporaryFolder.h"
 
 using namespace KeyServer;

@@ -1,4 +1,4 @@
-#include "keyserver/Json.h"
+#include "keyserver/service/Json.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,9 @@
-#include "keyserver/KeyService.h"
+#include "keyserver/service/KeyService.h"
 
 #include <gmock/gmock.h>
 
 #include "Samples.h"
-#include "keyserver/Json.h"
+#include "keyserver/service/Json.h"
 
 using namespace KeyServer;
 using testing::HasSubstr;

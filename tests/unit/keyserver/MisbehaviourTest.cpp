@@ -1,4 +1,4 @@
-#include "keyserver/Misbehaviour.h"
+#include "keyserver/service/Misbehaviour.h"
 
 #include <gmock/gmock.h>
 

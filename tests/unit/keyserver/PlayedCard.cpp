@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Samples.h"
-#include "keyserver/ApduText.h"
+#include "keyserver/service/ApduText.h"
 
 using namespace GlobalPlatform;
 

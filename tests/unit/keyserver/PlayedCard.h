@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "globalplatform/Scp03.h"
-#include "keyserver/Dialogue.h"
+#include "keyserver/service/Dialogue.h"
 
 class PlayedCard {
 public:

@@ -9,7 +9,7 @@
 
 #include "Client.h"
 #include "Samples.h"
-#include "keyserver/Json.h"
+#include "keyserver/service/Json.h"
 #include "support/TemporaryFolder.h"
 
 namespace fs = std::filesystem;

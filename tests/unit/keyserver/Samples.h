@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "keyserver/Script.h"
 #include "keyserver/Server.h"
+#include "keyserver/scripted/Script.h"
 
 constexpr char SampleCplc[] = "9F7F2A4790504740919102170000640000112233445566778899AABBCCDDEEFF0011223344";
 constexpr char SampleSeId[] = "9F7F2A479050474091910217000064000011";

@@ -1,4 +1,4 @@
-#include "keyserver/Script.h"
+#include "keyserver/scripted/Script.h"
 
 #include <gmock/gmock.h>
 

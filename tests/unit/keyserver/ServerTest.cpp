@@ -10,7 +10,7 @@
 
 #include "Client.h"
 #include "Samples.h"
-#include "keyserver/Json.h"
+#include "keyserver/service/Json.h"
 
 using namespace KeyServer;
 using testing::HasSubstr;

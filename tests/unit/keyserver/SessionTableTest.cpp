@@ -1,4 +1,4 @@
-#include "keyserver/SessionTable.h"
+#include "keyserver/service/SessionTable.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 
 #include "Client.h"
 #include "Samples.h"
-#include "keyserver/Certificates.h"
 #include "keyserver/Server.h"
+#include "keyserver/http/Certificates.h"
 #include "support/TemporaryFolder.h"
 
 using namespace KeyServer;

@@ -1,4 +1,4 @@
-#include "keyserver/WorkerPool.h"
+#include "keyserver/http/WorkerPool.h"
 
 #include <gtest/gtest.h>
 

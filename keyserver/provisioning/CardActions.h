@@ -1,0 +1,51 @@
+// The kinds of actions: commands that are known beforehand, and those that depend on the card's answers.
+#pragma once
+
+#include "keyserver/provisioning/CardService.h"
+
+namespace KeyServer {
+
+// Commands in their order. `showsData` makes the data of each response a finding.
+class FixedAction final : public Action {
+public:
+    explicit FixedAction(std::vector<PlainCommand> fixed, bool showsData = false)
+        : commands(std::move(fixed)), shows(showsData) {}
+
+    std::unique_ptr<ActionCourse> Begin(const ChannelKeys& channel) const override;
+
+private:
+    const std::vector<PlainCommand> commands;
+    const bool shows;
+};
+
+// What P1 of GET STATUS asks for; GlobalPlatform Card Specification 2.3.1, table 11-29.
+enum class CardSubset : std::uint8_t { IssuerDomain = 0x80, Applications = 0x40, LoadFiles = 0x20 };
+
+// GET STATUS for each subset, continued as long as the card has more. The findings are the entries.
+class ListAction final : public Action {
+public:
+    explicit ListAction(std::vector<CardSubset> listed) : subsets(std::move(listed)) {}
+
+    std::unique_ptr<ActionCourse> Begin(const ChannelKeys& channel) const override;
+
+private:
+    const std::vector<CardSubset> subsets;
+};
+
+// Reads which key versions the card has, then puts the keys of one version: in place of `replaced` when it is
+// given, in place of the same version when the card has it already, else as a new version.
+class PutKeyAction final : public Action {
+public:
+    PutKeyAction(
+        std::uint8_t newVersion, GlobalPlatform::StaticKeys newKeys, std::optional<std::uint8_t> oldVersion)
+        : version(newVersion), keys(std::move(newKeys)), replaced(oldVersion) {}
+
+    std::unique_ptr<ActionCourse> Begin(const ChannelKeys& channel) const override;
+
+private:
+    const std::uint8_t version;
+    const GlobalPlatform::StaticKeys keys;
+    const std::optional<std::uint8_t> replaced;
+};
+
+}  // namespace KeyServer

@@ -1,0 +1,99 @@
+#include "keyserver/provisioning/CardChannel.h"
+
+#include <openssl/rand.h>
+
+#include "globalplatform/Aes.h"
+#include "globalplatform/Tlv.h"
+#include "keyserver/provisioning/CardCommands.h"
+
+namespace KeyServer {
+
+namespace {
+
+using namespace GlobalPlatform;
+
+constexpr std::uint8_t ProtocolIdentifier = 0x03;
+constexpr std::uint8_t LongCryptograms = 0x01;  // of the parameter "i": S16 mode
+
+Bytes RandomChallenge() {
+    Bytes challenge(ChallengeLength);
+    if (RAND_bytes(challenge.data(), static_cast<int>(challenge.size())) != 1) {
+        throw std::runtime_error("the system has no random numbers");
+    }
+    return challenge;
+}
+
+// The response to INITIALIZE UPDATE; Amendment D, 7.1.1.6. A sequence counter may follow.
+struct CardIdentification {
+    std::uint8_t keyVersion = 0;
+    std::uint8_t protocol = 0;
+    std::uint8_t parameter = 0;
+    Bytes challenge;
+    Bytes cryptogram;
+};
+
+CardIdentification ParseIdentification(const Bytes& data) {
+    constexpr std::size_t DiversificationLength = 10;
+    constexpr std::size_t KeyInformationLength = 3;
+    LengthValueReader reader(data);
+    const auto diversification = reader.Take(DiversificationLength);
+    const auto information = reader.Take(KeyInformationLength);
+    if (!diversification || !information) {
+        throw CardProblem(
+            ResultCode::WrongCardData, "the response to INITIALIZE UPDATE has " +
+                                           std::to_string(data.size()) + " bytes; SCP03 has 29 or 32");
+    }
+    CardIdentification card;
+    card.keyVersion = information->at(0);
+    card.protocol = information->at(1);
+    card.parameter = information->at(2);
+    if (card.protocol != ProtocolIdentifier || (card.parameter & LongCryptograms) != 0) {
+        throw CardProblem(
+            ResultCode::UnknownAlgorithm, "the card speaks SCP" + HexText({card.protocol}) + " with i=" +
+                                              HexText({card.parameter}) + ", not SCP03 in S8 mode");
+    }
+    const auto challenge = reader.Take(ChallengeLength);
+    const auto cryptogram = reader.Take(CryptogramLength);
+    const auto counter = reader.AtEnd() ? Bytes() : reader.Take(SequenceCounterLength);
+    if (!challenge || !cryptogram || !counter || !reader.AtEnd()) {
+        throw CardProblem(
+            ResultCode::WrongCardData, "the response to INITIALIZE UPDATE has " +
+                                           std::to_string(data.size()) + " bytes; SCP03 has 29 or 32");
+    }
+    card.challenge = *challenge;
+    card.cryptogram = *cryptogram;
+    return card;
+}
+
+}  // namespace
+
+CardChannel::CardChannel(const ChannelPlan& channelPlan, const KeyRing& keyRing)
+    : plan(channelPlan), ring(keyRing), hostChallenge(plan.hostChallenge.value_or(RandomChallenge())) {}
+
+std::vector<PlainCommand> CardChannel::OpeningCommands() const {
+    return {SelectCommand(plan.issuerDomain), InitializeUpdateCommand(plan.keyVersion, hostChallenge)};
+}
+
+PlainCommand CardChannel::Authenticate(const std::vector<CardResponse>& responses) {
+    const CardIdentification card = ParseIdentification(responses.at(1).data);
+    const auto found = ring.find(card.keyVersion);
+    if (found == ring.end()) {
+        throw CardProblem(
+            ResultCode::UnknownKeys,
+            "the card uses keys of version " + HexText({card.keyVersion}) + ", which the catalogue has not");
+    }
+    keys = {card.keyVersion, found->second};
+    const SessionKeys session = DeriveSessionKeys(keys.keys, hostChallenge, card.challenge);
+    if (!SameSecret(CardCryptogram(session, hostChallenge, card.challenge), card.cryptogram)) {
+        throw CardProblem(
+            ResultCode::WrongCryptogram,
+            "the card's cryptogram is not that of the keys of version " + HexText({card.keyVersion}));
+    }
+    PlainCommand command =
+        ExternalAuthenticateCommand(plan.level, HostCryptogram(session, hostChallenge, card.challenge));
+    messaging.emplace(session);
+    command.apdu = messaging->Wrap(command.apdu, plan.level);
+    return command;
+}
+
+}  // namespace KeyServer

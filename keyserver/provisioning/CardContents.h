@@ -1,0 +1,19 @@
+// What a card says of its contents: the entries of GET STATUS and the key information template, read with
+// every length checked.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "keyserver/provisioning/CardActions.h"
+
+namespace KeyServer {
+
+// One line for each entry of a response to GET STATUS in TLV form; GlobalPlatform Card Specification 2.3.1,
+// table 11-36. Throws CardProblem.
+std::vector<std::string> DescribeEntries(CardSubset subset, const Bytes& data);
+
+// The versions in a key information template, in their order and each once; H.2. Throws CardProblem.
+std::vector<std::uint8_t> KeyVersions(const Bytes& data);
+
+}  // namespace KeyServer

@@ -1,0 +1,155 @@
+#include "keyserver/provisioning/CatalogueReader.h"
+
+#include <algorithm>
+
+#include "globalplatform/Aes.h"
+#include "keyserver/provisioning/ActionReader.h"
+
+namespace fs = std::filesystem;
+
+namespace KeyServer {
+
+namespace {
+
+using GlobalPlatform::AesKeyLength;
+using GlobalPlatform::HexText;
+using GlobalPlatform::SecurityLevel;
+
+KeyRing ReadKeyRing(const Place& place) {
+    KeyRing ring;
+    for (const Place& keys : place.Items()) {
+        keys.OnlyMembers({"version", "enc", "mac", "dek", "comment"});
+        const std::uint8_t version = ReadByte(keys.At("version"));
+        if (version == 0) {
+            keys.At("version").Complain("version 00 is none: it leaves the choice to the card");
+        }
+        const auto read = [&](const char* name) {
+            return ReadHex(keys.At(name), AesKeyLength, AesKeyLength);
+        };
+        if (!ring.insert({version, {read("enc"), read("mac"), read("dek")}}).second) {
+            keys.At("version").Complain("there are keys of version " + HexText({version}) + " already");
+        }
+    }
+    return ring;
+}
+
+SecurityLevel ReadLevel(const Place& place) {
+    const std::string level = place.Text();
+    if (level == "none") {
+        return SecurityLevel::None;
+    }
+    if (level == "mac") {
+        return SecurityLevel::CommandMac;
+    }
+    if (level == "mac+encryption") {
+        return SecurityLevel::CommandMacAndDecryption;
+    }
+    place.Complain("must be \"none\", \"mac\" or \"mac+encryption\", not \"" + level + "\"");
+}
+
+std::string ReadSeIdPattern(const Place& place) {
+    constexpr std::size_t SeIdLength = 36;
+    const std::string pattern = place.NonEmptyText();
+    const bool open = pattern.back() == '*';
+    const std::string digits = open ? pattern.substr(0, pattern.size() - 1) : pattern;
+    const bool good = digits.find_first_not_of("0123456789abcdefABCDEFxX") == std::string::npos;
+    if (!good || digits.size() > SeIdLength) {
+        place.Complain(
+            "\"" + pattern +
+            "\" is no card; it has up to 36 hexadecimal digits, x for any digit, and at will * at its end");
+    }
+    return pattern;
+}
+
+ChannelPlan ReadChannel(const Place& service, const Bytes& issuerDomain, const KeyRing& ring) {
+    ChannelPlan plan;
+    plan.issuerDomain = issuerDomain;
+    if (service.Has("keyVersion")) {
+        plan.keyVersion = ReadKnownVersion(service.At("keyVersion"), ring);
+    }
+    if (service.Has("security")) {
+        plan.level = ReadLevel(service.At("security"));
+    }
+    if (service.Has("hostChallenge")) {
+        plan.hostChallenge = ReadHex(
+            service.At("hostChallenge"), GlobalPlatform::ChallengeLength, GlobalPlatform::ChallengeLength);
+    }
+    return plan;
+}
+
+void ReadOptionalParts(const Place& place, CardService& service) {
+    if (place.Has("seId")) {
+        for (const Place& pattern : place.At("seId").OneOrMore()) {
+            service.seIdPatterns.push_back(ReadSeIdPattern(pattern));
+        }
+    }
+    if (place.Has("finalCode")) {
+        service.finalCode = ReadEndingCode(place.At("finalCode"));
+    }
+    if (place.Has("commandsPerTurn")) {
+        service.commandsPerTurn = place.At("commandsPerTurn").Number(1, 64);
+    }
+    if (place.Has("misbehaviours")) {
+        for (const Place& misbehaviour : place.At("misbehaviours").Items()) {
+            service.misbehaviours.push_back(ReadMisbehaviour(misbehaviour));
+        }
+    }
+}
+
+std::shared_ptr<const CardService> ReadService(
+    const Place& place, const Bytes& issuerDomain, const std::shared_ptr<const KeyRing>& ring,
+    const fs::path& folder) {
+    place.OnlyMembers(
+        {"serviceId", "name", "seId", "keyVersion", "security", "hostChallenge", "commandsPerTurn",
+         "finalCode", "misbehaviours", "actions"});
+    auto service = std::make_shared<CardService>();
+    for (const Place& id : place.At("serviceId").OneOrMore()) {
+        service->serviceIds.push_back(ReadServiceId(id));
+    }
+    service->name = place.Has("name") ? place.At("name").NonEmptyText() : service->serviceIds.front();
+    service->keyRing = ring;
+    service->channel = ReadChannel(place, issuerDomain, *ring);
+    ReadOptionalParts(place, *service);
+    const ActionSetting setting{folder, *ring, service->channel.level};
+    for (const Place& action : place.At("actions").Items()) {
+        service->actions.push_back(ReadAction(action, setting));
+    }
+    return service;
+}
+
+}  // namespace
+
+std::vector<std::shared_ptr<const CardService>> ParseCatalogue(
+    const std::string& text, const std::string& origin, const fs::path& folder) {
+    const JsonValue whole = ParseFile(text, origin);
+    const Place place(whole, origin);
+    place.OnlyMembers({"comment", "cardKeys", "issuerDomain", "services"});
+    const auto ring = std::make_shared<const KeyRing>(ReadKeyRing(place.At("cardKeys")));
+    const Bytes issuerDomain = place.Has("issuerDomain") ? ReadAid(place.At("issuerDomain")) : Bytes();
+    std::vector<std::shared_ptr<const CardService>> services;
+    for (const Place& service : place.At("services").Items()) {
+        services.push_back(ReadService(service, issuerDomain, ring, folder));
+        for (const std::string& id : services.back()->serviceIds) {
+            for (std::size_t i = 0; i + 1 < services.size(); ++i) {
+                const auto& others = services[i]->serviceIds;
+                if (std::find(others.begin(), others.end(), id) != others.end()) {
+                    service.At("serviceId").Complain("\"" + id + "\" is served already");
+                }
+            }
+        }
+    }
+    return services;
+}
+
+void AddCatalogueFile(const std::string& file, Catalogue& catalogue) {
+    for (const auto& service : ParseCatalogue(ReadWholeFile(file), file, fs::path(file).parent_path())) {
+        for (const std::string& id : service->serviceIds) {
+            if (const Service* other = catalogue.Find(id)) {
+                throw ScriptError(file + ": \"" + other->Name() + "\" serves \"" + id + "\" already");
+            }
+        }
+        catalogue.services.push_back(service);
+    }
+}
+
+}  // namespace KeyServer

@@ -1,0 +1,64 @@
+// What the readers of scripts and catalogues share: values that know where they stand, so that a complaint
+// says file, JSON pointer and what would be right.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "keyserver/service/Json.h"
+#include "keyserver/service/Misbehaviour.h"
+
+namespace KeyServer {
+
+// A mistake in a script or a catalogue.
+class ScriptError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Refers to the value, which must outlive it. All but the two questions throw ScriptError.
+class Place {
+public:
+    Place(const JsonValue& whole, std::string fileName) : value(whole), origin(std::move(fileName)) {}
+
+    [[noreturn]] void Complain(const std::string& reason) const;
+
+    bool Is(JsonValue::Kind kind) const { return value.kind == kind; }
+    bool Has(const std::string& member) const { return value.Find(member) != nullptr; }
+
+    void MustBe(JsonValue::Kind kind) const;
+    void OnlyMembers(const std::vector<std::string>& known) const;
+    Place At(const std::string& member) const;
+
+    // The members of a list that must not be empty.
+    std::vector<Place> Items() const;
+
+    // A list, or a single value in its place.
+    std::vector<Place> OneOrMore() const;
+
+    std::string Text() const;
+    std::string NonEmptyText() const;
+    bool Flag() const;
+    std::uint64_t Number(std::uint64_t least, std::uint64_t most) const;
+
+private:
+    Place(const JsonValue& part, std::string fileName, std::string way)
+        : value(part), origin(std::move(fileName)), pointer(std::move(way)) {}
+
+    const JsonValue& value;
+    std::string origin;
+    std::string pointer;
+};
+
+// Both name the file in what they throw.
+std::string ReadWholeFile(const std::string& file);
+JsonValue ParseFile(const std::string& text, const std::string& origin);
+
+std::string ReadCode(const Place& place);        // eight digits
+std::string ReadEndingCode(const Place& place);  // any but 00000000
+std::string ReadServiceId(const Place& place);
+Misbehaviour ReadMisbehaviour(const Place& place);
+
+}  // namespace KeyServer

@@ -1,0 +1,68 @@
+// The sessions that are open, found by the UUID that the agent chose. Used by all threads of the server.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "keyserver/service/Dialogue.h"
+
+namespace KeyServer {
+
+struct Session {
+    std::mutex mutex;  // held while a message of the session is worked on; guards all that is not const
+    std::string id;    // const once the session is in the table, like the next two
+    std::string seId;
+    const Service* service = nullptr;
+    std::unique_ptr<Dialogue> dialogue;
+    std::uint64_t messages = 0;
+    std::string lastMessage;  // digest of its body
+    Turn lastTurn;
+    bool undelivered = false;  // the agent has not seen the answer to lastMessage, and may send that again
+    bool over = false;
+};
+
+struct SessionLimits {
+    std::size_t most = 1024;
+    std::chrono::milliseconds idle = std::chrono::minutes(10);
+};
+
+class SessionTable {
+public:
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+
+    explicit SessionTable(SessionLimits limits, Clock clock = std::chrono::steady_clock::now);
+
+    // None when there is no such session or it was idle for too long. A session found counts as used now.
+    std::shared_ptr<Session> Find(const std::string& id);
+
+    // Replaces a session of the same name. When the table is full, idle sessions go first, then those that
+    // are over; false when all that remain are in use.
+    bool Add(const std::shared_ptr<Session>& session);
+
+    // A session that is over stays, to answer a repeated message, until its place is needed.
+    void MarkOver(const std::string& id);
+
+    std::size_t Size() const;
+
+private:
+    struct Entry {
+        std::shared_ptr<Session> session;
+        std::chrono::steady_clock::time_point lastUse;
+        bool over = false;
+    };
+
+    template <typename Condition>
+    void RemoveWhere(Condition condition);
+
+    const SessionLimits limits;
+    const Clock clock;
+    mutable std::mutex mutex;
+    std::map<std::string, Entry> entries;
+};
+
+}  // namespace KeyServer
