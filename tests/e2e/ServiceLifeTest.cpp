@@ -1,6 +1,7 @@
 // How the service comes, stays and goes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include "World.h"
@@ -82,6 +83,31 @@ TEST(ServiceLife, AClientThatDiesWithoutACloseKeepsItAlive) {
     ASSERT_EQ(caller.Session("Close").ReturnCode(), "Success");
     EXPECT_TRUE(Answers(caller, instance));
     EXPECT_EQ(caller.OwnerOf(ServiceName), instance);
+}
+
+TEST(ServiceLife, AClientThatDiesInTheMiddleOfAScriptLeavesItToRunToItsEndAndTheNextOneIsServed) {
+    World world;
+    const KeyServerProcess& server = world.StartKeyServer({"--misbehave", "delay=300@2x1"});
+    const auto client = world.StartClient("com.example.bank");
+    client->OpenSession();
+    const pid_t service = world.ServiceProcess();
+    client->Ask({{"Cmd", "65"}, {"ServiceId", "demo.card"}, {"FcId", "A"}});
+    ASSERT_TRUE(Eventually([&] { return !client->Progress().empty(); }));
+    ASSERT_LT(server.Count("NEXTAPDU"), 3U) << "the script is over already";
+    client->Die();
+    // Waits for its turn behind the script.
+    const World::Job next = world.RunScript();
+    EXPECT_EQ(next.returnCode, "00000001_The job has done successfully");
+    EXPECT_EQ(world.ServiceProcess(), service);
+    EXPECT_EQ(world.LogCount("Closing SE"), world.LogCount("Starting to work with SE"));
+    const auto messages = server.Messages();
+    EXPECT_EQ(server.Count("INITIALIZEAPDU"), 2U);
+    EXPECT_EQ(
+        std::count_if(
+            messages.begin(), messages.end(),
+            [](const KeyServerProcess::Message& message) { return message.resultCode == "00000001"; }),
+        2)
+        << "the dead client's script was not brought to its end";
 }
 
 TEST(ServiceLife, ItLivesOnWhenTheBusGoesAway) {
