@@ -263,16 +263,6 @@ protected:
         }
     }
 
-    // The channel that was opened last was closed again.
-    bool ElementIsClosed() const {
-        bool closed = true;
-        for (const std::string& line : world.Log()) {
-            closed = line.find("Starting to work with SE") == std::string::npos &&
-                     (closed || line.find("Closing SE") != std::string::npos);
-        }
-        return closed;
-    }
-
     // That a job ran; not where there is no log, or no job because the client was not trusted.
     static bool LeavesALog(const FaultRow& row) {
         return std::string(row.function) != "dlog_vprint" && row.command != Command::PhoneInfo;
@@ -304,7 +294,7 @@ TEST_P(ServiceFault, HasOneReplyClosesTheElementAndLeavesTheNextRequestAlone) {
     const Map reply = session.Call(RequestOf(row.command));
     EXPECT_EQ(reply.at("ReturnCode"), std::string(row.expected) == "*" ? cplc : row.expected);
     EXPECT_EQ(reply.size(), 1U);
-    EXPECT_TRUE(ElementIsClosed());
+    EXPECT_TRUE(world.ElementIsClosed());
     // The line is written after the reply.
     const std::size_t expected = completions + (LeavesALog(row) ? 1 : 0);
     EXPECT_TRUE(Eventually([&] { return Completions() >= expected; }));
@@ -314,7 +304,7 @@ TEST_P(ServiceFault, HasOneReplyClosesTheElementAndLeavesTheNextRequestAlone) {
     KeyServerProcess& another = Serve({});
     direct(another.Address());
     EXPECT_EQ(session.Call(RequestOf(Command::Script)).at("ReturnCode"), Done) << "the next request";
-    EXPECT_TRUE(ElementIsClosed());
+    EXPECT_TRUE(world.ElementIsClosed());
     EXPECT_EQ(another.Count("NEXTAPDU"), 3U);
     EXPECT_TRUE(Eventually([&] { return World::HoldingsOf(service).descriptors == descriptors; }))
         << World::HoldingsOf(service).descriptors << " descriptors, before " << descriptors;

@@ -38,16 +38,6 @@ protected:
     std::string Run() const { return world.RunScript(TestService).returnCode; }
     std::size_t FailedAttempts() const { return world.LogCount("Error sending request: "); }
 
-    // The channel that was opened last was closed again.
-    bool ElementIsClosed() const {
-        bool closed = true;
-        for (const std::string& line : world.Log()) {
-            closed = line.find("Starting to work with SE") == std::string::npos &&
-                     (closed || line.find("Closing SE") != std::string::npos);
-        }
-        return closed;
-    }
-
     World world;
 };
 
@@ -65,7 +55,7 @@ TEST_F(Proxy, GivenAsHostAndPortCarriesTheJobThroughOneTunnel) {
     EXPECT_EQ(server.Count("NEXTAPDU"), 4U);
     EXPECT_EQ(server.Stop().handshakes, 1U);
     EXPECT_EQ(FailedAttempts(), 0U);
-    EXPECT_TRUE(ElementIsClosed());
+    EXPECT_TRUE(world.ElementIsClosed());
 }
 
 TEST_F(Proxy, GivenAsAFullAddressIsTakenAsItStands) {
@@ -129,7 +119,7 @@ TEST_F(Proxy, ThatRefusesIsTriedFourTimes) {
         world.Device().UseProxy(address);
         EXPECT_EQ(Run(), Unreachable);
         EXPECT_EQ(FailedAttempts(), before + Attempts);
-        EXPECT_TRUE(ElementIsClosed());
+        EXPECT_TRUE(world.ElementIsClosed());
     }
     world.Device().UseProxy("");
     EXPECT_EQ(Run(), Done);
@@ -142,7 +132,7 @@ TEST_F(Proxy, ThatDeniesTheTunnelGetsNoMessageThrough) {
     EXPECT_EQ(Run(), NoResponse);
     EXPECT_EQ(denying.Count("CONNECT " + HostOf(server)), Attempts);
     EXPECT_TRUE(world.LogHas("response 403"));
-    EXPECT_TRUE(ElementIsClosed());
+    EXPECT_TRUE(world.ElementIsClosed());
     EXPECT_EQ(server.Count("INITIALIZEAPDU"), 0U);
 
     const Tinyproxy allowing(world);
@@ -156,7 +146,7 @@ TEST_F(Proxy, ThatDeniesAPlainRequestEndsTheJob) {
     const Tinyproxy denying(world, "Allow 127.9.9.9\n");
     world.Device().UseProxy(denying.Address());
     EXPECT_THAT(Run(), AnyOf(Eq("403"), Eq(NoResponse)));
-    EXPECT_TRUE(ElementIsClosed());
+    EXPECT_TRUE(world.ElementIsClosed());
     EXPECT_EQ(server.Count("INITIALIZEAPDU"), 0U);
 }
 
@@ -194,7 +184,7 @@ TEST_F(Proxy, ThatDiesInTheMiddleEndsTheJobAndTheNextOneWorksThroughAnother) {
         Tinyproxy proxy(world);
         world.Device().UseProxy(proxy.Address());
         EXPECT_EQ(RunUntilItDies(world, proxy), Unreachable);
-        EXPECT_TRUE(ElementIsClosed());
+        EXPECT_TRUE(world.ElementIsClosed());
 
         const Tinyproxy another(world);
         world.Device().UseProxy(another.Address());

@@ -99,7 +99,7 @@ TEST(ServiceLife, AClientThatDiesInTheMiddleOfAScriptLeavesItToRunToItsEndAndThe
     const World::Job next = world.RunScript();
     EXPECT_EQ(next.returnCode, "00000001_The job has done successfully");
     EXPECT_EQ(world.ServiceProcess(), service);
-    EXPECT_EQ(world.LogCount("Closing SE"), world.LogCount("Starting to work with SE"));
+    EXPECT_TRUE(world.ElementIsClosed());
     const auto messages = server.Messages();
     EXPECT_EQ(server.Count("INITIALIZEAPDU"), 2U);
     EXPECT_EQ(

@@ -271,6 +271,15 @@ std::size_t World::LogCount(const std::string& text) const {
     }));
 }
 
+bool World::ElementIsClosed() const {
+    bool closed = true;
+    for (const std::string& line : Log()) {
+        closed = line.find("Starting to work with SE") == std::string::npos &&
+                 (closed || line.find("Closing SE") != std::string::npos);
+    }
+    return closed;
+}
+
 // The service outlives its bus, so it is ended first.
 void World::EndServices() const {
     if (bus.Pid() == 0) {

@@ -101,6 +101,9 @@ public:
     bool LogHas(const std::string& text) const { return LogCount(text) > 0; }
     std::size_t LogCount(const std::string& text) const;
 
+    // By the log: the channel to the card that was opened last was closed again.
+    bool ElementIsClosed() const;
+
 private:
     static Result ResultOf(Process& process);
     void ShowLogs() const;
