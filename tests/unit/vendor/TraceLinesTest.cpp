@@ -4,29 +4,14 @@
 
 #include <algorithm>
 
-#include "AllLines.h"
 #include "LibraryJobs.h"
 #include "app/Lccm.h"
+#include "support/AllLines.h"
 #include "vendor/CcmScript.h"
 
 namespace {
 
 using testing::ElementsAre;
-
-// Lines of the service as "LEVEL file Function: message" without their line numbers; only those of `file`.
-std::vector<std::string> LinesOf(const std::string& file) {
-    std::vector<std::string> lines;
-    for (const std::string& line : AllLines()) {
-        const std::string begin = "[/src/app/" + file + ":";
-        const std::size_t function = line.find(' ', 2) + 1;
-        const std::size_t end = line.find("] ", function);
-        if (line.compare(2, begin.size(), begin) == 0 && function != 0 && end != std::string::npos) {
-            lines.push_back(
-                line.substr(0, 2) + line.substr(function, end - function) + ": " + line.substr(end + 2));
-        }
-    }
-    return lines;
-}
 
 class TraceLines : public LibraryJobs {
 protected:
@@ -34,7 +19,7 @@ protected:
     std::vector<std::string> Ask(const Na::RequestMap& request) {
         AllLines().clear();
         LibraryJobs::Ask(request);
-        std::vector<std::string> lines = LinesOf("Agent.cpp");
+        std::vector<std::string> lines = LinesOf("app/Agent.cpp");
         const auto isDispatchers = [](const std::string& line) {
             return line.substr(2, 4) != "Do: " || line.substr(0, 16) == "D Do: Job result";
         };
@@ -115,7 +100,7 @@ TEST_F(TraceLines, ShowTheScriptAndTheSearchForItsConverter) {
     EXPECT_THAT(
         Ask({{"Cmd", "90"}, {"CcmScriptData", "C55A58DA0AD2"}}),
         ElementsAre("T Do: CCM[12]: C55A58DA0AD2", "T Do: ", "T Do: "));
-    const std::vector<std::string> lines = LinesOf("Lccm.cpp");
+    const std::vector<std::string> lines = LinesOf("app/Lccm.cpp");
     EXPECT_THAT(
         lines, testing::IsSupersetOf(
                    {"T loadLibrary: Getting the address of openSecureSpi()",
@@ -131,7 +116,7 @@ TEST_F(TraceLines, ShowEachStepThroughAList) {
     Vendor::Bytes list = Vendor::PackApdus({{0x80, 0x50}, Vendor::Bytes(0x90, 0x80)});
     AllLines().clear();
     LibraryJobs::Ask({{"Cmd", "90"}, {"CcmScriptData", Device::HexText(Vendor::MakeScript(list))}});
-    std::vector<std::string> lines = LinesOf("Lccm.cpp");
+    std::vector<std::string> lines = LinesOf("app/Lccm.cpp");
     const auto begin = std::find(lines.begin(), lines.end(), "D handleScript: Resolving received apdus");
     const auto end =
         std::find(lines.begin(), lines.end(), "D handleScript: Apdus were successfully distinguished");

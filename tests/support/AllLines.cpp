@@ -1,10 +1,24 @@
-#include "AllLines.h"
+#include "support/AllLines.h"
 
 #include <cstdarg>
 #include <cstdio>
 
 std::vector<std::string>& AllLines() {
     static std::vector<std::string> lines;
+    return lines;
+}
+
+std::vector<std::string> LinesOf(const std::string& source) {
+    const std::string begin = "[/src/" + source + ":";
+    std::vector<std::string> lines;
+    for (const std::string& line : AllLines()) {
+        const std::size_t function = line.find(' ', 2) + 1;
+        const std::size_t end = line.find("] ", function);
+        if (line.compare(2, begin.size(), begin) == 0 && function != 0 && end != std::string::npos) {
+            lines.push_back(
+                line.substr(0, 2) + line.substr(function, end - function) + ": " + line.substr(end + 2));
+        }
+    }
     return lines;
 }
 
