@@ -122,7 +122,8 @@ void Se::Close() {
 std::string Se::Apdu(const std::string& command) {
     std::string result;
     std::string next = command;
-    for (unsigned followUps = 0;; ++followUps) {
+    unsigned followUps = 0;
+    for (;; ++followUps) {
         SetResultCode(10000000);
         if (pReader == nullptr) {
             LogPrint(LogError, LOCATED("FATAL: pReader is NULL"));
@@ -153,7 +154,10 @@ std::string Se::Apdu(const std::string& command) {
             break;
         }
     }
-    LogPrint(LogTrace, LOCATED("RAPDU: %s"), result.c_str());
+    // Every exchange of a chain has the response of its last one.
+    for (unsigned exchanges = 0; exchanges <= followUps; ++exchanges) {
+        LogPrint(LogTrace, LOCATED("RAPDU: %s"), result.c_str());
+    }
     return result;
 }
 

@@ -77,6 +77,7 @@ namespace {
 
 constexpr unsigned TimedOut = 0xFFFFFFFF;
 constexpr long NanosecondsPerMillisecond = 1000000;
+constexpr std::int64_t NanosecondsPerSecond = 1000000000;
 
 timespec Now(clockid_t clock) {
     timespec now = {};
@@ -95,7 +96,7 @@ timespec Deadline(unsigned timeout) {
 std::int64_t MillisecondsSince(const timespec& start) {
     const timespec now = Now(CLOCK_MONOTONIC);
     const std::int64_t seconds = now.tv_sec - start.tv_sec;
-    return seconds * 1000 + (now.tv_nsec - start.tv_nsec) / NanosecondsPerMillisecond;
+    return (seconds * NanosecondsPerSecond + now.tv_nsec - start.tv_nsec) / NanosecondsPerMillisecond;
 }
 
 unsigned RemainingTime(unsigned timeout, const timespec& start) {
