@@ -16,6 +16,10 @@ using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// Whether the platform's answers to the reader come from here. The link options --wrap lead its calls to the
+// functions below.
+bool platformIsOdd = false;
+
 constexpr char Open[] = "nfc_se_open_secure_element";
 constexpr char Close[] = "nfc_se_close_secure_element";
 
@@ -31,11 +35,46 @@ protected:
         return "[fault " + function + "]\nresult=" + result + "\nfrom=" + std::to_string(from) + "\n";
     }
 
+    ~SeReader() override { platformIsOdd = false; }
+
     DeviceWorld world;
     Tizen23::SeReaderNfc reader;
 };
 
 }  // namespace
+
+extern "C" {
+
+int __real_nfc_se_open_secure_element_internal(nfc_se_type_e type, nfc_se_h* handle);
+int __wrap_nfc_se_open_secure_element_internal(nfc_se_type_e type, nfc_se_h* handle);
+int __real_nfc_se_send_apdu_internal(
+    nfc_se_h handle, unsigned char* command, unsigned length, unsigned char** response,
+    unsigned* responseLength);
+int __wrap_nfc_se_send_apdu_internal(
+    nfc_se_h handle, unsigned char* command, unsigned length, unsigned char** response,
+    unsigned* responseLength);
+
+// Fails, and leaves what looks like a handle.
+int __wrap_nfc_se_open_secure_element_internal(nfc_se_type_e type, nfc_se_h* handle) {
+    if (!platformIsOdd) {
+        return __real_nfc_se_open_secure_element_internal(type, handle);
+    }
+    *handle = &platformIsOdd;
+    return -1;
+}
+
+// Succeeds with a length but no response.
+int __wrap_nfc_se_send_apdu_internal(
+    nfc_se_h handle, unsigned char* command, unsigned length, unsigned char** response,
+    unsigned* responseLength) {
+    if (!platformIsOdd) {
+        return __real_nfc_se_send_apdu_internal(handle, command, length, response, responseLength);
+    }
+    *responseLength = 2;
+    return 0;
+}
+
+}  // extern "C"
 
 TEST_F(SeReader, IsMadeForTheEmbeddedElementByKindsZeroAndOne) {
     for (const int kind : {0, 1}) {
@@ -172,6 +211,36 @@ TEST_F(SeReader, StaysOpenWhenThePlatformCannotClose) {
     EXPECT_EQ(1, Na::GetResultCode()) << "the channel can still be used";
 }
 
+TEST_F(SeReader, ClosesAfterAFailedCloseOnceItIsOpenedAgain) {
+    Configure(Fault(Close, "-1") + "times=1\n");
+    reader.Open();
+    reader.Close();
+    EXPECT_TRUE(reader.Open());
+    EXPECT_EQ(10400001, Na::GetResultCode());
+    EXPECT_EQ(1u, Device::Calls(Open)) << "the channel was never closed";
+    reader.Close();
+    EXPECT_EQ(2u, Device::Calls(Close));
+    EXPECT_EQ(0u, Device::OpenHandles());
+}
+
+TEST_F(SeReader, StaysClosedWhateverAFailedOpenLeavesInItsHandle) {
+    Configure("");
+    platformIsOdd = true;
+    EXPECT_FALSE(reader.Open());
+    world.ForgetLog();
+    reader.Close();
+    EXPECT_THAT(
+        world.LocatedLog(), ElementsAre("D Close: Closing SE", "D Close: Secure Element is already closed"));
+}
+
+TEST_F(SeReader, GivesNothingForASuccessWithoutAResponse) {
+    Configure("");
+    reader.Open();
+    platformIsOdd = true;
+    EXPECT_THAT(reader.Apdu({0x80, 0x01}), IsEmpty());
+    EXPECT_EQ(1, Na::GetResultCode());
+}
+
 TEST_F(SeReader, ClosesWhatIsOpenWhenItGoes) {
     Configure(Fault(Close, "-1") + "times=1\n");
     {
@@ -260,6 +329,14 @@ TEST_F(SeReader, KeepsTheEarlierAnswerToResetWhenItCannotBeReadAgain) {
     EXPECT_EQ(10400001, Na::GetResultCode());
     EXPECT_EQ("\x3BhA", reader.GetAtr());
     EXPECT_EQ(2u, Device::Calls("nfc_se_get_atr"));
+}
+
+TEST_F(SeReader, KeepsTheEarlierAnswerToResetWhenThePlatformHasNone) {
+    Configure("[card]\natr=3B6841\n" + Fault("nfc_se_get_atr", "0", 2));
+    reader.Open();
+    reader.Close();
+    EXPECT_TRUE(reader.Open());
+    EXPECT_EQ("\x3BhA", reader.GetAtr());
 }
 
 TEST_F(SeReader, IsReadyAlways) {

@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 
 #include "ServerJob.h"
+#include "app/NavoProxy.h"
 #include "app/jobs/ServerScript.h"
+#include "common/Locations.h"
 
 namespace {
 
@@ -54,6 +56,32 @@ TEST_F(ServerScript, OpensWithTheClientsFieldsAndTheCard) {
         world.Log(),
         Contains(ContainsRegex("^D/\\[/src/app/Agent\\.cpp:[0-9]+ Do\\] Job execution: sid svc; fid "
                                "fc; req push$")));
+}
+
+TEST_F(ServerScript, TakesTheFunctionIntoTheSessionKey) {
+    peer.Script({Result("00000001")});
+    Run();
+    EXPECT_EQ(Na::NavoProxy::GetSessionKey(Sent(0, "msgTime"), "fc", 50), Sent(0, "sessionKey"));
+}
+
+TEST_F(ServerScript, KeepsOneFileOfCookiesForTheClient) {
+    peer.Script({CommandSet("/018001"), Result("00000001")});
+    Run();
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(Locations::CookieDirectory)) {
+        files.push_back(entry.path().filename().string());
+    }
+    EXPECT_THAT(files, ElementsAre("dbus_com.example.wallet_2817"));
+}
+
+TEST_F(ServerScript, DrivesTheElementThatItsRequestNames) {
+    world.Configure(std::string("[card uicc]\ncplc=") + Cplc + "\nanswer 8001=9000\n");
+    peer.Script({CommandSet("/018001"), Result("00000001")});
+    Na::Job_SET_JOB_EXECUTOR job(RequestOf(&agent, &port, request));
+    job.request->readerKind = 2;
+    job.Execute();
+    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(3u, Device::ExchangeCount(Device::Element::Uicc));
 }
 
 TEST_F(ServerScript, MakesOneExchangeAndOneFurtherRequestForASetOfOneItem) {
