@@ -165,6 +165,16 @@ TEST_F(PackageId, IsTheServicesOwnForAnEmptyApplication) {
         world.LocatedLog(), ElementsAre("D GetApplicationPackageId: Package ID for : com.example.partner"));
 }
 
+TEST_F(PackageId, OfTheServiceHasRoomForUpTo1023Characters) {
+    const std::string longest(1023, 'p');
+    {
+        const OwnPackage own(longest.c_str());
+        EXPECT_EQ(Na::GetApplicationPackageId(""), longest);
+    }
+    const OwnPackage own((longest + "p").c_str());
+    EXPECT_EQ(Na::GetApplicationPackageId(""), "");
+}
+
 TEST_F(PackageId, IsEmptyWhenTheServiceBelongsToNone) {
     EXPECT_EQ(Na::GetApplicationPackageId(""), "");
     EXPECT_THAT(

@@ -23,6 +23,15 @@ bool TakesText(CURLoption option) {
     return std::find(std::begin(texts), std::end(texts), option) != std::end(texts);
 }
 
+// A line for each item.
+std::string TextOf(const curl_slist* list) {
+    std::string text;
+    for (; list != nullptr; list = list->next) {
+        text.append(list->data).append("\n");
+    }
+    return text;
+}
+
 }  // namespace
 
 CurlSpy::CurlSpy() {
@@ -75,6 +84,8 @@ void CurlSpy::Record(CURLoption option, void* value) {
     Option record = {option, "", 0, value};
     if (TakesText(option)) {
         record.text = static_cast<const char*>(value);
+    } else if (option == CURLOPT_HTTPHEADER) {
+        record.text = TextOf(static_cast<const curl_slist*>(value));
     } else if (option < CURLOPTTYPE_OBJECTPOINT) {
         record.number = reinterpret_cast<long>(value);
     }
@@ -102,8 +113,9 @@ bool CurlSpy::TakeEnd(CURLcode* code) {
     return true;
 }
 
-bool CurlSpy::TakeStart(CURLcode* code) {
+bool CurlSpy::TakeStart(long flags, CURLcode* code) {
     ++starts;
+    startFlags = flags;
     *code = startCode;
     return decidesStart;
 }
@@ -148,8 +160,9 @@ CURLcode curl_easy_perform(CURL* handle) {
 
 CURLcode curl_global_init(long flags) {
     CURLcode code = CURLE_OK;
-    return active != nullptr && active->TakeStart(&code) ? code
-                                                         : Real("curl_global_init", curl_global_init)(flags);
+    return active != nullptr && active->TakeStart(flags, &code)
+               ? code
+               : Real("curl_global_init", curl_global_init)(flags);
 }
 
 void curl_global_cleanup() {

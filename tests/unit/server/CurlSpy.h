@@ -12,7 +12,7 @@ class CurlSpy {
 public:
     struct Option {
         CURLoption option;
-        std::string text;  // of an option that takes one
+        std::string text;  // of an option that takes one; lists as lines
         long number;       // of an option that takes one
         const void* pointer;
     };
@@ -55,12 +55,13 @@ public:
 
     int Performs() const { return performs; }
     int Starts() const { return starts; }
+    long StartFlags() const { return startFlags; }  // of the last one
     int Stops() const { return stops; }
 
     // For the functions that stand in.
     void Record(CURLoption option, void* value);
     bool TakeEnd(CURLcode* code);
-    bool TakeStart(CURLcode* code);
+    bool TakeStart(long flags, CURLcode* code);
     void NoteStop() { ++stops; }
     curl_version_info_data* Version(curl_version_info_data* real);
 
@@ -75,5 +76,6 @@ private:
     curl_version_info_data versionData = {};
     int performs = 0;
     int starts = 0;
+    long startFlags = 0;
     int stops = 0;
 };

@@ -279,6 +279,22 @@ TEST_F(FailingExchange, SetsFewerOptionsForAGetThroughNoProxy) {
             CURLOPT_SOCKOPTFUNCTION));
 }
 
+TEST_F(FailingExchange, SetsItsHeadersInTheirOrder) {
+    spy.Decide(CURLE_OK, 2);
+    Get();
+    EXPECT_EQ(spy.Last(CURLOPT_HTTPHEADER).text, "User-Agent: libcurl\nAccept: */*\n");
+    Post();
+    EXPECT_EQ(
+        spy.Last(CURLOPT_HTTPHEADER).text,
+        "User-Agent: libcurl\nAccept: */*\nContent-type: application/x-www-form-urlencoded\n");
+}
+
+TEST_F(FailingExchange, NamesNoFileOfCookiesWithoutAContext) {
+    spy.Decide(CURLE_OK, 1);
+    Http("").SendRequest(peer.Url(), HttpRequest::Get, "", "");
+    EXPECT_EQ(spy.Last(CURLOPT_COOKIEJAR).text, std::string(Locations::CookieDirectory) + "/");
+}
+
 TEST_F(FailingExchange, SetsNoBodyWhenNothingButBlanksIsPosted) {
     spy.Decide(CURLE_OK, 1);
     Post("   ");
@@ -525,6 +541,7 @@ TEST(CurlLifecycle, StartsAndStopsLibcurl) {
     const CurlSpy spy;
     { const Na::_CURL_LIFECYCLE lifecycle; }
     EXPECT_EQ(spy.Starts(), 1);
+    EXPECT_EQ(spy.StartFlags(), 3);
     EXPECT_EQ(spy.Stops(), 1);
     EXPECT_THAT(world.Log(), IsEmpty());
 }

@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "VirtualDevice.h"
+#include "app/Network.h"
 #include "app/ResultCode.h"
 #include "app/ServerAddress.h"
 #include "support/DeviceWorld.h"
@@ -87,6 +88,41 @@ class FailingServer : public ServerProtocol {
 protected:
     CurlSpy spy;
 };
+
+// A way to the Internet that notes the current result of each step.
+class WatchingRoad : public Na::INetwork {
+public:
+    explicit WatchingRoad(std::vector<std::int32_t>* seenResults) : results(seenResults) {}
+
+    std::string GetName() const override { return "watching"; }
+    bool OpenConnection() override {
+        Note();
+        return true;
+    }
+    void CloseConnection() override { Note(); }
+    std::string GetProxyAddress() override {
+        Note();
+        return "";
+    }
+
+private:
+    void Note() { results->push_back(GetResultCode()); }
+
+    std::vector<std::int32_t>* results;
+};
+
+// The current results at the opening, at the question for a proxy and at the closing.
+std::vector<std::int32_t> ResultsAlongTheRoad() {
+    DeviceWorld world;
+    world.Configure("[network]\ntype=disconnected\n");
+    HttpPeer peer;
+    peer.Script({Answer("{\"resultCode\":\"00000002\"}")});
+    std::vector<std::int32_t> results;
+    Na::Network::GetInstance()->RegisterInterface(std::make_unique<WatchingRoad>(&results));
+    Na::SetResultCode(1);
+    NavoProxy(peer.Url()).SendRequest(Context, Na::Json());
+    return results;
+}
 
 // The expected values were computed with sha256sum.
 TEST(SessionKey, CombinesBothValuesStretchedPastFiftyCharacters) {
@@ -367,6 +403,12 @@ TEST_F(ServerProtocol, TakesTheConnectionDownOnceAfterEachSend) {
         EXPECT_EQ(LinesWith("D ConnectionDown: Connection down on interface: Tizen network"), sends);
         EXPECT_EQ(Device::OpenHandles(), 0U);
     }
+}
+
+TEST(ServerRequest, StartsAsAnUnknownErrorAndHasItsResultWhenTheConnectionGoesDown) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";  // a process whose networks nobody else uses
+    const std::vector<std::int32_t> expected = {10000000, 10000000, 2};
+    EXPECT_EXIT(std::_Exit(ResultsAlongTheRoad() == expected ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ServerProtocol, GoesThroughThePlatformsProxy) {

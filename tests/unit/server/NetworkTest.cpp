@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
+
 #include "VirtualDevice.h"
 #include "app/ResultCode.h"
 #include "support/DeviceWorld.h"
@@ -25,6 +27,7 @@ public:
         bool isPassable = true;
         int openings = 0;
         int closings = 0;
+        std::function<void()> onClosing;
         bool exists = true;
     };
 
@@ -40,6 +43,9 @@ public:
     void CloseConnection() override {
         ++state->closings;
         state->open = false;
+        if (state->onClosing) {
+            state->onClosing();
+        }
     }
     std::string GetProxyAddress() override { return name + ":3128"; }
 
@@ -131,6 +137,24 @@ TEST_F(NetworkRegistry, ClosesTheCurrentInterfaceOnce) {
     network->ConnectionDown();
     EXPECT_EQ(first.closings, 1);
     EXPECT_THAT(RegistryLog(), ElementsAre("D ConnectionDown: Connection down on interface: first"));
+}
+
+TEST_F(NetworkRegistry, SaysThatTheConnectionIsDownOnceItIs) {
+    network->ConnectionUp();
+    world.ForgetLog();
+    first.onClosing = [&] { EXPECT_THAT(world.Log(), IsEmpty()); };
+    network->ConnectionDown();
+    EXPECT_EQ(first.closings, 1);
+}
+
+TEST_F(NetworkRegistry, KeepsTheInterfaceThatOpenedLastWhenNoneOpensAgain) {
+    network->ConnectionUp();
+    first.isPassable = false;
+    second.isPassable = false;
+    EXPECT_FALSE(network->ConnectionUp());
+    EXPECT_EQ(network->GetProxyUrl(), "first:3128");
+    network->ConnectionDown();
+    EXPECT_EQ(first.closings, 1);
 }
 
 TEST_F(NetworkRegistry, ClosesNothingWhenNothingIsOpen) {
