@@ -136,6 +136,15 @@ TEST_F(SeReader, OpensTheEmbeddedElementAfterAFailedProbeOfTheUicc) {
     EXPECT_THAT(world.LocatedLog(), Contains("D Open: Starting to work with SE of type: 1"));
 }
 
+TEST_F(SeReader, GoesBackToTheEmbeddedElementForAKindThatItRefuses) {
+    Configure("[card]\n[card uicc]\n");
+    ASSERT_TRUE(reader.Initialize(2));
+    EXPECT_FALSE(reader.Initialize(3));
+    world.ForgetLog();
+    EXPECT_TRUE(reader.Open());
+    EXPECT_THAT(world.LocatedLog(), Contains("D Open: Starting to work with SE of type: 1"));
+}
+
 TEST_F(SeReader, SaysThatThereIsNoPermissionForEachOfTheThreeErrorsOfAccess) {
     for (const std::string error : {"0xFE3E000C", "0xC0000002", "-13"}) {
         Configure(Fault(Open, error));

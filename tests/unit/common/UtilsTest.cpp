@@ -269,6 +269,13 @@ TEST(SystemMkDir, SaysThatAFolderCannotBeMadeForAnyOtherReason) {
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D SystemMkDir: Error creating dir '" + link.string() + "'"));
 }
 
+// The system's own folder of processes takes no other folder, and says that there is no such file.
+TEST(SystemMkDir, SaysNothingWhenThereIsNoPlaceForAFolder) {
+    const DeviceWorld world;
+    EXPECT_FALSE(Na::SystemMkDir("/proc/no-such-process"));
+    EXPECT_THAT(world.Log(), IsEmpty());
+}
+
 TEST(SystemMkDir, EndsOnAPathThatTheSystemFindsTooLong) {
     const DeviceWorld world;
     std::string path = world.Path().string();

@@ -15,7 +15,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::StartsWith;
 
 // What the next waits without a timeout give at once; without any, the system waits. The link option --wrap
 // leads the service's calls here.

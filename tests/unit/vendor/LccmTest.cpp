@@ -122,6 +122,7 @@ TEST_F(LccmTest, ReadsZerosBehindTheEndOfTheList) {
     EXPECT_THAT(Split({0x00, 0x81, 0x04, 0x01}), ElementsAre("01000000"));
     EXPECT_THAT(Split({0x00, 0x81}), ElementsAre(""));
     EXPECT_THAT(Split({0x00}), ElementsAre(""));
+    EXPECT_THAT(Split({0x00, 0x01, 0x0A, 0x00}), ElementsAre("0A", "")) << "a tag alone is a record, too";
 }
 
 TEST_F(LccmTest, ReadsZerosEvenWhereTheLibraryLeftSomething) {

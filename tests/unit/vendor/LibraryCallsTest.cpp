@@ -91,6 +91,18 @@ TEST_F(KeyLibraryCall, ReadsAUidUpToItsFirstZeroByteWhateverTheResult) {
     EXPECT_THAT(Ask(request), ElementsAre(Pair("ReturnCode", "2"), Pair("dalmData", std::string(5000, 'X'))));
 }
 
+TEST_F(KeyLibraryCall, LeavesOutAUidThatIsNoText) {
+    EXPECT_THAT(
+        Ask(
+            {{"Cmd", "3F2"},
+             {"keyName", "binary"},
+             {"injectionType", "1"},
+             {"keyType", "1"},
+             {"dalmDataSize", "8"}}),
+        ElementsAre(Pair("ReturnCode", "2")));
+    EXPECT_THAT(JobLines(), ElementsAre("E Do: Returned key data is no UTF-8 text and stays here"));
+}
+
 TEST_F(KeyLibraryCall, OpensASessionAndReturnsAsManyBytesAsTheResultSays) {
     RequestMap request = {
         {"Cmd", "3F3"},

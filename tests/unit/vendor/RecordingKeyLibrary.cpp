@@ -47,7 +47,7 @@ ENTRY_POINT int dalm_readInjectedKeyUID(
     char line[256];
     std::snprintf(line, sizeof line, "uid %u %u %s %d", injectionType, keyType, keyName, size);
     Write(line);
-    std::memset(output, 'X', static_cast<std::size_t>(size));
+    std::memset(output, std::strcmp(keyName, "binary") == 0 ? 0xFF : 'X', static_cast<std::size_t>(size));
     output[size / 2] = '\0';
     return Result;
 }
