@@ -55,6 +55,17 @@ TEST(LogPrint, WritesUnderTheTag) {
     EXPECT_STREQ(LOGGING_TAG, "NavoAgent");
 }
 
+TEST(LogPrint, WritesUnderTheTagOfTheMoment) {
+    const DeviceWorld world;
+    const char* const usual = LOGGING_TAG;
+    LOGGING_TAG = "Wrist";
+    LogPrint(LogInfo, "renamed");
+    LOGGING_TAG = usual;
+    std::ifstream file(getenv("NAVO_DLOG"));
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(text, HasSubstr("I/Wrist("));
+}
+
 constexpr int LineOfSayWhere = __LINE__ + 2;
 void SayWhere() {
     LogPrint(LogDebug, LOCATED("here %d"), 5);
