@@ -58,11 +58,15 @@ TEST_F(ClientPortRequest, IsAnsweredByTheAgent) {
     EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Call("Cmd", {{"Cmd", "66"}}));
     EXPECT_THAT(
         world.LocatedLog(),
-        testing::IsSupersetOf(std::vector<std::string>{
+        ElementsAre(
+            StartsWith("D _handle_method_call: Error obtaining senders ID: "),
             "D OnClientData: Handling request data",
             "D OnClientData: port : D-bus port, remote : " + ClientId(),
+            "D Trigger_ClientData: Client ID: " + ClientId(), "D ConstructJob: data : 1",
+            "D ConstructJob: cmd: 66", "D AgentJob: ", "D Trigger_ClientData: Starting Job",
+            "D TaskComplete: ", "D Do: Job execution status: 10000001_Invalid Cmd parameter is being used",
             "D SendResult: Sending response to " + ClientId(), "D SendReply: Sending reply",
-            "D SendResult: Sent response", "D OnClientData: Done"}));
+            "D SendResult: Sent response", "D OnClientData: Done"));
 }
 
 TEST_F(ClientPortRequest, MayComeThroughExecWhoseTagIsIgnored) {
@@ -135,6 +139,15 @@ TEST_F(ClientPortRequest, GetsNoReplyWhenANewerOneCameFirst) {
     EXPECT_FALSE(first->done);
 }
 
+TEST_F(ClientPortRequest, GetsNoReplyWhenAnEmptyOneCameMeanwhile) {
+    OpenForDeferredReplies();
+    const auto first = client->Start("Cmd", {{"Cmd", "66"}});
+    EXPECT_EQ("Wrong parameters", Call("Cmd", {}));
+    EXPECT_FALSE(port->SendReturnCode(ClientId(), "for nobody"));
+    LetThePortTakeThem();
+    EXPECT_FALSE(first->done);
+}
+
 TEST_F(ClientPortRequest, GetsNoReplyWhenItsClientWasRemovedFirst) {
     OpenForDeferredReplies();
     const auto call = client->Start("Cmd", {{"Cmd", "66"}});
@@ -175,7 +188,9 @@ TEST_F(ClientPortRequest, IsPrivilegedForAPackageOfPlatformVisibilityOnly) {
     BecomeSigned("platform");
     Session("Open");
     EXPECT_EQ("00000001_The job has done successfully", Call("Cmd", {{"Cmd", "1F4"}}));
+    world.ForgetLog();
     EXPECT_TRUE(port->IsTrusted(ClientId()));
+    EXPECT_THAT(world.Log(), IsEmpty());
     Session("Close");
     for (const std::string level : {"partner", "public", "unsigned"}) {
         BecomeSigned(level);
@@ -184,6 +199,24 @@ TEST_F(ClientPortRequest, IsPrivilegedForAPackageOfPlatformVisibilityOnly) {
         EXPECT_FALSE(port->IsTrusted(ClientId())) << level;
         Session("Close");
     }
+}
+
+TEST_F(ClientPortRequest, IsPrivilegedByThePackageBeforeTheFirstUnderscore) {
+    BecomeSigned("platform");
+    const std::string owner =
+        "executables=" + std::filesystem::read_symlink("/proc/self/exe").string() + "\n";
+    std::string text = DeviceWorld::OrdinaryDevice();
+    world.Configure(text + "[package com.example.platform_tools]\n" + owner);
+    package = "com.example.platform_tools";
+    Session("Open");
+    EXPECT_TRUE(port->IsTrusted(ClientId())) << "com.example.platform is asked about";
+    Session("Close");
+    const std::string heading = "[package com.example.platform]";
+    world.Configure(
+        text.replace(text.find(heading), heading.size(), "[package com.example.platform_x]\n" + owner));
+    package = "com.example.platform_x";
+    Session("Open");
+    EXPECT_FALSE(port->IsTrusted(ClientId())) << "com.example.platform is not installed";
 }
 
 TEST_F(ClientPortRequest, IsNeverPrivilegedForAStranger) {
@@ -228,6 +261,25 @@ TEST_F(ClientPortRequest, SplitsAnIdentifierAtItsFirstUnderscore) {
     EXPECT_TRUE(port->SendProgressCode(ClientId(), "A4_Select Service"));
     WaitUntil([&] { return client->Progress().size() == 1; }, "a signal");
     EXPECT_THAT(client->Progress(), ElementsAre("A4_Select Service"));
+}
+
+TEST_F(ClientPortRequest, EndsThePathOfItsProgressBeforeAColon) {
+    BecomePackage("com.my_app:tile");
+    Session("Open");
+    Call("Cmd", {{"Cmd", "66"}});
+    client->CollectProgress("/navoa/client/app");
+    EXPECT_TRUE(port->SendProgressCode(ClientId(), "A4_Select Service"));
+    WaitUntil([&] { return client->Progress().size() == 1; }, "a signal");
+    EXPECT_THAT(client->Progress(), ElementsAre("A4_Select Service"));
+}
+
+TEST_F(ClientPortRequest, ReportsProgressOnceAnEmptyOneCame) {
+    Session("Open");
+    Call("Cmd", {});
+    client->CollectProgress("/navoa/client/" + Pid());
+    EXPECT_TRUE(port->SendProgressCode(ClientId(), "C0_"));
+    WaitUntil([&] { return client->Progress().size() == 1; }, "a signal");
+    EXPECT_THAT(client->Progress(), ElementsAre("C0_"));
 }
 
 TEST_F(ClientPortRequest, ReportsNoProgressBeforeTheFirstRequest) {

@@ -7,11 +7,13 @@
 
 #include "PortOnBus.h"
 #include "VirtualDevice.h"
+#include "common/Runtime.h"
 
 namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
@@ -52,9 +54,14 @@ TEST_F(ClientPortSession, ClosesAndQuitsTheLoopWithTheLastClient) {
     EXPECT_THAT(world.Log(), Contains("I/info: Client disconnected: " + ClientId()));
     EXPECT_THAT(
         world.LocatedLog(),
-        testing::IsSupersetOf(std::vector<std::string>{
+        ElementsAre(
+            StartsWith("D _handle_method_call: Error obtaining senders ID: "),
             "D _handle_method_call: Unregistering client " + Identifier(),
-            "D RemoveClient: Removing client: " + Identifier(), "D OnNoClients: No more clients"}));
+            "D RemoveClient: Removing client: " + Identifier(),
+            "D OnClientDisconnected: Client disconnected: " + ClientId(), "D Trigger_Shutdown: ",
+            "D OnClientDisconnected: Removing Client: " + ClientId(), StartsWith("D ~Agent: 0x"),
+            "D Trigger_Shutdown: ", "D OnClientDisconnected: No more Clients connected",
+            "D OnNoClients: No more clients", "D ExitMainLoop: Exiting application loop"));
 }
 
 TEST_F(ClientPortSession, FailsASecondOpenAndThenNeedsTwoCloses) {
@@ -62,7 +69,11 @@ TEST_F(ClientPortSession, FailsASecondOpenAndThenNeedsTwoCloses) {
     world.ForgetLog();
     EXPECT_EQ("Failed", Session("Open"));
     EXPECT_THAT(
-        world.LocatedLog(), Contains("D _handle_method_call: Error registering client " + Identifier()));
+        world.LocatedLog(), ElementsAre(
+                                StartsWith("D _handle_method_call: Error obtaining senders ID: "),
+                                "D _handle_method_call: Registering client " + Identifier(),
+                                "D AddClient: Client registration " + Identifier(),
+                                "D _handle_method_call: Error registering client " + Identifier()));
     EXPECT_EQ(1u, registry->ClientCount());
 
     EXPECT_EQ("Success", Session("Close"));
@@ -138,7 +149,10 @@ TEST_F(ClientPortSession, NamesAClientByItsPackageAndProcess) {
     EXPECT_EQ("Success", Session("Open"));
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;com.example.wallet_" + Pid()));
     EXPECT_THAT(
-        world.LocatedLog(), Not(Contains(StartsWith("D _handle_method_call: Error obtaining senders ID: "))));
+        world.LocatedLog(), ElementsAre(
+                                "D _handle_method_call: Registering client " + Identifier(),
+                                "D AddClient: Client registration " + Identifier(),
+                                "D AddClient: Registering client: " + ClientId(), StartsWith("D Agent: 0x")));
 }
 
 TEST_F(ClientPortSession, NamesAClientAppWhenItsPackageIsUnknown) {
@@ -153,6 +167,24 @@ TEST_F(ClientPortSession, NamesAClientAppWhenThePlatformGivesAnEmptyPackage) {
     world.Configure("[fault aul_app_get_pkgname_bypid]\nresult=0\n");
     EXPECT_EQ("Success", Session("Open"));
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;app_" + Pid()));
+}
+
+TEST_F(ClientPortSession, KnowsAPackageOf254BytesByItsNameAndALongerOneAsApp) {
+    const std::string longest = "com.example." + std::string(242, 'w');
+    ASSERT_EQ(254u, longest.size());
+    BecomePackage(longest);
+    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;" + longest + "_" + Pid()));
+    BecomePackage(longest + "w");
+    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;app_" + Pid()));
+}
+
+TEST_F(ClientPortSession, KnowsAPackageWithASemicolonByItsWholeName) {
+    BecomePackage("com.example;wallet");
+    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Call("Cmd", {{"Cmd", "66"}}));
+    EXPECT_TRUE(port->SendProgressCode("dbus;com.example;wallet_" + Pid(), "C0_"));
 }
 
 TEST_F(ClientPortSession, TellsTwoProcessesApart) {
@@ -206,6 +238,7 @@ TEST_F(ClientPortSession, NamesAClientByItsUniqueNameWhenItsProcessIsUnknown) {
         "the bus to see the caller gone");
     WaitForLog("I/info: Job execution is complete");
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;" + name));
+    EXPECT_THAT(world.Log(), Not(Contains(HasSubstr("Client identifier is ")))) << "warnings are not written";
 
     world.ForgetLog();
     EXPECT_TRUE(port->SendProgressCode("dbus;" + name, "A4_Select Service"));
@@ -215,5 +248,9 @@ TEST_F(ClientPortSession, NamesAClientByItsUniqueNameWhenItsProcessIsUnknown) {
                                 StartsWith("D SendProgress: Sending progress to " + name + ". 0x"),
                                 "D SendProgress: Error sending progress to " + name + ": invalid object path",
                                 "D SendProgressCode: Sent progress"));
+    std::string device = DeviceWorld::OrdinaryDevice();
+    const std::string signedPackage = "com.example.platform]";
+    world.Configure(device.replace(device.find(signedPackage), signedPackage.size(), name + "]"));
+    ASSERT_TRUE(Na::IsClientPrivileged(name));
     EXPECT_FALSE(port->IsTrusted("dbus;" + name)) << "no package, no privilege";
 }

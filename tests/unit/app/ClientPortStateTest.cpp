@@ -76,6 +76,10 @@ TEST_F(ClientPortState, OwnsItsNameAndDescribesItsObject) {
 TEST_F(ClientPortState, SaysOnceThatItListens) {
     port = Listen();
     WaitForLog("I/info: Started to listen on d-bus");
+    EXPECT_THAT(
+        world.Log(), ElementsAre(
+                         testing::HasSubstr(" RegisterPort] Registering listener: D-bus port"),
+                         "I/info: Started to listen on d-bus"));
     world.ForgetLog();
     EXPECT_EQ(0, port->StartListen()) << "a second time does nothing";
     EXPECT_EQ("Success", Session("Open"));
@@ -127,6 +131,26 @@ TEST_F(ClientPortState, DoesNotTakeItsNameFromAnother) {
     EXPECT_THAT(Session("Open"), StartsWith("org.freedesktop.DBus.Error.Unknown"));
 }
 
+TEST_F(ClientPortState, UnregistersItsObjectOnceHoweverOftenItLosesItsName) {
+    ListenUntilReady();
+    const SharedConnection shared;
+    const auto release = [&] {
+        NumberFrom(CallBus(shared.Get(), "ReleaseName", g_variant_new("(s)", Name)));
+    };
+    const auto request = [&] {
+        NumberFrom(CallBus(shared.Get(), "RequestName", g_variant_new("(su)", Name, 0u)));
+    };
+    release();
+    WaitForLog("I/info: Stop listening on d-bus");
+    request();
+    WaitForLog("I/info: Started to listen on d-bus");
+    world.ForgetLog();
+    release();
+    request();
+    WaitForLog("I/info: Started to listen on d-bus");
+    EXPECT_THAT(world.Log(), ElementsAre("I/info: Started to listen on d-bus"));
+}
+
 TEST_F(ClientPortState, DoesNotLetItsNameBeTaken) {
     ListenUntilReady();
     constexpr guint32 ReplaceExisting = 2;
@@ -176,6 +200,7 @@ TEST_F(ClientPortState, TakesNoNewsOfTheNameAfterItStopped) {
 TEST_F(ClientPortState, GivesItsNameBackWhenItStops) {
     ListenUntilReady();
     registry->StopListen();
+    EXPECT_THAT(world.Log(), ElementsAre("I/info: Stop waiting for Clients"));
     EXPECT_EQ(nullptr, CallBus(client->Connection(), "GetNameOwner", g_variant_new("(s)", Name)));
 }
 
