@@ -17,6 +17,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 constexpr char Banner[] = "I/info: NAVO Agent for wearable v1.6.0";
@@ -55,7 +56,9 @@ TEST_F(Application, StartsListeningWhenItIsCreated) {
     application->OnCreate();
     EXPECT_THAT(journal, ElementsAre("port started"));
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D OnCreate: NAVOA application creation"));
-    EXPECT_THAT(world.Log(), Contains("I/info: Start waiting for Clients"));
+    EXPECT_THAT(
+        world.Log(),
+        ElementsAre(EndsWith(" NAVOA application creation"), "I/info: Start waiting for Clients"));
     EXPECT_TRUE(LoopRuns());
 }
 
@@ -115,6 +118,7 @@ TEST_F(Application, DoesNothingWhenAClientArrives) {
 
 TEST_F(Application, CanAlwaysTerminate) {
     EXPECT_TRUE(application->CanTerminate());
+    EXPECT_THAT(world.Log(), IsEmpty());
     registry->OnClientConnected(port, "dbus;a_1");
     EXPECT_TRUE(application->CanTerminate());
     EXPECT_TRUE(LoopRuns());

@@ -19,6 +19,24 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
+// A port that sees how many clients the registry still has while it stops and goes.
+class CountingPort : public FakePort {
+public:
+    CountingPort(std::vector<std::string>* calls, const std::string& portName, Na::ClientListener* owner)
+        : FakePort(calls, portName), journal(calls), registry(owner) {}
+    ~CountingPort() override { Count("goes"); }
+    void StopListen() override { Count("stops"); }
+
+private:
+    void Count(const std::string& event) {
+        journal->push_back(
+            std::to_string(registry->ClientCount()) + " clients when " + GetName() + " " + event);
+    }
+
+    std::vector<std::string>* const journal;
+    Na::ClientListener* const registry;
+};
+
 // A registry of the test's own. The application is the process's; its loop is the test's.
 class ClientRegistry : public testing::Test {
 public:
@@ -34,8 +52,9 @@ public:
     }
 
 protected:
-    FakePort* AddPort(const std::string& name) {
-        auto port = std::make_unique<FakePort>(&journal, name);
+    template <typename Port = FakePort, typename... Further>
+    FakePort* AddPort(const std::string& name, Further... further) {
+        auto port = std::make_unique<Port>(&journal, name, further...);
         FakePort* const address = port.get();
         registry.RegisterPort(std::move(port));
         return address;
@@ -212,6 +231,15 @@ TEST_F(ClientRegistry, ForgetsItsClientsWithoutAShutdownOfItsOwnWhenItStops) {
     EXPECT_TRUE(LoopRuns());
     EXPECT_EQ(2, Lines("D Trigger_Shutdown: ")) << "each agent's own, at its end";
     EXPECT_EQ(0, Lines("D OnClientDisconnected: Client disconnected: dbus;a_1"));
+}
+
+TEST_F(ClientRegistry, KeepsItsClientsUntilEveryPortHasStoppedAndGone) {
+    AddPort<CountingPort>("third", &registry);
+    registry.OnClientConnected(first, "dbus;a_1");
+    registry.StopListen();
+    EXPECT_EQ("1 clients when third stops", journal[journal.size() - 3]);
+    EXPECT_EQ("1 clients when third goes", journal[journal.size() - 2]);
+    EXPECT_EQ(0u, registry.ClientCount());
 }
 
 TEST_F(ClientRegistry, StopsWhenItGoes) {
