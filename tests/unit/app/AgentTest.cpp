@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "RecordingPort.h"
 #include "app/ResultCode.h"
@@ -18,6 +19,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::Not;
@@ -112,6 +114,13 @@ TEST_F(AgentTest, SaysThatTheDataIsInvalidWhenTheCommandOverflows) {
                 "E Trigger_ClientData: Error starting a new job: 10300004_NAVOData is invalid"))
             << command;
     }
+}
+
+TEST_F(AgentTest, ReadsACommandAnewWhateverErrorWentBefore) {
+    errno = ERANGE;
+    EXPECT_TRUE(Is<Na::Job_GET_CPLC>(Construct("67")));
+    EXPECT_EQ(nullptr, Construct("10000000000000000"));
+    EXPECT_TRUE(Is<Na::Job_GET_CPLC>(Construct("67")));
 }
 
 TEST_F(AgentTest, NeverNarrowsTheNumberOfACommand) {
@@ -218,6 +227,12 @@ TEST_F(AgentTest, StartsTheJobOfAnAcceptedRequest) {
             "D Trigger_ClientData: Client ID: dbus;com.example.wallet_2817", "D ConstructJob: data : 1",
             "D ConstructJob: cmd: 66", "D AgentJob: ", "D Trigger_ClientData: Starting Job",
             "D TaskComplete: ", "D Do: Job execution status: 10000001_Invalid Cmd parameter is being used"));
+    const std::vector<std::string> log = world.Log();
+    ASSERT_EQ(10u, log.size());
+    EXPECT_EQ("I/info: Request from Client arrived", log.front());
+    EXPECT_THAT(log[5], EndsWith(" Starting Job"));
+    EXPECT_EQ("I/info: Done. Sending status to Client", log[6]);
+    EXPECT_EQ("I/info: Job execution is complete", log.back());
 }
 
 TEST_F(AgentTest, KeepsAJobAfterItsReply) {
@@ -243,10 +258,14 @@ TEST_F(AgentTest, AnswersNothingWhenItIsUninitialised) {
     Na::Agent moved(std::move(agent));
     world.ForgetLog();
     agent.Trigger_ClientData(&port, ClientId, {{"Cmd", "66"}});
+    agent.Trigger_ClientData(&port, ClientId, {});
     EXPECT_THAT(port.replies, IsEmpty());
+    EXPECT_EQ("left behind", Na::GetResultCodeText());
     EXPECT_THAT(world.Log(), Contains("I/info: Request from Client arrived"));
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
+                                "D Trigger_ClientData: Client ID: dbus;com.example.wallet_2817",
+                                "E Trigger_ClientData: Fatal: use of uninitialized object",
                                 "D Trigger_ClientData: Client ID: dbus;com.example.wallet_2817",
                                 "E Trigger_ClientData: Fatal: use of uninitialized object"));
     moved.Trigger_ClientData(&port, ClientId, {{"Cmd", "66"}});

@@ -99,6 +99,13 @@ TEST_F(JobRun, LeavesTheJobsOwnMapAsItWas) {
     EXPECT_THAT(job->result, ElementsAre(Pair("MemoryInfo", "1")));
 }
 
+TEST_F(JobRun, SaysThatTheJobIsDoneOnceItHasRun) {
+    std::vector<std::string> logAtWork;
+    Run([&](GivenJob&) { logAtWork = world.Log(); });
+    EXPECT_THAT(logAtWork, IsEmpty());
+    EXPECT_THAT(world.Log(), Contains("I/info: Done. Sending status to Client"));
+}
+
 TEST_F(JobRun, SendsTheReplyBeforeItSaysThatTheJobIsComplete) {
     std::vector<std::string> logAtReply;
     port.onReply = [&] { logAtReply = world.Log(); };
