@@ -2,6 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <map>
+
 #include "RecordingPort.h"
 #include "VirtualDevice.h"
 #include "app/Agent.h"
@@ -149,6 +153,21 @@ TEST_F(DeviceQueries, SaysUnknownErrorWhenTheReaderHasGoneAfterItsProbe) {
     EXPECT_EQ(1u, Device::Calls("nfc_se_close_secure_element")) << "only the probe was open";
 }
 
+TEST_F(DeviceQueries, EndWithAnUnknownErrorWhenTheReaderIsOfNoKnownKind) {
+    const std::map<std::string, Na::RequestMap> replies = {
+        {"67", UnknownErrorStatus}, {"68", NoMemory}, {"69", UnknownErrorStatus}};
+    for (const auto& [command, reply] : replies) {
+        const auto job = agent.ConstructJob(RequestOf(&agent, &port, {{"Cmd", command}}));
+        job->request->readerKind = 3;
+        port.replies.clear();
+        Na::SetResultCodeText("left behind");
+        Na::Do(*job);
+        EXPECT_EQ(reply, port.replies.front().result) << command;
+        EXPECT_EQ(10000000, Na::GetResultCode()) << command;
+    }
+    EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
+}
+
 TEST_F(DeviceQueries, AnswersWithTheFreeMemory) {
     EXPECT_EQ(
         (Na::RequestMap{{"MemoryInfo", "4096"}, {"ReturnCode", "4096"}}),
@@ -157,6 +176,28 @@ TEST_F(DeviceQueries, AnswersWithTheFreeMemory) {
     EXPECT_THAT(world.Log(), Contains("I/info: Get Memory"));
     EXPECT_THAT(world.LocatedLog(), Contains("D GetFreeMemory: SE memory: 4096"));
     ExpectTheElementToBeOpenedTwiceAndClosed();
+}
+
+TEST_F(DeviceQueries, CountsAsDoneWhenTheMemoryWasReadAndTheElementCannotBeClosed) {
+    EXPECT_EQ(
+        (Na::RequestMap{{"MemoryInfo", "4096"}, {"ReturnCode", "4096"}}),
+        Ask("[card]\nfree-memory=4096\n" + Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
+            "68"));
+    EXPECT_EQ(1, Na::GetResultCode());
+}
+
+TEST_F(DeviceQueries, SayWhatTheyDoBeforeTheyOpenTheElement) {
+    const std::map<std::string, std::string> lines = {
+        {"67", "I/info: Get CPLC"}, {"68", "I/info: Get Memory"}, {"69", "I/info: Eligibility"}};
+    for (const auto& [command, line] : lines) {
+        Ask(Fault("nfc_se_open_secure_element", "-1"), command);
+        const std::vector<std::string> log = world.Log();
+        const auto starting = std::find_if(log.begin(), log.end(), [](const std::string& each) {
+            return each.find("] Starting Job") != std::string::npos;
+        });
+        ASSERT_NE(log.end(), starting);
+        EXPECT_EQ(line, *std::next(starting));
+    }
 }
 
 TEST_F(DeviceQueries, SaturatesTheFreeMemory) {
