@@ -31,6 +31,35 @@ TEST(ServiceLife, TheFirstClientStartsItAndTheLastCloseEndsItWithStatusZero) {
     EXPECT_TRUE(world.LogHas("[/src/app/ClientListener.cpp:"));
 }
 
+TEST(ServiceLife, TheLogTellsItsStepsFromItsBannerToItsLastWordInOrder) {
+    World world;
+    BusCaller caller(world.BusAddress());
+    EXPECT_EQ(caller.Session("Open").ReturnCode(), "Success");
+    const pid_t service = world.ServiceProcess();
+    EXPECT_EQ(caller.Session("Close").ReturnCode(), "Success");
+    EXPECT_EQ(world.AwaitEndOf(service), 0);
+    const std::vector<std::string> steps = {
+        " RegisterPort] Registering listener: D-bus port",
+        "info: NAVO Agent for wearable v1.6.0",
+        " OnCreate] NAVOA application creation",
+        "info: Start waiting for Clients",
+        "info: Started to listen on d-bus",
+        "info: Client connected: dbus;com.example.wallet_",
+        "info: Client disconnected: dbus;com.example.wallet_",
+        " OnClientDisconnected] No more Clients connected",
+        " OnNoClients] No more clients",
+        " ExitMainLoop] Exiting application loop",
+        "info: Stop waiting for Clients"};
+    const std::vector<std::string> log = world.Log();
+    auto line = log.begin();
+    for (const std::string& step : steps) {
+        line = std::find_if(
+            line, log.end(), [&](const std::string& each) { return each.find(step) != std::string::npos; });
+        ASSERT_NE(line, log.end()) << step;
+    }
+    EXPECT_EQ(log.back(), *line) << "nothing is said after it";
+}
+
 TEST(ServiceLife, NoReplyToALastCloseIsEverLost) {
     World world;
     BusCaller caller(world.BusAddress());
