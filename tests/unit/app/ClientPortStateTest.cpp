@@ -111,6 +111,15 @@ TEST_F(ClientPortState, OutlivesTheBus) {
     EXPECT_THAT(world.Log(), Not(Contains("I/info: Stop listening on d-bus")));
 }
 
+TEST_F(ClientPortState, LetsGoOfTheConnectionWhenTheBusIsLost) {
+    ListenUntilReady();
+    Session("Open");
+    Call("Cmd", {{"Cmd", "66"}});
+    SharedConnectionWatch connection;
+    bus.Stop();
+    WaitUntil([&] { return connection.Gone(); }, "the connection to go");
+}
+
 TEST_F(ClientPortState, StaysAliveWithoutAnyBus) {
     setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + (world.Path() / "nobody").string()).c_str(), 1);
     Listen();
@@ -201,6 +210,15 @@ TEST_F(ClientPortState, GivesItsNameBackWhenItStops) {
     ListenUntilReady();
     registry->StopListen();
     EXPECT_THAT(world.Log(), ElementsAre("I/info: Stop waiting for Clients"));
+    EXPECT_EQ(nullptr, CallBus(client->Connection(), "GetNameOwner", g_variant_new("(s)", Name)));
+}
+
+TEST_F(ClientPortState, GivesItsNameBackWhenItGoesWithoutHavingStopped) {
+    {
+        Tizen::DbusClientPort brief;
+        brief.StartListen();
+        WaitForLog("I/info: Started to listen on d-bus");
+    }
     EXPECT_EQ(nullptr, CallBus(client->Connection(), "GetNameOwner", g_variant_new("(s)", Name)));
 }
 

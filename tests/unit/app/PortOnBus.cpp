@@ -145,24 +145,14 @@ PortOnBus::~PortOnBus() {
 
 // The next test's port has to find its own bus, so nobody may keep this one's connection.
 void PortOnBus::ForgetSharedConnection() {
-    GWeakRef shared;
-    {
-        const SharedConnection connection;
-        if (connection.Get() != nullptr) {
-            g_dbus_connection_set_exit_on_close(connection.Get(), FALSE);
-        }
-        g_weak_ref_init(&shared, connection.Get());
+    auto connection = std::make_unique<SharedConnection>();
+    if (connection->Get() != nullptr) {
+        g_dbus_connection_set_exit_on_close(connection->Get(), FALSE);
     }
+    SharedConnectionWatch watch(*connection);
+    connection.reset();
     registry->StopListen();
-    WaitUntil(
-        [&] {
-            auto* left = static_cast<GObject*>(g_weak_ref_get(&shared));
-            const bool gone = left == nullptr;
-            g_clear_object(&left);
-            return gone;
-        },
-        "the shared connection to go");
-    g_weak_ref_clear(&shared);
+    WaitUntil([&] { return watch.Gone(); }, "the shared connection to go");
 }
 
 void PortOnBus::WaitUntil(const std::function<bool()>& condition, const char* what) {

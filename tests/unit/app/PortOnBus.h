@@ -107,5 +107,26 @@ private:
     GDBusConnection* connection;
 };
 
+// Tells when nobody holds that connection any longer; does not hold it itself.
+class SharedConnectionWatch {
+public:
+    explicit SharedConnectionWatch(const SharedConnection& connection = SharedConnection()) {
+        g_weak_ref_init(&reference, connection.Get());
+    }
+    ~SharedConnectionWatch() { g_weak_ref_clear(&reference); }
+    SharedConnectionWatch(const SharedConnectionWatch&) = delete;
+    SharedConnectionWatch& operator=(const SharedConnectionWatch&) = delete;
+
+    bool Gone() {
+        auto* left = static_cast<GObject*>(g_weak_ref_get(&reference));
+        const bool gone = left == nullptr;
+        g_clear_object(&left);
+        return gone;
+    }
+
+private:
+    GWeakRef reference;
+};
+
 // Calls the bus itself and returns the reply, null when the bus refused.
 GVariant* CallBus(GDBusConnection* connection, const char* method, GVariant* parameters);
