@@ -111,6 +111,23 @@ TEST_F(ClientPortState, OutlivesTheBus) {
     EXPECT_THAT(world.Log(), Not(Contains("I/info: Stop listening on d-bus")));
 }
 
+TEST_F(ClientPortState, TellsWhyProgressCannotBeSentWhenItsConnectionIsClosed) {
+    ListenUntilReady();
+    Session("Open");
+    Call("Cmd", {{"Cmd", "66"}});
+    const SharedConnection shared;
+    g_dbus_connection_close_sync(shared.Get(), nullptr, nullptr);
+    world.ForgetLog();
+    EXPECT_TRUE(port->SendProgressCode(ClientId(), "C0_")) << "the port has not heard of it yet";
+    EXPECT_THAT(
+        world.LocatedLog(),
+        ElementsAre(
+            "D SendProgressCode: Sending progress to " + ClientId(),
+            StartsWith("D SendProgress: Sending progress to " + Identifier() + ". 0x"),
+            "D SendProgress: Error sending progress to " + Identifier() + ": The connection is closed",
+            "D SendProgressCode: Sent progress"));
+}
+
 TEST_F(ClientPortState, LetsGoOfTheConnectionWhenTheBusIsLost) {
     ListenUntilReady();
     Session("Open");
@@ -182,6 +199,7 @@ TEST_F(ClientPortState, LogsThatItsObjectCannotBeExported) {
                    log.back().find("D _register_object: Error registering d-bus object: ") == 0;
         },
         "the second object to be refused");
+    EXPECT_THAT(world.LocatedLog().back(), testing::HasSubstr(Name)) << "the bus library's own words";
     EXPECT_EQ("Success", Session("Open")) << "the first port goes on";
 }
 

@@ -20,6 +20,7 @@ using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::Not;
 using testing::Pair;
+using testing::StartsWith;
 
 const std::string Cplc =
     "4F525731000150600100506100C0FFEE00424F5050654F4550664F495070000000014F53507100000002";
@@ -295,6 +296,14 @@ TEST_F(DeviceQueries, LogsTheNewAddressUnderTheAgentsName) {
     EXPECT_THAT(world.Log(), Contains(ContainsRegex(place + "New URL: https://kms\\.example$")));
     EXPECT_THAT(
         world.Log(), Contains(ContainsRegex(place + "Changed to use new NAVO URL: https://kms\\.example$")));
+    EXPECT_THAT(
+        world.LocatedLog(),
+        ElementsAre(
+            StartsWith("D Trigger_ClientData: Client ID: "), "D ConstructJob: data : 1",
+            "D ConstructJob: cmd: 1f5", StartsWith("D ConstructJob: Privileged command from "),
+            "D AgentJob: ", "D Trigger_ClientData: Starting Job", "D Do: New URL: https://kms.example",
+            "D SetNavoAddress: New URL is saved", "D Do: Changed to use new NAVO URL: https://kms.example",
+            "D TaskComplete: ", "D Do: Job execution status: 00000001_The job has done successfully"));
 }
 
 TEST_F(DeviceQueries, SaysUnknownErrorWhenTheAddressCannotBeStored) {
