@@ -6,6 +6,7 @@ find_package(PkgConfig REQUIRED)
 option(NAVO_WERROR "Treat compiler warnings as errors" OFF)
 set(NAVO_SANITIZE "" CACHE STRING "Value for -fsanitize=, for example address,undefined")
 option(NAVO_FUZZ "Build the fuzz targets with libFuzzer (Clang)" OFF)
+option(NAVO_BENCH "Build the measuring programs (needs BUILD_TESTING)" OFF)
 set(NAVO_PLATFORM "" CACHE STRING "tizen, virtual, or empty to decide by the modules that pkg-config finds")
 set_property(CACHE NAVO_PLATFORM PROPERTY STRINGS "" tizen virtual)
 

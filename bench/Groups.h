@@ -1,0 +1,12 @@
+// The groups of figures. Each adds what it measures to the report and throws when something cannot be
+// measured.
+#pragma once
+
+#include "Report.h"
+#include "Settings.h"
+
+namespace Bench {
+
+void MeasureRelay(Report& report, const Settings& settings);
+
+}  // namespace Bench

@@ -1,0 +1,7 @@
+#include "../Groups.h"
+
+namespace Bench {
+
+void MeasureRelay(Report&, const Settings&) {}
+
+}  // namespace Bench
