@@ -8,5 +8,6 @@
 namespace Bench {
 
 void MeasureRelay(Report& report, const Settings& settings);
+void MeasureGrowth(Report& report, const Settings& settings);
 
 }  // namespace Bench

@@ -18,6 +18,7 @@ struct Group {
 
 constexpr Group Groups[] = {
     {"relay", MeasureRelay},
+    {"growth", MeasureGrowth},
 };
 
 struct Options {

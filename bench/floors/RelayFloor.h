@@ -1,0 +1,15 @@
+// What relaying cannot do without: walking a command set, converting both ways, the platform's log and card
+// calls, and the signal that tells the client how far its job is. Nothing is looked up and nothing is
+// checked.
+#pragma once
+
+#include <gio/gio.h>
+
+#include <string>
+
+namespace Floor {
+
+// Relays like the service does, with its log lines and its signal, and returns the set of responses.
+std::string RelaySet(GDBusConnection* connection, const std::string& commandSet);
+
+}  // namespace Floor

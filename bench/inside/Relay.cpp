@@ -1,0 +1,113 @@
+#include <algorithm>
+#include <stdexcept>
+
+#include "../floors/RelayFloor.h"
+#include "BusService.h"
+#include "Case.h"
+#include "app/Agent.h"
+#include "app/Se.h"
+
+namespace Inside {
+
+namespace {
+
+// A run relays so many APDUs at least, in as many sets as that takes.
+constexpr unsigned LeastApdus = 1000;
+
+class IdleJob : public Na::AgentJob {
+public:
+    using AgentJob::AgentJob;
+    void Execute() override {}
+};
+
+// A job of the service's client, with the secure element open.
+class OpenJob {
+public:
+    OpenJob() : job(Request()), session(0) {
+        if (!session.IsOpen()) {
+            throw std::runtime_error("the secure element does not open");
+        }
+    }
+
+    std::string Relay(const std::string& commandSet) {
+        return Na::SendApdu(job, session.Element(), commandSet);
+    }
+
+private:
+    static std::unique_ptr<Na::JobRequest> Request() {
+        auto request = std::make_unique<Na::JobRequest>();
+        request->clientId = Service().ClientId();
+        request->port = Service().Port();
+        return request;
+    }
+
+    IdleJob job;
+    Na::SeSession session;
+};
+
+struct Command {
+    const char* name;
+    std::string digits;
+};
+
+// The shortest form of SELECT, a full STORE-like command, and one so short that no progress is reported.
+std::vector<Command> Commands() {
+    std::string full = "00A40400FF";
+    for (int i = 0; i < 255; ++i) {
+        full += "5A";
+    }
+    return {{"3 bytes", "00A404"}, {"5 bytes", "00A4040000"}, {"261 bytes", full + "00"}};
+}
+
+std::string SetOf(const std::string& command, unsigned count) {
+    std::string set;
+    for (unsigned i = 0; i < count; ++i) {
+        set += "/01" + command;
+    }
+    return set;
+}
+
+std::string Figure(const std::string& command, unsigned count) {
+    return command + ", set of " + std::to_string(count);
+}
+
+// Both sides have to give the same responses, or they would not have done the same.
+void RequireEqual(const std::string& ours, const std::string& floor) {
+    if (ours.empty() || ours != floor) {
+        throw std::runtime_error("service and floor relay differently");
+    }
+}
+
+void AddSet(Cases& cases, const std::shared_ptr<OpenJob>& job, const Command& command, unsigned count) {
+    const std::string set = SetOf(command.digits, count);
+    const unsigned times = std::max(1U, LeastApdus / count);
+    GDBusConnection* const connection = Service().Connection();
+    RequireEqual(job->Relay(set), Floor::RelaySet(connection, set));
+    const std::string figure = Figure(command.name, count);
+    const auto flush = [] { Service().Flush(); };
+    const auto ours = [=] {
+        for (unsigned i = 0; i < times; ++i) {
+            job->Relay(set);
+        }
+    };
+    const auto floor = [=] {
+        for (unsigned i = 0; i < times; ++i) {
+            Floor::RelaySet(connection, set);
+        }
+    };
+    cases.push_back({"relay/ours/" + figure, times * count, ours, flush});
+    cases.push_back({"relay/floor/" + figure, times * count, floor, flush});
+}
+
+}  // namespace
+
+void AddRelay(Cases& cases) {
+    const auto job = std::make_shared<OpenJob>();
+    for (const Command& command : Commands()) {
+        for (const unsigned count : {1U, 10U, 1000U, 5000U}) {
+            AddSet(cases, job, command, count);
+        }
+    }
+}
+
+}  // namespace Inside
