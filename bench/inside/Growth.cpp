@@ -53,7 +53,7 @@ void AddCrowd(Cases& cases, unsigned count) {
         }
     };
     ask();
-    cases.push_back({"growth/ours/request, clients " + std::to_string(count), RequestsOfARun, ask});
+    cases.push_back({"growth/ours/request, registered " + std::to_string(count), RequestsOfARun, ask});
 }
 
 class SetJob : public Na::AgentJob {
