@@ -1,7 +1,5 @@
-// The platform's log and card for what is measured within one process. Both cost as little as they can, so
-// that they do not hide what stands above them: a line is formatted once and written once, and the card
-// answers at once with as many bytes as it got. Stands in front of the virtual device through the linker's
-// --wrap.
+#include "PlainPlatform.h"
+
 #include <dlog.h>
 #include <fcntl.h>
 #include <nfc.h>
@@ -13,6 +11,16 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+
+namespace {
+
+Inside::Logged logged;
+
+}  // namespace
+
+const Inside::Logged& Inside::WrittenToLog() {
+    return logged;
+}
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 extern "C" {
@@ -29,6 +37,8 @@ int __wrap_dlog_vprint(log_priority, const char*, const char* fmt, va_list ap) {
     std::array<char, 4096> line;  // the longest that a log takes; left as it is, for it is written over
     const int length = std::vsnprintf(line.data(), line.size(), fmt, ap);
     const std::size_t kept = std::min(static_cast<std::size_t>(length), line.size() - 1);
+    ++logged.lines;
+    logged.characters += kept;
     return static_cast<int>(write(nowhere, line.data(), kept));
 }
 
