@@ -8,6 +8,10 @@
 namespace Bench {
 
 void MeasureRelay(Report& report, const Settings& settings);
+void MeasureRequest(Report& report, const Settings& settings);
+void MeasureScript(Report& report, const Settings& settings);
+void MeasurePcsc(Report& report, const Settings& settings);
+void MeasureStart(Report& report, const Settings& settings);
 void MeasureGrowth(Report& report, const Settings& settings);
 
 }  // namespace Bench

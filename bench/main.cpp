@@ -17,8 +17,8 @@ struct Group {
 };
 
 constexpr Group Groups[] = {
-    {"relay", MeasureRelay},
-    {"growth", MeasureGrowth},
+    {"relay", MeasureRelay}, {"request", MeasureRequest}, {"script", MeasureScript},
+    {"pcsc", MeasurePcsc},   {"start", MeasureStart},     {"growth", MeasureGrowth},
 };
 
 struct Options {

@@ -1,0 +1,204 @@
+#include "DelayRelay.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <deque>
+#include <optional>
+#include <system_error>
+
+namespace Bench {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t LargestPiece = 65536;
+
+sockaddr_in Loopback(int port) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+int NewSocket() {
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), "socket");
+    }
+    return descriptor;
+}
+
+void SendAtOnce(int descriptor) {
+    const int on = 1;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+// What is under way in one direction.
+class Road {
+public:
+    Road(int fromSocket, int toSocket) : from(fromSocket), to(toSocket) {}
+
+    int From() const { return from; }
+    bool Accepts() const { return !ended; }
+
+    void Read(std::chrono::microseconds delay) {
+        std::vector<char> bytes(LargestPiece);
+        const ssize_t count = recv(from, bytes.data(), bytes.size(), MSG_DONTWAIT);
+        if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+            return;
+        }
+        ended = count <= 0;
+        bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        pieces.push_back({Clock::now() + delay, std::move(bytes)});
+    }
+
+    // Passes on what is due; an empty piece is the end.
+    void Deliver() {
+        while (!pieces.empty() && pieces.front().due <= Clock::now()) {
+            const std::vector<char>& bytes = pieces.front().bytes;
+            if (bytes.empty()) {
+                shutdown(to, SHUT_WR);
+                closed = true;
+            } else {
+                send(to, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            }
+            pieces.pop_front();
+        }
+    }
+
+    bool Closed() const { return closed; }
+    std::optional<Clock::time_point> NextDue() const {
+        return pieces.empty() ? std::nullopt : std::make_optional(pieces.front().due);
+    }
+
+private:
+    struct Piece {
+        Clock::time_point due;
+        std::vector<char> bytes;
+    };
+
+    int from;
+    int to;
+    bool ended = false;
+    bool closed = false;
+    std::deque<Piece> pieces;
+};
+
+}  // namespace
+
+struct DelayRelay::Connection {
+    Connection(int clientSocket, int serverSocket)
+        : client(clientSocket), server(serverSocket), roads{{{client, server}, {server, client}}} {}
+    ~Connection() {
+        close(client);
+        close(server);
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    bool Over() const { return roads[0].Closed() && roads[1].Closed(); }
+
+    int client;
+    int server;
+    std::array<Road, 2> roads;
+};
+
+DelayRelay::DelayRelay(int serverPort)
+    : server(serverPort), listener(NewSocket()), stop(eventfd(0, EFD_CLOEXEC)) {
+    sockaddr_in address = Loopback(0);
+    socklen_t size = sizeof address;
+    auto* const raw = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listener, raw, size) != 0 || listen(listener, SOMAXCONN) != 0 ||
+        getsockname(listener, raw, &size) != 0) {
+        throw std::system_error(errno, std::generic_category(), "listening");
+    }
+    port = ntohs(address.sin_port);
+    thread = std::thread([this] { Run(); });
+}
+
+DelayRelay::~DelayRelay() {
+    eventfd_write(stop, 1);
+    thread.join();
+    close(listener);
+    close(stop);
+}
+
+void DelayRelay::Accept() {
+    const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    const int upstream = NewSocket();
+    const sockaddr_in address = Loopback(server);
+    const bool isThere = connect(upstream, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    if (client < 0 || !isThere) {
+        close(client);
+        close(upstream);
+        return;
+    }
+    SendAtOnce(client);
+    SendAtOnce(upstream);
+    connections.push_back(std::make_unique<Connection>(client, upstream));
+}
+
+namespace {
+
+timespec UntilThen(Clock::time_point due) {
+    const auto left = std::max(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(due - Clock::now()),
+        std::chrono::nanoseconds(0));
+    constexpr long Billion = 1000000000;
+    return {left.count() / Billion, left.count() % Billion};
+}
+
+}  // namespace
+
+void DelayRelay::Run() {
+    for (;;) {
+        std::vector<pollfd> watched = {{stop, POLLIN, 0}, {listener, POLLIN, 0}};
+        std::vector<Road*> readers = {nullptr, nullptr};
+        std::optional<Clock::time_point> next;
+        for (const auto& connection : connections) {
+            for (Road& road : connection->roads) {
+                if (road.Accepts()) {
+                    watched.push_back({road.From(), POLLIN, 0});
+                    readers.push_back(&road);
+                }
+                const std::optional<Clock::time_point> due = road.NextDue();
+                next = next && due ? std::min(*next, *due) : next ? next : due;
+            }
+        }
+        const timespec patience = UntilThen(next.value_or(Clock::now()));
+        ppoll(watched.data(), watched.size(), next ? &patience : nullptr, nullptr);
+        if (watched[0].revents != 0) {
+            connections.clear();
+            return;
+        }
+        for (std::size_t at = 2; at < watched.size(); ++at) {
+            if (watched[at].revents != 0) {
+                readers[at]->Read(oneWay.load());
+            }
+        }
+        for (const auto& connection : connections) {
+            connection->roads[0].Deliver();
+            connection->roads[1].Deliver();
+        }
+        connections.erase(
+            std::remove_if(
+                connections.begin(), connections.end(), [](const auto& each) { return each->Over(); }),
+            connections.end());
+        if (watched[1].revents != 0) {
+            Accept();
+        }
+    }
+}
+
+}  // namespace Bench

@@ -1,0 +1,69 @@
+// A service on a bus of its own: ours, or the floor that stands beside it.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "e2e/World.h"
+#include "navo/Client.h"
+
+namespace Bench {
+
+enum class Side { Ours, Floor };
+
+class Stage {
+public:
+    explicit Stage(Side whoseService) : side(whoseService) {}
+
+    World& Surroundings() { return world; }
+
+    // Directs the service to this key server and makes the device trust these certificates; before Start.
+    void UseServer(const std::string& address, const std::filesystem::path& trusted);
+
+    // The floor leaves out the log lines; before Start.
+    void WithoutLines() { silent = true; }
+
+    // Returns when the service has its name on the bus.
+    void Start();
+    // The same under callgrind, which leaves its count in the file when the service ends.
+    void StartCounted(const std::filesystem::path& count);
+
+    pid_t Pid() const { return service->Pid(); }
+    static std::filesystem::path ProgramOf(Side side);
+    std::vector<std::string> Command() const;
+
+    // This process as the service's client; while it lasts, the service does.
+    Navo::Session& Session() { return *session; }
+
+    // Closes the session, upon which the service ends, and waits for that; throws when it does not end well.
+    void End();
+
+private:
+    void Run(const std::vector<std::string>& command);
+
+    Side side;
+    World world;
+    std::string server;
+    bool silent = false;
+    std::unique_ptr<Process> service;
+    std::unique_ptr<Navo::Session> session;
+};
+
+// Does the same once on each side, and throws std::runtime_error when the two then log lines that differ in
+// more than so many, numbers and addresses aside.
+void RequireSameLines(
+    Stage& ours, Stage& floor, std::size_t tolerated, const std::function<void(Stage&)>& action);
+
+// Time that something takes, in microseconds.
+template <typename Action>
+double MicrosecondsOf(Action&& action) {
+    const auto begin = std::chrono::steady_clock::now();
+    action();
+    const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - begin;
+    return taken.count();
+}
+
+}  // namespace Bench

@@ -1,0 +1,82 @@
+// A status command over the bus, beside a bare GDBus service that looks the caller's process up, writes the
+// same log lines and answers the same map.
+#include "../Callgrind.h"
+#include "../Groups.h"
+#include "../Stage.h"
+
+namespace Bench {
+
+namespace {
+
+constexpr double LargestRatio = 1.25;
+
+struct Payload {
+    const char* name;
+    std::size_t size;
+    unsigned requests;  // of one round
+};
+
+constexpr Payload Payloads[] = {
+    {"status, 16 B", 16, 200}, {"status, 1 KiB", 1024, 200}, {"status, 64 KiB", 65536, 50}};
+
+void Send(Stage& stage, const Payload& payload, unsigned count) {
+    const Navo::Map request = {{"Cmd", "66"}, {"payload", std::string(payload.size, 'x')}};
+    for (unsigned sent = 0; sent < count; ++sent) {
+        stage.Session().Call(request);
+    }
+}
+
+double CountRequests(Side side, const Payload& payload, unsigned count, const Settings& settings) {
+    const std::filesystem::path result = settings.scratch / "request.count";
+    Stage stage(side);
+    stage.StartCounted(result);
+    Send(stage, payload, count);
+    stage.End();
+    return CountIn(result);
+}
+
+void CountAll(Report& report, const Settings& settings) {
+    for (const Payload& payload : Payloads) {
+        const auto each = [&](Side side) {
+            return PerOperation(payload.requests / 10, payload.requests, [&](unsigned count) {
+                return CountRequests(side, payload, count, settings);
+            });
+        };
+        report.Add(
+            {"request", payload.name, Instructions, {each(Side::Ours)}, {each(Side::Floor)}, LargestRatio});
+    }
+}
+
+void TimeAll(Report& report, const Settings& settings, Stage& ours, Stage& floor) {
+    for (const Payload& payload : Payloads) {
+        Figure figure = {"request", payload.name, Microseconds, {}, {}};
+        const auto each = [&](Stage& stage) {
+            return MicrosecondsOf([&] { Send(stage, payload, payload.requests); }) / payload.requests;
+        };
+        for (unsigned round = 0; round < settings.rounds; ++round) {
+            figure.ours.push_back(each(ours));
+            figure.floor.push_back(each(floor));
+        }
+        report.Add(figure);
+    }
+}
+
+}  // namespace
+
+void MeasureRequest(Report& report, const Settings& settings) {
+    Stage ours(Side::Ours);
+    Stage floor(Side::Floor);
+    ours.Start();
+    floor.Start();
+    RequireSameLines(ours, floor, 0, [](Stage& stage) { Send(stage, Payloads[0], 1); });
+    if (settings.wall) {
+        TimeAll(report, settings, ours, floor);
+    }
+    ours.End();
+    floor.End();
+    if (settings.instructions) {
+        CountAll(report, settings);
+    }
+}
+
+}  // namespace Bench

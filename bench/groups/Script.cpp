@@ -1,0 +1,218 @@
+// A server-driven script of 30 exchanges over HTTPS, beside a bare loop of the same shape around libcurl and
+// the platform's secure element: with few and with many trusted certificates, and over a longer way.
+#include <algorithm>
+#include <fstream>
+#include <functional>
+
+#include "../Callgrind.h"
+#include "../DelayRelay.h"
+#include "../Groups.h"
+#include "../Stage.h"
+#include "e2e/Script.h"
+
+namespace fs = std::filesystem;
+
+namespace Bench {
+
+namespace {
+
+constexpr unsigned Exchanges = 30;
+constexpr double LargestRatio = 1.2;
+constexpr double LargestRatioOfAWait = 1.02;
+constexpr char SystemTrust[] = "/etc/ssl/certs/ca-certificates.crt";
+
+// The first exchange opens the session and brings the first command set, so there is one set less.
+std::string ScriptText() {
+    return ScriptOf(std::vector<std::vector<std::string>>(Exchanges - 1, {"00A4040000"}));
+}
+
+// The key server stands in a world of its own; its scripts are for services on both sides.
+class Server {
+public:
+    Server() : process(world.StartUnknownKeyServer({"--script", world.Write("script.json", ScriptText())})) {}
+
+    const std::string& Address() const { return process.Address(); }
+    int Port() const { return std::stoi(Address().substr(Address().rfind(':') + 1)); }
+    fs::path OnlyOwnTrust() const { return process.Authority(); }
+    KeyServerProcess::Counts Stop() { return process.Stop(); }
+
+    // The server's certificate behind all those that this machine trusts; empty when the machine has none.
+    fs::path FullTrust() const {
+        const std::string all = TextOf(SystemTrust);
+        return all.empty() ? fs::path() : fs::path(world.Write("trust.pem", all + TextOf(OnlyOwnTrust())));
+    }
+
+private:
+    World world;
+    KeyServerProcess& process;
+};
+
+void RunScript(Stage& stage) {
+    const Navo::Map reply = stage.Session().Call(
+        {{"Cmd", "65"}, {"ServiceId", "test.service"}, {"FcId", "ISSUE-1"}, {"pushReq", "push"}});
+    if (reply.at("ReturnCode") != Done) {
+        throw std::runtime_error("a script ended with " + reply.at("ReturnCode"));
+    }
+}
+
+double MillisecondsOfAScript(Stage& stage) {
+    return MicrosecondsOf([&] { RunScript(stage); }) / 1000;
+}
+
+// Both services, directed to one server.
+struct Pair {
+    Pair(const std::string& address, const fs::path& trusted) : ours(Side::Ours), floor(Side::Floor) {
+        for (Stage* stage : {&ours, &floor}) {
+            stage->UseServer(address, trusted);
+            stage->Start();
+        }
+    }
+    ~Pair() = default;
+    Pair(const Pair&) = delete;
+    Pair& operator=(const Pair&) = delete;
+
+    void End() {
+        ours.End();
+        floor.End();
+    }
+
+    Stage ours;
+    Stage floor;
+};
+
+Figure Times(Pair& pair, const std::string& name, const Settings& settings) {
+    Figure figure = {"script", name, Milliseconds, {}, {}};
+    RunScript(pair.ours);
+    RunScript(pair.floor);
+    for (unsigned round = 0; round < settings.rounds; ++round) {
+        figure.ours.push_back(MillisecondsOfAScript(pair.ours));
+        figure.floor.push_back(MillisecondsOfAScript(pair.floor));
+    }
+    return figure;
+}
+
+struct Variant {
+    std::string name;
+    fs::path trusted;
+    bool silent;
+    std::optional<double> target;
+};
+
+std::vector<Variant> Variants(const Server& server) {
+    std::vector<Variant> variants = {
+        {"one trusted certificate", server.OnlyOwnTrust(), false, LargestRatio},
+        {"the same, floor without log lines", server.OnlyOwnTrust(), true, std::nullopt}};
+    const fs::path full = server.FullTrust();
+    if (!full.empty()) {
+        variants.push_back({"the system's trusted certificates", full, false, LargestRatio});
+    }
+    return variants;
+}
+
+double CountScripts(
+    Side side, const Server& server, const Variant& variant, unsigned count, const Settings& settings) {
+    const fs::path result = settings.scratch / "script.count";
+    Stage stage(side);
+    stage.UseServer(server.Address(), variant.trusted);
+    if (variant.silent) {
+        stage.WithoutLines();
+    }
+    stage.StartCounted(result);
+    for (unsigned script = 0; script < count; ++script) {
+        RunScript(stage);
+    }
+    stage.End();
+    return CountIn(result);
+}
+
+void CountAll(Report& report, const Settings& settings) {
+    const Server server;
+    std::optional<double> ours;
+    fs::path measured;
+    for (const Variant& variant : Variants(server)) {
+        const auto each = [&](Side side) {
+            return PerOperation(
+                1, 4, [&](unsigned count) { return CountScripts(side, server, variant, count, settings); });
+        };
+        // Ours does not depend on what the floor leaves out.
+        if (!ours || measured != variant.trusted) {
+            ours = each(Side::Ours);
+            measured = variant.trusted;
+        }
+        report.Add({"script", variant.name, Instructions, {*ours}, {each(Side::Floor)}, variant.target});
+    }
+}
+
+void TimeTrust(Report& report, const Settings& settings) {
+    const Server server;
+    for (const Variant& variant : Variants(server)) {
+        if (!variant.silent) {
+            Pair pair(server.Address(), variant.trusted);
+            report.Add(Times(pair, variant.name, settings));
+            pair.End();
+        }
+    }
+}
+
+// How many round trips a script waits for follows from the time that it takes longer on the longer way.
+void TimeDistance(Report& report, const Settings& settings) {
+    const Server server;
+    DelayRelay relay(server.Port());
+    Pair pair("https://127.0.0.1:" + std::to_string(relay.Port()), server.OnlyOwnTrust());
+    const Figure near = Times(pair, "through the relay, no delay", settings);
+    report.Add(near);
+    Figure trips = {"script", "round trips that a script waits for", Count, {}, {}};
+    for (const int milliseconds : {20, 50, 100}) {
+        relay.SetRoundTrip(std::chrono::milliseconds(milliseconds));
+        Figure far = Times(pair, std::to_string(milliseconds) + " ms of round trip", settings);
+        far.target = LargestRatioOfAWait;
+        trips.ours.push_back((Median(far.ours) - Median(near.ours)) / milliseconds);
+        trips.floor.push_back((Median(far.floor) - Median(near.floor)) / milliseconds);
+        report.Add(far);
+    }
+    report.Add(trips);
+    pair.End();
+}
+
+void CountConnections(Report& report) {
+    constexpr double Scripts = 3;
+    Server server;
+    Stage stage(Side::Ours);
+    stage.UseServer(server.Address(), server.OnlyOwnTrust());
+    stage.Start();
+    for (int script = 0; script < Scripts; ++script) {
+        RunScript(stage);
+    }
+    stage.End();
+    const KeyServerProcess::Counts counts = server.Stop();
+    const auto add = [&](const char* name, std::uint64_t count) {
+        report.Add({"script", name, Count, {static_cast<double>(count) / Scripts}, {1}, std::nullopt, 1});
+    };
+    add("connections of a script", counts.connections);
+    add("TLS handshakes of a script", counts.handshakes);
+}
+
+// Ours opens the secure element twice, and probes it before: that is how the service behaves.
+void RequireSameWork() {
+    constexpr std::size_t LinesOfOpening = 5;
+    const Server server;
+    Pair pair(server.Address(), server.OnlyOwnTrust());
+    RequireSameLines(pair.ours, pair.floor, LinesOfOpening, RunScript);
+    pair.End();
+}
+
+}  // namespace
+
+void MeasureScript(Report& report, const Settings& settings) {
+    RequireSameWork();
+    if (settings.wall) {
+        CountConnections(report);
+        TimeTrust(report, settings);
+        TimeDistance(report, settings);
+    }
+    if (settings.instructions) {
+        CountAll(report, settings);
+    }
+}
+
+}  // namespace Bench
