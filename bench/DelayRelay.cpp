@@ -22,6 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t LargestPiece = 65536;
+constexpr int LongestSilence = 120;  // seconds
 
 sockaddr_in Loopback(int port) {
     sockaddr_in address = {};
@@ -119,6 +120,7 @@ DelayRelay::DelayRelay(int serverPort)
     sockaddr_in address = Loopback(0);
     socklen_t size = sizeof address;
     auto* const raw = reinterpret_cast<sockaddr*>(&address);
+    setsockopt(listener, IPPROTO_TCP, TCP_DEFER_ACCEPT, &LongestSilence, sizeof LongestSilence);
     if (bind(listener, raw, size) != 0 || listen(listener, SOMAXCONN) != 0 ||
         getsockname(listener, raw, &size) != 0) {
         throw std::system_error(errno, std::generic_category(), "listening");
@@ -161,41 +163,59 @@ timespec UntilThen(Clock::time_point due) {
 
 }  // namespace
 
-void DelayRelay::Run() {
-    for (;;) {
-        std::vector<pollfd> watched = {{stop, POLLIN, 0}, {listener, POLLIN, 0}};
-        std::vector<Road*> readers = {nullptr, nullptr};
-        std::optional<Clock::time_point> next;
-        for (const auto& connection : connections) {
-            for (Road& road : connection->roads) {
-                if (road.Accepts()) {
-                    watched.push_back({road.From(), POLLIN, 0});
-                    readers.push_back(&road);
-                }
-                const std::optional<Clock::time_point> due = road.NextDue();
-                next = next && due ? std::min(*next, *due) : next ? next : due;
+// The stop, the listener, then the sources of the roads.
+struct DelayRelay::Watch {
+    std::vector<pollfd> sockets;
+    std::vector<Road*> roads;
+    std::optional<Clock::time_point> next;  // when something is due
+
+    void Wait() {
+        const timespec patience = UntilThen(next.value_or(Clock::now()));
+        ppoll(sockets.data(), sockets.size(), next ? &patience : nullptr, nullptr);
+    }
+};
+
+DelayRelay::Watch DelayRelay::Watched() const {
+    Watch watch = {{{stop, POLLIN, 0}, {listener, POLLIN, 0}}, {nullptr, nullptr}, {}};
+    for (const auto& connection : connections) {
+        for (Road& road : connection->roads) {
+            if (road.Accepts()) {
+                watch.sockets.push_back({road.From(), POLLIN, 0});
+                watch.roads.push_back(&road);
+            }
+            const std::optional<Clock::time_point> due = road.NextDue();
+            if (due && (!watch.next || *due < *watch.next)) {
+                watch.next = due;
             }
         }
-        const timespec patience = UntilThen(next.value_or(Clock::now()));
-        ppoll(watched.data(), watched.size(), next ? &patience : nullptr, nullptr);
-        if (watched[0].revents != 0) {
+    }
+    return watch;
+}
+
+void DelayRelay::Deliver() {
+    for (const auto& connection : connections) {
+        connection->roads[0].Deliver();
+        connection->roads[1].Deliver();
+    }
+    const auto isOver = [](const auto& connection) { return connection->Over(); };
+    connections.erase(std::remove_if(connections.begin(), connections.end(), isOver), connections.end());
+}
+
+void DelayRelay::Run() {
+    for (;;) {
+        Watch watch = Watched();
+        watch.Wait();
+        if (watch.sockets[0].revents != 0) {
             connections.clear();
             return;
         }
-        for (std::size_t at = 2; at < watched.size(); ++at) {
-            if (watched[at].revents != 0) {
-                readers[at]->Read(oneWay.load());
+        for (std::size_t at = 2; at < watch.sockets.size(); ++at) {
+            if (watch.sockets[at].revents != 0) {
+                watch.roads[at]->Read(oneWay.load());
             }
         }
-        for (const auto& connection : connections) {
-            connection->roads[0].Deliver();
-            connection->roads[1].Deliver();
-        }
-        connections.erase(
-            std::remove_if(
-                connections.begin(), connections.end(), [](const auto& each) { return each->Over(); }),
-            connections.end());
-        if (watched[1].revents != 0) {
+        Deliver();
+        if (watch.sockets[1].revents != 0) {
             Accept();
         }
     }

@@ -11,6 +11,7 @@
 namespace Bench {
 
 // Listens on a free port of the loopback interface. A connection itself is made at once: only bytes are late.
+// The server hears of it with the first byte, so that a client may take its time before.
 class DelayRelay {
 public:
     explicit DelayRelay(int serverPort);
@@ -25,9 +26,12 @@ public:
 
 private:
     struct Connection;
+    struct Watch;
 
     void Run();
+    Watch Watched() const;
     void Accept();
+    void Deliver();
 
     int server;
     int listener = -1;

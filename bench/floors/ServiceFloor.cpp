@@ -75,16 +75,32 @@ void Answer(GDBusMethodInvocation* invocation, const char* text) {
     g_dbus_method_invocation_return_value(invocation, g_variant_new("(a{ss})", &map));
 }
 
-// The value of a key; null when the map has none.
-const char* ValueOf(GVariant* map, const char* key) {
+// What a map says of the caller's wish; null where it says nothing.
+struct Wish {
+    const char* session = nullptr;
+    const char* command = nullptr;
+};
+
+Wish WishOf(GVariant* map) {
+    GVariantIter pairs;
+    g_variant_iter_init(&pairs, map);
+    Wish wish;
+    const char* key = nullptr;
     const char* value = nullptr;
-    g_variant_lookup(map, key, "&s", &value);
-    return value;
+    while (g_variant_iter_next(&pairs, "{&s&s}", &key, &value) != FALSE) {
+        if (std::strcmp(key, "Session") == 0) {
+            wish.session = value;
+        } else if (std::strcmp(key, "Cmd") == 0) {
+            wish.command = value;
+        }
+    }
+    return wish;
 }
 
 std::string TextOf(GVariant* map, const char* key) {
-    const char* const value = ValueOf(map, key);
-    return value != nullptr ? value : "";
+    const char* value = "";
+    g_variant_lookup(map, key, "&s", &value);
+    return value;
 }
 
 void HandleSession(
@@ -163,9 +179,9 @@ std::string RunScript(
 }
 
 void HandleRequest(
-    const Service& service, const Caller& caller, GVariant* map, GDBusMethodInvocation* invocation) {
-    const char* const text = ValueOf(map, "Cmd");
-    const long command = text != nullptr ? std::strtol(text, nullptr, 16) : 0;
+    const Service& service, const Caller& caller, GVariant* map, const char* wanted,
+    GDBusMethodInvocation* invocation) {
+    const long command = wanted != nullptr ? std::strtol(wanted, nullptr, 16) : 0;
     const std::string client = "dbus;" + caller.client;
     LogArrival(client, command);
     std::string outcome = "10000001_Invalid Cmd parameter is being used";
@@ -185,12 +201,12 @@ void Handle(
     auto* const service = static_cast<Service*>(data);
     const Caller caller = CallerOf(connection, sender);
     const Floor::Variant map(g_variant_get_child_value(arguments, 0));
-    const char* const action = ValueOf(map.get(), "Session");
+    const Wish wish = WishOf(map.get());
     try {
-        if (action != nullptr) {
-            HandleSession(*service, caller.client, action, invocation);
+        if (wish.session != nullptr) {
+            HandleSession(*service, caller.client, wish.session, invocation);
         } else {
-            HandleRequest(*service, caller, map.get(), invocation);
+            HandleRequest(*service, caller, map.get(), wish.command, invocation);
         }
     } catch (const std::exception& error) {
         Answer(invocation, error.what());
