@@ -53,15 +53,17 @@ public:
     int From() const { return from; }
     bool Accepts() const { return !ended; }
 
-    void Read(std::chrono::microseconds delay) {
+    // Whether there were bytes; without any, the sender may have come to its end.
+    bool Read(std::chrono::microseconds delay) {
         std::vector<char> bytes(LargestPiece);
         const ssize_t count = recv(from, bytes.data(), bytes.size(), MSG_DONTWAIT);
         if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
-            return;
+            return false;
         }
         ended = count <= 0;
         bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         pieces.push_back({Clock::now() + delay, std::move(bytes)});
+        return !ended;
     }
 
     // Passes on what is due; an empty piece is the end.
@@ -112,7 +114,8 @@ struct DelayRelay::Connection {
 
     int client;
     int server;
-    std::array<Road, 2> roads;
+    std::array<Road, 2> roads;  // the client's words, the server's
+    bool asked = false;         // the client spoke last
 };
 
 DelayRelay::DelayRelay(int serverPort)
@@ -163,10 +166,15 @@ timespec UntilThen(Clock::time_point due) {
 
 }  // namespace
 
-// The stop, the listener, then the sources of the roads.
+// The stop and the listener, then what the connections listen to.
 struct DelayRelay::Watch {
+    struct Source {
+        Connection* connection;
+        bool isClient;
+    };
+
     std::vector<pollfd> sockets;
-    std::vector<Road*> roads;
+    std::vector<Source> sources;            // of the sockets from the third on
     std::optional<Clock::time_point> next;  // when something is due
 
     void Wait() {
@@ -176,12 +184,13 @@ struct DelayRelay::Watch {
 };
 
 DelayRelay::Watch DelayRelay::Watched() const {
-    Watch watch = {{{stop, POLLIN, 0}, {listener, POLLIN, 0}}, {nullptr, nullptr}, {}};
+    Watch watch = {{{stop, POLLIN, 0}, {listener, POLLIN, 0}}, {}, {}};
     for (const auto& connection : connections) {
-        for (Road& road : connection->roads) {
+        for (const bool isClient : {true, false}) {
+            const Road& road = connection->roads[isClient ? 0 : 1];
             if (road.Accepts()) {
                 watch.sockets.push_back({road.From(), POLLIN, 0});
-                watch.roads.push_back(&road);
+                watch.sources.push_back({connection.get(), isClient});
             }
             const std::optional<Clock::time_point> due = road.NextDue();
             if (due && (!watch.next || *due < *watch.next)) {
@@ -190,6 +199,16 @@ DelayRelay::Watch DelayRelay::Watched() const {
         }
     }
     return watch;
+}
+
+void DelayRelay::Read(Connection& connection, bool fromClient) {
+    if (!connection.roads[fromClient ? 0 : 1].Read(oneWay.load())) {
+        return;
+    }
+    if (!fromClient && connection.asked && connection.roads[0].Accepts()) {
+        ++roundTrips;
+    }
+    connection.asked = fromClient;
 }
 
 void DelayRelay::Deliver() {
@@ -209,9 +228,9 @@ void DelayRelay::Run() {
             connections.clear();
             return;
         }
-        for (std::size_t at = 2; at < watch.sockets.size(); ++at) {
-            if (watch.sockets[at].revents != 0) {
-                watch.roads[at]->Read(oneWay.load());
+        for (std::size_t at = 0; at < watch.sources.size(); ++at) {
+            if (watch.sockets[at + 2].revents != 0) {
+                Read(*watch.sources[at].connection, watch.sources[at].isClient);
             }
         }
         Deliver();

@@ -24,6 +24,9 @@ public:
     // Of the bytes that arrive from now on, half of it in each direction.
     void SetRoundTrip(std::chrono::microseconds time) { oneWay = time / 2; }
 
+    // How often a server has answered a client that was still there.
+    unsigned RoundTrips() const { return roundTrips; }
+
 private:
     struct Connection;
     struct Watch;
@@ -31,6 +34,7 @@ private:
     void Run();
     Watch Watched() const;
     void Accept();
+    void Read(Connection& connection, bool fromClient);
     void Deliver();
 
     int server;
@@ -38,6 +42,7 @@ private:
     int port = 0;
     int stop;
     std::atomic<std::chrono::microseconds> oneWay{std::chrono::microseconds{0}};
+    std::atomic<unsigned> roundTrips{0};
     std::vector<std::unique_ptr<Connection>> connections;  // of the thread
     std::thread thread;
 };

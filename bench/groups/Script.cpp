@@ -162,23 +162,37 @@ void TimeTrust(Report& report, const Settings& settings) {
     }
 }
 
-// How many round trips a script waits for follows from the time that it takes longer on the longer way.
+// One for the TLS handshake, one for each exchange.
+void CountRoundTrips(Report& report, const DelayRelay& relay, Pair& pair) {
+    const auto each = [&](Stage& stage) {
+        const unsigned before = relay.RoundTrips();
+        RunScript(stage);
+        return static_cast<double>(relay.RoundTrips() - before);
+    };
+    report.Add(
+        {"script",
+         "round trips of a script",
+         Count,
+         {each(pair.ours)},
+         {each(pair.floor)},
+         std::nullopt,
+         Exchanges + 1});
+}
+
 void TimeDistance(Report& report, const Settings& settings) {
     const Server server;
     DelayRelay relay(server.Port());
     Pair pair(AddressOf(relay), server.OnlyOwnTrust());
-    const Figure near = Times(pair, "through the relay, no delay", settings);
-    report.Add(near);
-    Figure trips = {"script", "round trips that a script waits for", Count, {}, {}};
+    report.Add(Times(pair, "through the relay, no delay", settings));
     for (const int milliseconds : {20, 50, 100}) {
         relay.SetRoundTrip(std::chrono::milliseconds(milliseconds));
+        if (milliseconds == 20) {
+            CountRoundTrips(report, relay, pair);
+        }
         Figure far = Times(pair, std::to_string(milliseconds) + " ms of round trip", settings);
         far.target = LargestRatioOfAWait;
-        trips.ours.push_back((Median(far.ours) - Median(near.ours)) / milliseconds);
-        trips.floor.push_back((Median(far.floor) - Median(near.floor)) / milliseconds);
         report.Add(far);
     }
-    report.Add(trips);
     pair.End();
 }
 
