@@ -9,6 +9,8 @@
 #include "e2e/PrivatePcscd.h"
 #include "e2e/Script.h"
 
+namespace fs = std::filesystem;
+
 namespace Bench {
 
 namespace {
@@ -23,36 +25,28 @@ using Clock = std::chrono::steady_clock;
 // service relays with progress, and in a CCM script, which it plays without.
 class Scene {
 public:
-    Scene() : stage(Side::Ours), pcscd(stage.Surroundings().Folder()), card(pcscd) {
+    Scene() : stage(Side::Ours), floorStage(Side::Floor), pcscd(stage.Surroundings().Folder()), card(pcscd) {
         World& world = stage.Surroundings();
         world.InstallInHouseLibraries();
-        world.Device().SetCard({{"back-end", "pcsc"}, {"share", "exclusive"}});
         const std::string script = ScriptOf({std::vector<std::string>(Apdus, Apdu)});
         const KeyServerProcess& server =
             world.StartUnknownKeyServer({"--http", "--script", world.Write("script.json", script)});
         ccmScript = CcmScriptOf(Apdus);
         shortCcmScript = CcmScriptOf(1);
-        stage.UseServer(server.Address(), {});
-        stage.Start();
+        fs::create_directory_symlink(
+            PrivatePcscd::SocketIn(world.Folder()).parent_path(),
+            PrivatePcscd::SocketIn(floorStage.Surroundings().Folder()).parent_path());
+        for (Stage* each : {&stage, &floorStage}) {
+            each->Surroundings().Device().SetCard({{"back-end", "pcsc"}, {"share", "exclusive"}});
+            each->UseServer(server.Address(), {});
+            each->Start();
+        }
     }
 
-    // Between the first and the last report.
-    double WithProgress() {
-        std::optional<Clock::time_point> first;
-        Clock::time_point last;
-        Navo::CallOptions options;
-        options.onProgress = [&](const std::string&) {
-            last = Clock::now();
-            first = first.value_or(last);
-        };
-        const Navo::Map reply = stage.Session().Call(
-            {{"Cmd", "65"}, {"ServiceId", "test.service"}, {"FcId", "ISSUE-1"}, {"pushReq", "push"}},
-            options);
-        if (reply.at("ReturnCode") != Done || !first) {
-            throw std::runtime_error("the card's script ended with " + reply.at("ReturnCode"));
-        }
-        return std::chrono::duration<double, std::micro>(last - *first).count() / (Apdus - 1);
-    }
+    double WithProgress() { return BetweenReports(stage); }
+
+    // With the same log lines and the same signals.
+    double FloorWithProgress() { return BetweenReports(floorStage); }
 
     // What a long script takes longer than a short one.
     double WithoutProgress() {
@@ -69,9 +63,30 @@ public:
         return std::stod(result.output);
     }
 
-    void End() { stage.End(); }
+    void End() {
+        stage.End();
+        floorStage.End();
+    }
 
 private:
+    // Between the first and the last of a set.
+    static double BetweenReports(Stage& relaying) {
+        std::optional<Clock::time_point> first;
+        Clock::time_point last;
+        Navo::CallOptions options;
+        options.onProgress = [&](const std::string&) {
+            last = Clock::now();
+            first = first.value_or(last);
+        };
+        const Navo::Map reply = relaying.Session().Call(
+            {{"Cmd", "65"}, {"ServiceId", "test.service"}, {"FcId", "ISSUE-1"}, {"pushReq", "push"}},
+            options);
+        if (reply.at("ReturnCode") != Done || !first) {
+            throw std::runtime_error("the card's script ended with " + reply.at("ReturnCode"));
+        }
+        return std::chrono::duration<double, std::micro>(last - *first).count() / (Apdus - 1);
+    }
+
     std::string CcmScriptOf(unsigned apdus) {
         const std::string lines = "yes " + std::string(Apdu) + " | head -n " + std::to_string(apdus);
         const World::Result result = stage.Surroundings().Run({"sh", "-c", lines + " | " NAVO_CCM_PROGRAM});
@@ -86,6 +101,7 @@ private:
     }
 
     Stage stage;
+    Stage floorStage;
     PrivatePcscd pcscd;
     CardInReader card;
     std::string ccmScript;
@@ -96,15 +112,19 @@ void MeasureTimes(Report& report, const Settings& settings) {
     Scene scene;
     Figure with = {"pcsc", "APDU of 5 bytes, with progress", Microseconds, {}, {}, LargestRatio};
     Figure without = {"pcsc", "APDU of 5 bytes, without progress", Microseconds, {}, {}, LargestRatio};
+    Figure same = {"pcsc", "the same, floor with lines and signals", Microseconds, {}, {}};
     for (unsigned round = 0; round < settings.rounds; ++round) {
         with.ours.push_back(scene.WithProgress());
+        same.floor.push_back(scene.FloorWithProgress());
         without.ours.push_back(scene.WithoutProgress());
         const double floor = scene.Floor();
         with.floor.push_back(floor);
         without.floor.push_back(floor);
     }
     scene.End();
+    same.ours = with.ours;
     report.Add(with);
+    report.Add(same);
     report.Add(without);
 }
 
