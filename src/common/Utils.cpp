@@ -247,11 +247,10 @@ std::string UintToString(std::uint32_t value, int base) {
 
 std::string BytesToHex(const std::uint8_t* data, std::size_t length) {
     static const char digits[] = "0123456789ABCDEF";
-    std::string text;
-    text.reserve(length * 2);
+    std::string text(length * 2, '0');
     for (std::size_t i = 0; i < length; ++i) {
-        text += digits[data[i] >> 4];
-        text += digits[data[i] & 0x0F];
+        text[2 * i] = digits[data[i] >> 4];
+        text[2 * i + 1] = digits[data[i] & 0x0F];
     }
     return text;
 }
@@ -271,11 +270,12 @@ unsigned NibbleOf(char character) {
 }  // namespace
 
 Bytes HexToBytes(const std::string& text) {
-    Bytes bytes;
-    bytes.reserve((text.size() + 1) / 2);
-    for (std::size_t i = 0; i < text.size(); i += 2) {
-        const unsigned low = i + 1 < text.size() ? NibbleOf(text[i + 1]) : NibbleOf('\0');
-        bytes.push_back(static_cast<std::uint8_t>(NibbleOf(text[i]) * 16 + low));
+    Bytes bytes((text.size() + 1) / 2);
+    // Behind the last character of an odd count stands the text's own zero.
+    const char* digit = text.c_str();
+    for (std::uint8_t& byte : bytes) {
+        byte = static_cast<std::uint8_t>(NibbleOf(digit[0]) * 16 + NibbleOf(digit[1]));
+        digit += 2;
     }
     return bytes;
 }
