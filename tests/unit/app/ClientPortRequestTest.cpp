@@ -112,6 +112,16 @@ TEST_F(ClientPortRequest, IsAnsweredLaterThroughThePort) {
     EXPECT_EQ("late", Finish(call)->reply["ReturnCode"]);
 }
 
+TEST_F(ClientPortRequest, MayBeAnsweredWithAnEmptyMap) {
+    OpenForDeferredReplies();
+    const auto call = client->Start("Cmd", {{"Cmd", "66"}});
+    LetThePortTakeThem();
+    EXPECT_TRUE(port->SendResult(ClientId(), {}));
+    Finish(call);
+    EXPECT_EQ("", call->error);
+    EXPECT_THAT(call->reply, IsEmpty());
+}
+
 TEST_F(ClientPortRequest, IsAnsweredOnlyOnce) {
     OpenForDeferredReplies();
     const auto call = client->Start("Cmd", {{"Cmd", "66"}});

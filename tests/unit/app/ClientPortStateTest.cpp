@@ -145,7 +145,10 @@ TEST_F(ClientPortState, StaysAliveWithoutAnyBus) {
 }
 
 TEST_F(ClientPortState, DoesNotTakeItsNameFromAnother) {
-    ASSERT_EQ(1u, NumberFrom(CallBus(client->Connection(), "RequestName", g_variant_new("(su)", Name, 4u))));
+    constexpr guint32 AllowReplacement = 1;
+    ASSERT_EQ(
+        1u, NumberFrom(
+                CallBus(client->Connection(), "RequestName", g_variant_new("(su)", Name, AllowReplacement))));
     Listen();
     WaitForLog("I/info: Stop listening on d-bus");
     EXPECT_THAT(world.Log(), Not(Contains("I/info: Started to listen on d-bus")));

@@ -68,6 +68,7 @@ TEST(DbusMaps, AreEmptyWhenAChildHasAnotherType) {
     EXPECT_THAT(Tizen::ReadMap(Parsed("{'Cmd': <'67'>}").get()), IsEmpty());
     EXPECT_THAT(Tizen::ReadMap(Parsed("['Cmd', '67']").get()), IsEmpty());
     EXPECT_THAT(Tizen::ReadMap(Parsed("({'Cmd', '67'}, 5)").get()), IsEmpty());
+    EXPECT_THAT(Tizen::ReadMap(Parsed("({'Cmd', '67'}, 5, {'Cmd', '68'})").get()), IsEmpty());
     EXPECT_THAT(world.Log(), IsEmpty()) << "only a trace line is due";
 }
 

@@ -270,7 +270,8 @@ TEST_F(DeviceQueries, LeavesWhatTheDeviceDoesNotKnowEmpty) {
 
 TEST_F(DeviceQueries, StoresAnAddressWithASchemeAsItIs) {
     for (const std::string address :
-         {"http://10.0.0.7:8080", "https://kms.example", "ftp://x", "://x", "abcde://x"}) {
+         {"http://10.0.0.7:8080", "https://kms.example", "ftp://x", "://x", "abcde://x",
+          "ftp://x/?to=http://y"}) {
         EXPECT_EQ(DoneStatus, Ask("", {{"Cmd", "1F5"}, {"hostAddr", address}})) << address;
         EXPECT_TRUE(port.replies.front().statusOnly);
         EXPECT_EQ(address, Na::GetNavoAddress());
