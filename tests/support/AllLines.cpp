@@ -25,6 +25,8 @@ std::vector<std::string> LinesOf(const std::string& source) {
 // LogPrint(int, const char*, ...) by its linker name.
 extern "C" __attribute__((format(printf, 2, 3))) void __wrap__Z8LogPrintiPKcz(
     int level, const char* format, ...);
+extern "C" __attribute__((format(printf, 2, 3))) void __real__Z8LogPrintiPKcz(
+    int level, const char* format, ...);
 
 void __wrap__Z8LogPrintiPKcz(int level, const char* format, ...) {
     constexpr char Letters[] = "?EWIDT";
@@ -35,4 +37,5 @@ void __wrap__Z8LogPrintiPKcz(int level, const char* format, ...) {
     va_end(arguments);
     const bool known = level >= 1 && level <= 5;
     AllLines().push_back(std::string(1, Letters[known ? level : 0]) + " " + text);
+    __real__Z8LogPrintiPKcz(level, "%s", text);
 }

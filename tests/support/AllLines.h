@@ -1,5 +1,5 @@
 // Every line that the service logs, those included that never reach the platform's log. The library that
-// holds this leads the service's calls of LogPrint here instead of to the platform.
+// holds this leads the service's calls of LogPrint here before they go on to the platform.
 #pragma once
 
 #include <string>
