@@ -1,5 +1,6 @@
 #include "app/ClientListener.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "app/AppMain.h"
@@ -41,7 +42,6 @@ void ClientListener::StopListen() {
         port.reset();
     }
     ports.clear();
-    places.clear();
     clients.clear();
 }
 
@@ -55,8 +55,7 @@ bool ClientListener::OnClientConnected(IClientPort* port, const std::string& id)
         application->OnClientArrived();
     }
     LogPrint(LogTrace, LOCATED("Remember Client %s"), id.c_str());
-    const auto place = places.emplace(Key(port, id), clients.end()).first;
-    place->second = clients.emplace(clients.end(), port, id);
+    clients.emplace_back(port, id);
     return true;
 }
 
@@ -77,7 +76,6 @@ void ClientListener::OnClientDisconnected(IClientPort* port, const std::string& 
         LogPrint(LogDebug, LOCATED("Client disconnected: %s"), id.c_str());
         client->agent.Trigger_Shutdown();
         LogPrint(LogDebug, LOCATED("Removing Client: %s"), id.c_str());
-        places.erase(Key(port, id));
         clients.erase(client);
         LogPrint(LogTrace, LOCATED("Clients: %d"), static_cast<int>(clients.size()));
     } else {
@@ -91,9 +89,11 @@ void ClientListener::OnClientDisconnected(IClientPort* port, const std::string& 
     }
 }
 
-ClientListener::Records::iterator ClientListener::FindClient(const IClientPort* port, const std::string& id) {
-    const auto place = places.find(Key(port, id));
-    return place != places.end() ? place->second : clients.end();
+std::list<ClientListener::ClientRecord>::iterator ClientListener::FindClient(
+    const IClientPort* port, const std::string& id) {
+    return std::find_if(clients.begin(), clients.end(), [&](const ClientRecord& record) {
+        return record.port == port && record.id == id;
+    });
 }
 
 }  // namespace Na

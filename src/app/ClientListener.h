@@ -3,10 +3,8 @@
 
 #include <cstddef>
 #include <list>
-#include <map>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "app/Agent.h"
@@ -49,15 +47,11 @@ private:
         Agent agent;
     };
 
-    using Records = std::list<ClientRecord>;
-    using Key = std::pair<const IClientPort*, std::string>;
-
-    // Record of that client, or the end of the list.
-    Records::iterator FindClient(const IClientPort* port, const std::string& id);
+    // First record of that client, or the end of the list.
+    std::list<ClientRecord>::iterator FindClient(const IClientPort* port, const std::string& id);
 
     std::vector<std::unique_ptr<IClientPort>> ports;
-    Records clients;  // in the order of their arrival
-    std::map<Key, Records::iterator> places;
+    std::list<ClientRecord> clients;
 };
 
 }  // namespace Na

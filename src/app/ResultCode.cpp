@@ -1,9 +1,5 @@
 #include "app/ResultCode.h"
 
-#include <algorithm>
-#include <cstring>
-#include <vector>
-
 namespace {
 
 using Na::ResultCodeEntry;
@@ -29,36 +25,16 @@ const ResultCodeEntry& RowOf(std::int32_t code) {
     return *row;
 }
 
-// The table's rows in the order of their texts. Rows of one text keep the order that they have in the table.
-class RowsByText {
-public:
-    RowsByText() {
-        for (const ResultCodeEntry* row = ResultCodeTable; row->code != UnknownResultCode; ++row) {
-            rows.push_back(row);
-        }
-        std::stable_sort(
-            rows.begin(), rows.end(), [](const ResultCodeEntry* left, const ResultCodeEntry* right) {
-                return std::strcmp(left->codeText, right->codeText) < 0;
-            });
-    }
-
-    // First row with that text, or null.
-    const ResultCodeEntry* Find(const std::string& text) const {
-        const auto row = std::lower_bound(
-            rows.begin(), rows.end(), text, [](const ResultCodeEntry* entry, const std::string& wanted) {
-                return wanted.compare(entry->codeText) > 0;
-            });
-        return row != rows.end() && text == (*row)->codeText ? *row : nullptr;
-    }
-
-private:
-    std::vector<const ResultCodeEntry*> rows;
-};
-
-// Asked for each command of a script that is reported.
+// First row with that text, or null. Asked for each command that is reported, so most rows are passed by
+// their first character alone.
 const ResultCodeEntry* RowOf(const std::string& text) {
-    static const RowsByText rows;
-    return rows.Find(text);
+    const char first = text.c_str()[0];
+    for (const ResultCodeEntry* row = ResultCodeTable; row->code != UnknownResultCode; ++row) {
+        if (row->codeText[0] == first && text == row->codeText) {
+            return row;
+        }
+    }
+    return nullptr;
 }
 
 }  // namespace
