@@ -13,9 +13,7 @@ namespace Floor {
 namespace {
 
 constexpr char Tag[] = "NavoAgent";
-constexpr char Path[] = "/navoa/client/12345";
 constexpr char Interface[] = "com.orvenco.navoa";
-constexpr char ClientId[] = "dbus;app_12345";
 constexpr char Progress[] = "A4_Select Service";
 constexpr std::size_t ItemPrefix = 3;  // "/" and two characters
 constexpr std::size_t LongestWithoutProgress = 6;
@@ -25,16 +23,17 @@ constexpr std::size_t LongestWithoutProgress = 6;
 #define PORT_LINE(format) "[%s:%d %s] " format, "/src/app/tizen/ClientPort_dbus.cpp", 500
 #define READER_LINE(format) "[%s:%d %s] " format, "/src/platform/tizen/SeReader_NFC.cpp", 115
 
-void EmitProgress(GDBusConnection* connection) {
+void EmitProgress(const Client& client) {
     dlog_print(DLOG_DEBUG, Tag, AGENT_LINE("Sending progress"), "SendProgress");
     dlog_print(DLOG_DEBUG, Tag, AGENT_LINE("Progress: %s"), "SendProgress", "A4");
     dlog_print(DLOG_DEBUG, Tag, AGENT_LINE("Sending progress: %s"), "SendProgress", "Select Service");
-    dlog_print(DLOG_DEBUG, Tag, PORT_LINE("Sending progress to %s"), "SendProgressCode", ClientId);
+    dlog_print(DLOG_DEBUG, Tag, PORT_LINE("Sending progress to %s"), "SendProgressCode", client.id.c_str());
     dlog_print(
-        DLOG_DEBUG, Tag, PORT_LINE("Sending progress to %s. %p"), "SendProgress", ClientId,
-        static_cast<void*>(connection));
+        DLOG_DEBUG, Tag, PORT_LINE("Sending progress to %s. %p"), "SendProgress",
+        client.id.c_str() + sizeof "dbus", static_cast<void*>(client.connection));
     g_dbus_connection_emit_signal(
-        connection, nullptr, Path, Interface, "Progress", g_variant_new("(s)", Progress), nullptr);
+        client.connection, nullptr, client.path.c_str(), Interface, "Progress",
+        g_variant_new("(s)", Progress), nullptr);
     dlog_print(DLOG_DEBUG, Tag, PORT_LINE("Sent progress"), "SendProgressCode");
 }
 
@@ -60,11 +59,11 @@ void AppendDigits(std::string& text, const unsigned char* bytes, std::size_t cou
     }
 }
 
-void RelayItem(GDBusConnection* connection, const char* apdu, std::size_t length, std::string& output) {
+void RelayItem(const Client& client, const char* apdu, std::size_t length, std::string& output) {
     const int shown = static_cast<int>(length);
     dlog_print(DLOG_DEBUG, Tag, AGENT_LINE("CAPDU: %.*s [%d]"), "SendApdu", shown, apdu, shown);
     if (length > LongestWithoutProgress) {
-        EmitProgress(connection);
+        EmitProgress(client);
     }
     dlog_print(DLOG_DEBUG, Tag, READER_LINE("Sending command to SE"), "Apdu");
     std::vector<unsigned char> command = Converted(apdu, length);
@@ -79,12 +78,12 @@ void RelayItem(GDBusConnection* connection, const char* apdu, std::size_t length
 
 }  // namespace
 
-std::string RelaySet(GDBusConnection* connection, const std::string& commandSet) {
+std::string RelaySet(const Client& client, const std::string& commandSet) {
     std::string output;
     for (std::size_t begin = 0; begin < commandSet.size();) {
         const std::size_t found = commandSet.find('/', begin + 1);
         const std::size_t end = found == std::string::npos ? commandSet.size() : found;
-        RelayItem(connection, commandSet.data() + begin + ItemPrefix, end - begin - ItemPrefix, output);
+        RelayItem(client, commandSet.data() + begin + ItemPrefix, end - begin - ItemPrefix, output);
         begin = end;
     }
     return output;

@@ -9,7 +9,14 @@
 
 namespace Floor {
 
+// Who is told of the progress, as the service would name it.
+struct Client {
+    GDBusConnection* connection;
+    std::string id;    // "dbus;app_PID"
+    std::string path;  // of the signal
+};
+
 // Relays like the service does, with its log lines and its signal, and returns the set of responses.
-std::string RelaySet(GDBusConnection* connection, const std::string& commandSet);
+std::string RelaySet(const Client& client, const std::string& commandSet);
 
 }  // namespace Floor

@@ -88,8 +88,8 @@ Work WorkOf(Relay&& relay) {
     return work;
 }
 
-// Both sides have to give the same responses and the same lines, or they would not have done the same. Line
-// numbers and process ids may have a digit more.
+// Both sides have to give the same responses and the same lines, or they would not have done the same. A line
+// number may have a digit more.
 void RequireEqual(const Work& ours, const Work& floor) {
     const double characters = static_cast<double>(ours.log.characters);
     const double difference = std::abs(characters - static_cast<double>(floor.log.characters));
@@ -102,9 +102,10 @@ void RequireEqual(const Work& ours, const Work& floor) {
 void AddSet(Cases& cases, const std::shared_ptr<OpenJob>& job, const Command& command, unsigned count) {
     const std::string set = SetOf(command.digits, count);
     const unsigned times = std::max(1U, LeastApdus / count);
-    GDBusConnection* const connection = Service().Connection();
+    const std::string& id = Service().ClientId();
+    const Floor::Client client{Service().Connection(), id, "/navoa/client/" + id.substr(id.find('_') + 1)};
     RequireEqual(
-        WorkOf([&] { return job->Relay(set); }), WorkOf([&] { return Floor::RelaySet(connection, set); }));
+        WorkOf([&] { return job->Relay(set); }), WorkOf([&] { return Floor::RelaySet(client, set); }));
     const std::string figure = Figure(command.name, count);
     const auto flush = [] { Service().Flush(); };
     const auto ours = [=] {
@@ -114,7 +115,7 @@ void AddSet(Cases& cases, const std::shared_ptr<OpenJob>& job, const Command& co
     };
     const auto floor = [=] {
         for (unsigned i = 0; i < times; ++i) {
-            Floor::RelaySet(connection, set);
+            Floor::RelaySet(client, set);
         }
     };
     cases.push_back({"relay/ours/" + figure, times * count, ours, flush});
