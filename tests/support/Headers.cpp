@@ -1,0 +1,1 @@
+// A file of its own for what is read once for all test programs.
