@@ -14,7 +14,7 @@ using testing::Pair;
 
 Tizen::OwnedVariant Parsed(const char* text) {
     GVariant* const value = g_variant_parse(nullptr, text, nullptr, nullptr, nullptr);
-    return Tizen::OwnedVariant(g_variant_ref_sink(value));
+    return Tizen::OwnedVariant(g_variant_take_ref(value));
 }
 
 std::string Printed(const Tizen::OwnedVariant& value) {
