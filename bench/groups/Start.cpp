@@ -143,7 +143,7 @@ struct Sample {
     double growth = 0;
 };
 
-// What the first requests need once is no growth, so that is taken from later ones.
+// What the first requests need once is no growth, so that is taken from the next ones.
 Sample Take(Side side) {
     Stage stage(side);
     stage.Start();
@@ -151,8 +151,8 @@ Sample Take(Side side) {
     sample.started = MemoryOf(stage.Pid());
     Send(stage, Requests);
     sample.busy = MemoryOf(stage.Pid());
-    Send(stage, 2 * Requests);
-    sample.growth = (MemoryOf(stage.Pid()).privateDirty - sample.busy.privateDirty) / (2 * Requests);
+    Send(stage, Requests);
+    sample.growth = (MemoryOf(stage.Pid()).privateDirty - sample.busy.privateDirty) / Requests;
     stage.End();
     return sample;
 }
