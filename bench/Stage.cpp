@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <ctime>
 #include <iterator>
 #include <stdexcept>
 
@@ -102,6 +103,15 @@ void Stage::Run(const std::vector<std::string>& command) {
     Navo::SessionOptions options = world.Options();
     options.confirm = false;
     session = std::make_unique<Navo::Session>(options);
+}
+
+double Stage::ProcessorTime() const {
+    clockid_t clock = 0;
+    timespec time = {};
+    if (clock_getcpuclockid(Pid(), &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        throw std::runtime_error("the service's processor time cannot be read");
+    }
+    return 1e6 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_nsec);
 }
 
 void Stage::End() {

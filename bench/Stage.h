@@ -32,6 +32,10 @@ public:
     void StartCounted(const std::filesystem::path& count);
 
     pid_t Pid() const { return service->Pid(); }
+
+    // Microseconds of processor time that the service's threads have taken so far, system calls included.
+    double ProcessorTime() const;
+
     static std::filesystem::path ProgramOf(Side side);
     std::vector<std::string> Command() const;
 
@@ -64,6 +68,14 @@ double MicrosecondsOf(Action&& action) {
     action();
     const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - begin;
     return taken.count();
+}
+
+// What a service takes of the processor for something that this process asks of it, in microseconds.
+template <typename Action>
+double ProcessorTimeOf(const Stage& stage, Action&& action) {
+    const double before = stage.ProcessorTime();
+    action();
+    return stage.ProcessorTime() - before;
 }
 
 }  // namespace Bench

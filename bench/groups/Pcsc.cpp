@@ -43,6 +43,9 @@ public:
         }
     }
 
+    const Stage& Service() const { return stage; }
+    const Stage& FloorService() const { return floorStage; }
+
     double WithProgress() { return BetweenReports(stage); }
 
     // With the same log lines and the same signals.
@@ -113,9 +116,13 @@ void MeasureTimes(Report& report, const Settings& settings) {
     Figure with = {"pcsc", "APDU of 5 bytes, with progress", Microseconds, {}, {}, LargestRatio};
     Figure without = {"pcsc", "APDU of 5 bytes, without progress", Microseconds, {}, {}, LargestRatio};
     Figure same = {"pcsc", "the same, floor with lines and signals", Microseconds, {}, {}};
+    Figure processor = {"pcsc", "the same, CPU time of the service", Microseconds, {}, {}};
     for (unsigned round = 0; round < settings.rounds; ++round) {
-        with.ours.push_back(scene.WithProgress());
-        same.floor.push_back(scene.FloorWithProgress());
+        processor.ours.push_back(
+            ProcessorTimeOf(scene.Service(), [&] { with.ours.push_back(scene.WithProgress()); }) / Apdus);
+        processor.floor.push_back(
+            ProcessorTimeOf(scene.FloorService(), [&] { same.floor.push_back(scene.FloorWithProgress()); }) /
+            Apdus);
         without.ours.push_back(scene.WithoutProgress());
         const double floor = scene.Floor();
         with.floor.push_back(floor);
@@ -125,6 +132,7 @@ void MeasureTimes(Report& report, const Settings& settings) {
     same.ours = with.ours;
     report.Add(with);
     report.Add(same);
+    report.Add(processor);
     report.Add(without);
 }
 

@@ -47,17 +47,33 @@ void CountAll(Report& report, const Settings& settings) {
     }
 }
 
+// Waiting included, and what it takes of the service's processor.
+struct Times {
+    double wall;
+    double processor;
+};
+
+Times TimeOne(Stage& stage, const Payload& payload) {
+    Times times = {};
+    times.processor = ProcessorTimeOf(
+        stage, [&] { times.wall = MicrosecondsOf([&] { Send(stage, payload, payload.requests); }); });
+    return {times.wall / payload.requests, times.processor / payload.requests};
+}
+
 void TimeAll(Report& report, const Settings& settings, Stage& ours, Stage& floor) {
     for (const Payload& payload : Payloads) {
-        Figure figure = {"request", payload.name, Microseconds, {}, {}};
-        const auto each = [&](Stage& stage) {
-            return MicrosecondsOf([&] { Send(stage, payload, payload.requests); }) / payload.requests;
-        };
+        Figure wall = {"request", payload.name, Microseconds, {}, {}};
+        Figure processor = {"request", std::string(payload.name) + ", CPU time", Microseconds, {}, {}};
         for (unsigned round = 0; round < settings.rounds; ++round) {
-            figure.ours.push_back(each(ours));
-            figure.floor.push_back(each(floor));
+            const Times our = TimeOne(ours, payload);
+            const Times floors = TimeOne(floor, payload);
+            wall.ours.push_back(our.wall);
+            wall.floor.push_back(floors.wall);
+            processor.ours.push_back(our.processor);
+            processor.floor.push_back(floors.processor);
         }
-        report.Add(figure);
+        report.Add(wall);
+        report.Add(processor);
     }
 }
 

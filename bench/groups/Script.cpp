@@ -63,6 +63,10 @@ double MillisecondsOfAScript(Stage& stage) {
     return MicrosecondsOf([&] { RunScript(stage); }) / 1000;
 }
 
+double ProcessorMillisecondsOfAScript(Stage& stage) {
+    return ProcessorTimeOf(stage, [&] { RunScript(stage); }) / 1000;
+}
+
 // Both services, directed to one server.
 struct Pair {
     Pair(const std::string& address, const fs::path& trusted) : ours(Side::Ours), floor(Side::Floor) {
@@ -84,13 +88,15 @@ struct Pair {
     Stage floor;
 };
 
-Figure Times(Pair& pair, const std::string& name, const Settings& settings) {
+Figure Times(
+    Pair& pair, const std::string& name, const Settings& settings,
+    double (*taken)(Stage& stage) = MillisecondsOfAScript) {
     Figure figure = {"script", name, Milliseconds, {}, {}};
     RunScript(pair.ours);
     RunScript(pair.floor);
     for (unsigned round = 0; round < settings.rounds; ++round) {
-        figure.ours.push_back(MillisecondsOfAScript(pair.ours));
-        figure.floor.push_back(MillisecondsOfAScript(pair.floor));
+        figure.ours.push_back(taken(pair.ours));
+        figure.floor.push_back(taken(pair.floor));
     }
     return figure;
 }
@@ -157,6 +163,7 @@ void TimeTrust(Report& report, const Settings& settings) {
         if (!variant.silent) {
             Pair pair(server.Address(), variant.trusted);
             report.Add(Times(pair, variant.name, settings));
+            report.Add(Times(pair, variant.name + ", CPU time", settings, ProcessorMillisecondsOfAScript));
             pair.End();
         }
     }
