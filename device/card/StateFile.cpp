@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
 namespace Card {
 
@@ -16,6 +18,10 @@ namespace {
 
 // A card of some megabytes is far below.
 constexpr std::size_t MostCharacters = 256U << 20;
+
+// A service that ends gives its bus name back first and its card last, and the next one may begin in between.
+constexpr std::chrono::seconds LongestHandover(3);
+constexpr std::chrono::milliseconds BetweenAttempts(10);
 
 // The keys of the card stand in it.
 constexpr mode_t OwnerOnly = S_IRUSR | S_IWUSR;
@@ -37,6 +43,20 @@ bool WriteWhole(int descriptor, const std::string& text) {
         at += written < 0 ? 0 : static_cast<std::size_t>(written);
     }
     return ::fsync(descriptor) == 0;
+}
+
+// False, with the cause in errno, when it stays in other hands.
+bool LockSoon(int descriptor) {
+    const auto latest = std::chrono::steady_clock::now() + LongestHandover;
+    while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        const int cause = errno;
+        if ((cause != EWOULDBLOCK && cause != EINTR) || std::chrono::steady_clock::now() > latest) {
+            errno = cause;
+            return false;
+        }
+        std::this_thread::sleep_for(BetweenAttempts);
+    }
+    return true;
 }
 
 // A renamed file lasts only when its folder is on the disk too.
@@ -61,7 +81,7 @@ StateFile::StateFile(std::string filePath)
     if (!lock.Valid()) {
         Fail("its lock file " + path + ".lock cannot be written: " + Cause());
     }
-    if (::flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
+    if (!LockSoon(lock.Get())) {
         Fail(errno == EWOULDBLOCK ? "another card uses it" : "it cannot be locked: " + Cause());
     }
 }

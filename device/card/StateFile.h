@@ -24,7 +24,8 @@ private:
 // The lock is on a file beside it, ".lock" behind its name: the file itself is replaced with each change.
 class StateFile {
 public:
-    // Throws std::runtime_error when it is in use elsewhere or its folder cannot be written.
+    // Waits some seconds for another card to let go of it. Throws std::runtime_error when it stays in use or
+    // its folder cannot be written.
     explicit StateFile(std::string filePath);
 
     const std::string& Path() const { return path; }
