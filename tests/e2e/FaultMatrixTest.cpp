@@ -353,6 +353,12 @@ protected:
         descriptors = DescriptorsAtRest(service);
     }
 
+    // Nor does it keep the service from its usual end.
+    void TearDown() override {
+        session.reset();
+        EXPECT_EQ(world.AwaitEndOf(service), 0);
+    }
+
     std::string Ask(Command command) { return session->Call(RequestOf(command)).at("ReturnCode"); }
 
     // A number below the limit may be free, since descriptors are not closed in their order.
