@@ -21,9 +21,8 @@ namespace {
 constexpr char DefaultPath[] = NAVO_SYSROOT "/etc/navo-device.conf";
 constexpr std::size_t LargestFile = 16 << 20;
 
-// What tells one version of a file from another. A file that is not there has only a path.
+// What tells one version of a file from another.
 struct Stamp {
-    std::string path;
     bool exists = false;
     dev_t device = 0;
     ino_t inode = 0;
@@ -31,17 +30,14 @@ struct Stamp {
     timespec modified = {};
 
     bool operator==(const Stamp& other) const {
-        return path == other.path && exists == other.exists && device == other.device &&
-               inode == other.inode && size == other.size && modified.tv_sec == other.modified.tv_sec &&
+        return exists == other.exists && device == other.device && inode == other.inode &&
+               size == other.size && modified.tv_sec == other.modified.tv_sec &&
                modified.tv_nsec == other.modified.tv_nsec;
     }
 };
 
-Stamp MakeStamp(const std::string& path, const struct stat* status) {
-    if (status == nullptr) {
-        return Stamp{path, false, 0, 0, 0, {}};
-    }
-    return Stamp{path, true, status->st_dev, status->st_ino, status->st_size, status->st_mtim};
+Stamp MakeStamp(const struct stat& status) {
+    return Stamp{true, status.st_dev, status.st_ino, status.st_size, status.st_mtim};
 }
 
 class State {
@@ -59,6 +55,7 @@ private:
     std::shared_ptr<const Configuration> configuration;
     std::uint64_t number = 0;
     std::map<std::string, std::uint64_t, std::less<>> counts;
+    std::string name;  // the file's, as it was asked for
     Stamp stamp;
     // The file is kept open: its inode number is not given to another file meanwhile, so that a replaced file
     // is always seen to be another.
@@ -107,7 +104,7 @@ std::shared_ptr<Configuration> State::Load(const std::string& path, bool named) 
     Hold(file);
     struct stat status = {};
     if (file < 0 || fstat(file, &status) != 0) {
-        stamp = MakeStamp(path, nullptr);
+        stamp = Stamp();
         if (error == ENOENT && !named) {
             auto plain = std::make_shared<Configuration>();
             plain->path = path;
@@ -115,7 +112,7 @@ std::shared_ptr<Configuration> State::Load(const std::string& path, bool named) 
         }
         return Unusable(path, std::string("cannot be opened: ") + std::strerror(error));
     }
-    stamp = MakeStamp(path, &status);
+    stamp = MakeStamp(status);
     if (!S_ISREG(status.st_mode)) {
         return Unusable(path, "is no ordinary file; name a configuration file");
     }
@@ -126,16 +123,18 @@ std::shared_ptr<Configuration> State::Load(const std::string& path, bool named) 
     }
 }
 
+// Stands before each call, also before each line of the log, so nothing is allocated while nothing changes.
 void State::Refresh() {
     const char* variable = std::getenv("NAVO_DEVICE_CONF");
     const bool named = variable != nullptr && *variable != '\0';
-    const std::string path = named ? variable : DefaultPath;
+    const char* const path = named ? variable : DefaultPath;
     struct stat status = {};
-    const bool exists = stat(path.c_str(), &status) == 0;
-    if (configuration && stamp == MakeStamp(path, exists ? &status : nullptr)) {
+    const Stamp found = stat(path, &status) == 0 ? MakeStamp(status) : Stamp();
+    if (configuration && name == path && stamp == found) {
         return;
     }
-    const std::shared_ptr<Configuration> loaded = Load(path, named);
+    name = path;
+    const std::shared_ptr<Configuration> loaded = Load(name, named);
     loaded->number = ++number;
     configuration = loaded;
     counts.clear();
@@ -143,7 +142,7 @@ void State::Refresh() {
         WriteDeviceLog(Describe(*configuration, mistake));
     }
     if (configuration->Broken()) {
-        WriteDeviceLog(path + ": the device fails every call until this is mended");
+        WriteDeviceLog(name + ": the device fails every call until this is mended");
     }
 }
 

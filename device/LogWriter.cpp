@@ -71,11 +71,12 @@ void LogFile::Open(const std::string& wanted) {
 std::string Lines(char priority, const std::string& tag, const std::string& message) {
     char pid[16];
     std::snprintf(pid, sizeof pid, "%5d", static_cast<int>(getpid()));
-    const std::string prefix = std::string(1, priority) + "/" + tag + "(" + pid + "): ";
     std::string text;
+    text.reserve(tag.size() + message.size() + sizeof pid + 8);  // the usual message is one line
     for (std::size_t start = 0;;) {
         const std::size_t end = message.find('\n', start);
-        text += prefix + message.substr(start, end - start) + "\n";
+        text.append(1, priority).append("/").append(tag).append("(").append(pid).append("): ");
+        text.append(message, start, end - start).append("\n");
         if (end == std::string::npos || end + 1 == message.size()) {
             return text;
         }

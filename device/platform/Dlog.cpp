@@ -1,5 +1,6 @@
 #include <dlog.h>
 
+#include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <string>
@@ -13,17 +14,24 @@ using Device::Pass;
 
 namespace {
 
+constexpr std::size_t UsualLength = 512;
+
 std::string Format(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
 
 std::string Format(const char* format, va_list arguments) {
+    std::array<char, UsualLength> usual;  // enough for all but the few lines that show a whole message
     va_list again;
     va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, again);
+    const int length = std::vsnprintf(usual.data(), usual.size(), format, again);
     va_end(again);
     if (length < 0) {
         return std::string("(cannot be formatted) ") + format;
     }
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
+    const auto characters = static_cast<std::size_t>(length);
+    if (characters < usual.size()) {
+        return std::string(usual.data(), characters);
+    }
+    std::string text(characters + 1, '\0');
     std::vsnprintf(text.data(), text.size(), format, arguments);
     text.pop_back();
     return text;
