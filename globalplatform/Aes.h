@@ -24,7 +24,7 @@ Bytes Pad80(const Bytes& plain);
 // Nothing when the padding is none.
 std::optional<Bytes> Unpad80(const Bytes& padded);
 
-// The first three bytes of sixteen encrypted bytes 01; GlobalPlatform Card Specification 2.3, B.6 as of AES
+// The first three bytes of sixteen encrypted bytes 01; GlobalPlatform Card 2.3, B.6 as of AES
 // keys.
 Bytes AesKeyCheckValue(const Bytes& key);
 

@@ -1,5 +1,5 @@
-// Secure Channel Protocol 03 with AES-128, as both ends of a channel need it: GlobalPlatform Card
-// Specification, Amendment D (version 1.1.2). Cryptograms, codes and challenges have 8 bytes (S8 mode).
+// Secure Channel Protocol 03 with AES-128, as both ends of a channel need it: GlobalPlatform Card,
+// Amendment D (version 1.1.2). Cryptograms, codes and challenges have 8 bytes (S8 mode).
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Card production life cycle data, field by field (GlobalPlatform Card Specification, GET DATA 9F7F).
+// Card production life cycle data, field by field (GlobalPlatform Card, GET DATA 9F7F).
 #pragma once
 
 #include <string>

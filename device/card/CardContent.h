@@ -14,7 +14,7 @@ namespace Card {
 
 using namespace GlobalPlatform;
 
-// GlobalPlatform Card Specification 2.3.1, 11.1.1: life-cycle states as they stand in GET STATUS.
+// GlobalPlatform Card 2.3.1, 11.1.1: life-cycle states as they stand in GET STATUS.
 namespace LifeCycle {
 constexpr std::uint8_t Loaded = 0x01;
 constexpr std::uint8_t Installed = 0x03;

@@ -1,5 +1,5 @@
 // The card's commands. Each gets its command without secure messaging, gives its answer, or throws a Refusal
-// and leaves the content as it was. Clauses are those of the GlobalPlatform Card Specification 2.3.1.
+// and leaves the content as it was. Clauses are those of GlobalPlatform Card 2.3.1.
 #pragma once
 
 #include "card/Runtime.h"

@@ -1,4 +1,4 @@
-// The structure of a load file, GlobalPlatform Card Specification 2.3.1, 11.6.2.3 and C.2.
+// The structure of a load file, GlobalPlatform Card 2.3.1, 11.6.2.3 and C.2.
 #pragma once
 
 #include <optional>
@@ -22,8 +22,8 @@ struct LoadFileData {
 // Nothing when the bytes are no whole load file.
 std::optional<LoadFileData> ReadLoadFile(const Bytes& file);
 
-// The AIDs of the applets when the code is in the form of the Java Card Virtual Machine Specification,
-// chapter 6: components, of which the first has the magic number DECAFFED. None of other code. Nothing when
+// The AIDs of the applets when the code is in the CAP file format of Java Card (Virtual Machine, chapter 6):
+// components, of which the first has the magic number DECAFFED. None of other code. Nothing when
 // the components are damaged.
 std::optional<std::vector<Bytes>> ModulesOfCode(const Bytes& code);
 

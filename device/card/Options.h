@@ -25,7 +25,7 @@ struct Options {
     Bytes issuerAid;                  // of the issuer security domain, 5 to 16 bytes
     GlobalPlatform::StaticKeys keys;  // 16 bytes each
     std::uint8_t keyVersion = 1;      // 1 to 127
-    std::uint8_t lifeCycle = 0x0F;    // GlobalPlatform Card Specification 2.3.1, 5.1.1: 01, 07, 0F, 7F or FF
+    std::uint8_t lifeCycle = 0x0F;    // GlobalPlatform Card 2.3.1, 5.1.1: 01, 07, 0F, 7F or FF
 
     std::uint64_t memory = 1310720;  // non-volatile, of an empty card, in bytes
     std::uint64_t volatileMemory = 32768;

@@ -1,4 +1,4 @@
-// PUT KEY for AES keys: GlobalPlatform Card Specification 2.3.1, 11.8, and Amendment D (version 1.1.2), 7.2.
+// PUT KEY for AES keys: GlobalPlatform Card 2.3.1, 11.8, and Amendment D (version 1.1.2), 7.2.
 #include "card/Commands.h"
 #include "globalplatform/Aes.h"
 #include "globalplatform/Tlv.h"

@@ -1,4 +1,4 @@
-// Opening of a secure channel: GlobalPlatform Card Specification, Amendment D (version 1.1.2), 7.1.
+// Opening of a secure channel: GlobalPlatform Card, Amendment D (version 1.1.2), 7.1.
 #include "card/Commands.h"
 #include "globalplatform/Aes.h"
 

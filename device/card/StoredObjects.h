@@ -1,4 +1,4 @@
-// The objects that STORE DATA carries, GlobalPlatform Card Specification 2.3.1, 11.11.2.3.
+// The objects that STORE DATA carries, GlobalPlatform Card 2.3.1, 11.11.2.3.
 #pragma once
 
 #include <optional>

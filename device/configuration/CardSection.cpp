@@ -56,7 +56,7 @@ GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
     return {KeyValue(parts[0]), KeyValue(parts[1]), KeyValue(parts[2])};
 }
 
-// GlobalPlatform Card Specification 2.3.1, 5.1.1.
+// GlobalPlatform Card 2.3.1, 5.1.1.
 std::uint8_t LifeCycleValue(const std::string& text) {
     const std::pair<const char*, std::uint8_t> states[] = {
         {"op-ready", 0x01}, {"initialized", 0x07}, {"secured", 0x0F}, {"locked", 0x7F}, {"terminated", 0xFF}};

@@ -18,7 +18,7 @@ private:
     const bool shows;
 };
 
-// What P1 of GET STATUS asks for; GlobalPlatform Card Specification 2.3.1, table 11-29.
+// What P1 of GET STATUS asks for; GlobalPlatform Card 2.3.1, table 11-29.
 enum class CardSubset : std::uint8_t { IssuerDomain = 0x80, Applications = 0x40, LoadFiles = 0x20 };
 
 // GET STATUS for each subset, continued as long as the card has more. The findings are the entries.

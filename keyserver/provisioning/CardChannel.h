@@ -1,4 +1,4 @@
-// The server's end of a Secure Channel Protocol 03 session; GlobalPlatform Card Specification, Amendment D.
+// The server's end of a Secure Channel Protocol 03 session; GlobalPlatform Card, Amendment D.
 #pragma once
 
 #include "keyserver/provisioning/CardService.h"

@@ -1,4 +1,4 @@
-// Command APDUs of card content management; GlobalPlatform Card Specification 2.3.1, chapter 11, without
+// Command APDUs of card content management; GlobalPlatform Card 2.3.1, chapter 11, without
 // secure messaging. Functions throw std::length_error when a field or the data has no room.
 #pragma once
 

@@ -9,7 +9,7 @@
 
 namespace KeyServer {
 
-// One line for each entry of a response to GET STATUS in TLV form; GlobalPlatform Card Specification 2.3.1,
+// One line for each entry of a response to GET STATUS in TLV form; GlobalPlatform Card 2.3.1,
 // table 11-36. Throws CardProblem.
 std::vector<std::string> DescribeEntries(CardSubset subset, const Bytes& data);
 

@@ -1,4 +1,4 @@
-// A load file as INSTALL [for load] and LOAD carry it; GlobalPlatform Card Specification 2.3.1, 11.6.2.3.
+// A load file as INSTALL [for load] and LOAD carry it; GlobalPlatform Card 2.3.1, 11.6.2.3.
 #pragma once
 
 #include <stdexcept>
