@@ -29,6 +29,39 @@ fail() {
     exit 1
 }
 
+# choose_checks [CHECK...]: fills `checks` with the named ones, or with all_checks. A check NAME is the function
+# check_NAME of the sourcing script.
+choose_checks() {
+    local check
+    checks=("$@")
+    [[ $# -gt 0 ]] || checks=("${all_checks[@]}")
+    for check in "${checks[@]}"; do
+        if ! declare -F "check_$check" >/dev/null; then
+            usage
+            [[ $check == -h || $check == --help ]] && exit 0
+            exit 2
+        fi
+    done
+}
+
+# Runs the chosen checks, by the sourcing script's own `--only NAME`, and fails when one of them does.
+run_checks() {
+    local check failed=() started
+    for check in "${checks[@]}"; do
+        heading "${0##*/}: $check"
+        started=$EPOCHREALTIME
+        # A process of its own, so that a check stops at its first failed command and the next one still runs.
+        if "$0" --only "$check"; then
+            say "$check: passed in $(seconds_since "$started") s"
+        else
+            say "$check: FAILED after $(seconds_since "$started") s"
+            failed+=("$check")
+        fi
+    done
+    heading "${0##*/}: $((${#checks[@]} - ${#failed[@]})) of ${#checks[@]} checks passed"
+    [[ ${#failed[@]} -eq 0 ]] || fail "failed: ${failed[*]}"
+}
+
 # explain FILE [LINES]: the end of a log that tells why something failed.
 explain() {
     [[ -s $1 ]] || return 0
