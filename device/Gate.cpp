@@ -55,7 +55,6 @@ private:
     std::shared_ptr<const Configuration> configuration;
     std::uint64_t number = 0;
     std::map<std::string, std::uint64_t, std::less<>> counts;
-    std::string name;  // the file's, as it was asked for
     Stamp stamp;
     // The file is kept open: its inode number is not given to another file meanwhile, so that a replaced file
     // is always seen to be another.
@@ -130,11 +129,10 @@ void State::Refresh() {
     const char* const path = named ? variable : DefaultPath;
     struct stat status = {};
     const Stamp found = stat(path, &status) == 0 ? MakeStamp(status) : Stamp();
-    if (configuration && name == path && stamp == found) {
+    if (configuration && configuration->path == path && stamp == found) {
         return;
     }
-    name = path;
-    const std::shared_ptr<Configuration> loaded = Load(name, named);
+    const std::shared_ptr<Configuration> loaded = Load(path, named);
     loaded->number = ++number;
     configuration = loaded;
     counts.clear();
@@ -142,7 +140,7 @@ void State::Refresh() {
         WriteDeviceLog(Describe(*configuration, mistake));
     }
     if (configuration->Broken()) {
-        WriteDeviceLog(name + ": the device fails every call until this is mended");
+        WriteDeviceLog(configuration->path + ": the device fails every call until this is mended");
     }
 }
 
