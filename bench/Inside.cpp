@@ -14,7 +14,6 @@ namespace Bench {
 namespace {
 
 constexpr char Trigger[] = "desc: Trigger: Client Request: ";
-constexpr char Totals[] = "totals: ";
 constexpr double NanosecondsPerMicrosecond = 1000;
 
 // Google Benchmark puts how a case was run behind its name.
@@ -22,23 +21,16 @@ std::string CaseName(const std::string& name) {
     return name.substr(0, std::min(name.find("/repeats:"), name.find("/manual_time")));
 }
 
-// One of callgrind's dumps: what set it off, and all that was executed since the one before.
-struct Dump {
-    std::string trigger;
-    double instructions = 0;
-};
-
-Dump ReadDump(const fs::path& file) {
-    Dump dump;
-    std::ifstream stream(file);
+// What set one of callgrind's dumps off; nothing for the one at the end. A dump counts all that was executed
+// since the one before.
+std::string TriggerOf(const fs::path& dump) {
+    std::ifstream stream(dump);
     for (std::string line; std::getline(stream, line);) {
         if (line.rfind(Trigger, 0) == 0) {
-            dump.trigger = line.substr(sizeof Trigger - 1);
-        } else if (line.rfind(Totals, 0) == 0) {
-            dump.instructions = std::stod(line.substr(sizeof Totals - 1));
+            return line.substr(sizeof Trigger - 1);
         }
     }
-    return dump;
+    return {};
 }
 
 }  // namespace
@@ -69,9 +61,9 @@ InsideValues CountsInside(const Settings& settings, const std::string& group) {
         if (entry.path().filename().string().rfind(result.filename().string() + ".", 0) != 0) {
             continue;
         }
-        const Dump dump = ReadDump(entry.path());
-        if (units.contains(dump.trigger)) {
-            values[dump.trigger] = {dump.instructions / units.at(dump.trigger).get<double>()};
+        const std::string name = TriggerOf(entry.path());
+        if (units.contains(name)) {
+            values[name] = {CountIn(entry.path()) / units.at(name).get<double>()};
         }
     }
     if (values.size() != units.size()) {

@@ -100,6 +100,10 @@ void Stage::Run(const std::vector<std::string>& command) {
     if (!service->IsRunning()) {
         throw std::runtime_error(command.front() + " ended: " + service->Errors());
     }
+    for (unsigned i = 0; i < otherClients; ++i) {
+        others.push_back(world.StartClient("com.example.other"));
+        others.back()->OpenSession();
+    }
     Navo::SessionOptions options = world.Options();
     options.confirm = false;
     session = std::make_unique<Navo::Session>(options);
@@ -114,9 +118,21 @@ double Stage::ProcessorTime() const {
     return 1e6 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_nsec);
 }
 
+void Stage::AskForStatus(unsigned requests) {
+    for (unsigned sent = 0; sent < requests; ++sent) {
+        if (session->Call({{"Cmd", "66"}}).count("ReturnCode") == 0) {
+            throw std::runtime_error("a status request was not answered");
+        }
+    }
+}
+
 void Stage::End() {
     session->Close();
     session.reset();
+    for (const auto& other : others) {
+        other->CloseSession();
+    }
+    others.clear();
     const std::optional<ExitStatus> status = service->WaitForEnd(LongestWait);
     if (status != 0) {
         throw std::runtime_error("the service does not end well: " + service->Errors());

@@ -26,7 +26,10 @@ public:
     // The floor leaves out the log lines; before Start.
     void WithoutLines() { silent = true; }
 
-    // Returns when the service has its name on the bus.
+    // So many other processes have a session before this one has; before Start.
+    void WithOthers(unsigned clients) { otherClients = clients; }
+
+    // Returns when the service has its name on the bus and this process its session.
     void Start();
     // The same under callgrind, which leaves its count in the file when the service ends.
     void StartCounted(const std::filesystem::path& count);
@@ -42,7 +45,10 @@ public:
     // This process as the service's client; while it lasts, the service does.
     Navo::Session& Session() { return *session; }
 
-    // Closes the session, upon which the service ends, and waits for that; throws when it does not end well.
+    // Sends so many status requests, one after the other; throws when one is not answered.
+    void AskForStatus(unsigned requests);
+
+    // Closes all sessions, upon which the service ends, and waits for that; throws when it does not end well.
     void End();
 
 private:
@@ -52,7 +58,9 @@ private:
     World world;
     std::string server;
     bool silent = false;
+    unsigned otherClients = 0;
     std::unique_ptr<Process> service;
+    std::vector<std::unique_ptr<ClientProcess>> others;
     std::unique_ptr<Navo::Session> session;
 };
 

@@ -1,13 +1,7 @@
-#include <algorithm>
-#include <chrono>
-#include <memory>
-#include <stdexcept>
-
 #include "../Callgrind.h"
 #include "../Groups.h"
 #include "../Inside.h"
-#include "e2e/World.h"
-#include "soak/Holdings.h"
+#include "../Stage.h"
 
 namespace Bench {
 
@@ -16,7 +10,6 @@ namespace {
 constexpr char Group[] = "growth";
 constexpr unsigned ManyClients = 200;
 constexpr double MostGrowth = 1.05;
-constexpr double MostKept = 1024;  // bytes of a status request, whose job stays
 
 struct Comparison {
     const char* large;
@@ -43,96 +36,43 @@ void AddInside(Report& report, const InsideValues& values, const std::string& un
     }
 }
 
-// A service on a bus with so many clients, each a process with a session; the last of them is this one, which
-// asks.
-class LiveService {
-public:
-    LiveService(const std::vector<std::string>& command, unsigned clients) {
-        service = world.Start(command);
-        if (!Eventually([this] { return world.ServiceProcess() == service->Pid(); })) {
-            throw std::runtime_error("the service does not start: " + service->Errors());
-        }
-        for (unsigned i = 1; i < clients; ++i) {
-            others.push_back(world.StartClient("com.example.other"));
-            others.back()->OpenSession();
-        }
-        session = std::make_unique<Navo::Session>(world.Options());
-        Ask();
-    }
-
-    void Ask(unsigned requests = 1) {
-        for (unsigned i = 0; i < requests; ++i) {
-            if (session->Call({{"Cmd", "66"}}).count("ReturnCode") == 0) {
-                throw std::runtime_error("a status request was not answered");
-            }
-        }
-    }
-
-    // Bytes that only this process has.
-    double PrivateDirty() const {
-        return 1024 * static_cast<double>(HoldingsOf(service->Pid()).privateDirty);
-    }
-
-    // The service ends with its last session.
-    void Close() {
-        session->Close();
-        for (const auto& other : others) {
-            other->CloseSession();
-        }
-        if (service->WaitForEnd() != 0) {
-            throw std::runtime_error("the service did not end well: " + service->Errors());
-        }
-    }
-
-private:
-    World world;
-    std::unique_ptr<Process> service;
-    std::vector<std::unique_ptr<ClientProcess>> others;
-    std::unique_ptr<Navo::Session> session;
-};
-
+// Of so many clients, this process is the last.
 double RequestInstructions(const Settings& settings, unsigned clients) {
     return PerOperation(20, 220, [&](unsigned requests) {
         const std::filesystem::path result =
             settings.scratch / ("live." + std::to_string(clients) + "." + std::to_string(requests));
-        LiveService service(CountedCommand(result, {NAVO_AGENT_PROGRAM}), clients);
-        service.Ask(requests);
-        service.Close();
+        Stage stage(Side::Ours);
+        stage.WithOthers(clients - 1);
+        stage.StartCounted(result);
+        stage.AskForStatus(requests);
+        stage.End();
         return CountIn(result);
     });
 }
 
-double RequestTime(LiveService& service) {
-    using Clock = std::chrono::steady_clock;
+double RequestTime(Stage& stage) {
     constexpr unsigned Requests = 50;
-    const Clock::time_point begin = Clock::now();
-    service.Ask(Requests);
-    return std::chrono::duration<double, std::micro>(Clock::now() - begin).count() / Requests;
+    return MicrosecondsOf([&] { stage.AskForStatus(Requests); }) / Requests;
 }
 
 const char LiveFigure[] = "request, live clients 200";
 
 void AddLiveTimes(Report& report, const Settings& settings) {
-    LiveService many({NAVO_AGENT_PROGRAM}, ManyClients);
-    LiveService one({NAVO_AGENT_PROGRAM}, 1);
+    Stage many(Side::Ours);
+    many.WithOthers(ManyClients - 1);
+    many.Start();
+    Stage one(Side::Ours);
+    one.Start();
+    many.AskForStatus(1);
+    one.AskForStatus(1);
     Figure figure{Group, LiveFigure, Microseconds, {}, {}};
     for (unsigned round = 0; round < settings.rounds; ++round) {
         figure.ours.push_back(RequestTime(many));
         figure.floor.push_back(RequestTime(one));
     }
+    many.End();
+    one.End();
     report.Add(std::move(figure));
-}
-
-// The allocator takes memory in steps, so one value needs many requests.
-void AddKept(Report& report) {
-    constexpr unsigned WarmUp = 500;
-    constexpr unsigned Requests = 4000;
-    LiveService service({NAVO_AGENT_PROGRAM}, 1);
-    service.Ask(WarmUp);
-    const double before = service.PrivateDirty();
-    service.Ask(Requests);
-    const double kept = (service.PrivateDirty() - before) / Requests;
-    report.Add({Group, "kept of a status request", ByteCount, {kept}, {}, std::nullopt, MostKept});
 }
 
 }  // namespace
@@ -151,7 +91,6 @@ void MeasureGrowth(Report& report, const Settings& settings) {
     if (settings.wall) {
         AddInside(report, TimesInside(settings, Group), Microseconds);
         AddLiveTimes(report, settings);
-        AddKept(report);
     }
 }
 

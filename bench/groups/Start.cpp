@@ -130,12 +130,6 @@ Memory MemoryOf(pid_t process) {
     return memory;
 }
 
-void Send(Stage& stage, unsigned count) {
-    for (unsigned sent = 0; sent < count; ++sent) {
-        stage.Session().Call({{"Cmd", "66"}});
-    }
-}
-
 // After the start, after the first requests, and what a further one leaves behind.
 struct Sample {
     Memory started;
@@ -149,9 +143,9 @@ Sample Take(Side side) {
     stage.Start();
     Sample sample;
     sample.started = MemoryOf(stage.Pid());
-    Send(stage, Requests);
+    stage.AskForStatus(Requests);
     sample.busy = MemoryOf(stage.Pid());
-    Send(stage, Requests);
+    stage.AskForStatus(Requests);
     sample.growth = (MemoryOf(stage.Pid()).privateDirty - sample.busy.privateDirty) / Requests;
     stage.End();
     return sample;
