@@ -1,10 +1,10 @@
-#include "Callgrind.h"
+#include "bench/Callgrind.h"
 
 #include <atomic>
 #include <fstream>
 #include <stdexcept>
 
-#include "Runner.h"
+#include "bench/Runner.h"
 
 namespace fs = std::filesystem;
 

@@ -1,4 +1,4 @@
-#include "DelayRelay.h"
+#include "bench/DelayRelay.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

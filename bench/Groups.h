@@ -2,8 +2,8 @@
 // measured.
 #pragma once
 
-#include "Report.h"
-#include "Settings.h"
+#include "bench/Report.h"
+#include "bench/Settings.h"
 
 namespace Bench {
 

@@ -1,11 +1,11 @@
-#include "Inside.h"
+#include "bench/Inside.h"
 
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "Callgrind.h"
-#include "Runner.h"
+#include "bench/Callgrind.h"
+#include "bench/Runner.h"
 
 namespace fs = std::filesystem;
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Report.h"
-#include "Settings.h"
+#include "bench/Report.h"
+#include "bench/Settings.h"
 
 namespace Bench {
 

@@ -1,10 +1,10 @@
-#include "Runner.h"
+#include "bench/Runner.h"
 
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
 
-#include "e2e/Process.h"
+#include "tests/support/world/Process.h"
 
 namespace Bench {
 

@@ -1,4 +1,4 @@
-#include "Stage.h"
+#include "bench/Stage.h"
 
 #include <algorithm>
 #include <cctype>
@@ -6,7 +6,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "Callgrind.h"
+#include "bench/Callgrind.h"
 
 namespace fs = std::filesystem;
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "e2e/World.h"
 #include "navo/Client.h"
+#include "tests/support/world/World.h"
 
 namespace Bench {
 

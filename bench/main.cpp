@@ -4,8 +4,8 @@
 #include <fstream>
 #include <iostream>
 
-#include "Groups.h"
-#include "support/TemporaryFolder.h"
+#include "bench/Groups.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 

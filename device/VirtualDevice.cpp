@@ -1,9 +1,9 @@
-#include "VirtualDevice.h"
+#include "device/VirtualDevice.h"
 
-#include "FunctionNames.h"
-#include "Gate.h"
-#include "HandleTable.h"
-#include "element/CardSlot.h"
+#include "device/element/CardSlot.h"
+#include "device/gate/FunctionNames.h"
+#include "device/gate/Gate.h"
+#include "device/gate/HandleTable.h"
 
 namespace Device {
 

@@ -1,4 +1,4 @@
-#include "Log.h"
+#include "bench/floors/Log.h"
 
 #include <dlog.h>
 

@@ -1,4 +1,4 @@
-#include "RelayFloor.h"
+#include "bench/floors/RelayFloor.h"
 
 #include <dlog.h>
 #include <nfc.h>

@@ -1,4 +1,4 @@
-#include "ScriptFloor.h"
+#include "bench/floors/ScriptFloor.h"
 
 #include <json-glib/json-glib.h>
 #include <net_connection.h>
@@ -23,8 +23,8 @@
 #include <utility>
 #include <vector>
 
-#include "Log.h"
-#include "Owners.h"
+#include "bench/floors/Log.h"
+#include "bench/floors/Owners.h"
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include <map>
 #include <string>
 
-#include "Log.h"
-#include "Owners.h"
-#include "ScriptFloor.h"
+#include "bench/floors/Log.h"
+#include "bench/floors/Owners.h"
+#include "bench/floors/ScriptFloor.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "../Callgrind.h"
-#include "../Groups.h"
-#include "../Inside.h"
-#include "../Stage.h"
+#include "bench/Callgrind.h"
+#include "bench/Groups.h"
+#include "bench/Inside.h"
+#include "bench/Stage.h"
 
 namespace Bench {
 

@@ -3,11 +3,11 @@
 #include <iostream>
 #include <optional>
 
-#include "../Groups.h"
-#include "../Stage.h"
-#include "e2e/CardInReader.h"
-#include "e2e/PrivatePcscd.h"
-#include "e2e/Script.h"
+#include "bench/Groups.h"
+#include "bench/Stage.h"
+#include "tests/support/world/CardInReader.h"
+#include "tests/support/world/PrivatePcscd.h"
+#include "tests/support/world/Script.h"
 
 namespace fs = std::filesystem;
 

@@ -1,5 +1,5 @@
-#include "../Groups.h"
-#include "../Inside.h"
+#include "bench/Groups.h"
+#include "bench/Inside.h"
 
 namespace Bench {
 

@@ -1,8 +1,8 @@
 // A status command over the bus, beside a bare GDBus service that looks the caller's process up, writes the
 // same log lines and answers the same map.
-#include "../Callgrind.h"
-#include "../Groups.h"
-#include "../Stage.h"
+#include "bench/Callgrind.h"
+#include "bench/Groups.h"
+#include "bench/Stage.h"
 
 namespace Bench {
 

@@ -4,11 +4,11 @@
 #include <fstream>
 #include <functional>
 
-#include "../Callgrind.h"
-#include "../DelayRelay.h"
-#include "../Groups.h"
-#include "../Stage.h"
-#include "e2e/Script.h"
+#include "bench/Callgrind.h"
+#include "bench/DelayRelay.h"
+#include "bench/Groups.h"
+#include "bench/Stage.h"
+#include "tests/support/world/Script.h"
 
 namespace fs = std::filesystem;
 

@@ -5,10 +5,10 @@
 #include <fstream>
 #include <set>
 
-#include "../Callgrind.h"
-#include "../Groups.h"
-#include "../Runner.h"
-#include "../Stage.h"
+#include "bench/Callgrind.h"
+#include "bench/Groups.h"
+#include "bench/Runner.h"
+#include "bench/Stage.h"
 
 namespace fs = std::filesystem;
 

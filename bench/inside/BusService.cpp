@@ -1,4 +1,4 @@
-#include "BusService.h"
+#include "bench/inside/BusService.h"
 
 #include <unistd.h>
 

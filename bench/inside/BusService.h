@@ -7,8 +7,8 @@
 
 #include "app/ClientListener.h"
 #include "app/tizen/ClientPort_dbus.h"
-#include "support/DeviceWorld.h"
-#include "support/PrivateBus.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace Inside {
 

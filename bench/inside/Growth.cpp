@@ -1,10 +1,10 @@
 #include <memory>
 #include <stdexcept>
 
-#include "BusService.h"
-#include "Case.h"
 #include "app/Agent.h"
 #include "app/Se.h"
+#include "bench/inside/BusService.h"
+#include "bench/inside/Case.h"
 #include "common/Json.h"
 
 namespace Inside {

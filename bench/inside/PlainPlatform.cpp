@@ -1,4 +1,4 @@
-#include "PlainPlatform.h"
+#include "bench/inside/PlainPlatform.h"
 
 #include <dlog.h>
 #include <fcntl.h>

@@ -3,12 +3,12 @@
 #include <memory>
 #include <stdexcept>
 
-#include "../floors/RelayFloor.h"
-#include "BusService.h"
-#include "Case.h"
-#include "PlainPlatform.h"
 #include "app/Agent.h"
 #include "app/Se.h"
+#include "bench/floors/RelayFloor.h"
+#include "bench/inside/BusService.h"
+#include "bench/inside/Case.h"
+#include "bench/inside/PlainPlatform.h"
 
 namespace Inside {
 

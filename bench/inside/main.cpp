@@ -8,7 +8,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
-#include "Case.h"
+#include "bench/inside/Case.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "Bus.h"
+#include "client/lib/Bus.h"
 
 #include <unistd.h>
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "Owners.h"
+#include "client/lib/Owners.h"
 #include "navo/Client.h"
 
 namespace Navo {

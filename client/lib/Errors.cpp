@@ -1,6 +1,6 @@
 #include <utility>
 
-#include "Bus.h"
+#include "client/lib/Bus.h"
 #include "navo/Client.h"
 
 namespace Navo {

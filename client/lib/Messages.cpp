@@ -1,4 +1,4 @@
-#include "Messages.h"
+#include "client/lib/Messages.h"
 
 #include <cstring>
 

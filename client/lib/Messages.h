@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "Bus.h"
-#include "Owners.h"
+#include "client/lib/Bus.h"
+#include "client/lib/Owners.h"
 #include "navo/Client.h"
 
 namespace Navo {

@@ -2,8 +2,8 @@
 #include <mutex>
 #include <utility>
 
-#include "Bus.h"
-#include "Messages.h"
+#include "client/lib/Bus.h"
+#include "client/lib/Messages.h"
 #include "navo/Client.h"
 #include "navo/Outcome.h"
 

@@ -1,4 +1,4 @@
-#include "Arguments.h"
+#include "client/navoctl/Arguments.h"
 
 #include <CLI/CLI.hpp>
 #include <cctype>
@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "ExitStatus.h"
+#include "client/navoctl/ExitStatus.h"
 #include "navo/Outcome.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "CplcFields.h"
+#include "client/navoctl/CplcFields.h"
 
 #include <algorithm>
 #include <cstddef>

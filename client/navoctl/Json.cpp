@@ -1,10 +1,10 @@
-#include "Json.h"
+#include "client/navoctl/Json.h"
 
 #include <json-glib/json-glib.h>
 
 #include <memory>
 
-#include "CplcFields.h"
+#include "client/navoctl/CplcFields.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "Report.h"
+#include "client/navoctl/Report.h"
 
 #include <glib.h>
 #include <unistd.h>
@@ -9,8 +9,8 @@
 #include <cstring>
 #include <memory>
 
-#include "CplcFields.h"
-#include "Json.h"
+#include "client/navoctl/CplcFields.h"
+#include "client/navoctl/Json.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "Arguments.h"
+#include "client/navoctl/Arguments.h"
 #include "navo/Client.h"
 #include "navo/Outcome.h"
 

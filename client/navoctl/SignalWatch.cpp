@@ -1,4 +1,4 @@
-#include "SignalWatch.h"
+#include "client/navoctl/SignalWatch.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>

@@ -3,10 +3,10 @@
 #include <exception>
 #include <variant>
 
-#include "Arguments.h"
-#include "ExitStatus.h"
-#include "Report.h"
-#include "SignalWatch.h"
+#include "client/navoctl/Arguments.h"
+#include "client/navoctl/ExitStatus.h"
+#include "client/navoctl/Report.h"
+#include "client/navoctl/SignalWatch.h"
 #include "navo/Client.h"
 #include "navo/Outcome.h"
 

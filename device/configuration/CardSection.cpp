@@ -1,11 +1,11 @@
-#include "configuration/CardSection.h"
+#include "device/configuration/CardSection.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "configuration/SectionReader.h"
-#include "configuration/Values.h"
-#include "element/Recording.h"
+#include "device/configuration/SectionReader.h"
+#include "device/configuration/Values.h"
+#include "device/recording/Recording.h"
 
 namespace Device {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "Bytes.h"
 #include "card/Options.h"
-#include "configuration/KeyFile.h"
+#include "device/Bytes.h"
+#include "device/configuration/KeyFile.h"
 
 namespace Device {
 

@@ -5,12 +5,12 @@
 #include <climits>
 #include <functional>
 
-#include "CertificateFile.h"
-#include "FunctionNames.h"
-#include "configuration/CardSection.h"
-#include "configuration/Configuration.h"
-#include "configuration/SectionReader.h"
-#include "configuration/Values.h"
+#include "device/configuration/CardSection.h"
+#include "device/configuration/CertificateFile.h"
+#include "device/configuration/Configuration.h"
+#include "device/configuration/SectionReader.h"
+#include "device/configuration/Values.h"
+#include "device/gate/FunctionNames.h"
 
 namespace Device {
 

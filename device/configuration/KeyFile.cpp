@@ -1,4 +1,4 @@
-#include "configuration/KeyFile.h"
+#include "device/configuration/KeyFile.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "configuration/SectionReader.h"
+#include "device/configuration/SectionReader.h"
 
-#include "configuration/Values.h"
+#include "device/configuration/Values.h"
 
 namespace Device {
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "configuration/KeyFile.h"
+#include "device/configuration/KeyFile.h"
 
 namespace Device {
 

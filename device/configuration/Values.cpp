@@ -1,9 +1,9 @@
-#include "configuration/Values.h"
+#include "device/configuration/Values.h"
 
 #include <algorithm>
 #include <charconv>
 
-#include "ErrorCodes.h"
+#include "device/gate/ErrorCodes.h"
 
 namespace Device {
 

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "Bytes.h"
-#include "configuration/Configuration.h"
+#include "device/Bytes.h"
+#include "device/configuration/Configuration.h"
 
 namespace Device {
 

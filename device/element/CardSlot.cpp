@@ -1,12 +1,12 @@
-#include "element/CardSlot.h"
+#include "device/element/CardSlot.h"
 
 #include <nfc.h>
 
 #include <algorithm>
 
-#include "Gate.h"
-#include "Permanent.h"
-#include "element/ElementFailure.h"
+#include "device/gate/Gate.h"
+#include "device/gate/Permanent.h"
+#include "device/recording/ElementFailure.h"
 
 namespace Device {
 

@@ -7,9 +7,9 @@
 #include <mutex>
 #include <vector>
 
-#include "VirtualDevice.h"
-#include "element/Recording.h"
-#include "element/SecureElement.h"
+#include "device/VirtualDevice.h"
+#include "device/element/SecureElement.h"
+#include "device/recording/Recording.h"
 
 namespace Device {
 

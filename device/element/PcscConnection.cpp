@@ -1,12 +1,12 @@
-#include "element/PcscConnection.h"
+#include "device/element/PcscConnection.h"
 
 #include <nfc.h>
 
 #include <array>
 #include <chrono>
 
-#include "element/PcscFailure.h"
-#include "element/TransportZero.h"
+#include "device/element/PcscFailure.h"
+#include "device/element/TransportZero.h"
 
 namespace Device {
 

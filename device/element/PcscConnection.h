@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "configuration/Configuration.h"
+#include "device/configuration/Configuration.h"
 
 namespace Device {
 

@@ -1,4 +1,4 @@
-#include "element/PcscElement.h"
+#include "device/element/PcscElement.h"
 
 #include <nfc.h>
 
@@ -7,8 +7,8 @@
 #include <thread>
 #include <utility>
 
-#include "Gate.h"
-#include "LogWriter.h"
+#include "device/gate/Gate.h"
+#include "device/gate/LogWriter.h"
 
 namespace Device {
 

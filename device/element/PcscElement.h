@@ -3,9 +3,9 @@
 
 #include <memory>
 
-#include "element/ElementFailure.h"
-#include "element/PcscConnection.h"
-#include "element/SecureElement.h"
+#include "device/element/PcscConnection.h"
+#include "device/element/SecureElement.h"
+#include "device/recording/ElementFailure.h"
 
 namespace Device {
 

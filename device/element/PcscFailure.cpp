@@ -1,4 +1,4 @@
-#include "element/PcscFailure.h"
+#include "device/element/PcscFailure.h"
 
 #include <nfc.h>
 #include <winscard.h>

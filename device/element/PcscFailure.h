@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "element/ElementFailure.h"
+#include "device/recording/ElementFailure.h"
 
 namespace Device {
 

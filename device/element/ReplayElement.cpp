@@ -1,12 +1,12 @@
-#include "element/ReplayElement.h"
+#include "device/element/ReplayElement.h"
 
 #include <nfc.h>
 
 #include <utility>
 
-#include "Gate.h"
-#include "LogWriter.h"
-#include "element/ElementFailure.h"
+#include "device/gate/Gate.h"
+#include "device/gate/LogWriter.h"
+#include "device/recording/ElementFailure.h"
 
 namespace Device {
 

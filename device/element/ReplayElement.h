@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "element/Recording.h"
-#include "element/SecureElement.h"
+#include "device/element/SecureElement.h"
+#include "device/recording/Recording.h"
 
 namespace Device {
 

@@ -1,8 +1,8 @@
-#include "element/SecureElement.h"
+#include "device/element/SecureElement.h"
 
-#include "element/PcscElement.h"
-#include "element/ReplayElement.h"
-#include "element/SoftwareElement.h"
+#include "device/element/PcscElement.h"
+#include "device/element/ReplayElement.h"
+#include "device/element/SoftwareElement.h"
 
 namespace Device {
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "configuration/Configuration.h"
+#include "device/configuration/Configuration.h"
 
 namespace Device {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "card/SoftwareCard.h"
-#include "element/SecureElement.h"
+#include "device/element/SecureElement.h"
 
 namespace Device {
 

@@ -1,8 +1,8 @@
-#include "element/TransportZero.h"
+#include "device/element/TransportZero.h"
 
 #include <nfc.h>
 
-#include "element/ElementFailure.h"
+#include "device/recording/ElementFailure.h"
 #include "globalplatform/CommandApdu.h"
 
 namespace Device {

@@ -1,4 +1,4 @@
-#include "Options.h"
+#include "device/navo-card/Options.h"
 
 #include <CLI/CLI.hpp>
 #include <array>

@@ -1,4 +1,4 @@
-#include "PresentedCard.h"
+#include "device/navo-card/PresentedCard.h"
 
 #include <exception>
 #include <iostream>

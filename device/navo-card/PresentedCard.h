@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "VpcdLink.h"
 #include "card/SoftwareCard.h"
-#include "element/Recording.h"
+#include "device/navo-card/VpcdLink.h"
+#include "device/recording/Recording.h"
 
 namespace NavoCard {
 

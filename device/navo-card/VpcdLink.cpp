@@ -1,4 +1,4 @@
-#include "VpcdLink.h"
+#include "device/navo-card/VpcdLink.h"
 
 #include <netdb.h>
 #include <netinet/in.h>

@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "Options.h"
-#include "PresentedCard.h"
+#include "device/navo-card/Options.h"
+#include "device/navo-card/PresentedCard.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "Gate.h"
-#include "platform/Caller.h"
+#include "device/gate/Gate.h"
+#include "device/platform/Caller.h"
 
 using Device::Call;
 using Device::Configuration;

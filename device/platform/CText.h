@@ -6,7 +6,7 @@
 #include <new>
 #include <string>
 
-#include "Bytes.h"
+#include "device/Bytes.h"
 
 namespace Device {
 

@@ -1,4 +1,4 @@
-#include "platform/Caller.h"
+#include "device/platform/Caller.h"
 
 #include <fcntl.h>
 #include <unistd.h>

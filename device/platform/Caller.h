@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "configuration/Configuration.h"
+#include "device/configuration/Configuration.h"
 
 namespace Device {
 

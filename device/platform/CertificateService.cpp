@@ -4,10 +4,10 @@
 #include <map>
 #include <mutex>
 
-#include "CertificateFile.h"
-#include "Gate.h"
-#include "HandleTable.h"
-#include "Permanent.h"
+#include "device/configuration/CertificateFile.h"
+#include "device/gate/Gate.h"
+#include "device/gate/HandleTable.h"
+#include "device/gate/Permanent.h"
 
 using Device::Bytes;
 using Device::Call;

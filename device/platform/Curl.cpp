@@ -2,7 +2,7 @@
 // the service itself sets no TLS option.
 #include <curl/curl.h>
 
-#include "Gate.h"
+#include "device/gate/Gate.h"
 
 using Device::Configuration;
 using Device::OnBrokenDevice;

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <string>
 
-#include "Gate.h"
-#include "LogWriter.h"
+#include "device/gate/Gate.h"
+#include "device/gate/LogWriter.h"
 
 using Device::Configuration;
 using Device::OnBrokenDevice;

@@ -7,9 +7,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "Gate.h"
-#include "LogWriter.h"
-#include "vendor/HostDevice.h"
+#include "device/gate/Gate.h"
+#include "device/gate/LogWriter.h"
+#include "device/vendor/HostDevice.h"
 
 using Device::Configuration;
 using Device::Pass;

@@ -4,12 +4,12 @@
 
 #include <atomic>
 
-#include "Gate.h"
-#include "HandleTable.h"
-#include "Permanent.h"
-#include "element/CardSlot.h"
-#include "element/ElementFailure.h"
-#include "platform/CText.h"
+#include "device/element/CardSlot.h"
+#include "device/gate/Gate.h"
+#include "device/gate/HandleTable.h"
+#include "device/gate/Permanent.h"
+#include "device/platform/CText.h"
+#include "device/recording/ElementFailure.h"
 
 using Device::Bytes;
 using Device::Call;

@@ -2,9 +2,9 @@
 
 #include <mutex>
 
-#include "Gate.h"
-#include "HandleTable.h"
-#include "Permanent.h"
+#include "device/gate/Gate.h"
+#include "device/gate/HandleTable.h"
+#include "device/gate/Permanent.h"
 
 using Device::Call;
 using Device::Configuration;

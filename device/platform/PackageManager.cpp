@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Gate.h"
-#include "platform/CText.h"
+#include "device/gate/Gate.h"
+#include "device/platform/CText.h"
 
 using Device::Configuration;
 

@@ -4,8 +4,8 @@
 #include <map>
 #include <string>
 
-#include "Gate.h"
-#include "platform/CText.h"
+#include "device/gate/Gate.h"
+#include "device/platform/CText.h"
 
 using Device::Call;
 using Device::Configuration;

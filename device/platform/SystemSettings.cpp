@@ -1,7 +1,7 @@
 #include <system_settings.h>
 
-#include "Gate.h"
-#include "platform/CText.h"
+#include "device/gate/Gate.h"
+#include "device/platform/CText.h"
 
 using Device::Configuration;
 

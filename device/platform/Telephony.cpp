@@ -3,10 +3,10 @@
 #include <map>
 #include <mutex>
 
-#include "Gate.h"
-#include "HandleTable.h"
-#include "Permanent.h"
-#include "platform/CText.h"
+#include "device/gate/Gate.h"
+#include "device/gate/HandleTable.h"
+#include "device/gate/Permanent.h"
+#include "device/platform/CText.h"
 
 using Device::Call;
 using Device::Configuration;

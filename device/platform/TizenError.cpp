@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "ErrorCodes.h"
-#include "Gate.h"
+#include "device/gate/ErrorCodes.h"
+#include "device/gate/Gate.h"
 
 using Device::Configuration;
 using Device::OnBrokenDevice;

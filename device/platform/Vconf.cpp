@@ -1,7 +1,7 @@
 #include <vconf.h>
 
-#include "Gate.h"
-#include "platform/CText.h"
+#include "device/gate/Gate.h"
+#include "device/platform/CText.h"
 
 using Device::Configuration;
 using Device::OnBrokenDevice;

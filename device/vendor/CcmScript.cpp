@@ -1,4 +1,4 @@
-#include "vendor/CcmScript.h"
+#include "device/vendor/CcmScript.h"
 
 #include <functional>
 #include <numeric>

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "Bytes.h"
+#include "device/Bytes.h"
 
 namespace Vendor {
 

@@ -5,7 +5,7 @@
 #include <exception>
 #include <string>
 
-#include "vendor/HostDevice.h"
+#include "device/vendor/HostDevice.h"
 
 // The libraries show their entry points only; everything else in them stays inside.
 #define NAVO_ENTRY_POINT extern "C" __attribute__((visibility("default")))

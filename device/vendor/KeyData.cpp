@@ -1,4 +1,4 @@
-#include "vendor/KeyData.h"
+#include "device/vendor/KeyData.h"
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "vendor/KeyResult.h"
+#include "device/vendor/KeyResult.h"
 
 namespace Vendor {
 

@@ -1,10 +1,10 @@
 // The entry points of liborv_dalm.so: injected keys, and the session in which one of them is read.
 #include <algorithm>
 
-#include "vendor/EntryPoint.h"
-#include "vendor/KeyData.h"
-#include "vendor/KeyResult.h"
-#include "vendor/KeyStore.h"
+#include "device/vendor/EntryPoint.h"
+#include "device/vendor/KeyData.h"
+#include "device/vendor/KeyResult.h"
+#include "device/vendor/KeyStore.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "vendor/KeyStore.h"
+#include "device/vendor/KeyStore.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

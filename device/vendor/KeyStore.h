@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "Bytes.h"
-#include "configuration/KeyFile.h"
+#include "device/Bytes.h"
+#include "device/configuration/KeyFile.h"
 
 namespace Vendor {
 

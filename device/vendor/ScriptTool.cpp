@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "vendor/CcmScript.h"
+#include "device/vendor/CcmScript.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "vendor/CcmScript.h"
-#include "vendor/EntryPoint.h"
+#include "device/vendor/CcmScript.h"
+#include "device/vendor/EntryPoint.h"
 
 namespace {
 

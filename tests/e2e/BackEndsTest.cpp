@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Provisioning.h"
-#include "ReaderWorld.h"
+#include "tests/e2e/ReaderWorld.h"
+#include "tests/support/world/Provisioning.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "World.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

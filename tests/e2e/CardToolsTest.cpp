@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "ReaderWorld.h"
+#include "tests/e2e/ReaderWorld.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "Script.h"
-#include "World.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

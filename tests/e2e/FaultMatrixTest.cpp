@@ -9,9 +9,9 @@
 #include <optional>
 #include <ostream>
 
-#include "Script.h"
-#include "World.h"
-#include "support/HttpPeer.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // The command-line client against the real service: what it prints and how it ends.
 #include <gtest/gtest.h>
 
-#include "Script.h"
-#include "World.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Whom progress reaches, and from which path.
 #include <gtest/gtest.h>
 
-#include "Script.h"
-#include "World.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

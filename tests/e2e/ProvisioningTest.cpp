@@ -1,8 +1,8 @@
 // Provisioning through the whole service: key server, HTTPS, service and card, under SCP03.
 #include <gmock/gmock.h>
 
-#include "Provisioning.h"
-#include "Script.h"
+#include "tests/support/world/Provisioning.h"
+#include "tests/support/world/Script.h"
 
 namespace {
 

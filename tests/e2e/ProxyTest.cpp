@@ -2,10 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Script.h"
-#include "Tinyproxy.h"
-#include "World.h"
-#include "support/HttpPeer.h"
+#include "tests/e2e/Tinyproxy.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

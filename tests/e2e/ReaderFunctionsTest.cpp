@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <utility>
 
-#include "CardInReader.h"
-#include "PrivatePcscd.h"
-#include "VirtualDevice.h"
-#include "support/TemporaryFolder.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/world/CardInReader.h"
+#include "tests/support/world/PrivatePcscd.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <future>
 
-#include "ReaderWorld.h"
+#include "tests/e2e/ReaderWorld.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The whole service on a card in a reader.
 #include <gtest/gtest.h>
 
-#include "ReaderWorld.h"
+#include "tests/e2e/ReaderWorld.h"
 
 namespace {
 

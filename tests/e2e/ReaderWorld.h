@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "CardInReader.h"
-#include "PrivatePcscd.h"
-#include "Script.h"
-#include "World.h"
+#include "tests/support/world/CardInReader.h"
+#include "tests/support/world/PrivatePcscd.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 class ReaderWorld : public ::testing::Test {
 protected:

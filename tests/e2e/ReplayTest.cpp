@@ -1,7 +1,7 @@
 // Sessions that are recorded on one back-end and answered from the recording afterwards.
 #include <gtest/gtest.h>
 
-#include "ReaderWorld.h"
+#include "tests/e2e/ReaderWorld.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Scripts that the key server runs on the secure element through the service.
 #include <gtest/gtest.h>
 
-#include "Script.h"
-#include "World.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <csignal>
 
-#include "World.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

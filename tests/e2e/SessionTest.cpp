@@ -1,7 +1,7 @@
 // What the service answers to sessions and requests as they stand on the wire.
 #include <gtest/gtest.h>
 
-#include "World.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

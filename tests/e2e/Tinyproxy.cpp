@@ -1,4 +1,4 @@
-#include "Tinyproxy.h"
+#include "tests/e2e/Tinyproxy.h"
 
 #include <unistd.h>
 
@@ -6,7 +6,7 @@
 #include <csignal>
 #include <stdexcept>
 
-#include "support/HttpPeer.h"
+#include "tests/support/HttpPeer.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "World.h"
+#include "tests/support/world/World.h"
 
 class Tinyproxy {
 public:

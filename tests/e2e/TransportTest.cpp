@@ -1,9 +1,9 @@
 // The way to the key server: trust, connections, cookies, proxies and what becomes of their failures.
 #include <gtest/gtest.h>
 
-#include "Script.h"
-#include "World.h"
-#include "support/HttpPeer.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace {
 

@@ -5,14 +5,14 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "FuzzTarget.h"
-#include "PeerBus.h"
-#include "Permanent.h"
-#include "ServiceWorld.h"
 #include "app/AppMain.h"
 #include "app/ClientListener.h"
 #include "app/ServerAddress.h"
 #include "app/tizen/ClientPort_dbus.h"
+#include "device/gate/Permanent.h"
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/fuzz/PeerBus.h"
+#include "tests/fuzz/ServiceWorld.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // The text that a software card is kept in.
 #include <stdexcept>
 
-#include "FuzzTarget.h"
 #include "card/StateText.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {

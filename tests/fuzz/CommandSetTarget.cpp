@@ -1,12 +1,12 @@
 // A server's command set, relayed to a card that accepts everything.
 #include <algorithm>
 
-#include "../unit/app/RecordingPort.h"
-#include "FuzzTarget.h"
-#include "PlayedCard.h"
-#include "ServiceWorld.h"
 #include "app/Agent.h"
 #include "app/Se.h"
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/fuzz/PlayedCard.h"
+#include "tests/fuzz/ServiceWorld.h"
+#include "tests/support/service/RecordingPort.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The device's configuration file.
-#include "FuzzTarget.h"
-#include "configuration/Configuration.h"
+#include "device/configuration/Configuration.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);

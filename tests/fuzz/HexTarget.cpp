@@ -1,8 +1,8 @@
 // Conversions between bytes, hexadecimal text and numbers.
 #include <cctype>
 
-#include "FuzzTarget.h"
 #include "common/Utils.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 namespace {
 

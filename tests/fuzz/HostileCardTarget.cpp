@@ -1,10 +1,10 @@
 // A command to a card that answers what it likes: each response is a length of two bytes and that many bytes.
 #include <stdexcept>
 
-#include "FuzzTarget.h"
-#include "PlayedCard.h"
-#include "ServiceWorld.h"
 #include "app/Se.h"
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/fuzz/PlayedCard.h"
+#include "tests/fuzz/ServiceWorld.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // JSON from a server, and the JSON that the service makes of it.
 #include <glib.h>
 
-#include "FuzzTarget.h"
-#include "ServiceWorld.h"
 #include "common/Json.h"
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/fuzz/ServiceWorld.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     ServiceWorld();

@@ -2,9 +2,9 @@
 // line, to a server that plays a script and manages cards.
 #include "keyserver/service/KeyService.h"
 
-#include "../unit/keyserver/CatalogueSamples.h"
-#include "../unit/keyserver/Samples.h"
-#include "FuzzTarget.h"
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/support/keyserver/CatalogueSamples.h"
+#include "tests/support/keyserver/Samples.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 // library reports, then what it leaves in the buffer.
 #include <algorithm>
 
-#include "FuzzTarget.h"
-#include "ServiceWorld.h"
 #include "app/Lccm.h"
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/fuzz/ServiceWorld.h"
 
 namespace {
 

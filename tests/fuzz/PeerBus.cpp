@@ -1,4 +1,4 @@
-#include "PeerBus.h"
+#include "tests/fuzz/PeerBus.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "PlayedCard.h"
+#include "tests/fuzz/PlayedCard.h"
 
 #include <nfc.h>
 #include <nfc_internal.h>

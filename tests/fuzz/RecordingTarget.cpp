@@ -1,5 +1,5 @@
 // A recording of a secure element's exchanges.
-#include "element/Recording.h"
+#include "device/recording/Recording.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "FuzzTarget.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <vector>
 
-#include "FuzzTarget.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 namespace fs = std::filesystem;
 

@@ -2,11 +2,11 @@
 // The connection closes behind it. The device's proxy leads a redirect to another host back here.
 #include <memory>
 
-#include "FuzzTarget.h"
-#include "ServiceWorld.h"
 #include "app/NavoProxy.h"
 #include "app/ResultCode.h"
-#include "support/HttpPeer.h"
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/fuzz/ServiceWorld.h"
+#include "tests/support/HttpPeer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "ServiceWorld.h"
+#include "tests/fuzz/ServiceWorld.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 // Surroundings of a target that runs parts of the service: a folder and a device of its own, and no log.
 #pragma once
 
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
 
 // Made at its first use, for the rest of the process.
 DeviceWorld& ServiceWorld();

@@ -2,8 +2,8 @@
 // the card answers; then each command is a length of two bytes and that many bytes.
 #include "card/SoftwareCard.h"
 
-#include "FuzzTarget.h"
 #include "globalplatform/Scp03.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 namespace {
 

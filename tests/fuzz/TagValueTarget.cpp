@@ -1,9 +1,9 @@
 // Looking up a tag in a card's response. The first line is the tag, the rest the response, both as text.
 #include <stdexcept>
 
-#include "FuzzTarget.h"
-#include "ServiceWorld.h"
 #include "app/Se.h"
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/fuzz/ServiceWorld.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     ServiceWorld();

@@ -1,5 +1,5 @@
 // Answers of the card that no command expects, at each command of a script.
-#include "matrix/MatrixWorld.h"
+#include "tests/matrix/MatrixWorld.h"
 
 namespace Matrix {
 

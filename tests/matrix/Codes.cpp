@@ -1,4 +1,4 @@
-#include "matrix/Codes.h"
+#include "tests/matrix/Codes.h"
 
 namespace Matrix {
 

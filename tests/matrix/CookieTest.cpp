@@ -1,6 +1,6 @@
 // Cookies of a server that means no good: whatever it sets, the client's file stays one that can be read, and
 // the cookie that is in it stays there.
-#include "matrix/MatrixWorld.h"
+#include "tests/matrix/MatrixWorld.h"
 
 namespace Matrix {
 

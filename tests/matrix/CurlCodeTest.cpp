@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <ostream>
 
-#include "matrix/MatrixWorld.h"
+#include "tests/matrix/MatrixWorld.h"
 
 namespace Matrix {
 

@@ -1,8 +1,8 @@
-#include "matrix/FaultRow.h"
+#include "tests/matrix/FaultRow.h"
 
 #include <algorithm>
 
-#include "FunctionNames.h"
+#include "device/gate/FunctionNames.h"
 
 namespace Matrix {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "matrix/Codes.h"
-#include "matrix/MatrixWorld.h"
+#include "tests/matrix/Codes.h"
+#include "tests/matrix/MatrixWorld.h"
 
 namespace Matrix {
 

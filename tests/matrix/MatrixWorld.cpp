@@ -1,4 +1,4 @@
-#include "matrix/MatrixWorld.h"
+#include "tests/matrix/MatrixWorld.h"
 
 #include <dirent.h>
 #include <glib.h>
@@ -8,13 +8,13 @@
 #include <sstream>
 #include <thread>
 
-#include "VirtualDevice.h"
 #include "app/ResultCode.h"
 #include "app/ServerAddress.h"
 #include "common/Json.h"
 #include "common/Locations.h"
 #include "common/Owned.h"
 #include "common/Runtime.h"
+#include "device/VirtualDevice.h"
 
 namespace Matrix {
 

@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "app/Agent.h"
-#include "support/DeviceWorld.h"
-#include "support/HttpPeer.h"
-#include "unit/app/RecordingPort.h"
-#include "unit/server/CurlSpy.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/service/CurlSpy.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/RecordingPort.h"
 
 namespace Matrix {
 

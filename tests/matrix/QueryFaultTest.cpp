@@ -1,7 +1,7 @@
 // The jobs beside the server's script, each under every failure of every platform function at every call.
 #include <ostream>
 
-#include "matrix/FaultRow.h"
+#include "tests/matrix/FaultRow.h"
 
 namespace Matrix {
 

@@ -1,7 +1,7 @@
 // A script run by the server, under every failure of every platform function at every call.
 #include <ostream>
 
-#include "matrix/FaultRow.h"
+#include "tests/matrix/FaultRow.h"
 
 namespace Matrix {
 

@@ -2,7 +2,7 @@
 // message's answer and of a later one's.
 #include <ostream>
 
-#include "matrix/MatrixWorld.h"
+#include "tests/matrix/MatrixWorld.h"
 
 namespace Matrix {
 

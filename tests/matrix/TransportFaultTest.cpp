@@ -5,8 +5,8 @@
 #include <fstream>
 #include <memory>
 
-#include "matrix/MatrixWorld.h"
-#include "support/TestCertificate.h"
+#include "tests/matrix/MatrixWorld.h"
+#include "tests/support/TestCertificate.h"
 
 namespace Matrix {
 

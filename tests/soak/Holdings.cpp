@@ -1,4 +1,4 @@
-#include "Holdings.h"
+#include "tests/soak/Holdings.h"
 
 #include <filesystem>
 #include <fstream>

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "../e2e/World.h"
+#include "tests/support/world/World.h"
 
 struct Holdings : World::Holdings {
     std::uint64_t privateDirty = 0;  // KiB

@@ -10,8 +10,8 @@
 #include <iostream>
 #include <random>
 
-#include "../e2e/Script.h"
-#include "../e2e/World.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace fs = std::filesystem;
 

@@ -1,4 +1,4 @@
-#include "Requests.h"
+#include "tests/soak/Requests.h"
 
 #include <algorithm>
 #include <random>

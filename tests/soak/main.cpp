@@ -10,10 +10,10 @@
 #include <iostream>
 #include <map>
 
-#include "../e2e/Script.h"
-#include "../e2e/World.h"
-#include "Holdings.h"
-#include "Requests.h"
+#include "tests/soak/Holdings.h"
+#include "tests/soak/Requests.h"
+#include "tests/support/world/Script.h"
+#include "tests/support/world/World.h"
 
 namespace fs = std::filesystem;
 

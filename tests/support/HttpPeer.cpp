@@ -1,4 +1,4 @@
-#include "support/HttpPeer.h"
+#include "tests/support/HttpPeer.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

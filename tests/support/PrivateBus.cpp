@@ -1,4 +1,4 @@
-#include "support/PrivateBus.h"
+#include "tests/support/PrivateBus.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>

@@ -1,4 +1,4 @@
-#include "support/TestCertificate.h"
+#include "tests/support/TestCertificate.h"
 
 #include <openssl/bio.h>
 #include <openssl/evp.h>

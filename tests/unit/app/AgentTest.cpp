@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "RecordingPort.h"
 #include "app/ResultCode.h"
 #include "app/jobs/CcmData.h"
 #include "app/jobs/Dalm.h"
 #include "app/jobs/DeviceQueries.h"
 #include "app/jobs/ServerScript.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/RecordingPort.h"
 
 namespace {
 

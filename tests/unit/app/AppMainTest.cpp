@@ -9,9 +9,9 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "FakePort.h"
 #include "app/ClientListener.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/FakePort.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 
 #include <algorithm>
 
-#include "FakePort.h"
 #include "app/AppMain.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/FakePort.h"
 
 namespace {
 

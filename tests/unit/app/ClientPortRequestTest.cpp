@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "PortOnBus.h"
-#include "VirtualDevice.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/PortOnBus.h"
 
 namespace {
 

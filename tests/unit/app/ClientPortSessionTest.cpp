@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <thread>
 
-#include "PortOnBus.h"
-#include "VirtualDevice.h"
 #include "common/Runtime.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/PortOnBus.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "PortOnBus.h"
+#include "tests/support/service/PortOnBus.h"
 
 namespace {
 

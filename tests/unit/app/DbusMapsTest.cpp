@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

@@ -6,12 +6,12 @@
 #include <iterator>
 #include <map>
 
-#include "RecordingPort.h"
-#include "VirtualDevice.h"
 #include "app/Agent.h"
 #include "app/ResultCode.h"
 #include "app/ServerAddress.h"
-#include "support/DeviceWorld.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/RecordingPort.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "ServerJob.h"
+#include "tests/unit/app/ServerJob.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 
 #include <stdexcept>
 
-#include "RecordingPort.h"
 #include "app/Agent.h"
 #include "app/ResultCode.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/RecordingPort.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 
-#include "RecordingPort.h"
-#include "VirtualDevice.h"
 #include "app/Agent.h"
 #include "app/ResultCode.h"
 #include "app/Se.h"
-#include "support/DeviceWorld.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/RecordingPort.h"
 
 namespace {
 

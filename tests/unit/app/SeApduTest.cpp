@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "VirtualDevice.h"
 #include "app/ResultCode.h"
 #include "app/Se.h"
-#include "support/DeviceWorld.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 #include <nfc.h>
 
-#include "VirtualDevice.h"
 #include "app/ResultCode.h"
 #include "app/SeReader.h"
+#include "device/VirtualDevice.h"
 #include "platform/tizen/SeReader_NFC.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

@@ -7,14 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "RecordingPort.h"
-#include "VirtualDevice.h"
 #include "app/Agent.h"
 #include "app/ResultCode.h"
 #include "app/ServerAddress.h"
 #include "common/Json.h"
-#include "support/DeviceWorld.h"
-#include "support/HttpPeer.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/RecordingPort.h"
 
 class ServerJob : public testing::Test {
 protected:

@@ -1,10 +1,10 @@
 // The job in which the server drives the card.
 #include <gmock/gmock.h>
 
-#include "ServerJob.h"
 #include "app/NavoProxy.h"
 #include "app/jobs/ServerScript.h"
 #include "common/Locations.h"
+#include "tests/unit/app/ServerJob.h"
 
 namespace {
 

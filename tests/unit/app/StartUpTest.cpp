@@ -11,8 +11,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "VirtualDevice.h"
-#include "support/DeviceWorld.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "app/Se.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // A provisioning session on the software card, and what it leaves behind.
-#include "CardDesk.h"
 #include "card/CardContent.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // How answers come in the manner of T=0, and in parts.
-#include "CardDesk.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

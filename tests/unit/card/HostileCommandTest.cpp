@@ -1,8 +1,8 @@
 // Whatever is sent, the card answers with a status word and stays usable.
 #include <random>
 
-#include "CardDesk.h"
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

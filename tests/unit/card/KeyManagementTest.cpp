@@ -1,5 +1,5 @@
 // Keys that are added, replaced and deleted.
-#include "CardDesk.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Load files, what is installed from them, and how both are listed.
-#include "CardDesk.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <functional>
 #include <stdexcept>
 
-#include "CardDesk.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

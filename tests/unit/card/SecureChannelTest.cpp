@@ -1,5 +1,5 @@
 // A secure channel: how it begins, what it protects and how it ends.
-#include "CardDesk.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // What the software card answers before anybody is authenticated, and how a session begins and ends.
-#include "CardDesk.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <fstream>
 #include <future>
 
-#include "CardDesk.h"
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/unit/card/CardDesk.h"
 
 namespace {
 

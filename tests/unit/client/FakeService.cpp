@@ -1,11 +1,11 @@
-#include "FakeService.h"
+#include "tests/unit/client/FakeService.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <utility>
 
-#include "Bus.h"
+#include "client/lib/Bus.h"
 
 namespace {
 

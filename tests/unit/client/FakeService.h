@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "Owners.h"
+#include "client/lib/Owners.h"
 #include "navo/Client.h"
 
 class FakeService;

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "NavoctlProgram.h"
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/unit/client/NavoctlProgram.h"
 
 using testing::HasSubstr;
 

@@ -2,10 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "FakeService.h"
-#include "NavoctlProgram.h"
-#include "TestBus.h"
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/unit/client/FakeService.h"
+#include "tests/unit/client/NavoctlProgram.h"
+#include "tests/unit/client/TestBus.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -1,4 +1,4 @@
-#include "NavoctlProgram.h"
+#include "tests/unit/client/NavoctlProgram.h"
 
 #include <signal.h>
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Owners.h"
+#include "client/lib/Owners.h"
 
 struct ProgramEnd {
     int status = -1;  // exit status; -1 when a signal ended it

@@ -8,10 +8,10 @@
 
 #include <future>
 
-#include "Expectations.h"
-#include "FakeService.h"
-#include "NavoctlProgram.h"
-#include "TestBus.h"
+#include "tests/unit/client/Expectations.h"
+#include "tests/unit/client/FakeService.h"
+#include "tests/unit/client/NavoctlProgram.h"
+#include "tests/unit/client/TestBus.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

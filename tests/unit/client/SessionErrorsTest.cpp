@@ -12,10 +12,10 @@
 #include <system_error>
 #include <thread>
 
-#include "Expectations.h"
-#include "FakeService.h"
-#include "TestBus.h"
 #include "navo/Client.h"
+#include "tests/unit/client/Expectations.h"
+#include "tests/unit/client/FakeService.h"
+#include "tests/unit/client/TestBus.h"
 
 using Navo::ErrorKind;
 using testing::ElementsAre;

@@ -9,10 +9,10 @@
 #include <thread>
 #include <vector>
 
-#include "Expectations.h"
-#include "FakeService.h"
-#include "TestBus.h"
 #include "navo/Client.h"
+#include "tests/unit/client/Expectations.h"
+#include "tests/unit/client/FakeService.h"
+#include "tests/unit/client/TestBus.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -1,4 +1,4 @@
-#include "TestBus.h"
+#include "tests/unit/client/TestBus.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "Owners.h"
+#include "client/lib/Owners.h"
 #include "navo/Client.h"
 
 namespace {

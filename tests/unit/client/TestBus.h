@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 class TestBus {
 public:

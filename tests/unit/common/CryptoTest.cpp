@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "support/DeviceWorld.h"
-#include "unit/common/FailingLibraries.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/unit/common/FailingLibraries.h"
 
 using Na::Bytes;
 using testing::ElementsAre;

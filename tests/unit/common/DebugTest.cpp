@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

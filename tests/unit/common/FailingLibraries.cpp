@@ -1,4 +1,4 @@
-#include "unit/common/FailingLibraries.h"
+#include "tests/unit/common/FailingLibraries.h"
 
 #include <dlfcn.h>
 #include <json-glib/json-glib.h>

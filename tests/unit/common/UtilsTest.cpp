@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "common/Debug.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
 
 using Na::Bytes;
 using Na::CompletionEvent;

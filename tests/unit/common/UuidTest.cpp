@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "support/StoppedClock.h"
+#include "tests/support/service/StoppedClock.h"
 
 using Na::Uuid;
 using testing::MatchesRegex;

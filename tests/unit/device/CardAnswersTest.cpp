@@ -1,9 +1,9 @@
 // Answers that the configuration puts in front of the card.
-#include "element/CardSlot.h"
+#include "device/element/CardSlot.h"
 
 #include <gtest/gtest.h>
 
-#include "Bytes.h"
+#include "device/Bytes.h"
 
 using Device::CardSlot;
 using Device::Configuration;

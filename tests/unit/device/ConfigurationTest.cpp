@@ -15,7 +15,7 @@
 #include <unistd.h>
 #include <vconf.h>
 
-#include "DeviceDesk.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 using testing::Contains;
 using testing::ElementsAre;

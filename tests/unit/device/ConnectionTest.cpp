@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <net_connection.h>
 
-#include "DeviceDesk.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "VirtualDevice.h"
-#include "support/TemporaryFolder.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/TemporaryFolder.h"
 
 // Sets a variable of the environment until the end of its life.
 class Variable {

@@ -4,8 +4,8 @@
 
 #include <sstream>
 
-#include "configuration/Configuration.h"
-#include "support/TemporaryFolder.h"
+#include "device/configuration/Configuration.h"
+#include "tests/support/TemporaryFolder.h"
 
 using Device::Configuration;
 using Device::ReadConfiguration;

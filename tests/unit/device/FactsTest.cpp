@@ -5,7 +5,7 @@
 #include <system_settings.h>
 #include <vconf.h>
 
-#include "DeviceDesk.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 namespace {
 

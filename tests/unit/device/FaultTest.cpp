@@ -20,7 +20,7 @@
 #include <functional>
 #include <ostream>
 
-#include "DeviceDesk.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

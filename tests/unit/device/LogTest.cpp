@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "DeviceDesk.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 using testing::Each;
 using testing::ElementsAre;

@@ -1,7 +1,7 @@
 // Every mistake in a configuration is named with its line and key and with what would be right.
 #include <gmock/gmock.h>
 
-#include "configuration/Configuration.h"
+#include "device/configuration/Configuration.h"
 
 using Device::Configuration;
 using Device::ReadConfiguration;

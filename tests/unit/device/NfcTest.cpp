@@ -3,8 +3,8 @@
 #include <nfc_internal.h>
 #include <tizen_error.h>
 
-#include "Bytes.h"
-#include "DeviceDesk.h"
+#include "device/Bytes.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 using Device::Bytes;
 using Device::Exchange;

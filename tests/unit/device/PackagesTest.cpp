@@ -10,9 +10,9 @@
 
 #include <array>
 
-#include "Bytes.h"
-#include "CertificateFile.h"
-#include "DeviceDesk.h"
+#include "device/Bytes.h"
+#include "device/configuration/CertificateFile.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 namespace {
 

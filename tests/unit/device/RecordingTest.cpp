@@ -1,13 +1,13 @@
 // Recordings as texts, and what answers from them.
-#include "element/Recording.h"
+#include "device/recording/Recording.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nfc.h>
 
-#include "DeviceDesk.h"
-#include "element/ElementFailure.h"
-#include "element/ReplayElement.h"
+#include "device/element/ReplayElement.h"
+#include "device/recording/ElementFailure.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 namespace {
 

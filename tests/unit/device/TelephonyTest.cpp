@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "DeviceDesk.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 namespace {
 

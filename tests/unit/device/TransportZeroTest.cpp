@@ -1,10 +1,10 @@
 // Commands as the protocol T=0 carries them.
-#include "element/TransportZero.h"
+#include "device/element/TransportZero.h"
 
 #include <gtest/gtest.h>
 #include <nfc.h>
 
-#include "element/ElementFailure.h"
+#include "device/recording/ElementFailure.h"
 
 namespace {
 

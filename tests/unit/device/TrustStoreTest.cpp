@@ -4,9 +4,9 @@
 
 #include <cstdarg>
 
-#include "DeviceDesk.h"
-#include "support/HttpPeer.h"
-#include "support/TestCertificate.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/TestCertificate.h"
+#include "tests/unit/device/DeviceDesk.h"
 
 namespace {
 

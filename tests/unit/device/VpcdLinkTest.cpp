@@ -1,5 +1,5 @@
 // The card's side of the virtual reader's protocol, against a reader of the test's.
-#include "navo-card/VpcdLink.h"
+#include "device/navo-card/VpcdLink.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>

@@ -3,11 +3,11 @@
 
 #include <thread>
 
-#include "CatalogueSamples.h"
-#include "PlayedCard.h"
-#include "Samples.h"
 #include "globalplatform/Aes.h"
 #include "globalplatform/Tlv.h"
+#include "tests/support/keyserver/CatalogueSamples.h"
+#include "tests/support/keyserver/Samples.h"
+#include "tests/unit/keyserver/PlayedCard.h"
 
 using namespace KeyServer;
 using GlobalPlatform::FromHexText;

@@ -6,12 +6,12 @@
 #include <optional>
 #include <thread>
 
-#include "CatalogueSamples.h"
-#include "PlayedCard.h"
-#include "Samples.h"
 #include "card/SoftwareCard.h"
 #include "keyserver/service/ApduText.h"
 #include "keyserver/service/KeyService.h"
+#include "tests/support/keyserver/CatalogueSamples.h"
+#include "tests/support/keyserver/Samples.h"
+#include "tests/unit/keyserver/PlayedCard.h"
 
 using namespace KeyServer;
 using GlobalPlatform::FromHexText;

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "CatalogueSamples.h"
 #include "keyserver/provisioning/CardCommands.h"
 #include "keyserver/provisioning/LoadFile.h"
+#include "tests/support/keyserver/CatalogueSamples.h"
 
 using namespace KeyServer;
 using testing::AllOf;

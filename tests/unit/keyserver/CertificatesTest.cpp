@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace KeyServer;
 

@@ -1,4 +1,4 @@
-#include "Client.h"
+#include "tests/unit/keyserver/Client.h"
 
 #include <arpa/inet.h>
 #include <curl/curl.h>

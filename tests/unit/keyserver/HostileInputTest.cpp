@@ -2,9 +2,9 @@
 
 #include <random>
 
-#include "Client.h"
-#include "Samples.h"
 #include "keyserver/Server.h"
+#include "tests/support/keyserver/Samples.h"
+#include "tests/unit/keyserver/Client.h"
 
 using namespace KeyServer;
 using testing::HasSubstr;

@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "keyserver/service/Json.h"
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace KeyServer;
 using testing::AllOf;

@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "Samples.h"
 #include "keyserver/service/Json.h"
+#include "tests/support/keyserver/Samples.h"
 
 using namespace KeyServer;
 using testing::HasSubstr;

@@ -4,9 +4,9 @@
 #include <chrono>
 #include <thread>
 
-#include "Client.h"
-#include "Samples.h"
 #include "keyserver/Server.h"
+#include "tests/support/keyserver/Samples.h"
+#include "tests/unit/keyserver/Client.h"
 
 using namespace KeyServer;
 using testing::HasSubstr;

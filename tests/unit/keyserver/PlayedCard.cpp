@@ -1,9 +1,9 @@
-#include "PlayedCard.h"
+#include "tests/unit/keyserver/PlayedCard.h"
 
 #include <gtest/gtest.h>
 
-#include "Samples.h"
 #include "keyserver/service/ApduText.h"
+#include "tests/support/keyserver/Samples.h"
 
 using namespace GlobalPlatform;
 

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <csignal>
 
-#include "Client.h"
-#include "Samples.h"
 #include "keyserver/service/Json.h"
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/keyserver/Samples.h"
+#include "tests/unit/keyserver/Client.h"
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;

@@ -4,8 +4,8 @@
 
 #include <set>
 
-#include "Samples.h"
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/keyserver/Samples.h"
 
 using namespace KeyServer;
 using testing::AllOf;

@@ -8,9 +8,9 @@
 #include <system_error>
 #include <thread>
 
-#include "Client.h"
-#include "Samples.h"
 #include "keyserver/service/Json.h"
+#include "tests/support/keyserver/Samples.h"
+#include "tests/unit/keyserver/Client.h"
 
 using namespace KeyServer;
 using testing::HasSubstr;

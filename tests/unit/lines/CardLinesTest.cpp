@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "app/Se.h"
-#include "support/AllLines.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/AllLines.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

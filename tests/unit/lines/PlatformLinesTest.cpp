@@ -5,9 +5,9 @@
 #include "app/ServerAddress.h"
 #include "common/Runtime.h"
 #include "platform/tizen/TizenNetwork.h"
-#include "support/AllLines.h"
-#include "support/DeviceWorld.h"
-#include "support/StoppedClock.h"
+#include "tests/support/service/AllLines.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/StoppedClock.h"
 
 namespace {
 

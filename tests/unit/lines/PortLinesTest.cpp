@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "app/tizen/DbusMaps.h"
-#include "support/AllLines.h"
-#include "unit/app/PortOnBus.h"
+#include "tests/support/service/AllLines.h"
+#include "tests/support/service/PortOnBus.h"
 
 namespace {
 

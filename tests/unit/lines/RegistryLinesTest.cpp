@@ -4,9 +4,9 @@
 
 #include "app/AppMain.h"
 #include "app/ClientListener.h"
-#include "support/AllLines.h"
-#include "support/DeviceWorld.h"
-#include "unit/app/FakePort.h"
+#include "tests/support/service/AllLines.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/FakePort.h"
 
 namespace {
 

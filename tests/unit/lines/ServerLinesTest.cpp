@@ -7,9 +7,9 @@
 #include "app/NavoProxy.h"
 #include "common/Http.h"
 #include "common/Locations.h"
-#include "support/AllLines.h"
-#include "support/DeviceWorld.h"
-#include "support/HttpPeer.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/service/AllLines.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

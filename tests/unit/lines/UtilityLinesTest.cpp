@@ -9,8 +9,8 @@
 #include <fstream>
 
 #include "common/Utils.h"
-#include "support/AllLines.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/AllLines.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

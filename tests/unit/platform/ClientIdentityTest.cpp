@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 #include <stdlib.h>
 
-#include "VirtualDevice.h"
 #include "common/Runtime.h"
-#include "support/DeviceWorld.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

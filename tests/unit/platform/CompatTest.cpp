@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "VirtualDevice.h"
-#include "support/DeviceWorld.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

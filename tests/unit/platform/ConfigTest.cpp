@@ -7,7 +7,7 @@
 
 #include "app/ServerAddress.h"
 #include "common/Locations.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

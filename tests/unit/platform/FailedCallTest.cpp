@@ -11,8 +11,8 @@
 
 #include "common/Runtime.h"
 #include "platform/tizen/TizenNetwork.h"
-#include "support/AllLines.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/AllLines.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 
 #include <ostream>
 
-#include "VirtualDevice.h"
-#include "support/DeviceWorld.h"
-#include "support/StoppedClock.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/StoppedClock.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

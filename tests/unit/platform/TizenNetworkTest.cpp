@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "VirtualDevice.h"
-#include "support/DeviceWorld.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
 
 using testing::ElementsAre;
 using Tizen::TizenNetwork;

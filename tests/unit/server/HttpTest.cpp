@@ -10,10 +10,10 @@
 #include <fstream>
 
 #include "common/Locations.h"
-#include "support/DeviceWorld.h"
-#include "support/HttpPeer.h"
-#include "support/TestCertificate.h"
-#include "unit/server/CurlSpy.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/TestCertificate.h"
+#include "tests/support/service/CurlSpy.h"
+#include "tests/support/service/DeviceWorld.h"
 
 using Na::ConnectionShare;
 using Na::Http;

@@ -5,9 +5,9 @@
 
 #include "app/NavoProxy.h"
 #include "app/ResultCode.h"
-#include "support/DeviceWorld.h"
-#include "support/HttpPeer.h"
-#include "support/TestCertificate.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/TestCertificate.h"
+#include "tests/support/service/DeviceWorld.h"
 
 using Na::NavoProxy;
 using testing::SizeIs;

@@ -5,14 +5,14 @@
 #include <algorithm>
 #include <ostream>
 
-#include "VirtualDevice.h"
 #include "app/Network.h"
 #include "app/ResultCode.h"
 #include "app/ServerAddress.h"
-#include "support/DeviceWorld.h"
-#include "support/HttpPeer.h"
-#include "support/StoppedClock.h"
-#include "unit/server/CurlSpy.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/HttpPeer.h"
+#include "tests/support/service/CurlSpy.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/StoppedClock.h"
 
 using Na::GetResultCode;
 using Na::GetResultCodeText;

@@ -4,9 +4,9 @@
 
 #include <functional>
 
-#include "VirtualDevice.h"
 #include "app/ResultCode.h"
-#include "support/DeviceWorld.h"
+#include "device/VirtualDevice.h"
+#include "tests/support/service/DeviceWorld.h"
 
 using Na::GetResultCode;
 using Na::Network;

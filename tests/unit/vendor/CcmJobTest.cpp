@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <fstream>
 
-#include "LibraryJobs.h"
-#include "VirtualDevice.h"
 #include "app/ResultCode.h"
 #include "common/Locations.h"
-#include "vendor/CcmScript.h"
+#include "device/VirtualDevice.h"
+#include "device/vendor/CcmScript.h"
+#include "tests/unit/vendor/LibraryJobs.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The form of the scripts that the stand-in converts.
-#include "vendor/CcmScript.h"
+#include "device/vendor/CcmScript.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

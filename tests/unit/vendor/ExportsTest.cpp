@@ -7,7 +7,7 @@
 #include <cstring>
 #include <set>
 
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 

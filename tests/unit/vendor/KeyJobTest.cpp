@@ -2,10 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "LibraryJobs.h"
-#include "VirtualDevice.h"
 #include "app/ResultCode.h"
 #include "common/Locations.h"
+#include "device/VirtualDevice.h"
+#include "tests/unit/vendor/LibraryJobs.h"
 
 namespace {
 

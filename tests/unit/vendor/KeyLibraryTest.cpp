@@ -7,11 +7,11 @@
 #include <fstream>
 #include <memory>
 
-#include "LibraryJobs.h"
-#include "LoadedLibrary.h"
-#include "VirtualDevice.h"
 #include "common/Locations.h"
-#include "vendor/KeyResult.h"
+#include "device/VirtualDevice.h"
+#include "device/vendor/KeyResult.h"
+#include "tests/unit/vendor/LibraryJobs.h"
+#include "tests/unit/vendor/LoadedLibrary.h"
 
 namespace fs = std::filesystem;
 

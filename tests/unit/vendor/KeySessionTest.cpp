@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "LibraryJobs.h"
-#include "VirtualDevice.h"
+#include "device/VirtualDevice.h"
+#include "tests/unit/vendor/LibraryJobs.h"
 
 namespace {
 

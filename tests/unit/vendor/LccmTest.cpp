@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "LibraryJobs.h"
-#include "VirtualDevice.h"
 #include "common/Locations.h"
+#include "device/VirtualDevice.h"
+#include "tests/unit/vendor/LibraryJobs.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "LibraryJobs.h"
 #include "app/Lccm.h"
 #include "common/Locations.h"
+#include "tests/unit/vendor/LibraryJobs.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "configuration/Configuration.h"
+#include "device/configuration/Configuration.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "LibraryJobs.h"
+#include "tests/unit/vendor/LibraryJobs.h"
 
 #include <fstream>
 

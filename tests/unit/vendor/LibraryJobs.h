@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "../app/RecordingPort.h"
 #include "app/Agent.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/RecordingPort.h"
 
 constexpr char SecureSpiName[] = "liborv_sem.so";
 constexpr char KeyLibraryName[] = "liborv_dalm.so";

@@ -7,7 +7,7 @@
 
 #include "app/Lccm.h"
 #include "common/Locations.h"
-#include "support/DeviceWorld.h"
+#include "tests/support/service/DeviceWorld.h"
 
 namespace {
 

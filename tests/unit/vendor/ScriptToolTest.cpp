@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 

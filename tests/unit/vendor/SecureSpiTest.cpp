@@ -4,11 +4,11 @@
 
 #include <memory>
 
-#include "LibraryJobs.h"
-#include "LoadedLibrary.h"
-#include "VirtualDevice.h"
 #include "common/Locations.h"
-#include "vendor/CcmScript.h"
+#include "device/VirtualDevice.h"
+#include "device/vendor/CcmScript.h"
+#include "tests/unit/vendor/LibraryJobs.h"
+#include "tests/unit/vendor/LoadedLibrary.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "LibraryJobs.h"
 #include "app/Lccm.h"
-#include "support/AllLines.h"
-#include "vendor/CcmScript.h"
+#include "device/vendor/CcmScript.h"
+#include "tests/support/service/AllLines.h"
+#include "tests/unit/vendor/LibraryJobs.h"
 
 namespace {
 

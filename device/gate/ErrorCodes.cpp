@@ -1,0 +1,138 @@
+#include "device/gate/ErrorCodes.h"
+
+#include <dlog.h>
+#include <net_connection.h>
+#include <nfc.h>
+#include <package_manager.h>
+#include <system_info.h>
+#include <system_settings.h>
+#include <telephony.h>
+#include <tizen_error.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace Device {
+
+namespace {
+
+struct ErrorCode {
+    int code;
+    const char* name;
+    const char* text;
+};
+
+// Modules share the numbers of the common errors; the first entry of a number has its text.
+constexpr ErrorCode ErrorCodes[] = {
+    {TIZEN_ERROR_NONE, "TIZEN_ERROR_NONE", "Successful"},
+    {TIZEN_ERROR_NOT_PERMITTED, "TIZEN_ERROR_NOT_PERMITTED", "Operation not permitted"},
+    {TIZEN_ERROR_NO_SUCH_FILE, "TIZEN_ERROR_NO_SUCH_FILE", "No such file or directory"},
+    {TIZEN_ERROR_IO_ERROR, "TIZEN_ERROR_IO_ERROR", "I/O error"},
+    {TIZEN_ERROR_TRY_AGAIN, "TIZEN_ERROR_TRY_AGAIN", "Try again"},
+    {TIZEN_ERROR_OUT_OF_MEMORY, "TIZEN_ERROR_OUT_OF_MEMORY", "Out of memory"},
+    {TIZEN_ERROR_PERMISSION_DENIED, "TIZEN_ERROR_PERMISSION_DENIED", "Permission denied"},
+    {TIZEN_ERROR_RESOURCE_BUSY, "TIZEN_ERROR_RESOURCE_BUSY", "Device or resource busy"},
+    {TIZEN_ERROR_INVALID_PARAMETER, "TIZEN_ERROR_INVALID_PARAMETER", "Invalid parameter"},
+    {TIZEN_ERROR_INVALID_OPERATION, "TIZEN_ERROR_INVALID_OPERATION", "Function not implemented"},
+    {TIZEN_ERROR_NO_DATA, "TIZEN_ERROR_NO_DATA", "No data available"},
+    {TIZEN_ERROR_ADDRESS_FAMILY_NOT_SUPPORTED, "TIZEN_ERROR_ADDRESS_FAMILY_NOT_SUPPORTED",
+     "Address family not supported"},
+    {TIZEN_ERROR_CONNECTION_TIME_OUT, "TIZEN_ERROR_CONNECTION_TIME_OUT", "Connection timed out"},
+    {TIZEN_ERROR_ALREADY_IN_PROGRESS, "TIZEN_ERROR_ALREADY_IN_PROGRESS", "Operation already in progress"},
+    {TIZEN_ERROR_NOW_IN_PROGRESS, "TIZEN_ERROR_NOW_IN_PROGRESS", "Operation now in progress"},
+    {TIZEN_ERROR_UNKNOWN, "TIZEN_ERROR_UNKNOWN", "Unknown error"},
+    {TIZEN_ERROR_TIMED_OUT, "TIZEN_ERROR_TIMED_OUT", "Time out"},
+    {TIZEN_ERROR_NOT_SUPPORTED, "TIZEN_ERROR_NOT_SUPPORTED", "Not supported"},
+    {TIZEN_ERROR_USER_NOT_CONSENTED, "TIZEN_ERROR_USER_NOT_CONSENTED", "User did not consent"},
+    {TIZEN_ERROR_END_OF_COLLECTION, "TIZEN_ERROR_END_OF_COLLECTION", "End of collection"},
+    {DLOG_ERROR_NONE, "DLOG_ERROR_NONE", "Successful"},
+    {DLOG_ERROR_NOT_PERMITTED, "DLOG_ERROR_NOT_PERMITTED", "Operation not permitted"},
+    {DLOG_ERROR_INVALID_PARAMETER, "DLOG_ERROR_INVALID_PARAMETER", "Invalid parameter"},
+    {NFC_ERROR_NONE, "NFC_ERROR_NONE", "Successful"},
+    {NFC_ERROR_OUT_OF_MEMORY, "NFC_ERROR_OUT_OF_MEMORY", "Out of memory"},
+    {NFC_ERROR_PERMISSION_DENIED, "NFC_ERROR_PERMISSION_DENIED", "Permission denied"},
+    {NFC_ERROR_DEVICE_BUSY, "NFC_ERROR_DEVICE_BUSY", "Device or resource busy"},
+    {NFC_ERROR_INVALID_PARAMETER, "NFC_ERROR_INVALID_PARAMETER", "Invalid parameter"},
+    {NFC_ERROR_TIMED_OUT, "NFC_ERROR_TIMED_OUT", "Time out"},
+    {NFC_ERROR_NOT_SUPPORTED, "NFC_ERROR_NOT_SUPPORTED", "Not supported"},
+    {NFC_ERROR_OPERATION_FAILED, "NFC_ERROR_OPERATION_FAILED", "NFC operation failed"},
+    {NFC_ERROR_INVALID_NDEF_MESSAGE, "NFC_ERROR_INVALID_NDEF_MESSAGE", "Invalid NDEF message"},
+    {NFC_ERROR_INVALID_RECORD_TYPE, "NFC_ERROR_INVALID_RECORD_TYPE", "Invalid record type"},
+    {NFC_ERROR_NO_DEVICE, "NFC_ERROR_NO_DEVICE", "No NFC device"},
+    {NFC_ERROR_NOT_ACTIVATED, "NFC_ERROR_NOT_ACTIVATED", "NFC is not activated"},
+    {NFC_ERROR_ALREADY_ACTIVATED, "NFC_ERROR_ALREADY_ACTIVATED", "NFC is already activated"},
+    {NFC_ERROR_ALREADY_DEACTIVATED, "NFC_ERROR_ALREADY_DEACTIVATED", "NFC is already deactivated"},
+    {NFC_ERROR_READ_ONLY_NDEF, "NFC_ERROR_READ_ONLY_NDEF", "Read-only NDEF tag"},
+    {NFC_ERROR_NO_SPACE_ON_NDEF, "NFC_ERROR_NO_SPACE_ON_NDEF", "Not enough space on the NDEF tag"},
+    {NFC_ERROR_NO_NDEF_MESSAGE, "NFC_ERROR_NO_NDEF_MESSAGE", "No NDEF message"},
+    {NFC_ERROR_NOT_NDEF_FORMAT, "NFC_ERROR_NOT_NDEF_FORMAT", "Not an NDEF tag"},
+    {NFC_ERROR_SECURITY_RESTRICTED, "NFC_ERROR_SECURITY_RESTRICTED", "Security restricted"},
+    {NFC_ERROR_ILLEGAL_STATE, "NFC_ERROR_ILLEGAL_STATE", "Illegal NFC state"},
+    {NFC_ERROR_NOT_INITIALIZED, "NFC_ERROR_NOT_INITIALIZED", "NFC is not initialized"},
+    {NFC_ERROR_TAG_NOT_SUPPORTED, "NFC_ERROR_TAG_NOT_SUPPORTED", "Tag not supported"},
+    {NFC_ERROR_AID_ALREADY_REGISTERED, "NFC_ERROR_AID_ALREADY_REGISTERED", "AID already registered"},
+    {CONNECTION_ERROR_NONE, "CONNECTION_ERROR_NONE", "Successful"},
+    {CONNECTION_ERROR_OUT_OF_MEMORY, "CONNECTION_ERROR_OUT_OF_MEMORY", "Out of memory"},
+    {CONNECTION_ERROR_PERMISSION_DENIED, "CONNECTION_ERROR_PERMISSION_DENIED", "Permission denied"},
+    {CONNECTION_ERROR_INVALID_PARAMETER, "CONNECTION_ERROR_INVALID_PARAMETER", "Invalid parameter"},
+    {CONNECTION_ERROR_INVALID_OPERATION, "CONNECTION_ERROR_INVALID_OPERATION", "Function not implemented"},
+    {CONNECTION_ERROR_ADDRESS_FAMILY_NOT_SUPPORTED, "CONNECTION_ERROR_ADDRESS_FAMILY_NOT_SUPPORTED",
+     "Address family not supported"},
+    {CONNECTION_ERROR_NOW_IN_PROGRESS, "CONNECTION_ERROR_NOW_IN_PROGRESS", "Operation now in progress"},
+    {CONNECTION_ERROR_NOT_SUPPORTED, "CONNECTION_ERROR_NOT_SUPPORTED", "Not supported"},
+    {CONNECTION_ERROR_OPERATION_FAILED, "CONNECTION_ERROR_OPERATION_FAILED", "Connection operation failed"},
+    {CONNECTION_ERROR_ITERATOR_END, "CONNECTION_ERROR_ITERATOR_END", "End of iteration"},
+    {CONNECTION_ERROR_NO_CONNECTION, "CONNECTION_ERROR_NO_CONNECTION", "No connection"},
+    {CONNECTION_ERROR_ALREADY_EXISTS, "CONNECTION_ERROR_ALREADY_EXISTS", "Connection already exists"},
+    {CONNECTION_ERROR_OPERATION_ABORTED, "CONNECTION_ERROR_OPERATION_ABORTED",
+     "Connection operation aborted"},
+    {CONNECTION_ERROR_DHCP_FAILED, "CONNECTION_ERROR_DHCP_FAILED", "DHCP failed"},
+    {CONNECTION_ERROR_INVALID_KEY, "CONNECTION_ERROR_INVALID_KEY", "Invalid key"},
+    {CONNECTION_ERROR_NO_REPLY, "CONNECTION_ERROR_NO_REPLY", "No reply"},
+    {TELEPHONY_ERROR_NONE, "TELEPHONY_ERROR_NONE", "Successful"},
+    {TELEPHONY_ERROR_OUT_OF_MEMORY, "TELEPHONY_ERROR_OUT_OF_MEMORY", "Out of memory"},
+    {TELEPHONY_ERROR_PERMISSION_DENIED, "TELEPHONY_ERROR_PERMISSION_DENIED", "Permission denied"},
+    {TELEPHONY_ERROR_INVALID_PARAMETER, "TELEPHONY_ERROR_INVALID_PARAMETER", "Invalid parameter"},
+    {TELEPHONY_ERROR_NOT_SUPPORTED, "TELEPHONY_ERROR_NOT_SUPPORTED", "Not supported"},
+    {TELEPHONY_ERROR_OPERATION_FAILED, "TELEPHONY_ERROR_OPERATION_FAILED", "Telephony operation failed"},
+    {TELEPHONY_ERROR_SIM_NOT_AVAILABLE, "TELEPHONY_ERROR_SIM_NOT_AVAILABLE", "SIM is not available"},
+    {SYSTEM_SETTINGS_ERROR_NONE, "SYSTEM_SETTINGS_ERROR_NONE", "Successful"},
+    {SYSTEM_SETTINGS_ERROR_IO_ERROR, "SYSTEM_SETTINGS_ERROR_IO_ERROR", "I/O error"},
+    {SYSTEM_SETTINGS_ERROR_OUT_OF_MEMORY, "SYSTEM_SETTINGS_ERROR_OUT_OF_MEMORY", "Out of memory"},
+    {SYSTEM_SETTINGS_ERROR_PERMISSION_DENIED, "SYSTEM_SETTINGS_ERROR_PERMISSION_DENIED", "Permission denied"},
+    {SYSTEM_SETTINGS_ERROR_INVALID_PARAMETER, "SYSTEM_SETTINGS_ERROR_INVALID_PARAMETER", "Invalid parameter"},
+    {SYSTEM_SETTINGS_ERROR_NOT_SUPPORTED, "SYSTEM_SETTINGS_ERROR_NOT_SUPPORTED", "Not supported"},
+    {SYSTEM_SETTINGS_ERROR_LOCKSCREEN_APP_PASSWORD_MODE, "SYSTEM_SETTINGS_ERROR_LOCKSCREEN_APP_PASSWORD_MODE",
+     "Lock screen is in password mode"},
+    {SYSTEM_INFO_ERROR_NONE, "SYSTEM_INFO_ERROR_NONE", "Successful"},
+    {SYSTEM_INFO_ERROR_IO_ERROR, "SYSTEM_INFO_ERROR_IO_ERROR", "I/O error"},
+    {SYSTEM_INFO_ERROR_OUT_OF_MEMORY, "SYSTEM_INFO_ERROR_OUT_OF_MEMORY", "Out of memory"},
+    {SYSTEM_INFO_ERROR_PERMISSION_DENIED, "SYSTEM_INFO_ERROR_PERMISSION_DENIED", "Permission denied"},
+    {SYSTEM_INFO_ERROR_INVALID_PARAMETER, "SYSTEM_INFO_ERROR_INVALID_PARAMETER", "Invalid parameter"},
+    {PACKAGE_MANAGER_ERROR_NONE, "PACKAGE_MANAGER_ERROR_NONE", "Successful"},
+    {PACKAGE_MANAGER_ERROR_IO_ERROR, "PACKAGE_MANAGER_ERROR_IO_ERROR", "I/O error"},
+    {PACKAGE_MANAGER_ERROR_OUT_OF_MEMORY, "PACKAGE_MANAGER_ERROR_OUT_OF_MEMORY", "Out of memory"},
+    {PACKAGE_MANAGER_ERROR_PERMISSION_DENIED, "PACKAGE_MANAGER_ERROR_PERMISSION_DENIED", "Permission denied"},
+    {PACKAGE_MANAGER_ERROR_INVALID_PARAMETER, "PACKAGE_MANAGER_ERROR_INVALID_PARAMETER", "Invalid parameter"},
+    {PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE, "PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE", "No such package"},
+    {PACKAGE_MANAGER_ERROR_SYSTEM_ERROR, "PACKAGE_MANAGER_ERROR_SYSTEM_ERROR",
+     "Package manager system error"},
+};
+
+}  // namespace
+
+std::optional<int> ErrorCodeNamed(const std::string& name) {
+    const auto found = std::find_if(std::begin(ErrorCodes), std::end(ErrorCodes), [&](const ErrorCode& each) {
+        return name == each.name;
+    });
+    return found == std::end(ErrorCodes) ? std::nullopt : std::optional<int>(found->code);
+}
+
+const char* ErrorText(int code) {
+    const auto found = std::find_if(std::begin(ErrorCodes), std::end(ErrorCodes), [&](const ErrorCode& each) {
+        return code == each.code;
+    });
+    return found == std::end(ErrorCodes) ? "Unknown error" : found->text;
+}
+
+}  // namespace Device
