@@ -83,7 +83,7 @@ std::string FindTag(const std::string& data, const std::string& tag) {
         const std::size_t tagWidth = data.at(position + 1) == 'F' ? 4 : 2;
         const LengthField length = LengthAt(data, position + tagWidth);
         if (!length.wellFormed) {
-            LogPrint(LogWarning, LOCATED_AS(NAVO_SOURCE_FILE, "GetTagValue", "ill-formed card response"));
+            LogPrint(LogWarning, LOCATED_IN("GetTagValue", "ill-formed card response"));
             break;
         }
         const std::size_t value = position + tagWidth + length.digits;

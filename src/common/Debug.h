@@ -14,9 +14,12 @@ void LogPrint(int level, const char* format, ...) __attribute__((format(printf, 
 
 // Format and leading arguments of a line that tells its place: LogPrint(LogDebug, LOCATED("cmd: %x"), n).
 // NAVO_SOURCE_FILE is the source's path from the project's root and comes from the build.
-#define LOCATED(format) LOCATED_AS(NAVO_SOURCE_FILE, __func__, format)
+#define LOCATED(format) LOCATED_IN(__func__, format)
 
-// The same for a line that stands under another file's or function's name.
+// The same for a line that stands under the name of the function that a helper works for.
+#define LOCATED_IN(function, format) LOCATED_AS(NAVO_SOURCE_FILE, function, format)
+
+// The same for a line that stands under another file's name, too.
 #define LOCATED_AS(file, function, format) "[%s:%d %s] " format, file, __LINE__, function
 
 // While it lives, GLib's own messages go to the service's log, at a level that the filter drops, instead of

@@ -99,9 +99,7 @@ void SetProxy(CURL* curl, std::string proxy) {
     if (proxy.find("http") == std::string::npos) {
         proxy = "http://" + proxy + "/";
     }
-    LogPrint(
-        LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "SendRequest", "Using proxy %s for connection"),
-        proxy.c_str());
+    LogPrint(LogDebug, LOCATED_IN("SendRequest", "Using proxy %s for connection"), proxy.c_str());
     curl_easy_setopt(curl, CURLOPT_PROXY, proxy.c_str());
 }
 
@@ -126,7 +124,7 @@ void SetPostBody(Exchange& exchange, std::string body) {
         return;
     }
     LogPrint(
-        LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "SendRequest", "Sending HTTP POST data (%d bytes):\n%s"),
+        LogTrace, LOCATED_IN("SendRequest", "Sending HTTP POST data (%d bytes):\n%s"),
         static_cast<int>(body.size()), body.c_str());
     curl_easy_setopt(exchange.curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     curl_easy_setopt(exchange.curl.get(), CURLOPT_COPYPOSTFIELDS, body.c_str());
@@ -141,7 +139,7 @@ bool SetRequest(Exchange& exchange, HttpRequest type, const std::string& body) {
             curl_easy_setopt(exchange.curl.get(), CURLOPT_HTTPGET, 1L);
             return true;
     }
-    LogPrint(LogError, LOCATED_AS(NAVO_SOURCE_FILE, "SendRequest", "Unsupported request type"));
+    LogPrint(LogError, LOCATED_IN("SendRequest", "Unsupported request type"));
     return false;
 }
 
@@ -154,11 +152,11 @@ void SetReceiver(Exchange& exchange) {
 }
 
 void SetCookieFile(CURL* curl, const std::string& file) {
-    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "SendRequest", "Cookies storage: %s"), file.c_str());
+    LogPrint(LogTrace, LOCATED_IN("SendRequest", "Cookies storage: %s"), file.c_str());
     const std::string folder = file.substr(0, file.rfind('/'));
-    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "SendRequest", "dir: %s"), folder.c_str());
+    LogPrint(LogTrace, LOCATED_IN("SendRequest", "dir: %s"), folder.c_str());
     if (!SystemMkDir(folder)) {
-        LogPrint(LogWarning, LOCATED_AS(NAVO_SOURCE_FILE, "SendRequest", "Can't use cookies. System error"));
+        LogPrint(LogWarning, LOCATED_IN("SendRequest", "Can't use cookies. System error"));
         return;
     }
     curl_easy_setopt(curl, CURLOPT_COOKIEFILE, file.c_str());
@@ -248,8 +246,7 @@ bool Http::Record::Attempt(Exchange& exchange, Failure& failure) {
     const CURLcode code = curl_easy_perform(curl);
     if (code != CURLE_OK) {
         LogPrint(
-            LogDebug,
-            LOCATED_AS(NAVO_SOURCE_FILE, "SendRequest", "Error sending request: %d %s\nError details: %s"),
+            LogDebug, LOCATED_IN("SendRequest", "Error sending request: %d %s\nError details: %s"),
             static_cast<int>(code), curl_easy_strerror(code), exchange.errorText.data());
         failure = FailureOf(code);
         return false;
@@ -258,9 +255,7 @@ bool Http::Record::Attempt(Exchange& exchange, Failure& failure) {
     long httpStatus = 0;
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &httpStatus);
     status = static_cast<int>(httpStatus);
-    LogPrint(
-        LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "SendRequest", "HTTP:\nresp(HTTP %d): %s"), status,
-        response.c_str());
+    LogPrint(LogTrace, LOCATED_IN("SendRequest", "HTTP:\nresp(HTTP %d): %s"), status, response.c_str());
     return true;
 }
 

@@ -34,9 +34,7 @@ const gchar* TextOfMember(JsonObject* object, const gchar* name) {
 
 bool Load(JsonParser* parser, const std::string& text) {
     if (const char* const reason = ReasonToRefuseJson(text)) {
-        LogPrint(
-            LogError, LOCATED_AS(NAVO_SOURCE_FILE, "Parse", "json_parser_load_from_data failed : %s"),
-            reason);
+        LogPrint(LogError, LOCATED_IN("Parse", "json_parser_load_from_data failed : %s"), reason);
         return false;
     }
     GError* raw = nullptr;
@@ -44,9 +42,7 @@ bool Load(JsonParser* parser, const std::string& text) {
         json_parser_load_from_data(parser, text.data(), static_cast<gssize>(text.size()), &raw);
     const OwnedError error(raw);
     if (!loaded) {
-        LogPrint(
-            LogError, LOCATED_AS(NAVO_SOURCE_FILE, "Parse", "json_parser_load_from_data failed : %s"),
-            error->message);
+        LogPrint(LogError, LOCATED_IN("Parse", "json_parser_load_from_data failed : %s"), error->message);
     }
     return loaded;
 }

@@ -109,7 +109,7 @@ unsigned RemainingTime(unsigned timeout, const timespec& start) {
 unsigned CompletionEvent::WaitUntil(unsigned timeout) {
     const timespec start = Now(CLOCK_MONOTONIC);
     const timespec deadline = Deadline(timeout);
-    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "Wait", "Waiting for Done"));
+    LogPrint(LogTrace, LOCATED_IN("Wait", "Waiting for Done"));
     unsigned result = timeout;
     while (busy != 0) {
         const int failure = pthread_cond_timedwait(&condition, mutex.Native(), &deadline);
@@ -126,10 +126,10 @@ unsigned CompletionEvent::WaitUntil(unsigned timeout) {
 
 unsigned CompletionEvent::WaitForEver() {
     while (busy != 0) {
-        LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "Wait", "Waiting for Done"));
+        LogPrint(LogTrace, LOCATED_IN("Wait", "Waiting for Done"));
         const int failure = pthread_cond_wait(&condition, mutex.Native());
         if (failure != 0) {
-            LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "Wait", "cond_wait aborted: %d"), failure);
+            LogPrint(LogTrace, LOCATED_IN("Wait", "cond_wait aborted: %d"), failure);
             return 1;
         }
     }
@@ -143,32 +143,25 @@ void ReportFolderError(const std::string& path, int error) {
     switch (error) {
         case EACCES:
             LogPrint(
-                LogDebug,
-                LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "Can't create folder '%s': not permitted"),
-                path.c_str());
+                LogDebug, LOCATED_IN("SystemMkDir", "Can't create folder '%s': not permitted"), path.c_str());
             break;
         case ENOTDIR:
-            LogPrint(
-                LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "Path '%s' is not a dir"),
-                path.c_str());
+            LogPrint(LogDebug, LOCATED_IN("SystemMkDir", "Path '%s' is not a dir"), path.c_str());
             break;
         case ENOENT:
             break;
         default:
-            LogPrint(
-                LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "Error creating dir '%s'"),
-                path.c_str());
+            LogPrint(LogDebug, LOCATED_IN("SystemMkDir", "Error creating dir '%s'"), path.c_str());
             break;
     }
 }
 
 bool MakeFolderBelow(const std::string& parent, const std::string& path) {
-    LogPrint(
-        LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "Creating parent folder: %s"), parent.c_str());
+    LogPrint(LogTrace, LOCATED_IN("SystemMkDir", "Creating parent folder: %s"), parent.c_str());
     if (!SystemMkDir(parent)) {
         return false;
     }
-    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "SystemMkDir", "mkdir %s"), path.c_str());
+    LogPrint(LogTrace, LOCATED_IN("SystemMkDir", "mkdir %s"), path.c_str());
     if (mkdir(path.c_str(), S_IRWXU) != 0) {
         ReportFolderError(path, errno);
         return false;

@@ -17,9 +17,6 @@
 #include "common/Runtime.h"
 #include "common/Utils.h"
 
-// Place of a line about a method call, whichever helper writes it.
-#define CALL_LOCATED(format) LOCATED_AS(NAVO_SOURCE_FILE, "_handle_method_call", format)
-
 namespace Tizen {
 
 using Lock = std::lock_guard<Na::Mutex>;
@@ -257,9 +254,11 @@ std::string PackageOf(guint pid) {
     char name[PackageNameCapacity] = {};
     const int error = aul_app_get_pkgname_bypid(static_cast<int>(pid), name, sizeof name);
     if (error == 0) {
-        LogPrint(LogTrace, CALL_LOCATED("Sender pkg name: %s"), name);
+        LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "Sender pkg name: %s"), name);
     } else {
-        LogPrint(LogDebug, CALL_LOCATED("Error obtaining senders ID: %s"), get_error_message(error));
+        LogPrint(
+            LogDebug, LOCATED_IN("_handle_method_call", "Error obtaining senders ID: %s"),
+            get_error_message(error));
         name[0] = '\0';
     }
     return name[0] != '\0' ? name : UnknownPackage;
@@ -290,10 +289,10 @@ guint ProcessOf(GDBusConnection* connection, const gchar* sender) {
 std::string IdentifierOf(GDBusConnection* connection, const gchar* sender) {
     const guint pid = ProcessOf(connection, sender);
     if (pid == 0) {
-        LogPrint(LogWarning, CALL_LOCATED("Client identifier is %s"), sender);
+        LogPrint(LogWarning, LOCATED_IN("_handle_method_call", "Client identifier is %s"), sender);
         return sender;
     }
-    LogPrint(LogTrace, CALL_LOCATED("sender pid: %d"), static_cast<int>(pid));
+    LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "sender pid: %d"), static_cast<int>(pid));
     return PackageOf(pid) + "_" + Na::UintToString(pid, 10);
 }
 
@@ -303,26 +302,28 @@ void HandleSession(
     const char* result = Bus::Failed;
     const auto address = static_cast<void*>(invocation.get());
     if (action == Bus::SessionOpen) {
-        LogPrint(LogDebug, CALL_LOCATED("Registering client %s"), identifier.c_str());
-        LogPrint(LogTrace, CALL_LOCATED("Invocation: %p"), address);
+        LogPrint(LogDebug, LOCATED_IN("_handle_method_call", "Registering client %s"), identifier.c_str());
+        LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "Invocation: %p"), address);
         if (state.AddClient(identifier) != nullptr) {
             result = Bus::Succeeded;
         } else {
-            LogPrint(LogDebug, CALL_LOCATED("Error registering client %s"), identifier.c_str());
+            LogPrint(
+                LogDebug, LOCATED_IN("_handle_method_call", "Error registering client %s"),
+                identifier.c_str());
         }
     } else if (action == Bus::SessionClose) {
         result = Bus::Succeeded;
     } else {
-        LogPrint(LogError, CALL_LOCATED("Wrong parameters"));
+        LogPrint(LogError, LOCATED_IN("_handle_method_call", "Wrong parameters"));
     }
     {
         const Lock guard(state.lock);
-        LogPrint(LogTrace, CALL_LOCATED("%p"), address);
+        LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "%p"), address);
         Answer(std::move(invocation), Result(result));
-        LogPrint(LogTrace, CALL_LOCATED("%p"), address);
+        LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "%p"), address);
     }
     if (action == Bus::SessionClose) {
-        LogPrint(LogDebug, CALL_LOCATED("Unregistering client %s"), identifier.c_str());
+        LogPrint(LogDebug, LOCATED_IN("_handle_method_call", "Unregistering client %s"), identifier.c_str());
         state.RemoveClient(identifier);
     }
 }
@@ -332,14 +333,16 @@ void HandleSession(
 void HandleRequest(
     DbusClientPortImpl& state, _Client& client, const Na::RequestMap& data, GDBusConnection* connection,
     OwnedInvocation& invocation) {
-    LogPrint(LogTrace, CALL_LOCATED("Handling client request: %p"), static_cast<void*>(invocation.get()));
+    LogPrint(
+        LogTrace, LOCATED_IN("_handle_method_call", "Handling client request: %p"),
+        static_cast<void*>(invocation.get()));
     client.connection = Share(connection);
     client.invocation.reset();
     if (!data.empty()) {
         client.invocation = std::move(invocation);
     }
     state.OnClientData(client.id, data);
-    LogPrint(LogTrace, CALL_LOCATED("Request handled"));
+    LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "Request handled"));
 }
 
 // Whatever is left in `invocation` afterwards is still to be answered.
@@ -348,9 +351,9 @@ void Dispatch(
     const gchar* method, GVariant* parameters, OwnedInvocation& invocation) {
     const std::string identifier = IdentifierOf(connection, sender);
     LogPrint(
-        LogTrace, CALL_LOCATED("Method %s call from %s. %p"), method, identifier.c_str(),
+        LogTrace, LOCATED_IN("_handle_method_call", "Method %s call from %s. %p"), method, identifier.c_str(),
         static_cast<void*>(connection));
-    LogPrint(LogTrace, CALL_LOCATED("Object: %s"), objectPath);
+    LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "Object: %s"), objectPath);
     const OwnedVariant dictionary(g_variant_get_child_value(parameters, 0));
     const Na::RequestMap data = ReadMap(dictionary.get());
     const auto session = data.find(Na::Key::Session);
@@ -362,7 +365,7 @@ void Dispatch(
     if (client != state.clients.end()) {
         HandleRequest(state, *client->second, data, connection, invocation);
     } else {
-        LogPrint(LogError, CALL_LOCATED("Command request from unknown client"));
+        LogPrint(LogError, LOCATED_IN("_handle_method_call", "Command request from unknown client"));
     }
 }
 
@@ -429,11 +432,9 @@ void _on_name_lost(GDBusConnection* connection, const gchar* name, gpointer tick
 }  // namespace
 
 void DbusClientPortImpl::RegisterObject(GDBusConnection* busConnection) {
-    LogPrint(
-        LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "_register_object", "Registering object %s"), Bus::ObjectPath);
+    LogPrint(LogTrace, LOCATED_IN("_register_object", "Registering object %s"), Bus::ObjectPath);
     const std::string document = IntrospectionDocument();
-    LogPrint(
-        LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "_register_object", "Introspection:\n%s"), document.c_str());
+    LogPrint(LogTrace, LOCATED_IN("_register_object", "Introspection:\n%s"), document.c_str());
     GError* failure = nullptr;
     const OwnedNodeInfo node(g_dbus_node_info_new_for_xml(document.c_str(), &failure));
     guint id = 0;
@@ -444,13 +445,13 @@ void DbusClientPortImpl::RegisterObject(GDBusConnection* busConnection) {
     const Na::OwnedError error(failure);
     if (id == 0) {
         LogPrint(
-            LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "_register_object", "Error registering d-bus object: %s"),
+            LogDebug, LOCATED_IN("_register_object", "Error registering d-bus object: %s"),
             MessageOf(error, "unknown error"));
         return;
     }
     registrationId = id;
     connection = Share(busConnection);
-    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "_register_object", "Success"));
+    LogPrint(LogTrace, LOCATED_IN("_register_object", "Success"));
 }
 
 void DbusClientPortImpl::UnregisterObject(GDBusConnection* busConnection) {

@@ -25,7 +25,7 @@ log_priority WrittenPriority(int level) {
 }
 
 void CaptureMessage(const gchar*, GLogLevelFlags, const gchar* message, gpointer) {
-    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "GLogFunc", "*glib*: %s"), message);
+    LogPrint(LogTrace, LOCATED_IN("GLogFunc", "*glib*: %s"), message);
 }
 
 }  // namespace

@@ -225,33 +225,28 @@ bool HasPlatformVisibility(const char* base64Certificate) {
     CertificateService service;
     if (service.Creation() != CERTSVC_SUCCESS) {
         LogPrint(
-            LogDebug,
-            LOCATED_AS(NAVO_SOURCE_FILE, "IsClientPrivileged", "Error creating certsvc instance: %s"),
+            LogDebug, LOCATED_IN("IsClientPrivileged", "Error creating certsvc instance: %s"),
             get_error_message(service.Creation()));
         return false;
     }
     const int loading = service.LoadCertificate(base64Certificate);
     if (loading != CERTSVC_SUCCESS) {
         LogPrint(
-            LogTrace,
-            LOCATED_AS(NAVO_SOURCE_FILE, "IsClientPrivileged", "Can't create certificate from data: %d"),
-            loading);
+            LogTrace, LOCATED_IN("IsClientPrivileged", "Can't create certificate from data: %d"), loading);
         return false;
     }
     int visibility = 0;
     const int reading = service.GetVisibility(&visibility);
     if (reading != CERTSVC_SUCCESS) {
         LogPrint(
-            LogTrace,
-            LOCATED_AS(NAVO_SOURCE_FILE, "IsClientPrivileged", "Error obtaining certificate visibility: %d"),
+            LogTrace, LOCATED_IN("IsClientPrivileged", "Error obtaining certificate visibility: %d"),
             reading);
         return false;
     }
     if (visibility != CERTSVC_VISIBILITY_PLATFORM) {
         return false;
     }
-    LogPrint(
-        LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "IsClientPrivileged", "found cert with platform visibility"));
+    LogPrint(LogTrace, LOCATED_IN("IsClientPrivileged", "found cert with platform visibility"));
     return true;
 }
 

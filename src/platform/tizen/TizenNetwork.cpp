@@ -11,14 +11,14 @@ namespace Tizen {
 namespace {
 
 bool IsWifiUsable(connection_h connection) {
-    LogPrint(LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "WiFi connection"));
+    LogPrint(LogDebug, LOCATED_IN("OpenConnection", "WiFi connection"));
     connection_wifi_state_e state = CONNECTION_WIFI_STATE_DEACTIVATED;
     return connection_get_wifi_state(connection, &state) == CONNECTION_ERROR_NONE &&
            Compat::NumberOf(state) == CONNECTION_WIFI_STATE_CONNECTED;
 }
 
 bool IsCellularUsable(connection_h connection) {
-    LogPrint(LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Cellular connection"));
+    LogPrint(LogDebug, LOCATED_IN("OpenConnection", "Cellular connection"));
     connection_cellular_state_e state = CONNECTION_CELLULAR_STATE_OUT_OF_SERVICE;
     if (connection_get_cellular_state(connection, &state) != CONNECTION_ERROR_NONE) {
         return false;
@@ -29,7 +29,7 @@ bool IsCellularUsable(connection_h connection) {
 
 // The number is compared, not the name that a release of the platform gives to it.
 bool IsBluetoothUsable(connection_h connection) {
-    LogPrint(LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Bluetooth connection"));
+    LogPrint(LogDebug, LOCATED_IN("OpenConnection", "Bluetooth connection"));
     connection_bt_state_e state = CONNECTION_BT_STATE_DEACTIVATED;
     return connection_get_bt_state(connection, &state) == CONNECTION_ERROR_NONE &&
            Compat::NumberOf(state) == 2;
@@ -37,22 +37,21 @@ bool IsBluetoothUsable(connection_h connection) {
 
 // Counts as a connection whatever the platform says of its state.
 bool IsEthernetUsable(connection_h connection) {
-    LogPrint(LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Ethernet connection"));
+    LogPrint(LogDebug, LOCATED_IN("OpenConnection", "Ethernet connection"));
     connection_ethernet_state_e state = CONNECTION_ETHERNET_STATE_DISCONNECTED;
     const int result = connection_get_ethernet_state(connection, &state);
-    LogPrint(LogTrace, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Connection state: %d"), result);
+    LogPrint(LogTrace, LOCATED_IN("OpenConnection", "Connection state: %d"), result);
     const int number = Compat::NumberOf(state);
     if (result == CONNECTION_ERROR_NONE && number == CONNECTION_ETHERNET_STATE_CONNECTED) {
         return true;
     }
     if (result == CONNECTION_ERROR_NONE && number == CONNECTION_ETHERNET_STATE_DEACTIVATED) {
-        LogPrint(
-            LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Ethernet state is \"DEACTIVATED\""));
+        LogPrint(LogDebug, LOCATED_IN("OpenConnection", "Ethernet state is \"DEACTIVATED\""));
         return true;
     }
     LogPrint(
-        LogDebug, LOCATED_AS(NAVO_SOURCE_FILE, "OpenConnection", "Bad connection state: %d; res %d: %s"),
-        number, result, get_error_message(result));
+        LogDebug, LOCATED_IN("OpenConnection", "Bad connection state: %d; res %d: %s"), number, result,
+        get_error_message(result));
     return true;
 }
 
