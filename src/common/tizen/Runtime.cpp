@@ -18,7 +18,7 @@
 
 #include "common/Debug.h"
 #include "common/Owned.h"
-#include "platform/tizen/Compat.h"
+#include "common/tizen/Compat.h"
 
 namespace Na {
 

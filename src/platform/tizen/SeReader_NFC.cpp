@@ -5,7 +5,7 @@
 #include "app/ResultCode.h"
 #include "common/Debug.h"
 #include "common/Owned.h"
-#include "platform/tizen/Compat.h"
+#include "common/tizen/Compat.h"
 
 namespace Tizen23 {
 

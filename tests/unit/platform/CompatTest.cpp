@@ -1,4 +1,4 @@
-#include "platform/tizen/Compat.h"
+#include "common/tizen/Compat.h"
 
 #include <gtest/gtest.h>
 
