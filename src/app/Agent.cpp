@@ -81,7 +81,7 @@ void Agent::Trigger_ClientData(IClientPort* port, const std::string& clientId, c
     }
     if (data.empty()) {
         LogPrint(LogError, LOCATED("Empty request from client application"));
-        SetResultCode(10300000);
+        SetResultCode(ResultCode::RequestEmpty);
         port->SendReturnCode(clientId, GetResultMessage());
         return;
     }
@@ -107,13 +107,13 @@ std::unique_ptr<AgentJob> Agent::ConstructJob(std::unique_ptr<JobRequest> reques
     const bool hasCommand = value != request->data.end();
     LogPrint(LogDebug, LOCATED("data : %d"), hasCommand ? 1 : 0);
     if (!hasCommand) {
-        SetResultCode(10300005);
+        SetResultCode(ResultCode::CommandMissing);
         return nullptr;
     }
     long command = 0;
     if (!ParseCommand(value->second, command)) {
         LogPrint(LogDebug, LOCATED("Wrong parameter"));
-        SetResultCode(10300004);
+        SetResultCode(ResultCode::CommandUnreadable);
         return nullptr;
     }
     LogPrint(LogDebug, LOCATED("cmd: %x"), static_cast<unsigned>(command));
@@ -122,14 +122,14 @@ std::unique_ptr<AgentJob> Agent::ConstructJob(std::unique_ptr<JobRequest> reques
         if (!request->port->IsTrusted(request->clientId)) {
             LogPrint(LogDebug, LOCATED("Not authorized"));
             LogPrint(LogDebug, LOCATED("Wrong command: %d"), -1);
-            SetResultCode(10000001);
+            SetResultCode(ResultCode::WrongCommand);
             return nullptr;
         }
     }
     std::unique_ptr<AgentJob> job = MakeJob(command, std::move(request));
     if (job == nullptr) {
         LogPrint(LogDebug, LOCATED("Wrong command: %d"), static_cast<int>(command));
-        SetResultCode(10000001);
+        SetResultCode(ResultCode::WrongCommand);
     }
     return job;
 }
@@ -140,7 +140,7 @@ void Do(AgentJob& job) {
     } catch (const std::exception& error) {
         // Unwinding has closed what the job had open. The request still gets its ordinary reply.
         LogPrint(LogError, LOCATED("Job ended by an exception: %s"), error.what());
-        SetResultCode(10000000);
+        SetResultCode(ResultCode::UnknownError);
     }
     LogPrint(LogInfo, "info: Done. Sending status to Client");
     RequestMap result = job.result;
@@ -195,7 +195,7 @@ std::string SendApdu(const AgentJob& job, Se& se, const std::string& commandSet)
         LogPrint(LogDebug, LOCATED("CAPDU: %s [%d]"), apdu.c_str(), static_cast<int>(apdu.size()));
         if (apdu.size() < 2 || apdu.size() > LongestApdu) {
             LogPrint(LogError, LOCATED("Wrong cApdu"));
-            SetResultCode(10100016);
+            SetResultCode(ResultCode::MalformedCommandSet);
             return MalformedSet;
         }
         if (apdu.size() > LongestApduWithoutProgress) {

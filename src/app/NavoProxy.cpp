@@ -18,38 +18,32 @@ namespace {
 constexpr char Endpoint[] = "/IssueCard.do";
 constexpr char BodyPrefix[] = "data=";
 constexpr char AgentVersion[] = "1.0.19";
-constexpr char PleaseWait[] = "10500006";
 constexpr std::size_t SessionKeyStretch = 50;
 constexpr int EligibilityAttempts = 3;
 constexpr unsigned FirstSim = 0;
 constexpr int HttpOk = 200;
 
-constexpr std::int32_t JobDone = 1;
-constexpr std::int32_t UnknownError = 10000000;
-constexpr std::int32_t ProtocolError = 10100007;
-constexpr std::int32_t NoResponseFromServer = 10100019;
-
 // Result of a transport failure.
-std::int32_t ResultOf(HttpOutcome failure) {
+ResultCode ResultOf(HttpOutcome failure) {
     switch (failure) {
         case HttpOutcome::MalformedUrl:
-            return 10100004;
+            return ResultCode::MalformedUrl;
         case HttpOutcome::BadContentEncoding:
-            return 10100013;
+            return ResultCode::BadContentEncoding;
         case HttpOutcome::UnsupportedRequest:
-            return 10100014;
+            return ResultCode::UnsupportedRequest;
         case HttpOutcome::TemporarilyUnavailable:
-            return 10100003;
+            return ResultCode::TemporarilyUnavailable;
         case HttpOutcome::NoResponse:
-            return NoResponseFromServer;
+            return ResultCode::NoResponseFromServer;
         case HttpOutcome::TimedOut:
-            return 10100009;
+            return ResultCode::TimedOut;
         case HttpOutcome::NoConnection:
-            return 10100005;
+            return ResultCode::HostUnreachable;
         case HttpOutcome::AccessDenied:
-            return 10100002;
+            return ResultCode::ConnectionRefused;
         default:
-            return ProtocolError;
+            return ResultCode::ProtocolError;
     }
 }
 
@@ -57,12 +51,12 @@ std::int32_t ResultOf(HttpOutcome failure) {
 void AdoptResult(const std::string& answer) {
     const Json json(answer);
     if (answer.empty()) {
-        SetResultCode(NoResponseFromServer);
+        SetResultCode(ResultCode::NoResponseFromServer);
         return;
     }
     const std::string result = json.Get("resultCode");
     if (result.empty()) {
-        SetResultCode(JobDone);
+        SetResultCode(ResultCode::Done);
     } else {
         SetResultCodeText(result);
     }
@@ -76,7 +70,7 @@ std::string TakeAnswer(const Http& http, HttpOutcome outcome) {
     }
     const int status = http.GetResponseCode();
     if (status == 0) {
-        SetResultCode(ProtocolError);
+        SetResultCode(ResultCode::ProtocolError);
         return {};
     }
     if (status != HttpOk) {
@@ -143,7 +137,7 @@ std::string NavoProxy::GetSessionKey(const std::string& val1, const std::string&
 }
 
 std::string NavoProxy::SendRequest(const std::string& context, const Json& message) {
-    SetResultCode(UnknownError);
+    SetResultCode(ResultCode::UnknownError);
     Network* const network = Network::GetInstance();
     if (!network->ConnectionUp()) {
         return {};
@@ -198,12 +192,12 @@ bool NavoProxy::Eligibility(const std::string& context, const std::string& seId)
     message.Set("deviceCodeVersion", GetDeviceBuildVersion());
     for (int attempt = 0; attempt < EligibilityAttempts; ++attempt) {
         SendRequest(context, message);
-        if (GetResultCodeText() != PleaseWait) {
+        if (GetResultCode() != ResultCode::PleaseWait) {
             break;
         }
     }
     // The very text of the table is asked for, and the current result always holds a copy: never true.
-    return GetResultCodeText().c_str() == FindCodeText(JobDone);
+    return GetResultCodeText().c_str() == FindCodeText(ResultCode::Done);
 }
 
 }  // namespace Na

@@ -7,12 +7,6 @@
 
 namespace Na {
 
-namespace {
-
-constexpr std::int32_t NetworkUnavailable = 10100000;
-
-}  // namespace
-
 Network* Network::GetInstance() {
     static Network* instance = nullptr;
     if (instance == nullptr) {
@@ -47,7 +41,7 @@ bool Network::ConnectionUp() {
             return true;
         }
     }
-    SetResultCode(NetworkUnavailable);
+    SetResultCode(ResultCode::NetworkUnavailable);
     LogPrint(LogDebug, LOCATED("No connection to Internet available"));
     return false;
 }
@@ -66,7 +60,7 @@ std::string Network::GetProxyUrl() {
     if (current != nullptr) {
         proxy = current->GetProxyAddress();
     } else {
-        SetResultCode(NetworkUnavailable);
+        SetResultCode(ResultCode::NetworkUnavailable);
     }
     LogPrint(LogDebug, LOCATED("Proxy: %s"), proxy.c_str());
     return proxy;

@@ -2,12 +2,12 @@
 
 namespace {
 
+using Na::ResultCode;
 using Na::ResultCodeEntry;
 using Na::ResultCodeTable;
-using Na::UnknownResultCode;
 
 struct CurrentResult {
-    std::int32_t code = UnknownResultCode;
+    ResultCode code = ResultCode::Unknown;
     std::string text;
 };
 
@@ -16,10 +16,14 @@ CurrentResult& Current() {
     return current;
 }
 
-// First row with that key, or the sentinel.
-const ResultCodeEntry& RowOf(std::int32_t code) {
+bool IsLast(const ResultCodeEntry& row) {
+    return row.code == static_cast<std::int32_t>(ResultCode::Unknown);
+}
+
+// First row with that key, or the last one.
+const ResultCodeEntry& RowOf(ResultCode code) {
     const ResultCodeEntry* row = ResultCodeTable;
-    while (row->code != UnknownResultCode && row->code != code) {
+    while (!IsLast(*row) && row->code != static_cast<std::int32_t>(code)) {
         ++row;
     }
     return *row;
@@ -29,7 +33,7 @@ const ResultCodeEntry& RowOf(std::int32_t code) {
 // their first character alone.
 const ResultCodeEntry* RowOf(const std::string& text) {
     const char first = text.c_str()[0];
-    for (const ResultCodeEntry* row = ResultCodeTable; row->code != UnknownResultCode; ++row) {
+    for (const ResultCodeEntry* row = ResultCodeTable; !IsLast(*row); ++row) {
         if (row->codeText[0] == first && text == row->codeText) {
             return row;
         }
@@ -39,7 +43,7 @@ const ResultCodeEntry* RowOf(const std::string& text) {
 
 }  // namespace
 
-void Na::SetResultCode(std::int32_t code) {
+void Na::SetResultCode(ResultCode code) {
     Current().code = code;
     Current().text = FindCodeText(code);
 }
@@ -49,7 +53,7 @@ void Na::SetResultCodeText(const std::string& text) {
     Current().text = text;
 }
 
-std::int32_t Na::GetResultCode() {
+Na::ResultCode Na::GetResultCode() {
     return Current().code;
 }
 
@@ -57,13 +61,13 @@ const std::string& Na::GetResultCodeText() {
     return Current().text;
 }
 
-const char* Na::FindCodeText(std::int32_t code) {
+const char* Na::FindCodeText(ResultCode code) {
     return RowOf(code).codeText;
 }
 
-std::int32_t Na::FindCode(const std::string& text) {
+Na::ResultCode Na::FindCode(const std::string& text) {
     const ResultCodeEntry* const row = RowOf(text);
-    return row != nullptr ? row->code : UnknownResultCode;
+    return row != nullptr ? static_cast<ResultCode>(row->code) : ResultCode::Unknown;
 }
 
 const char* Na::FindDescription(const std::string& text) {
@@ -78,9 +82,4 @@ std::string Na::GetResultMessage() {
         message.append("_").append(description);
     }
     return message;
-}
-
-std::string Na::FormatCodeMessage(std::int32_t code) {
-    const ResultCodeEntry& row = RowOf(code);
-    return std::string(row.codeText) + "_" + row.description;
 }

@@ -205,6 +205,6 @@ const Na::ResultCodeEntry Na::ResultCodeTable[] = {
     {100000008, "E2", "Change Info"},
     {100000009, "50", "Authentication request"},
     {100000010, "82", "Authentication response"},
-    {UnknownResultCode, "", ""},
+    {999999999, "", ""},
     // clang-format on
 };

@@ -124,7 +124,7 @@ std::string Se::Apdu(const std::string& command) {
     std::string next = command;
     unsigned followUps = 0;
     for (;; ++followUps) {
-        SetResultCode(10000000);
+        SetResultCode(ResultCode::UnknownError);
         if (pReader == nullptr) {
             LogPrint(LogError, LOCATED("FATAL: pReader is NULL"));
             return result;
@@ -213,7 +213,7 @@ std::uint32_t Se::GetFreeMemory() {
     const std::string response = Apdu(FreeMemoryQuery, 2);
     LogPrint(LogTrace, LOCATED("rAPDU: %s"), response.c_str());
     if (response.empty()) {
-        SetResultCode(10000002);
+        SetResultCode(ResultCode::NoApdu);
     } else if (isValidSW(response)) {
         const std::string resources = GetTagValue(response, ResourceTemplateTag);
         amount = StringToLong(GetTagValue(resources, FreeMemoryTag), 16);

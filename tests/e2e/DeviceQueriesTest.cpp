@@ -3,10 +3,13 @@
 
 #include <filesystem>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
 
 namespace {
+
+using ResultText::WrongCommand;
 
 namespace fs = std::filesystem;
 
@@ -14,7 +17,6 @@ constexpr char Cplc[] =
     "4F5257310001506001005061AABBCCDD00424F5050654F4550664F4950700000000A4F5350710000000B";
 constexpr char CplcQuery[] = "80CA9F7F00";
 constexpr char MemoryQuery[] = "80CAFF2100";
-constexpr char WrongCommand[] = "10000001_Invalid Cmd parameter is being used";
 constexpr char KeyFile[] = "opt/usr/data/com.orvenco.navoa/.pref/tuvo";
 
 using Navo::Map;
@@ -45,14 +47,14 @@ TEST_F(DeviceQueries, ACplcThatTheCardRefusesOrGarblesEndsAsDone) {
 
 TEST_F(DeviceQueries, ACplcWhoseTransmissionFailsHasNoApdu) {
     world.Device().Break("nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED");
-    EXPECT_EQ(Ask("67"), StatusOnly("10000002_APDU is not available"));
+    EXPECT_EQ(Ask("67"), StatusOnly(ResultText::NoApdu));
 }
 
 TEST_F(DeviceQueries, ASecureElementThatMayNotBeAccessedIsSaidToBeForbidden) {
     for (const char* error :
          {"NFC_ERROR_SECURITY_RESTRICTED", "NFC_ERROR_NOT_SUPPORTED", "NFC_ERROR_PERMISSION_DENIED"}) {
         world.Device().Break("nfc_se_open_secure_element", error);
-        EXPECT_EQ(Ask("67"), StatusOnly("10400006_No permission to access eSE")) << error;
+        EXPECT_EQ(Ask("67"), StatusOnly(ResultText::ElementRefused)) << error;
     }
 }
 
@@ -67,7 +69,7 @@ TEST_F(DeviceQueries, ASecureElementThatCannotBeOpenedOtherwiseIsAnUnknownError)
 TEST_F(DeviceQueries, ThePlatformRecoversBetweenTwoJobs) {
     world.Device().Break("nfc_se_open_secure_element", "NFC_ERROR_PERMISSION_DENIED");
     Navo::Session session(world.Options());
-    EXPECT_EQ(session.Call({{"Cmd", "67"}}), StatusOnly("10400006_No permission to access eSE"));
+    EXPECT_EQ(session.Call({{"Cmd", "67"}}), StatusOnly(ResultText::ElementRefused));
     world.Device().Repair("nfc_se_open_secure_element");
     EXPECT_EQ(session.Call({{"Cmd", "67"}}), StatusOnly(Cplc));
 }
@@ -184,7 +186,7 @@ TEST_F(DeviceQueries, EligibilityTellsTheServerWhatTheDeviceIs) {
 
 TEST_F(DeviceQueries, EligibilityWaitsThreeTimesForTheServerWithTheSameMessage) {
     KeyServerProcess& server = world.StartKeyServer({"--eligibility", "10500006"});
-    EXPECT_EQ(Ask("69"), StatusOnly("10500006_Eligibility All mode is working. Please wait"));
+    EXPECT_EQ(Ask("69"), StatusOnly(ResultText::PleaseWait));
     const auto messages = server.Messages();
     ASSERT_EQ(messages.size(), 3U);
     EXPECT_EQ(messages[0].body, messages[1].body);
@@ -194,14 +196,14 @@ TEST_F(DeviceQueries, EligibilityWaitsThreeTimesForTheServerWithTheSameMessage) 
 
 TEST_F(DeviceQueries, EligibilityStopsWaitingWhenTheServerHasMadeUpItsMind) {
     KeyServerProcess& server = world.StartKeyServer({"--eligibility", "10500006,10500003"});
-    EXPECT_EQ(Ask("69"), StatusOnly("10500003_This device is not available"));
+    EXPECT_EQ(Ask("69"), StatusOnly(ResultText::DeviceNotAvailable3));
     EXPECT_EQ(server.Count("ELIGIBILITY"), 2U);
 }
 
 TEST_F(DeviceQueries, EligibilityWithoutANetworkSendsNothing) {
     KeyServerProcess& server = world.StartKeyServer();
     world.Device().UnplugNetwork();
-    EXPECT_EQ(Ask("69"), StatusOnly("10100000_Network is unavailable"));
+    EXPECT_EQ(Ask("69"), StatusOnly(ResultText::NetworkUnavailable));
     EXPECT_EQ(server.Stop().connections, 0U);
 }
 

@@ -10,28 +10,27 @@
 #include <ostream>
 
 #include "tests/support/HttpPeer.h"
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
 
 namespace {
 
+using ResultText::ElementNotClosed;
+using ResultText::ElementRefused;
+using ResultText::HostUnreachable;
+using ResultText::MalformedUrl;
+using ResultText::NetworkUnavailable;
+using ResultText::NoApdu;
+using ResultText::NoResponseFromServer;
+using ResultText::NotRelayed;
+using ResultText::ProtocolError;
+using ResultText::WrongCommand;
+
 using Navo::Map;
 
 constexpr char TestService[] = "test.service";
 constexpr char Query[] = "80CA9F7F00";
-
-constexpr char NoApdu[] = "10000002_APDU is not available";
-constexpr char WrongCommand[] = "10000001_Invalid Cmd parameter is being used";
-constexpr char NoNetwork[] = "10100000_Network is unavailable";
-constexpr char MalformedUrl[] = "10100004_A malformed URL has occurred";
-constexpr char Unreachable[] =
-    "10100005_The remote host cannot be reached because of an intervening firewall, or if an intermediate "
-    "router is down";
-constexpr char ProtocolError[] = "10100007_There is an error in the underlying protocol, such as a TCP error";
-constexpr char NoResponse[] = "10100019_No response has been received from a Server system";
-constexpr char NotClosed[] = "10400005_eSE interface channel is not closed";
-constexpr char NoPermission[] = "10400006_No permission to access eSE";
-constexpr char NotRelayed[] = "90202004_An error occurred during the execution of a job between NAVO and eSE";
 
 enum class Command { Script, Cplc, Memory, Eligibility, PhoneInfo };
 
@@ -100,10 +99,10 @@ std::vector<FaultRow> PlatformRows() {
     return {
         Platform(
             "OpeningIsRefused", Command::Script, "nfc_se_open_secure_element",
-            "NFC_ERROR_SECURITY_RESTRICTED", 1, NoPermission),
+            "NFC_ERROR_SECURITY_RESTRICTED", 1, ElementRefused),
         Platform(
             "OpeningIsRefusedAfterTheLookUp", Command::Script, "nfc_se_open_secure_element",
-            "NFC_ERROR_PERMISSION_DENIED", 2, NoPermission),
+            "NFC_ERROR_PERMISSION_DENIED", 2, ElementRefused),
         Platform(
             "OpeningFails", Command::Cplc, "nfc_se_open_secure_element", "NFC_ERROR_DEVICE_BUSY", 1,
             UnknownError),
@@ -122,20 +121,20 @@ std::vector<FaultRow> PlatformRows() {
         Platform("TheMemoryQueryIsLost", Command::Memory, "nfc_se_send_apdu", "-1", 2, "0"),
         Platform(
             "ClosingFails", Command::Script, "nfc_se_close_secure_element", "NFC_ERROR_OPERATION_FAILED", 2,
-            NotClosed),
+            ElementNotClosed),
         Platform("TheAnswerToResetIsUnknown", Command::Script, "nfc_se_get_atr", "-1", 1, Done),
         Platform(
             "NoConnectionCanBeMade", Command::Script, "connection_create",
-            "CONNECTION_ERROR_OPERATION_FAILED", 1, NoNetwork),
+            "CONNECTION_ERROR_OPERATION_FAILED", 1, NetworkUnavailable),
         Platform(
             "NoSecondConnectionCanBeMade", Command::Script, "connection_create",
-            "CONNECTION_ERROR_OUT_OF_MEMORY", 2, NoNetwork),
+            "CONNECTION_ERROR_OUT_OF_MEMORY", 2, NetworkUnavailable),
         Platform(
             "TheTypeOfTheThirdConnectionIsUnknown", Command::Script, "connection_get_type",
-            "CONNECTION_ERROR_PERMISSION_DENIED", 3, NoNetwork),
+            "CONNECTION_ERROR_PERMISSION_DENIED", 3, NetworkUnavailable),
         Platform(
             "TheStateOfTheLastConnectionIsUnknown", Command::Script, "connection_get_wifi_state", "-1", 4,
-            NoNetwork),
+            NetworkUnavailable),
         Platform("TheProxyIsUnknown", Command::Script, "connection_get_proxy", "-1", 1, Done),
         Platform(
             "ThereIsNoTelephony", Command::Script, "telephony_init", "TELEPHONY_ERROR_NOT_SUPPORTED", 1,
@@ -153,11 +152,12 @@ std::vector<FaultRow> PlatformRows() {
 std::vector<FaultRow> DeviceRows() {
     return {
         DeviceIs("TheElementIsMissing", Command::Script, "card", "present", "false", UnknownError),
-        DeviceIs("ThereIsNoNfc", Command::Script, "nfc", "supported", "false", NoPermission),
+        DeviceIs("ThereIsNoNfc", Command::Script, "nfc", "supported", "false", ElementRefused),
         DeviceIs("TheCardRefusesItsCplc", Command::Eligibility, "card", "answer 80CA9F7F00", "6A82", Done),
         DeviceIs("TheCardSendsAByte", Command::Cplc, "card", "answer 80CA9F7F00", "90", Done),
-        DeviceIs("TheNetworkIsGone", Command::Script, "network", "type", "disconnected", NoNetwork),
-        DeviceIs("TheNetworkIsOfAnUnknownType", Command::Eligibility, "network", "type", "7", NoNetwork)};
+        DeviceIs("TheNetworkIsGone", Command::Script, "network", "type", "disconnected", NetworkUnavailable),
+        DeviceIs(
+            "TheNetworkIsOfAnUnknownType", Command::Eligibility, "network", "type", "7", NetworkUnavailable)};
 }
 
 // Messages are counted from 1, INITIALIZEAPDU included.
@@ -165,21 +165,21 @@ std::vector<FaultRow> ServerRows() {
     return {
         ServerDoes("TheServerIsOverloaded", "status=503", "503"),
         ServerDoes("TheServerLosesTheSession", "status=404@3", "404"),
-        ServerDoes("TheServerAnswersNothing", "empty@2", NoResponse),
+        ServerDoes("TheServerAnswersNothing", "empty@2", NoResponseFromServer),
         ServerDoes("TheServerAnswersWithHtml", "not-json=html@2", Done),
         ServerDoes("TheServerAnswersWithAList", "not-json=list@1", Done),
         ServerDoes("TheServersCodeIsANumber", "numeric-code@2", Done),
         ServerDoes("TheServersSetIsMissing", "no-commands@2", NoApdu),
         ServerDoes("TheServerSpeaksNoHttp", "garbage@2", ProtocolError),
-        ServerDoes("TheServerCloses", "close-before@3", NoResponse),
+        ServerDoes("TheServerCloses", "close-before@3", NoResponseFromServer),
         ServerDoes("TheServerClosesInTheMiddle", "close-middle@3", ProtocolError),
-        ServerDoes("TheServerResets", "reset@2", NoResponse),
+        ServerDoes("TheServerResets", "reset@2", NoResponseFromServer),
         ServerDoes("TheServerRedirectsForEver", "redirect=307@2", ProtocolError),
         ServerDoes("TheServerIsSlow", "delay=400", Done),
         ServerHas("TheCertificateIsExpired", "--certificate-days", "-1", ProtocolError),
         ServerHas("TheCertificateIsAnothers", "--certificate-name", "kms.other.example", ProtocolError),
         AddressIs("TheAddressIsNone", "https://no host", MalformedUrl),
-        AddressIs("TheServerHasNoName", "https://-.invalid", Unreachable)};
+        AddressIs("TheServerHasNoName", "https://-.invalid", HostUnreachable)};
 }
 
 std::vector<FaultRow> AllRows() {
@@ -450,10 +450,10 @@ INSTANTIATE_TEST_SUITE_P(
             "nfc_se_open_secure_element",
             "NFC_ERROR_PERMISSION_DENIED",
             {"cplc"},
-            NoPermission},
+            ElementRefused},
         TerminalRow{"OpeningFails", "nfc_se_open_secure_element", "-1", {"eligibility"}, UnknownError},
         TerminalRow{"TheCommandIsLost", "nfc_se_send_apdu", "-1", {"cplc"}, NoApdu},
-        TerminalRow{"ThereIsNoNetwork", "connection_create", "-1", {"eligibility"}, NoNetwork},
+        TerminalRow{"ThereIsNoNetwork", "connection_create", "-1", {"eligibility"}, NetworkUnavailable},
         TerminalRow{
             "TheServiceHasNoNfc",
             "nfc_manager_initialize",

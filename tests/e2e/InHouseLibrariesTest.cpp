@@ -3,14 +3,15 @@
 
 #include <sstream>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
 
 namespace {
 
-using Navo::Map;
+using ResultText::ElementRefused;
 
-constexpr char NoPermission[] = "10400006_No permission to access eSE";
+using Navo::Map;
 
 class CcmScript : public ::testing::Test {
 protected:
@@ -63,7 +64,7 @@ TEST_F(CcmScript, NeedsTheSecureChannel) {
 TEST_F(CcmScript, NeedsTheSecureElement) {
     const std::string script = Of("00A4040000\\n");
     world.Device().Break("nfc_se_open_secure_element", "NFC_ERROR_PERMISSION_DENIED");
-    EXPECT_EQ(Play(script), Verdict("-3", NoPermission));
+    EXPECT_EQ(Play(script), Verdict("-3", ElementRefused));
 }
 
 class KeyProvisioning : public ::testing::Test {

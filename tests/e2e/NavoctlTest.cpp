@@ -1,6 +1,7 @@
 // The command-line client against the real service: what it prints and how it ends.
 #include <gtest/gtest.h>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
 
@@ -86,7 +87,7 @@ TEST_F(Navoctl, EndsWithOneWhenTheServerEndsTheScriptOtherwise) {
     world.StartKeyServer({"--misbehave", "code=10300008"});
     const World::Result result = world.Navoctl({"run", "--service-id", "demo.card"});
     EXPECT_EQ(result.status, Failure);
-    EXPECT_NE(result.errors.find("10300008_ServiceID is null"), std::string::npos);
+    EXPECT_NE(result.errors.find(ResultText::NoServiceId), std::string::npos);
 }
 
 TEST_F(Navoctl, WaitsLongerForAScriptThanTheBusLibraryWouldOnItsOwn) {

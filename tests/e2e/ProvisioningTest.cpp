@@ -1,6 +1,7 @@
 // Provisioning through the whole service: key server, HTTPS, service and card, under SCP03.
 #include <gmock/gmock.h>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Provisioning.h"
 #include "tests/support/world/Script.h"
 
@@ -113,7 +114,7 @@ TEST_F(Provisioning, OfAForeignCardEndsWithoutTouchingIt) {
 
 TEST_F(Provisioning, OfAServiceThatNobodyKnowsEnds) {
     world.StartKeyServer({"--catalogue", ProvisioningCatalogue(world)});
-    EXPECT_EQ(world.RunScript("no.service").returnCode, "10300004_NAVOData is invalid");
+    EXPECT_EQ(world.RunScript("no.service").returnCode, ResultText::CommandUnreadable);
 }
 
 TEST_F(Provisioning, ThatFindsTheCardFullEndsAndSaysWhere) {

@@ -4,18 +4,18 @@
 
 #include "tests/e2e/Tinyproxy.h"
 #include "tests/support/HttpPeer.h"
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
 
 namespace {
 
+using ResultText::HostUnreachable;
+using ResultText::NoResponseFromServer;
+
 using ::testing::AnyOf;
 using ::testing::Eq;
 
-constexpr char Unreachable[] =
-    "10100005_The remote host cannot be reached because of an intervening firewall, or if an intermediate "
-    "router is down";
-constexpr char NoResponse[] = "10100019_No response has been received from a Server system";
 constexpr char TestService[] = "test.service";
 constexpr char Query[] = "80CA9F7F00";
 constexpr std::size_t Attempts = 4;
@@ -105,7 +105,7 @@ TEST_F(Proxy, WhoseCertificateIsNotTheServersCannotReadAlong) {
     const Tinyproxy proxy(world);
     world.DirectServiceTo(other.Address());
     world.Device().UseProxy(proxy.Address());
-    EXPECT_EQ(Run(), "10100007_There is an error in the underlying protocol, such as a TCP error");
+    EXPECT_EQ(Run(), ResultText::ProtocolError);
     EXPECT_EQ(proxy.Requests(), std::vector<std::string>{"CONNECT " + HostOf(other) + " HTTP/1.1"});
     EXPECT_EQ(other.Stop().messages, 0U);
     EXPECT_EQ(trusted.Stop().connections, 0U);
@@ -117,7 +117,7 @@ TEST_F(Proxy, ThatRefusesIsTriedFourTimes) {
     for (const std::string& address : {closed.Address(), "http://" + closed.Address()}) {
         const std::size_t before = FailedAttempts();
         world.Device().UseProxy(address);
-        EXPECT_EQ(Run(), Unreachable);
+        EXPECT_EQ(Run(), HostUnreachable);
         EXPECT_EQ(FailedAttempts(), before + Attempts);
         EXPECT_TRUE(world.ElementIsClosed());
     }
@@ -129,7 +129,7 @@ TEST_F(Proxy, ThatDeniesTheTunnelGetsNoMessageThrough) {
     KeyServerProcess& server = Serve();
     const Tinyproxy denying(world, "ConnectPort 1\n");
     world.Device().UseProxy(denying.Address());
-    EXPECT_EQ(Run(), NoResponse);
+    EXPECT_EQ(Run(), NoResponseFromServer);
     EXPECT_EQ(denying.Count("CONNECT " + HostOf(server)), Attempts);
     EXPECT_TRUE(world.LogHas("response 403"));
     EXPECT_TRUE(world.ElementIsClosed());
@@ -145,7 +145,7 @@ TEST_F(Proxy, ThatDeniesAPlainRequestEndsTheJob) {
     KeyServerProcess& server = Serve({"--http"});
     const Tinyproxy denying(world, "Allow 127.9.9.9\n");
     world.Device().UseProxy(denying.Address());
-    EXPECT_THAT(Run(), AnyOf(Eq("403"), Eq(NoResponse)));
+    EXPECT_THAT(Run(), AnyOf(Eq("403"), Eq(NoResponseFromServer)));
     EXPECT_TRUE(world.ElementIsClosed());
     EXPECT_EQ(server.Count("INITIALIZEAPDU"), 0U);
 }
@@ -155,7 +155,7 @@ TEST_F(Proxy, ThatCannotReachTheServerSaysSo) {
     const Tinyproxy proxy(world);
     world.Device().UseProxy(proxy.Address());
     world.DirectServiceTo("https://" + closed.Address());
-    EXPECT_EQ(world.Ask({{"Cmd", "69"}}).at("ReturnCode"), NoResponse);
+    EXPECT_EQ(world.Ask({{"Cmd", "69"}}).at("ReturnCode"), NoResponseFromServer);
     EXPECT_TRUE(world.LogHas("response 500"));
     EXPECT_EQ(proxy.Count("CONNECT " + closed.Address()), Attempts);
 }
@@ -183,7 +183,7 @@ TEST_F(Proxy, ThatDiesInTheMiddleEndsTheJobAndTheNextOneWorksThroughAnother) {
         Serve(options);
         Tinyproxy proxy(world);
         world.Device().UseProxy(proxy.Address());
-        EXPECT_EQ(RunUntilItDies(world, proxy), Unreachable);
+        EXPECT_EQ(RunUntilItDies(world, proxy), HostUnreachable);
         EXPECT_TRUE(world.ElementIsClosed());
 
         const Tinyproxy another(world);

@@ -4,8 +4,11 @@
 #include <future>
 
 #include "tests/e2e/ReaderWorld.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace {
+
+using ResultText::NoApdu;
 
 enum class Loss { CardPulled, ReaderGone, ServiceKilled };
 
@@ -17,7 +20,6 @@ struct Moment {
 // The service's own queries and the script's commands.
 constexpr unsigned OwnCommands = 2;
 constexpr unsigned ScriptCommands = 5;
-constexpr char NoApdu[] = "10000002_APDU is not available";
 
 class ReaderLoss : public ReaderWorld, public ::testing::WithParamInterface<Moment> {
 protected:

@@ -1,6 +1,7 @@
 // Scripts that the key server runs on the secure element through the service.
 #include <gtest/gtest.h>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
 
@@ -69,7 +70,7 @@ TEST_F(ServerScript, ItsMessagesCarryTheSessionTheCardAndTheDevice) {
 
 TEST_F(ServerScript, MissingFieldsAreSentEmptyAndGiveNoSessionKey) {
     KeyServerProcess& server = world.StartKeyServer();
-    EXPECT_EQ(world.Ask({{"Cmd", "65"}}).at("ReturnCode"), "10300008_ServiceID is null");
+    EXPECT_EQ(world.Ask({{"Cmd", "65"}}).at("ReturnCode"), ResultText::NoServiceId);
     auto fields = server.Messages().front().fields;
     EXPECT_EQ(fields["serviceId"], "");
     EXPECT_EQ(fields["pushReq"], "");
@@ -101,11 +102,9 @@ TEST_F(ServerScript, AnyFirstAnswerButCommandsEndsItWithoutTouchingTheCard) {
 }
 
 TEST_F(ServerScript, TheServersFinalCodeIsTheResult) {
-    EXPECT_EQ(
-        ResultWith("code=00000002@3"),
-        "00000002_The job has done successfully. But, a timeout has occurred on NFC off");
-    EXPECT_EQ(ResultWith("code=00000009@3"), "00000009_Retry the request of Job from the beginning");
-    EXPECT_EQ(ResultWith("code=10600001@3"), "10600001_IP/Port is Successfully Changed");
+    EXPECT_EQ(ResultWith("code=00000002@3"), ResultText::DoneButNfcOff);
+    EXPECT_EQ(ResultWith("code=00000009@3"), ResultText::Retry);
+    EXPECT_EQ(ResultWith("code=10600001@3"), ResultText::AddressChanged);
     EXPECT_EQ(ResultWith("code=20100000@3"), "20100000_");
     EXPECT_EQ(ResultWith("code=77777777@3"), "77777777");
     EXPECT_EQ(ResultWith("code=0000000@3"), "0000000");
@@ -121,7 +120,7 @@ TEST_F(ServerScript, AnswersWithoutAResultCodeEndItAsDone) {
 }
 
 TEST_F(ServerScript, AnEmptyAnswerIsNoResponse) {
-    EXPECT_EQ(ResultWith("empty@2"), "10100019_No response has been received from a Server system");
+    EXPECT_EQ(ResultWith("empty@2"), ResultText::NoResponseFromServer);
 }
 
 TEST_F(ServerScript, AnHttpStatusIsItsOwnResult) {
@@ -136,7 +135,7 @@ TEST_F(ServerScript, TheContentTypeDoesNotMatter) {
 
 TEST_F(ServerScript, CommandsThatAreMissingEndItInsteadOfSpinning) {
     KeyServerProcess& server = world.StartKeyServer({"--misbehave", "no-commands@2"});
-    EXPECT_EQ(world.RunScript().returnCode, "10000002_APDU is not available");
+    EXPECT_EQ(world.RunScript().returnCode, ResultText::NoApdu);
     EXPECT_EQ(server.Stop().messages, 2U);
 }
 
@@ -167,8 +166,7 @@ TEST_F(ServerScript, AStatusWordThatTheServerDoesNotExpectEndsIt) {
     world.StartKeyServer();
     world.Device().LetCardAnswer("80CA00E000", "6985");
     const World::Job job = world.RunScript();
-    EXPECT_EQ(
-        job.returnCode, "90202001_An error occurred during the execution of a job between NAVO and eSE");
+    EXPECT_EQ(job.returnCode, ResultText::CardJobFailed);
     EXPECT_EQ(job.progress.size(), 4U) << "the set of the refused command is the last";
 }
 
@@ -200,7 +198,7 @@ TEST_F(ServerScript, TheLongestResponseSetIsSent) {
 TEST_F(ServerScript, ACardThatCannotBeClosedReplacesTheServersCode) {
     world.StartKeyServer();
     world.Device().Break("nfc_se_close_secure_element", "NFC_ERROR_OPERATION_FAILED", 2);
-    EXPECT_EQ(world.RunScript().returnCode, "10400005_eSE interface channel is not closed");
+    EXPECT_EQ(world.RunScript().returnCode, ResultText::ElementNotClosed);
 }
 
 TEST_F(ServerScript, ACardThatRefusesItsCplcEndsItAsDoneBeforeTheServerIsAsked) {
@@ -213,7 +211,7 @@ TEST_F(ServerScript, ACardThatRefusesItsCplcEndsItAsDoneBeforeTheServerIsAsked) 
 TEST_F(ServerScript, WithoutANetworkNothingIsSent) {
     KeyServerProcess& server = world.StartKeyServer();
     world.Device().UnplugNetwork();
-    EXPECT_EQ(world.RunScript().returnCode, "10100000_Network is unavailable");
+    EXPECT_EQ(world.RunScript().returnCode, ResultText::NetworkUnavailable);
     EXPECT_EQ(server.Stop().connections, 0U);
 }
 
@@ -221,7 +219,7 @@ TEST_F(ServerScript, ANetworkThatGoesAwayInTheMiddleEndsIt) {
     KeyServerProcess& server = world.StartKeyServer();
     // Asked for before each message.
     world.Device().Break("connection_create", "CONNECTION_ERROR_OPERATION_FAILED", 4);
-    EXPECT_EQ(world.RunScript().returnCode, "10100000_Network is unavailable");
+    EXPECT_EQ(world.RunScript().returnCode, ResultText::NetworkUnavailable);
     EXPECT_EQ(server.Stop().messages, 3U);
 }
 

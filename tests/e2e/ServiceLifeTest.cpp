@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/World.h"
 
 namespace {
@@ -80,7 +81,7 @@ TEST(ServiceLife, StartedByHandItEndsWithStatusZeroToo) {
     World world;
     const std::unique_ptr<Process> service = world.StartService();
     ASSERT_TRUE(Eventually([&] { return world.ServiceProcess() == service->Pid(); }));
-    EXPECT_EQ(world.Ask({{"Cmd", "66"}}).at("ReturnCode"), "10000001_Invalid Cmd parameter is being used");
+    EXPECT_EQ(world.Ask({{"Cmd", "66"}}).at("ReturnCode"), ResultText::WrongCommand);
     EXPECT_EQ(service->WaitForEnd(), 0);
     EXPECT_EQ(service->Output() + service->Errors(), "");
 }
@@ -88,8 +89,7 @@ TEST(ServiceLife, StartedByHandItEndsWithStatusZeroToo) {
 TEST(ServiceLife, AClientLibraryThatMeetsTheServiceOnItsWayOutOpensAgain) {
     World world;
     for (int run = 0; run < 25; ++run) {
-        EXPECT_EQ(
-            world.Ask({{"Cmd", "66"}}).at("ReturnCode"), "10000001_Invalid Cmd parameter is being used");
+        EXPECT_EQ(world.Ask({{"Cmd", "66"}}).at("ReturnCode"), ResultText::WrongCommand);
     }
 }
 
@@ -99,7 +99,7 @@ TEST(ServiceLife, OneClientsCloseLeavesItToTheOthers) {
     other->OpenSession();
     const pid_t service = world.ServiceProcess();
     world.Ask({{"Cmd", "66"}});
-    EXPECT_EQ(other->Call({{"Cmd", "66"}}).at("ReturnCode"), "10000001_Invalid Cmd parameter is being used");
+    EXPECT_EQ(other->Call({{"Cmd", "66"}}).at("ReturnCode"), ResultText::WrongCommand);
     EXPECT_EQ(world.ServiceProcess(), service);
     other->CloseSession();
     EXPECT_EQ(world.AwaitEndOf(service), 0);
@@ -131,7 +131,7 @@ TEST(ServiceLife, AClientThatDiesInTheMiddleOfAScriptLeavesItToRunToItsEndAndThe
     client->Die();
     // Waits for its turn behind the script.
     const World::Job next = world.RunScript();
-    EXPECT_EQ(next.returnCode, "00000001_The job has done successfully");
+    EXPECT_EQ(next.returnCode, ResultText::Done);
     EXPECT_EQ(world.ServiceProcess(), service);
     EXPECT_TRUE(world.ElementIsClosed());
     const auto messages = server.Messages();
@@ -209,7 +209,7 @@ TEST(ServiceLife, JobsLeaveNothingOpenBehindThem) {
 TEST(ServiceLife, ItStartsAndServesWithABrokenNfcManager) {
     World world;
     world.Device().Break("nfc_manager_initialize", "-29491199");
-    EXPECT_EQ(world.Ask({{"Cmd", "66"}}).at("ReturnCode"), "10000001_Invalid Cmd parameter is being used");
+    EXPECT_EQ(world.Ask({{"Cmd", "66"}}).at("ReturnCode"), ResultText::WrongCommand);
     EXPECT_TRUE(world.LogHas("_NFC_MANAGER_LIFECYCLE] Fatal: NFC Manager initialization error. "));
 }
 

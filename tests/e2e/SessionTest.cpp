@@ -1,13 +1,15 @@
 // What the service answers to sessions and requests as they stand on the wire.
 #include <gtest/gtest.h>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/World.h"
 
 namespace {
 
+using ResultText::WrongCommand;
+
 constexpr char ServiceName[] = "com.orvenco.navoa";
 constexpr char WrongParameters[] = "Wrong parameters";
-constexpr char WrongCommand[] = "10000001_Invalid Cmd parameter is being used";
 
 using Map = BusCaller::Map;
 
@@ -87,9 +89,8 @@ TEST_F(Session, AnEmptyRequestGetsOneReplyAndIsForwardedAllTheSame) {
 
 TEST_F(Session, ARequestWithoutACommandIsSaidToHaveNone) {
     ASSERT_EQ(caller.Session("Open").ReturnCode(), "Success");
-    EXPECT_EQ(caller.Call("Cmd", {{"ServiceId", "A"}}).ReturnCode(), "10300005_CMD is null");
-    EXPECT_EQ(
-        caller.Call("Cmd", {{"Cmd", "FFFFFFFFFFFFFFFFF"}}).ReturnCode(), "10300004_NAVOData is invalid");
+    EXPECT_EQ(caller.Call("Cmd", {{"ServiceId", "A"}}).ReturnCode(), ResultText::CommandMissing);
+    EXPECT_EQ(caller.Call("Cmd", {{"Cmd", "FFFFFFFFFFFFFFFFF"}}).ReturnCode(), ResultText::CommandUnreadable);
     for (const char* wrong : {"", "ZZ", "3FE", "100000067", "-67", "6"}) {
         EXPECT_EQ(caller.Call("Cmd", {{"Cmd", wrong}}).ReturnCode(), WrongCommand) << wrong;
     }

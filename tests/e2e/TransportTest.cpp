@@ -2,17 +2,16 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/HttpPeer.h"
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
 
 namespace {
 
-constexpr char ProtocolError[] = "10100007_There is an error in the underlying protocol, such as a TCP error";
-constexpr char Unreachable[] =
-    "10100005_The remote host cannot be reached because of an intervening firewall, or if an intermediate "
-    "router "
-    "is down";
-constexpr char NoResponse[] = "10100019_No response has been received from a Server system";
+using ResultText::HostUnreachable;
+using ResultText::NoResponseFromServer;
+using ResultText::ProtocolError;
+
 constexpr std::size_t Attempts = 4;
 
 class Transport : public ::testing::Test {
@@ -66,21 +65,21 @@ TEST_F(Transport, TheHostNameOfTheCertificateIsVerifiedToo) {
 TEST_F(Transport, AHostWhereNobodyListensIsTriedFourTimes) {
     const ClosedPort port;
     world.DirectServiceTo("https://" + port.Address());
-    EXPECT_EQ(AskEligibility(), Unreachable);
+    EXPECT_EQ(AskEligibility(), HostUnreachable);
     EXPECT_EQ(FailedAttempts("7 "), Attempts);
 }
 
 TEST_F(Transport, AServerThatSpeaksNoTlsIsTriedFourTimes) {
     KeyServerProcess& server = world.StartKeyServer({"--http"});
     world.DirectServiceTo("https" + server.Address().substr(4));
-    EXPECT_EQ(AskEligibility(), Unreachable);
+    EXPECT_EQ(AskEligibility(), HostUnreachable);
     EXPECT_EQ(FailedAttempts("35 "), Attempts);
     EXPECT_EQ(server.Stop().messages, 0U);
 }
 
 TEST_F(Transport, AnAddressThatIsNoneIsTriedOnce) {
     world.DirectServiceTo("https://no host");
-    EXPECT_EQ(AskEligibility(), "10100004_A malformed URL has occurred");
+    EXPECT_EQ(AskEligibility(), ResultText::MalformedUrl);
     EXPECT_EQ(FailedAttempts("3 "), 1U);
     EXPECT_EQ(FailedAttempts(), 1U);
 }
@@ -131,7 +130,7 @@ TEST_F(Transport, AConnectionThatClosesInPlaceOfAnAnswerIsTriedAgain) {
 
 TEST_F(Transport, AConnectionThatAlwaysClosesInPlaceOfAnAnswerGivesNoResponse) {
     Misbehaving("close-before@2");
-    EXPECT_EQ(world.RunScript().returnCode, NoResponse);
+    EXPECT_EQ(world.RunScript().returnCode, NoResponseFromServer);
     EXPECT_EQ(FailedAttempts("52 "), Attempts);
 }
 
@@ -217,7 +216,7 @@ TEST_F(Transport, AnAnswerIsUnescapedBeforeItIsRead) {
     HttpPeer server;
     server.Script({Answer(R"(%7B"resultCode":"1050000%33"})")});
     world.DirectServiceTo(server.Url());
-    EXPECT_EQ(AskEligibility(), "10500003_This device is not available");
+    EXPECT_EQ(AskEligibility(), ResultText::DeviceNotAvailable3);
 }
 
 TEST_F(Transport, TheProxyOfThePlatformIsUsed) {
@@ -233,7 +232,7 @@ TEST_F(Transport, AProxyThatIsNotThereIsTriedFourTimes) {
     const ClosedPort proxy;
     world.Device().UseProxy("http://" + proxy.Address());
     world.DirectServiceTo("http://kms.example");
-    EXPECT_EQ(AskEligibility(), Unreachable);
+    EXPECT_EQ(AskEligibility(), HostUnreachable);
     EXPECT_EQ(FailedAttempts("7 "), Attempts);
 }
 

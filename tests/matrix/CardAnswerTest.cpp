@@ -39,7 +39,7 @@ std::vector<CardAnswer> CardAnswers() {
 
 // A single set of this command: what is told is the one message after the first.
 Case ScriptOf(const std::string& command, const CardAnswer& answer) {
-    Case row = {command + " answered by " + answer.answer, ScriptRequest(), Status(CardError)};
+    Case row = {command + " answered by " + answer.answer, ScriptRequest(), Status(CardJobFailed)};
     row.cardAnswers = {{command, answer.answer}};
     row.reactions = {CommandSet("/01" + command), Result("90202001")};
     row.sent = {"INITIALIZEAPDU"};

@@ -19,18 +19,18 @@ struct CodeRow {
 // All others are one failure that is not tried again.
 constexpr CodeRow KnownCodes[] = {
     {CURLE_URL_MALFORMAT, MalformedUrl, false},
-    {CURLE_COULDNT_RESOLVE_PROXY, Unreachable, true},
-    {CURLE_COULDNT_RESOLVE_HOST, Unreachable, true},
-    {CURLE_COULDNT_CONNECT, Unreachable, true},
-    {CURLE_REMOTE_ACCESS_DENIED, AccessDenied, false},
+    {CURLE_COULDNT_RESOLVE_PROXY, HostUnreachable, true},
+    {CURLE_COULDNT_RESOLVE_HOST, HostUnreachable, true},
+    {CURLE_COULDNT_CONNECT, HostUnreachable, true},
+    {CURLE_REMOTE_ACCESS_DENIED, ConnectionRefused, false},
     {CURLE_HTTP_RETURNED_ERROR, ProtocolError, true},
     {CURLE_OPERATION_TIMEDOUT, TimedOut, true},
-    {CURLE_HTTP_POST_ERROR, NoResponse, true},
-    {CURLE_SSL_CONNECT_ERROR, Unreachable, true},
-    {CURLE_GOT_NOTHING, NoResponse, true},
-    {CURLE_RECV_ERROR, NoResponse, true},
-    {CURLE_BAD_CONTENT_ENCODING, BadEncoding, false},
-    {CURLE_AGAIN, TryAgain, true}};
+    {CURLE_HTTP_POST_ERROR, NoResponseFromServer, true},
+    {CURLE_SSL_CONNECT_ERROR, HostUnreachable, true},
+    {CURLE_GOT_NOTHING, NoResponseFromServer, true},
+    {CURLE_RECV_ERROR, NoResponseFromServer, true},
+    {CURLE_BAD_CONTENT_ENCODING, BadContentEncoding, false},
+    {CURLE_AGAIN, TemporarilyUnavailable, true}};
 
 std::vector<CodeRow> AllCodes() {
     std::vector<CodeRow> rows(std::begin(KnownCodes), std::end(KnownCodes));

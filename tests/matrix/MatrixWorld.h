@@ -16,6 +16,7 @@
 #include "tests/support/service/CurlSpy.h"
 #include "tests/support/service/DeviceWorld.h"
 #include "tests/support/service/RecordingPort.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace Matrix {
 
@@ -62,27 +63,7 @@ constexpr char Cplc[] =
 constexpr char SeId[] = "4F525731000150600100506100C0FFEE0042";
 constexpr char TrustedPackage[] = "com.example.platform";
 
-constexpr char Done[] = "00000001_The job has done successfully";
-constexpr char UnknownError[] = "10000000_An unknown Error has occurred";
-constexpr char WrongCommand[] = "10000001_Invalid Cmd parameter is being used";
-constexpr char NoApdu[] = "10000002_APDU is not available";
-constexpr char NoNetwork[] = "10100000_Network is unavailable";
-constexpr char AccessDenied[] =
-    "10100002_A connection is refused to the remote host for a remote method call";
-constexpr char TryAgain[] =
-    "10100003_A HTTP request needs to be retried but cannot be retried automatically, due to streaming mode "
-    "being enabled";
-constexpr char MalformedUrl[] = "10100004_A malformed URL has occurred";
-constexpr char Unreachable[] =
-    "10100005_The remote host cannot be reached because of an intervening firewall, or if an intermediate "
-    "router is down";
-constexpr char ProtocolError[] = "10100007_There is an error in the underlying protocol, such as a TCP error";
-constexpr char TimedOut[] = "10100009_A timeout has occurred on a socket read or accept";
-constexpr char BadEncoding[] = "10100013_The Character Encoding is not supported";
-constexpr char NoResponse[] = "10100019_No response has been received from a Server system";
-constexpr char NotClosed[] = "10400005_eSE interface channel is not closed";
-constexpr char NoPermission[] = "10400006_No permission to access eSE";
-constexpr char CardError[] = "90202001_An error occurred during the execution of a job between NAVO and eSE";
+using namespace ResultText;
 
 inline Map Status(const std::string& message) {
     return {{"ReturnCode", message}};

@@ -67,7 +67,7 @@ Group CplcGroup() {
         cplc,
         ElementRows(
             2, cplc,
-            {Gives(Status(NoPermission)), Gives(Status(UnknownError)), Gives(Status(NoApdu)),
+            {Gives(Status(ElementRefused)), Gives(Status(UnknownError)), Gives(Status(NoApdu)),
              Gives(Status(Done)), cplc})};
 }
 
@@ -118,7 +118,7 @@ std::vector<FaultRow> EligibilityFactRows() {
 
 std::vector<FaultRow> EligibilityNetworkRows() {
     const Codes codes = Joined(ConnectionCodes(), EmptySuccess());
-    const Outcome noNetwork = Eligible(NoNetwork, false);
+    const Outcome noNetwork = Eligible(NetworkUnavailable, false);
     return {
         {"connection_create", codes, {noNetwork}, {}},
         {"connection_get_type", codes, {noNetwork}, {}},
@@ -138,7 +138,7 @@ Group EligibilityGroup() {
         Eligible(Done),
         ElementRows(
             2, Eligible(Done),
-            {Eligible(NoPermission, false), Eligible(UnknownError, false), Eligible(NoApdu, false),
+            {Eligible(ElementRefused, false), Eligible(UnknownError, false), Eligible(NoApdu, false),
              Eligible(Done, false), Eligible(Done)})};
     for (const std::vector<FaultRow>& rows : {EligibilityFactRows(), EligibilityNetworkRows()}) {
         group.rows.insert(group.rows.end(), rows.begin(), rows.end());
@@ -233,8 +233,8 @@ Group CcmGroup() {
         played,
         ElementRows(
             2, played,
-            {Ccm("-3", NoPermission), Ccm("-3", UnknownError), Ccm("-5", NoApdu), Ccm("-5", Done),
-             Ccm("0", NotClosed)})};
+            {Ccm("-3", ElementRefused), Ccm("-3", UnknownError), Ccm("-5", NoApdu), Ccm("-5", Done),
+             Ccm("0", ElementNotClosed)})};
     const std::vector<FaultRow> library = {
         {"openSecureSpi", {"0", "-1", "2", "12345", "0x80000000"}, {Ccm("-3", UnknownError)}, {}},
         {"openSecureSpi", {"1"}, {Ccm("-4", UnknownError)}, {}},

@@ -65,7 +65,7 @@ Outcome ServerGoesOn(std::size_t firstSilentSet, std::size_t lastSilentSet) {
 
 // The server gives up at the first set that fails.
 Outcome ServerGivesUp(std::size_t silentSet) {
-    Outcome outcome = Ends(CardError, silentSet + 1);
+    Outcome outcome = Ends(CardJobFailed, silentSet + 1);
     outcome.sent[silentSet] = NoAnswer;
     outcome.reactions.assign(Sets().begin(), Sets().begin() + static_cast<std::ptrdiff_t>(silentSet));
     outcome.reactions.push_back(Result("90202001"));
@@ -88,7 +88,9 @@ FaultRow Sends(const Codes& codes, const char* withoutCplc, bool serverGoesOn) {
 
 // The network is asked for before each message.
 std::vector<Outcome> LosesTheNetwork() {
-    return {Ends(NoNetwork, 0), Ends(NoNetwork, 1), Ends(NoNetwork, 2), Ends(NoNetwork, 3)};
+    return {
+        Ends(NetworkUnavailable, 0), Ends(NetworkUnavailable, 1), Ends(NetworkUnavailable, 2),
+        Ends(NetworkUnavailable, 3)};
 }
 
 FaultRow LosesTheNetworkAt(const char* function, const char* network) {
@@ -104,7 +106,7 @@ std::vector<Group> SecureElementGroups() {
     const Codes failures = Joined(NfcCodes(), ForeignCodes());
     const Codes all = Joined(failures, NfcAccessCodes());
     const FaultRow refused = {
-        "nfc_se_open_secure_element", NfcAccessCodes(), Each(2, Ends(NoPermission, 0)), {}};
+        "nfc_se_open_secure_element", NfcAccessCodes(), Each(2, Ends(ElementRefused, 0)), {}};
     const FaultRow failed = {"nfc_se_open_secure_element", failures, Each(2, Ends(UnknownError, 0)), {}};
     // Success without a channel: the look-up finds none to close, and the job none to send on.
     const FaultRow hollow = {
@@ -117,8 +119,8 @@ std::vector<Group> SecureElementGroups() {
     const FaultRow stuck = {
         "nfc_se_close_secure_element",
         all,
-        {Works(), Ends(NotClosed, 4)},
-        {Ends(NotClosed, 4, 1), Ends(NotClosed, 4, 1)}};
+        {Works(), Ends(ElementNotClosed, 4)},
+        {Ends(ElementNotClosed, 4, 1), Ends(ElementNotClosed, 4, 1)}};
     const FaultRow lost = {
         "nfc_se_close_secure_element", EmptySuccess(), {Works(1), Works(1)}, {Works(2), Works(1)}};
     return {
@@ -143,7 +145,7 @@ std::vector<Group> NetworkGroups() {
         {"connection_get_cellular_state",
          {LosesTheNetworkAt("connection_get_cellular_state", "type=cellular")}},
         {"connection_get_bt_state",
-         {{"connection_get_bt_state", all, {Ends(NoNetwork, 0)}, {}, "type=bluetooth"}}},
+         {{"connection_get_bt_state", all, {Ends(NetworkUnavailable, 0)}, {}, "type=bluetooth"}}},
         {"connection_get_ethernet_state",
          {{"connection_get_ethernet_state", all, Each(4, Works()), {}, "type=ethernet"}}},
         {"connection_get_proxy", {{"connection_get_proxy", all, Each(4, Works()), {}}}},

@@ -64,7 +64,7 @@ std::vector<AnswerRow> Statuses() {
 
 std::vector<AnswerRow> InterimAnswers() {
     const std::string done = Result("00000009").bytes;
-    const std::string message = "00000009_Retry the request of Job from the beginning";
+    const std::string message = Retry;
     return {
         {"100 before the answer", Raw("HTTP/1.1 100 Continue\r\n\r\n" + done), message},
         {"102 twice before the answer",
@@ -96,7 +96,8 @@ std::vector<AnswerRow> InterimAnswers() {
 // What cannot be read as an object of texts leaves the result without a code, and that is a success.
 std::vector<AnswerRow> UnreadableBodies() {
     std::vector<AnswerRow> rows = {
-        {"an empty body", Answer(""), NoResponse}, {"an escaped zero byte alone", Answer("%00"), Done}};
+        {"an empty body", Answer(""), NoResponseFromServer},
+        {"an escaped zero byte alone", Answer("%00"), Done}};
     const std::vector<std::pair<std::string, std::string>> bodies = {
         {"no JSON", "<html>Bad gateway</html>"},
         {"a blank", " "},
@@ -144,12 +145,9 @@ std::vector<AnswerRow> UnreadableBodies() {
 
 std::vector<AnswerRow> Codes() {
     std::vector<AnswerRow> rows = {
-        {"an escaped code", Answer(R"({"resultCode":"%30%30%30%30%30%30%30%39"})"),
-         "00000009_Retry the request of Job from the beginning"},
-        {"a code in escapes of JSON", Answer(R"({"resultCode":"\u00300000009"})"),
-         "00000009_Retry the request of Job from the beginning"},
-        {"the last of two codes", Answer(R"({"resultCode":"00000001","resultCode":"00000009"})"),
-         "00000009_Retry the request of Job from the beginning"},
+        {"an escaped code", Answer(R"({"resultCode":"%30%30%30%30%30%30%30%39"})"), Retry},
+        {"a code in escapes of JSON", Answer(R"({"resultCode":"\u00300000009"})"), Retry},
+        {"the last of two codes", Answer(R"({"resultCode":"00000001","resultCode":"00000009"})"), Retry},
         {"a plus sign in the code", Answer(R"({"resultCode":"0000+009"})"), "0000+009"},
         {"a single percent sign in the code", Answer(R"({"resultCode":"100%"})"), "100%"},
         {"formats in the code", Answer(R"({"resultCode":"%s%n%p%25s"})"), "%s%n%p%s"},
@@ -163,11 +161,9 @@ std::vector<AnswerRow> Codes() {
         {"a mebibyte of code", Answer(R"({"resultCode":")" + std::string(Mebibyte, '7') + "\"}"),
          std::string(Mebibyte, '7')},
         {"a mebibyte beside the code",
-         Answer(R"({"text":")" + std::string(Mebibyte, 'x') + R"(","resultCode":"00000009"})"),
-         "00000009_Retry the request of Job from the beginning"},
+         Answer(R"({"text":")" + std::string(Mebibyte, 'x') + R"(","resultCode":"00000009"})"), Retry},
         {"a content encoding that nobody asked for",
-         Answer(R"({"resultCode":"00000009"})", 200, "Content-Encoding: gzip\r\n"),
-         "00000009_Retry the request of Job from the beginning"}};
+         Answer(R"({"resultCode":"00000009"})", 200, "Content-Encoding: gzip\r\n"), Retry}};
     for (const char* code :
          {"00000002", "10000000", "10100000", "10300014", "10400003", "10500001", "90202008"}) {
         std::string message;
@@ -244,7 +240,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(ServerSet, ThatCannotBeRunIsToldToTheServerWhoseNextCodeDecides) {
     std::vector<Case> cases;
     for (const SetRow& row : WrongSets()) {
-        Case each = {row.label, ScriptRequest(), Status(CardError)};
+        Case each = {row.label, ScriptRequest(), Status(CardJobFailed)};
         each.reactions = {CommandSet("/0180CA006600"), CommandSet(row.set), Result("90202001")};
         each.sent = {"INITIALIZEAPDU", "NEXTAPDU /01ABCD9000", "NEXTAPDU " + row.sent};
         cases.push_back(each);
@@ -271,14 +267,14 @@ TEST_F(ServerSet, ThatIsMissingOrEmptyEndsTheScript) {
 }
 
 TEST_F(EligibilityQuery, IsSentThreeTimesAtMostWhileTheServerAsksToWait) {
-    const Map wait = Status("10500006_Eligibility All mode is working. Please wait");
+    const Map wait = Status(PleaseWait);
     Case thrice = {"wait three times", Command("69"), wait};
     thrice.reactions = {Result("10500006"), Result("10500006"), Result("10500006")};
     thrice.sent = {"ELIGIBILITY", "ELIGIBILITY", "ELIGIBILITY"};
     Case once = {"wait once", Command("69"), Status(Done)};
     once.reactions = {Result("10500006"), Result("00000001")};
     once.sent = {"ELIGIBILITY", "ELIGIBILITY"};
-    Case broken = {"wait, then nothing", Command("69"), Status(NoResponse)};
+    Case broken = {"wait, then nothing", Command("69"), Status(NoResponseFromServer)};
     broken.reactions = {Result("10500006"), Answer("")};
     broken.sent = {"ELIGIBILITY", "ELIGIBILITY"};
     CheckAll({thrice, once, broken});

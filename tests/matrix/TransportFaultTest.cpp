@@ -63,22 +63,22 @@ HttpReaction Half() {
 std::vector<Misdeed> Misdeeds() {
     const std::string head = "HTTP/1.1 200 OK\r\n";
     return {
-        {"closes without a byte", CloseAtOnce(), NoResponse, Attempts},
-        {"resets without a byte", HttpReaction{}.ThenReset(), NoResponse, Attempts},
+        {"closes without a byte", CloseAtOnce(), NoResponseFromServer, Attempts},
+        {"resets without a byte", HttpReaction{}.ThenReset(), NoResponseFromServer, Attempts},
         // A head without an end and a body that is empty look alike to libcurl.
-        {"closes within the head", HttpReaction{head}.ThenClose(), NoResponse, 0},
+        {"closes within the head", HttpReaction{head}.ThenClose(), NoResponseFromServer, 0},
         {"closes within the body", Half().ThenClose(), ProtocolError, 1},
-        {"resets within the body", Half().ThenReset(), NoResponse, Attempts},
+        {"resets within the body", Half().ThenReset(), NoResponseFromServer, Attempts},
         {"closes within a chunk",
          HttpReaction{head + "Transfer-Encoding: chunked\r\n\r\nFF\r\n{"}.ThenClose(), ProtocolError, 1},
         {"sends a chunk without a length",
-         HttpReaction{head + "Transfer-Encoding: chunked\r\n\r\nno length\r\n"}.ThenClose(), NoResponse,
-         Attempts},
+         HttpReaction{head + "Transfer-Encoding: chunked\r\n\r\nno length\r\n"}.ThenClose(),
+         NoResponseFromServer, Attempts},
         {"sends another encoding", HttpReaction{head + "Transfer-Encoding: unheard-of\r\n\r\n{}"}.ThenClose(),
-         BadEncoding, 1},
+         BadContentEncoding, 1},
         {"sends what is not compressed as if it were",
-         HttpReaction{head + "Transfer-Encoding: gzip\r\n\r\nnot compressed at all"}.ThenClose(), BadEncoding,
-         1},
+         HttpReaction{head + "Transfer-Encoding: gzip\r\n\r\nnot compressed at all"}.ThenClose(),
+         BadContentEncoding, 1},
         {"speaks no HTTP", HttpReaction{"220 mail.example ready\r\n\r\n"}.ThenClose(), ProtocolError, 1},
         {"speaks another HTTP", HttpReaction{"HTTP/7.3 200 OK\r\n\r\n{}"}.ThenClose(), ProtocolError, 1},
         {"redirects to where nobody speaks its protocol",
@@ -194,9 +194,9 @@ TEST_F(TransportFault, OfASilentHandshakeTimesOutFourTimes) {
 TEST_F(TransportFault, OfAnAddressIsOneReply) {
     const ClosedPort closed;
     const std::string noHost = std::string(70, 'x') + ".invalid";  // no name has a part so long
-    CheckReaching("refused", "http://" + closed.Address(), Unreachable, Attempts);
-    CheckReaching("refused in TLS", "https://" + closed.Address(), Unreachable, Attempts);
-    CheckReaching("unresolvable", "http://" + noHost, Unreachable, Attempts);
+    CheckReaching("refused", "http://" + closed.Address(), HostUnreachable, Attempts);
+    CheckReaching("refused in TLS", "https://" + closed.Address(), HostUnreachable, Attempts);
+    CheckReaching("unresolvable", "http://" + noHost, HostUnreachable, Attempts);
     CheckReaching("malformed", "http://a host", MalformedUrl, 1);
     CheckReaching("port out of range", "http://127.0.0.1:65536", MalformedUrl, 1);
     CheckReaching("unknown scheme", "abcde://127.0.0.1", ProtocolError, 1);
@@ -210,20 +210,21 @@ TEST_F(TransportFault, OfAProxyIsOneReply) {
     const std::string noHost = std::string(70, 'x') + ".invalid:8080";
     const std::string address = "http://kms.example";
     const auto through = [](const std::string& proxy) { return "type=wifi\nproxy=" + proxy; };
-    CheckReaching("proxy refused", address, Unreachable, Attempts, {}, through(closed.Address()));
+    CheckReaching("proxy refused", address, HostUnreachable, Attempts, {}, through(closed.Address()));
     CheckReaching(
-        "proxy of a full URL refused", address, Unreachable, Attempts, {},
+        "proxy of a full URL refused", address, HostUnreachable, Attempts, {},
         through("http://" + closed.Address()));
     CheckReaching(
-        "proxy refused for TLS", "https://kms.example", Unreachable, Attempts, {}, through(closed.Address()));
-    CheckReaching("proxy unresolvable", address, Unreachable, Attempts, {}, through(noHost));
-    CheckReaching("proxy that is no address", address, Unreachable, Attempts, {}, through("a b c"));
+        "proxy refused for TLS", "https://kms.example", HostUnreachable, Attempts, {},
+        through(closed.Address()));
+    CheckReaching("proxy unresolvable", address, HostUnreachable, Attempts, {}, through(noHost));
+    CheckReaching("proxy that is no address", address, HostUnreachable, Attempts, {}, through("a b c"));
     for (const int status : {400, 403, 404, 407, 500, 502, 503, 504}) {
         HttpPeer proxy;
         proxy.Script(std::deque<HttpReaction>(8 * Attempts, Answer("", status).ThenClose()));
         CheckReaching(
-            "tunnel denied with " + std::to_string(status), "https://kms.example", NoResponse, Attempts, {},
-            through(proxy.Address()));
+            "tunnel denied with " + std::to_string(status), "https://kms.example", NoResponseFromServer,
+            Attempts, {}, through(proxy.Address()));
         proxy.Script(std::deque<HttpReaction>(8, Answer("", status)));
         CheckReaching(
             "request denied with " + std::to_string(status), address, std::to_string(status).c_str(), 0, {},
@@ -232,7 +233,8 @@ TEST_F(TransportFault, OfAProxyIsOneReply) {
     }
     HttpPeer silent;
     silent.Script(std::deque<HttpReaction>(8 * Attempts, CloseAtOnce()));
-    CheckReaching("proxy that closes", address, NoResponse, Attempts, {}, through(silent.Address()));
+    CheckReaching(
+        "proxy that closes", address, NoResponseFromServer, Attempts, {}, through(silent.Address()));
 }
 
 TEST_F(TransportFault, OfACertificateIsOneReplyAndNoMessage) {
@@ -262,7 +264,7 @@ TEST_F(TransportFault, OfACertificateIsOneReplyAndNoMessage) {
 TEST_F(TransportFault, OfAHandshakeIsTriedFourTimes) {
     const TestCertificate certificate({"127.0.0.1"});
     HttpPeer server(certificate.ServerContext());
-    for (Case& row : Reaching("closes in the handshake", server.Url(), Unreachable, Attempts)) {
+    for (Case& row : Reaching("closes in the handshake", server.Url(), HostUnreachable, Attempts)) {
         server.RefuseConnections(Attempts);
         row.sections = Trusting(certificate);
         Check(row);

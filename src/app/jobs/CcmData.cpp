@@ -7,7 +7,7 @@
 
 void Na::Job_HANDLE_CCM_DATA::Execute() {
     LogPrint(LogInfo, "info: Handle ccm data");
-    SetResultCode(10000000);
+    SetResultCode(ResultCode::UnknownError);
     const std::string script = request->data[Key::CcmScriptData];
     LogPrint(LogTrace, JOB_LOCATED("CCM[%d]: %s"), static_cast<int>(script.size()), script.c_str());
     Lccm lccm;

@@ -152,7 +152,7 @@ Job_DALM::Job_DALM(std::unique_ptr<JobRequest> jobRequest, std::int32_t commandN
 void Job_DALM::Execute() {
     LogPrint(LogTrace, JOB_LOCATED(""));
     result[Key::ReturnCode] = IntToString(CallLibrary(), 10);
-    SetResultCode(1);
+    SetResultCode(ResultCode::Done);
 }
 
 int Job_DALM::CallLibrary() {

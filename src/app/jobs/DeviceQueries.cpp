@@ -30,12 +30,12 @@ std::string WithScheme(const std::string& address) {
 }  // namespace
 
 void Job_GET_SE_STATUS::Execute() {
-    SetResultCode(10000001);
+    SetResultCode(ResultCode::WrongCommand);
 }
 
 void Job_GET_CPLC::Execute() {
     LogPrint(LogInfo, "info: Get CPLC");
-    SetResultCode(10000000);
+    SetResultCode(ResultCode::UnknownError);
     {
         SeSession session(request->readerKind);
         if (session.IsOpen()) {
@@ -49,7 +49,7 @@ void Job_GET_CPLC::Execute() {
 
 void Job_GET_MEMORY::Execute() {
     LogPrint(LogInfo, "info: Get Memory");
-    SetResultCode(10000000);
+    SetResultCode(ResultCode::UnknownError);
     std::int32_t freeMemory = 0;
     {
         SeSession session(request->readerKind);
@@ -60,14 +60,14 @@ void Job_GET_MEMORY::Execute() {
     const std::string text = IntToString(freeMemory, 10);
     if (freeMemory > 0) {
         result[Key::MemoryInfo] = text;
-        SetResultCode(1);
+        SetResultCode(ResultCode::Done);
     }
     result[Key::ReturnCode] = text;
 }
 
 void Job_CHECK_ELIGIBILITY::Execute() {
     LogPrint(LogInfo, "info: Eligibility");
-    SetResultCode(10000000);
+    SetResultCode(ResultCode::UnknownError);
     {
         SeSession session(request->readerKind);
         if (session.IsOpen()) {
@@ -97,7 +97,7 @@ void Job_GET_PHONEINFO::Execute() {
         text.append(text.empty() ? "" : "\n").append(line.key).append(": ").append(line.value);
     }
     result[Key::PhoneInfo] = text;
-    SetResultCode(1);
+    SetResultCode(ResultCode::Done);
 }
 
 void Job_SET_ADDRESS::Execute() {
@@ -106,10 +106,10 @@ void Job_SET_ADDRESS::Execute() {
     SetNavoAddress(address);
     if (GetNavoAddress() == address) {
         LogPrint(LogDebug, JOB_LOCATED("Changed to use new NAVO URL: %s"), address.c_str());
-        SetResultCode(1);
+        SetResultCode(ResultCode::Done);
     } else {
         LogPrint(LogError, JOB_LOCATED("Error changing URL"));
-        SetResultCode(10000000);
+        SetResultCode(ResultCode::UnknownError);
     }
 }
 

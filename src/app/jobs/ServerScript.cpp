@@ -20,14 +20,11 @@ constexpr std::size_t LongestResponseSet = 65537;
 // What the server gets in place of the responses; unlike other failures, with a closing "/".
 constexpr char ClientDisappeared[] = "21_client disappeared./";
 
-// Current result while the server has more command sets to run.
-constexpr std::int32_t CommandSetToRun = 0;
-
 }  // namespace
 
 void Job_SET_JOB_EXECUTOR::Execute() {
     LogPrint(LogInfo, "info: Execute");
-    SetResultCode(10000000);
+    SetResultCode(ResultCode::UnknownError);
     if (request == nullptr) {
         return;
     }
@@ -43,12 +40,12 @@ void Job_SET_JOB_EXECUTOR::Execute() {
     NavoProxy server;  // goes before the secure element closes
     const std::string seId = request->seId;
     std::string response = BeginSession(server);
-    while (GetResultCode() == CommandSetToRun) {
+    while (GetResultCode() == ResultCode::CommandSetToRun) {
         const std::string responseSet = RunCommandSet(session.Element(), response);
         if (responseSet.empty()) {
             // Nothing was exchanged and nothing will be sent, so no further pass can change anything.
             LogPrint(LogError, JOB_LOCATED("Command set is missing or empty"));
-            SetResultCode(10000002);
+            SetResultCode(ResultCode::NoApdu);
         } else if (responseSet.size() <= LongestResponseSet) {
             LogPrint(LogDebug, JOB_LOCATED("rAPDU: %s"), responseSet.c_str());
             response = server.NextApdu(request->clientId, seId, responseSet);
@@ -70,7 +67,7 @@ std::string Job_SET_JOB_EXECUTOR::BeginSession(NavoProxy& server) {
 std::string Job_SET_JOB_EXECUTOR::RunCommandSet(Se& se, const std::string& response) {
     if (request->port == nullptr) {
         LogPrint(LogDebug, JOB_LOCATED("Client disappeared. Terminating"));
-        SetResultCode(10100007);
+        SetResultCode(ResultCode::ProtocolError);
         return ClientDisappeared;
     }
     const std::string commandSet = Json(response).Get("cApduSet");

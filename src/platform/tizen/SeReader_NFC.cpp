@@ -9,6 +9,7 @@
 
 namespace Tizen23 {
 
+using Na::ResultCode;
 using Na::SetResultCode;
 
 namespace {
@@ -58,11 +59,11 @@ bool SeReaderNfc::IsPresent() {
 }
 
 bool SeReaderNfc::Open() {
-    SetResultCode(10000000);
+    SetResultCode(ResultCode::UnknownError);
     LogPrint(LogDebug, LOCATED("Opening SE"));
     if (handle != nullptr) {
         LogPrint(LogDebug, LOCATED("Secure Element is already opened"));
-        SetResultCode(10400001);
+        SetResultCode(ResultCode::ElementOpened);
         ++openCount;
         return true;
     }
@@ -71,7 +72,7 @@ bool SeReaderNfc::Open() {
         handle = nullptr;  // whatever the platform left there is no channel
     }
     if (IsAccessRefused(error)) {
-        SetResultCode(10400006);
+        SetResultCode(ResultCode::ElementRefused);
         return false;
     }
     if (error != NFC_ERROR_NONE) {
@@ -81,7 +82,7 @@ bool SeReaderNfc::Open() {
         return false;
     }
     ReadAtr();
-    SetResultCode(10400001);
+    SetResultCode(ResultCode::ElementOpened);
     LogPrint(LogDebug, LOCATED("Starting to work with SE of type: %d"), seType);
     ++openCount;
     return true;
@@ -108,13 +109,13 @@ void SeReaderNfc::Close() {
     if (Compat::CloseSecureElement(handle) == NFC_ERROR_NONE) {
         handle = nullptr;
     } else {
-        SetResultCode(10400005);
+        SetResultCode(ResultCode::ElementNotClosed);
     }
 }
 
 Na::Bytes SeReaderNfc::Apdu(const Na::Bytes& command) {
     LogPrint(LogDebug, LOCATED("Sending command to SE"));
-    SetResultCode(10000000);
+    SetResultCode(ResultCode::UnknownError);
     if (handle == nullptr) {
         LogPrint(LogDebug, LOCATED("SE not opened"));
         return Na::Bytes();
@@ -127,11 +128,11 @@ Na::Bytes SeReaderNfc::Apdu(const Na::Bytes& command) {
         &length);
     if (error != NFC_ERROR_NONE) {
         LogPrint(LogError, LOCATED("APDU send error: %s"), get_error_message(error));
-        SetResultCode(10000002);
+        SetResultCode(ResultCode::NoApdu);
         return Na::Bytes();
     }
     const Na::OwnedMemory<unsigned char> owned(answer);
-    SetResultCode(1);
+    SetResultCode(ResultCode::Done);
     return answer != nullptr ? Na::Bytes(answer, answer + length) : Na::Bytes();
 }
 

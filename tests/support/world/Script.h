@@ -4,8 +4,10 @@
 #include <string>
 #include <vector>
 
-constexpr char Done[] = "00000001_The job has done successfully";
-constexpr char UnknownError[] = "10000000_An unknown Error has occurred";
+#include "tests/support/service/ResultTexts.h"
+
+using ResultText::Done;
+using ResultText::UnknownError;
 
 // A script for "test.service" with one step for each set of commands, whatever the status words are. A
 // command that begins with "raw " is sent as it stands behind that.

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/PrivatePcscd.h"
 
 namespace fs = std::filesystem;
@@ -180,7 +181,7 @@ KeyServerProcess& World::StartUnknownKeyServer(const std::vector<std::string>& o
 
 void World::DirectServiceTo(const std::string& address) const {
     const Navo::Map reply = Ask({{"Cmd", "1F5"}, {"hostAddr", address}});
-    EXPECT_EQ(reply.at("ReturnCode"), "00000001_The job has done successfully");
+    EXPECT_EQ(reply.at("ReturnCode"), ResultText::Done);
 }
 
 std::unique_ptr<ClientProcess> World::StartClient(const std::string& package) {

@@ -14,6 +14,8 @@
 #include "app/jobs/ServerScript.h"
 #include "tests/support/service/DeviceWorld.h"
 #include "tests/support/service/RecordingPort.h"
+#include "tests/support/service/ResultCodePrinter.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace {
 
@@ -65,7 +67,7 @@ bool Is(const std::unique_ptr<Na::AgentJob>& job) {
 
 TEST_F(AgentTest, SaysThatTheDataIsMissingWhenTheRequestIsEmpty) {
     Send({});
-    EXPECT_EQ("10300000_NAVOData is null", Status());
+    EXPECT_EQ(ResultText::RequestEmpty, Status());
     EXPECT_THAT(world.Log(), Contains("I/info: Request from Client arrived"));
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
@@ -75,12 +77,12 @@ TEST_F(AgentTest, SaysThatTheDataIsMissingWhenTheRequestIsEmpty) {
 
 TEST_F(AgentTest, SaysThatTheCommandIsMissingWhenTheRequestHasNone) {
     Send({{"cmd", "67"}, {"hostAddr", "kms.example"}});
-    EXPECT_EQ("10300005_CMD is null", Status());
+    EXPECT_EQ(ResultText::CommandMissing, Status());
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(
             "D Trigger_ClientData: Client ID: dbus;com.example.wallet_2817", "D ConstructJob: data : 0",
-            "E Trigger_ClientData: Error starting a new job: 10300005_CMD is null"));
+            std::string("E Trigger_ClientData: Error starting a new job: ") + ResultText::CommandMissing));
 }
 
 TEST_F(AgentTest, TakesACommandWithoutDigitsForTheWrongCommandZero) {
@@ -88,14 +90,13 @@ TEST_F(AgentTest, TakesACommandWithoutDigitsForTheWrongCommandZero) {
         port.replies.clear();
         world.ForgetLog();
         Send({{"Cmd", command}});
-        EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Status()) << command;
+        EXPECT_EQ(ResultText::WrongCommand, Status()) << command;
         EXPECT_THAT(
             world.LocatedLog(),
             ElementsAre(
                 StartsWith("D Trigger_ClientData: Client ID: "), "D ConstructJob: data : 1",
                 "D ConstructJob: cmd: 0", "D ConstructJob: Wrong command: 0",
-                "E Trigger_ClientData: Error starting a new job: 10000001_Invalid Cmd parameter is being "
-                "used"))
+                std::string("E Trigger_ClientData: Error starting a new job: ") + ResultText::WrongCommand))
             << command;
     }
 }
@@ -105,13 +106,13 @@ TEST_F(AgentTest, SaysThatTheDataIsInvalidWhenTheCommandOverflows) {
         port.replies.clear();
         world.ForgetLog();
         Send({{"Cmd", command}});
-        EXPECT_EQ("10300004_NAVOData is invalid", Status()) << command;
+        EXPECT_EQ(ResultText::CommandUnreadable, Status()) << command;
         EXPECT_THAT(
-            world.LocatedLog(),
-            ElementsAre(
-                StartsWith("D Trigger_ClientData: Client ID: "), "D ConstructJob: data : 1",
-                "D ConstructJob: Wrong parameter",
-                "E Trigger_ClientData: Error starting a new job: 10300004_NAVOData is invalid"))
+            world.LocatedLog(), ElementsAre(
+                                    StartsWith("D Trigger_ClientData: Client ID: "),
+                                    "D ConstructJob: data : 1", "D ConstructJob: Wrong parameter",
+                                    std::string("E Trigger_ClientData: Error starting a new job: ") +
+                                        ResultText::CommandUnreadable))
             << command;
     }
 }
@@ -156,7 +157,7 @@ TEST_F(AgentTest, RefusesEveryOtherNumber) {
          {"1", "64", "6A", "8F", "91", "1F3", "1F6", "3EF", "3F5", "3FD", "400", "167", "-67", "101"}) {
         Na::SetResultCodeText("left behind");
         EXPECT_EQ(nullptr, Construct(command)) << command;
-        EXPECT_EQ(10000001, Na::GetResultCode()) << command;
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::WrongCommand) << command;
     }
     EXPECT_THAT(world.LocatedLog(), Contains("D ConstructJob: Wrong command: 106"));
     EXPECT_THAT(world.LocatedLog(), Contains("D ConstructJob: Wrong command: -103"));
@@ -182,7 +183,7 @@ TEST_F(AgentTest, RefusesPrivilegedCommandsOfARegularClient) {
         port.replies.clear();
         world.ForgetLog();
         Send({{"Cmd", command}, {"hostAddr", "kms.example"}});
-        EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Status()) << command;
+        EXPECT_EQ(ResultText::WrongCommand, Status()) << command;
         EXPECT_THAT(
             world.LocatedLog(),
             ElementsAre(
@@ -190,8 +191,7 @@ TEST_F(AgentTest, RefusesPrivilegedCommandsOfARegularClient) {
                 StartsWith("D ConstructJob: cmd: "),
                 "D ConstructJob: Privileged command from dbus;com.example.wallet_2817",
                 "D ConstructJob: Not authorized", "D ConstructJob: Wrong command: -1",
-                "E Trigger_ClientData: Error starting a new job: 10000001_Invalid Cmd parameter is being "
-                "used"))
+                std::string("E Trigger_ClientData: Error starting a new job: ") + ResultText::WrongCommand))
             << command;
     }
     EXPECT_THAT(port.askedAbout, ElementsAre(ClientId, ClientId, ClientId));
@@ -199,7 +199,7 @@ TEST_F(AgentTest, RefusesPrivilegedCommandsOfARegularClient) {
 
 TEST_F(AgentTest, RefusesTheReservedCommandOfAPrivilegedClientToo) {
     Send({{"Cmd", "3FE"}});
-    EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Status());
+    EXPECT_EQ(ResultText::WrongCommand, Status());
     EXPECT_THAT(port.askedAbout, ElementsAre(ClientId));
     EXPECT_THAT(
         world.LocatedLog(), IsSupersetOf(
@@ -220,13 +220,13 @@ TEST_F(AgentTest, LetsARegularClientUseEveryOtherCommandUnasked) {
 
 TEST_F(AgentTest, StartsTheJobOfAnAcceptedRequest) {
     Send({{"Cmd", "66"}});
-    EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Status());
+    EXPECT_EQ(ResultText::WrongCommand, Status());
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(
             "D Trigger_ClientData: Client ID: dbus;com.example.wallet_2817", "D ConstructJob: data : 1",
             "D ConstructJob: cmd: 66", "D AgentJob: ", "D Trigger_ClientData: Starting Job",
-            "D TaskComplete: ", "D Do: Job execution status: 10000001_Invalid Cmd parameter is being used"));
+            "D TaskComplete: ", std::string("D Do: Job execution status: ") + ResultText::WrongCommand));
     const std::vector<std::string> log = world.Log();
     ASSERT_EQ(10u, log.size());
     EXPECT_EQ("I/info: Request from Client arrived", log.front());

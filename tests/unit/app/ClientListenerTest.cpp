@@ -10,6 +10,7 @@
 #include "app/AppMain.h"
 #include "tests/support/service/DeviceWorld.h"
 #include "tests/support/service/FakePort.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace {
 
@@ -145,7 +146,7 @@ TEST_F(ClientRegistry, HandsARequestToTheClientsAgent) {
     registry.OnClientConnected(second, "dbus;a_1");
     world.ForgetLog();
     registry.OnClientData(second, "dbus;a_1", {{"Cmd", "66"}});
-    EXPECT_THAT(journal, ElementsAre("second to dbus;a_1: 10000001_Invalid Cmd parameter is being used"));
+    EXPECT_THAT(journal, ElementsAre(std::string("second to dbus;a_1: ") + ResultText::WrongCommand));
     EXPECT_EQ("D OnClientData: port : second, remote : dbus;a_1", world.LocatedLog().front());
     EXPECT_THAT(world.LocatedLog(), Contains("D Trigger_ClientData: Client ID: dbus;a_1"));
 }
@@ -153,7 +154,7 @@ TEST_F(ClientRegistry, HandsARequestToTheClientsAgent) {
 TEST_F(ClientRegistry, HandsAnEmptyRequestToTheAgentToo) {
     registry.OnClientConnected(first, "dbus;a_1");
     registry.OnClientData(first, "dbus;a_1", {});
-    EXPECT_THAT(journal, ElementsAre("first to dbus;a_1: 10300000_NAVOData is null"));
+    EXPECT_THAT(journal, ElementsAre(std::string("first to dbus;a_1: ") + ResultText::RequestEmpty));
 }
 
 TEST_F(ClientRegistry, DropsTheRequestOfAnUnknownClient) {

@@ -5,6 +5,7 @@
 
 #include "device/VirtualDevice.h"
 #include "tests/support/service/PortOnBus.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ TEST_F(ClientPortRequest, OfAStrangerIsAnsweredWithWrongParameters) {
 TEST_F(ClientPortRequest, IsAnsweredByTheAgent) {
     Session("Open");
     world.ForgetLog();
-    EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Call("Cmd", {{"Cmd", "66"}}));
+    EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}}));
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(
@@ -64,7 +65,7 @@ TEST_F(ClientPortRequest, IsAnsweredByTheAgent) {
             "D OnClientData: port : D-bus port, remote : " + ClientId(),
             "D Trigger_ClientData: Client ID: " + ClientId(), "D ConstructJob: data : 1",
             "D ConstructJob: cmd: 66", "D AgentJob: ", "D Trigger_ClientData: Starting Job",
-            "D TaskComplete: ", "D Do: Job execution status: 10000001_Invalid Cmd parameter is being used",
+            "D TaskComplete: ", std::string("D Do: Job execution status: ") + ResultText::WrongCommand,
             "D SendResult: Sending response to " + ClientId(), "D SendReply: Sending reply",
             "D SendResult: Sent response", "D OnClientData: Done"));
 }
@@ -90,8 +91,7 @@ TEST_F(ClientPortRequest, WithAnEmptyMapIsForwardedAndAnsweredWithWrongParameter
         world.LocatedLog(), testing::IsSupersetOf(std::vector<std::string>{
                                 "E Trigger_ClientData: Empty request from client application",
                                 "D SendReply: Client is not registered: " + Identifier()}));
-    EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Call("Cmd", {{"Cmd", "66"}}))
-        << "the session goes on";
+    EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}})) << "the session goes on";
 }
 
 TEST_F(ClientPortRequest, IsRefusedByTheBusLibraryWhenItHasAnotherForm) {
@@ -197,7 +197,7 @@ TEST_F(ClientPortRequest, CarriesOnlyUtf8Back) {
 TEST_F(ClientPortRequest, IsPrivilegedForAPackageOfPlatformVisibilityOnly) {
     BecomeSigned("platform");
     Session("Open");
-    EXPECT_EQ("00000001_The job has done successfully", Call("Cmd", {{"Cmd", "1F4"}}));
+    EXPECT_EQ(ResultText::Done, Call("Cmd", {{"Cmd", "1F4"}}));
     world.ForgetLog();
     EXPECT_TRUE(port->IsTrusted(ClientId()));
     EXPECT_THAT(world.Log(), IsEmpty());
@@ -205,7 +205,7 @@ TEST_F(ClientPortRequest, IsPrivilegedForAPackageOfPlatformVisibilityOnly) {
     for (const std::string level : {"partner", "public", "unsigned"}) {
         BecomeSigned(level);
         Session("Open");
-        EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Call("Cmd", {{"Cmd", "1F4"}})) << level;
+        EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "1F4"}})) << level;
         EXPECT_FALSE(port->IsTrusted(ClientId())) << level;
         Session("Close");
     }

@@ -8,6 +8,7 @@
 #include "common/Runtime.h"
 #include "device/VirtualDevice.h"
 #include "tests/support/service/PortOnBus.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace {
 
@@ -79,7 +80,7 @@ TEST_F(ClientPortSession, FailsASecondOpenAndThenNeedsTwoCloses) {
     EXPECT_EQ("Success", Session("Close"));
     EXPECT_EQ(1u, registry->ClientCount());
     EXPECT_TRUE(LoopRuns());
-    EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Call("Cmd", {{"Cmd", "66"}}));
+    EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}}));
 
     EXPECT_EQ("Success", Session("Close"));
     EXPECT_EQ(0u, registry->ClientCount());
@@ -141,7 +142,7 @@ TEST_F(ClientPortSession, IsNoBusinessOfTheAgentWhateverElseTheMapHolds) {
 TEST_F(ClientPortSession, IsServedByEveryMethodAlike) {
     EXPECT_EQ("Success", Call("Exec", {{"Session", "Open"}}));
     EXPECT_EQ("Failed", Call("Cmd", {{"Session", "Open"}}));
-    EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Call("Session", {{"Cmd", "66"}}));
+    EXPECT_EQ(ResultText::WrongCommand, Call("Session", {{"Cmd", "66"}}));
 }
 
 TEST_F(ClientPortSession, NamesAClientByItsPackageAndProcess) {
@@ -183,7 +184,7 @@ TEST_F(ClientPortSession, KnowsAPackageOf254BytesByItsNameAndALongerOneAsApp) {
 TEST_F(ClientPortSession, KnowsAPackageWithASemicolonByItsWholeName) {
     BecomePackage("com.example;wallet");
     EXPECT_EQ("Success", Session("Open"));
-    EXPECT_EQ("10000001_Invalid Cmd parameter is being used", Call("Cmd", {{"Cmd", "66"}}));
+    EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}}));
     EXPECT_TRUE(port->SendProgressCode("dbus;com.example;wallet_" + Pid(), "C0_"));
 }
 

@@ -6,10 +6,10 @@
 
 #include "app/RequestKeys.h"
 #include "app/ResultCode.h"
+#include "tests/support/service/ResultCodePrinter.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace {
-
-constexpr int Unknown = 999999999;
 
 // Leaves a result behind that no test expects.
 class CurrentResult : public testing::Test {
@@ -33,20 +33,20 @@ TEST(CurrentResultDeathTest, IsUnknownAndReadsAsABareUnderscoreBeforeAnythingWas
 }
 
 TEST_F(CurrentResult, TakesTheTextOfAKnownCode) {
-    Na::SetResultCode(1);
-    EXPECT_EQ(1, Na::GetResultCode());
+    Na::SetResultCode(Na::ResultCode::Done);
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     EXPECT_EQ("00000001", Na::GetResultCodeText());
-    EXPECT_EQ("00000001_The job has done successfully", Na::GetResultMessage());
+    EXPECT_EQ(ResultText::Done, Na::GetResultMessage());
 }
 
 TEST_F(CurrentResult, TakesTheIrregularTextOfAKey) {
-    Na::SetResultCode(10600002);
-    EXPECT_EQ(10600002, Na::GetResultCode());
+    Na::SetResultCode(Na::ResultCode(10600002));
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(10600002));
     EXPECT_EQ("10600001", Na::GetResultCodeText());
-    EXPECT_EQ("10600001_IP/Port is Successfully Changed", Na::GetResultMessage());
-    Na::SetResultCode(10600003);
-    EXPECT_EQ("10600002_IP/Port is Fail Changed", Na::GetResultMessage());
-    Na::SetResultCode(20000000);
+    EXPECT_EQ(ResultText::AddressChanged, Na::GetResultMessage());
+    Na::SetResultCode(Na::ResultCode(10600003));
+    EXPECT_EQ(ResultText::AddressNotChanged, Na::GetResultMessage());
+    Na::SetResultCode(Na::ResultCode(20000000));
     EXPECT_EQ("20000001_", Na::GetResultMessage());
 }
 
@@ -54,22 +54,22 @@ TEST_F(CurrentResult, StoresAnUnknownCodeWithAnEmptyText) {
     for (const std::int32_t code :
          {12345, -1, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
         Na::SetResultCodeText("left behind");
-        Na::SetResultCode(code);
-        EXPECT_EQ(code, Na::GetResultCode());
+        Na::SetResultCode(Na::ResultCode(code));
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(code));
         EXPECT_EQ("", Na::GetResultCodeText());
         EXPECT_EQ("_", Na::GetResultMessage());
     }
 }
 
 TEST_F(CurrentResult, ReadsAsABareUnderscoreForAKnownCodeWithoutText) {
-    for (const int code : {3, 8, 10300001, 10400000, 10500000, 10600001, 20100003, 90202000, Unknown}) {
-        Na::SetResultCode(code);
+    for (const int code : {3, 8, 10300001, 10400000, 10500000, 10600001, 20100003, 90202000, 999999999}) {
+        Na::SetResultCode(Na::ResultCode(code));
         EXPECT_EQ("_", Na::GetResultMessage()) << code;
     }
 }
 
 TEST_F(CurrentResult, KeepsTheUnderscoreWhereADescriptionIsEmpty) {
-    Na::SetResultCode(20100000);
+    Na::SetResultCode(Na::ResultCode(20100000));
     EXPECT_EQ("20100000_", Na::GetResultMessage());
     Na::SetResultCodeText("20300025");
     EXPECT_EQ("20300025_", Na::GetResultMessage());
@@ -77,46 +77,46 @@ TEST_F(CurrentResult, KeepsTheUnderscoreWhereADescriptionIsEmpty) {
 
 TEST_F(CurrentResult, TakesAnyTextAsGiven) {
     Na::SetResultCodeText("77777777");
-    EXPECT_EQ(Unknown, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Unknown);
     EXPECT_EQ("77777777", Na::GetResultCodeText());
     EXPECT_EQ("77777777", Na::GetResultMessage());
 
     Na::SetResultCodeText("00000001 ");
-    EXPECT_EQ(Unknown, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Unknown);
     EXPECT_EQ("00000001 ", Na::GetResultMessage());
 
     Na::SetResultCodeText("0000000");
-    EXPECT_EQ(Unknown, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Unknown);
     EXPECT_EQ("0000000", Na::GetResultMessage());
 }
 
 TEST_F(CurrentResult, TakesTheCodeOfTheFirstRowWithItsText) {
     Na::SetResultCodeText("00000000");
-    EXPECT_EQ(0, Na::GetResultCode());
-    EXPECT_EQ("00000000_C-APDU exists", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::CommandSetToRun);
+    EXPECT_EQ(ResultText::CommandSetToRun, Na::GetResultMessage());
     Na::SetResultCodeText("20000001");
-    EXPECT_EQ(20000000, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(20000000));
     Na::SetResultCodeText("10500006");
-    EXPECT_EQ(10500006, Na::GetResultCode());
-    EXPECT_EQ("10500006_Eligibility All mode is working. Please wait", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::PleaseWait);
+    EXPECT_EQ(ResultText::PleaseWait, Na::GetResultMessage());
     Na::SetResultCodeText("");
-    EXPECT_EQ(3, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(3));
     EXPECT_EQ("_", Na::GetResultMessage());
 }
 
 TEST_F(CurrentResult, CanBeSetToItsOwnText) {
-    Na::SetResultCode(10400005);
+    Na::SetResultCode(Na::ResultCode::ElementNotClosed);
     Na::SetResultCodeText(Na::GetResultCodeText());
-    EXPECT_EQ(10400005, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementNotClosed);
     EXPECT_EQ("10400005", Na::GetResultCodeText());
 }
 
 TEST_F(CurrentResult, HandsOutMessagesThatLaterOnesDoNotChange) {
-    Na::SetResultCode(1);
+    Na::SetResultCode(Na::ResultCode::Done);
     const std::string first = Na::GetResultMessage();
-    Na::SetResultCode(10000000);
-    EXPECT_EQ("10000000_An unknown Error has occurred", Na::GetResultMessage());
-    EXPECT_EQ("00000001_The job has done successfully", first);
+    Na::SetResultCode(Na::ResultCode::UnknownError);
+    EXPECT_EQ(ResultText::UnknownError, Na::GetResultMessage());
+    EXPECT_EQ(ResultText::Done, first);
 }
 
 TEST(RequestKeys, AreSpeltAsClientsSpellThem) {

@@ -12,6 +12,8 @@
 #include "device/VirtualDevice.h"
 #include "tests/support/service/DeviceWorld.h"
 #include "tests/support/service/RecordingPort.h"
+#include "tests/support/service/ResultCodePrinter.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace {
 
@@ -63,18 +65,17 @@ std::string Fault(const std::string& function, const std::string& result, int fr
     return "[fault " + function + "]\nresult=" + result + "\nfrom=" + std::to_string(from) + "\n";
 }
 
-const Na::RequestMap DoneStatus = {{"ReturnCode", "00000001_The job has done successfully"}};
-const Na::RequestMap UnknownErrorStatus = {{"ReturnCode", "10000000_An unknown Error has occurred"}};
-const Na::RequestMap NoPermissionStatus = {{"ReturnCode", "10400006_No permission to access eSE"}};
-const Na::RequestMap NoApduStatus = {{"ReturnCode", "10000002_APDU is not available"}};
-const Na::RequestMap NotClosedStatus = {{"ReturnCode", "10400005_eSE interface channel is not closed"}};
+const Na::RequestMap DoneStatus = {{"ReturnCode", ResultText::Done}};
+const Na::RequestMap UnknownErrorStatus = {{"ReturnCode", ResultText::UnknownError}};
+const Na::RequestMap NoPermissionStatus = {{"ReturnCode", ResultText::ElementRefused}};
+const Na::RequestMap NoApduStatus = {{"ReturnCode", ResultText::NoApdu}};
+const Na::RequestMap NotClosedStatus = {{"ReturnCode", ResultText::ElementNotClosed}};
 const Na::RequestMap NoMemory = {{"ReturnCode", "0"}};
 
 }  // namespace
 
 TEST_F(DeviceQueries, AnswersAStatusQueryWithAWrongCommandAlways) {
-    EXPECT_THAT(
-        Ask("", "66"), ElementsAre(Pair("ReturnCode", "10000001_Invalid Cmd parameter is being used")));
+    EXPECT_THAT(Ask("", "66"), ElementsAre(Pair("ReturnCode", ResultText::WrongCommand)));
     EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
 }
 
@@ -164,7 +165,7 @@ TEST_F(DeviceQueries, EndWithAnUnknownErrorWhenTheReaderIsOfNoKnownKind) {
         Na::SetResultCodeText("left behind");
         Na::Do(*job);
         EXPECT_EQ(reply, port.replies.front().result) << command;
-        EXPECT_EQ(10000000, Na::GetResultCode()) << command;
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError) << command;
     }
     EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
 }
@@ -173,7 +174,7 @@ TEST_F(DeviceQueries, AnswersWithTheFreeMemory) {
     EXPECT_EQ(
         (Na::RequestMap{{"MemoryInfo", "4096"}, {"ReturnCode", "4096"}}),
         Ask("[card]\nfree-memory=4096\n", "68"));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     EXPECT_THAT(world.Log(), Contains("I/info: Get Memory"));
     EXPECT_THAT(world.LocatedLog(), Contains("D GetFreeMemory: SE memory: 4096"));
     ExpectTheElementToBeOpenedTwiceAndClosed();
@@ -184,7 +185,7 @@ TEST_F(DeviceQueries, CountsAsDoneWhenTheMemoryWasReadAndTheElementCannotBeClose
         (Na::RequestMap{{"MemoryInfo", "4096"}, {"ReturnCode", "4096"}}),
         Ask("[card]\nfree-memory=4096\n" + Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
             "68"));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(DeviceQueries, SayWhatTheyDoBeforeTheyOpenTheElement) {
@@ -219,9 +220,9 @@ TEST_F(DeviceQueries, AnswersWithABareZeroWhenTheFreeMemoryCannotBeRead) {
     }
     EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_send_apdu", "-1"), "68"));
     EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_open_secure_element", "-13"), "68"));
-    EXPECT_EQ(10400006, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementRefused);
     EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_open_secure_element", "-1"), "68"));
-    EXPECT_EQ(10000000, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
 }
 
 TEST_F(DeviceQueries, EndsWithAnUnknownErrorWhenTheMemoryResponseIsCutShort) {
@@ -247,7 +248,7 @@ TEST_F(DeviceQueries, AnswersWithSevenLinesAboutTheDevice) {
             "1F4");
     EXPECT_EQ(
         (Na::RequestMap{
-            {"ReturnCode", "00000001_The job has done successfully"},
+            {"ReturnCode", ResultText::Done},
             {"phoneInfo",
              "deviceModel: Wrist 7\nlocation: CH\nagentVersion: 1.0.19\ndeviceCsc: XXV\ndeviceMnc: 01\n"
              "deviceMcc: 228\ndeviceCodeVersion: W7ATA1"}}),
@@ -261,7 +262,7 @@ TEST_F(DeviceQueries, LeavesWhatTheDeviceDoesNotKnowEmpty) {
             "1F4");
     EXPECT_EQ(
         (Na::RequestMap{
-            {"ReturnCode", "00000001_The job has done successfully"},
+            {"ReturnCode", ResultText::Done},
             {"phoneInfo",
              "deviceModel: \nlocation: \nagentVersion: 1.0.19\ndeviceCsc: \ndeviceMnc: \ndeviceMcc: \n"
              "deviceCodeVersion: "}}),
@@ -304,7 +305,7 @@ TEST_F(DeviceQueries, LogsTheNewAddressUnderTheAgentsName) {
             "D ConstructJob: cmd: 1f5", StartsWith("D ConstructJob: Privileged command from "),
             "D AgentJob: ", "D Trigger_ClientData: Starting Job", "D Do: New URL: https://kms.example",
             "D SetNavoAddress: New URL is saved", "D Do: Changed to use new NAVO URL: https://kms.example",
-            "D TaskComplete: ", "D Do: Job execution status: 00000001_The job has done successfully"));
+            "D TaskComplete: ", std::string("D Do: Job execution status: ") + ResultText::Done));
 }
 
 TEST_F(DeviceQueries, SaysUnknownErrorWhenTheAddressCannotBeStored) {

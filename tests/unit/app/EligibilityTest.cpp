@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/unit/app/ServerJob.h"
 
 namespace {
@@ -18,7 +19,7 @@ protected:
 
 TEST_F(Eligibility, EndsWithTheServersVerdict) {
     peer.Script({Answer(R"({"resultCode":"10500001"})")});
-    EXPECT_EQ("10500001_This device is not available", Run());
+    EXPECT_EQ(ResultText::DeviceNotAvailable1, Run());
     ASSERT_EQ(1u, peer.Requests().size());
     EXPECT_EQ("/IssueCard.do", peer.Requests()[0].target);
     EXPECT_EQ("ELIGIBILITY", Sent(0, "msgCd"));
@@ -28,9 +29,9 @@ TEST_F(Eligibility, EndsWithTheServersVerdict) {
 
 TEST_F(Eligibility, SucceedsWhenTheServerSaysSoOrNothing) {
     peer.Script({Answer(R"({"resultCode":"00000001"})"), Answer("{}"), Answer("no JSON at all")});
-    EXPECT_EQ("00000001_The job has done successfully", Run());
-    EXPECT_EQ("00000001_The job has done successfully", Run());
-    EXPECT_EQ("00000001_The job has done successfully", Run());
+    EXPECT_EQ(ResultText::Done, Run());
+    EXPECT_EQ(ResultText::Done, Run());
+    EXPECT_EQ(ResultText::Done, Run());
 }
 
 TEST_F(Eligibility, HasClosedTheElementBeforeItAsksTheServer) {
@@ -50,23 +51,19 @@ TEST_F(Eligibility, HasClosedTheElementBeforeItAsksTheServer) {
 TEST_F(Eligibility, AsksThreeTimesWhileTheServerSaysToWait) {
     const HttpReaction wait = Answer(R"({"resultCode":"10500006"})");
     peer.Script({wait, wait, wait, Answer("{}")});
-    EXPECT_EQ("10500006_Eligibility All mode is working. Please wait", Run());
+    EXPECT_EQ(ResultText::PleaseWait, Run());
     EXPECT_EQ(3u, peer.Requests().size());
 }
 
 TEST_F(Eligibility, SendsNothingWithoutANetwork) {
-    EXPECT_EQ("10100000_Network is unavailable", Run(Card() + "[network]\ntype=disconnected\n"));
+    EXPECT_EQ(ResultText::NetworkUnavailable, Run(Card() + "[network]\ntype=disconnected\n"));
     EXPECT_THAT(peer.Requests(), IsEmpty());
 }
 
 TEST_F(Eligibility, SaysThatTheHostCannotBeReached) {
     const ClosedPort nobody;
     Na::SetNavoAddress("http://" + nobody.Address());
-    EXPECT_EQ(
-        "10100005_The remote host cannot be reached because of an intervening firewall, or if an "
-        "intermediate "
-        "router is down",
-        Run());
+    EXPECT_EQ(ResultText::HostUnreachable, Run());
 }
 
 TEST_F(Eligibility, EndsWithABareHttpStatus) {
@@ -75,13 +72,9 @@ TEST_F(Eligibility, EndsWithABareHttpStatus) {
 }
 
 TEST_F(Eligibility, SendsNothingForACardWithoutCplc) {
-    EXPECT_EQ("00000001_The job has done successfully", Run(Card("answer 80CA9F7F00=6A88\n")));
-    EXPECT_EQ("10000002_APDU is not available", Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
-    EXPECT_EQ(
-        "10000000_An unknown Error has occurred",
-        Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"));
-    EXPECT_EQ(
-        "10400006_No permission to access eSE",
-        Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"));
+    EXPECT_EQ(ResultText::Done, Run(Card("answer 80CA9F7F00=6A88\n")));
+    EXPECT_EQ(ResultText::NoApdu, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
+    EXPECT_EQ(ResultText::UnknownError, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"));
+    EXPECT_EQ(ResultText::ElementRefused, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"));
     EXPECT_THAT(peer.Requests(), IsEmpty());
 }

@@ -8,6 +8,7 @@
 #include "app/ResultCode.h"
 #include "tests/support/service/DeviceWorld.h"
 #include "tests/support/service/RecordingPort.h"
+#include "tests/support/service/ResultTexts.h"
 
 namespace {
 
@@ -43,31 +44,29 @@ protected:
 }  // namespace
 
 TEST_F(JobRun, SendsABareStatusWhenTheJobLeftNoResult) {
-    Run([](GivenJob&) { Na::SetResultCode(10400006); });
+    Run([](GivenJob&) { Na::SetResultCode(Na::ResultCode::ElementRefused); });
     EXPECT_TRUE(Reply().statusOnly);
     EXPECT_EQ(ClientId, Reply().clientId);
-    EXPECT_THAT(Reply().result, ElementsAre(Pair("ReturnCode", "10400006_No permission to access eSE")));
+    EXPECT_THAT(Reply().result, ElementsAre(Pair("ReturnCode", ResultText::ElementRefused)));
     EXPECT_THAT(
         world.Log(),
         ElementsAre(
             "I/info: Done. Sending status to Client", testing::HasSubstr(" TaskComplete] "),
-            testing::HasSubstr(" Do] Job execution status: 10400006_No permission to access eSE"),
+            testing::HasSubstr(std::string(" Do] Job execution status: ") + ResultText::ElementRefused),
             "I/info: Job execution is complete"));
 }
 
 TEST_F(JobRun, AddsTheStatusToTheResultOfTheJob) {
     Run([](GivenJob& running) {
         running.result["phoneInfo"] = "text";
-        Na::SetResultCode(1);
+        Na::SetResultCode(Na::ResultCode::Done);
     });
     EXPECT_FALSE(Reply().statusOnly);
     EXPECT_EQ(ClientId, Reply().clientId);
-    EXPECT_THAT(
-        Reply().result,
-        ElementsAre(Pair("ReturnCode", "00000001_The job has done successfully"), Pair("phoneInfo", "text")));
+    EXPECT_THAT(Reply().result, ElementsAre(Pair("ReturnCode", ResultText::Done), Pair("phoneInfo", "text")));
     EXPECT_THAT(
         world.LocatedLog(),
-        ElementsAre("D TaskComplete: ", "D Do: Job result: 00000001_The job has done successfully"));
+        ElementsAre("D TaskComplete: ", std::string("D Do: Job result: ") + ResultText::Done));
     EXPECT_THAT(
         world.Log(), ElementsAre(
                          "I/info: Done. Sending status to Client", testing::_, testing::_,
@@ -77,7 +76,7 @@ TEST_F(JobRun, AddsTheStatusToTheResultOfTheJob) {
 TEST_F(JobRun, KeepsAReturnCodeThatTheJobSet) {
     Run([](GivenJob& running) {
         running.result["ReturnCode"] = "9F7F";
-        Na::SetResultCode(10000000);
+        Na::SetResultCode(Na::ResultCode::UnknownError);
     });
     EXPECT_FALSE(Reply().statusOnly);
     EXPECT_THAT(Reply().result, ElementsAre(Pair("ReturnCode", "9F7F")));
@@ -117,15 +116,15 @@ TEST_F(JobRun, SendsTheReplyBeforeItSaysThatTheJobIsComplete) {
 
 TEST_F(JobRun, TurnsAnExceptionIntoAnUnknownErrorAndAnOrdinaryReply) {
     Run([](GivenJob&) {
-        Na::SetResultCode(1);
+        Na::SetResultCode(Na::ResultCode::Done);
         throw std::out_of_range("length cut short");
     });
     EXPECT_TRUE(Reply().statusOnly);
-    EXPECT_THAT(Reply().result, ElementsAre(Pair("ReturnCode", "10000000_An unknown Error has occurred")));
+    EXPECT_THAT(Reply().result, ElementsAre(Pair("ReturnCode", ResultText::UnknownError)));
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
                                 "E Do: Job ended by an exception: length cut short", "D TaskComplete: ",
-                                "D Do: Job execution status: 10000000_An unknown Error has occurred"));
+                                std::string("D Do: Job execution status: ") + ResultText::UnknownError));
 }
 
 TEST_F(JobRun, SendsTheMapAsFarAsAnExceptionLetItBeFilled) {
@@ -134,8 +133,7 @@ TEST_F(JobRun, SendsTheMapAsFarAsAnExceptionLetItBeFilled) {
         throw std::runtime_error("no more");
     });
     EXPECT_THAT(
-        Reply().result,
-        ElementsAre(Pair("MemoryInfo", "7"), Pair("ReturnCode", "10000000_An unknown Error has occurred")));
+        Reply().result, ElementsAre(Pair("MemoryInfo", "7"), Pair("ReturnCode", ResultText::UnknownError)));
 }
 
 TEST_F(JobRun, EndsQuietlyWhenTheClientHasGoneMeanwhile) {

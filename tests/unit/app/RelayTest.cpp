@@ -10,6 +10,7 @@
 #include "device/VirtualDevice.h"
 #include "tests/support/service/DeviceWorld.h"
 #include "tests/support/service/RecordingPort.h"
+#include "tests/support/service/ResultCodePrinter.h"
 
 namespace {
 
@@ -71,7 +72,7 @@ TEST_F(Relay, AnswersASetOfOneItemWithASetOfOneItem) {
     BeginOrdinarily();
     EXPECT_EQ(std::string("/01") + SelectAnswer, Send("/0100A4040000"));
     EXPECT_THAT(Device::Exchanges(), ElementsAre(Device::Exchange{"00A4040000", SelectAnswer}));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(Relay, AnswersEveryItemOfASetInItsOrder) {
@@ -149,7 +150,7 @@ TEST_F(Relay, ReportsAnUnknownInstructionWithAnUnderscoreAndNothingMore) {
 TEST_F(Relay, RefusesASetWithAnApduOfOneCharacter) {
     BeginOrdinarily();
     EXPECT_EQ("21_taken wrong adpu.", Send("/018"));
-    EXPECT_EQ(10100016, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet);
     EXPECT_EQ(0u, Device::ExchangeCount());
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D SendApdu: CAPDU: 8 [1]", "E SendApdu: Wrong cApdu"));
 }
@@ -159,7 +160,7 @@ TEST_F(Relay, RefusesASetWithAnItemThatHasNoApdu) {
     for (const std::string set : {"/", "/0", "/01", "/01/", "//", "/0/018001", "//018001", "80"}) {
         Na::SetResultCodeText("left behind");
         EXPECT_EQ("21_taken wrong adpu.", Send(set)) << set;
-        EXPECT_EQ(10100016, Na::GetResultCode()) << set;
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet) << set;
     }
     EXPECT_EQ(0u, Device::ExchangeCount());
     EXPECT_THAT(world.LocatedLog(), Contains("D SendApdu: CAPDU:  [0]"));
@@ -169,7 +170,7 @@ TEST_F(Relay, ForgetsEarlierResponsesWhenALaterItemIsMalformed) {
     BeginOrdinarily();
     EXPECT_EQ("21_taken wrong adpu.", Send("/018001/018002/"));
     EXPECT_EQ(2u, Device::ExchangeCount());
-    EXPECT_EQ(10100016, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet);
 }
 
 TEST_F(Relay, SendsAnApduOfTwoCharacters) {
@@ -185,14 +186,14 @@ TEST_F(Relay, SendsAnApduOf65544CharactersAndRefusesALongerOne) {
     EXPECT_EQ(1u, Device::ExchangeCount());
     EXPECT_EQ("21_taken wrong adpu.", Send("/01" + longest + "0"));
     EXPECT_EQ(1u, Device::ExchangeCount());
-    EXPECT_EQ(10100016, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet);
     EXPECT_THAT(world.LocatedLog(), Contains("D SendApdu: CAPDU: " + longest + "0 [65545]"));
 }
 
 TEST_F(Relay, TellsTheServerWhenTheCardGivesNoResponse) {
     Begin("[card]\nanswer 80*=9000\n[fault nfc_se_send_apdu]\nresult=NFC_ERROR_OPERATION_FAILED\nfrom=2\n");
     EXPECT_EQ("21_SD API Exception.", Send("/018001/018002/018003"));
-    EXPECT_EQ(10000002, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::NoApdu);
     EXPECT_EQ(2u, Device::Calls("nfc_se_send_apdu")) << "the third command is not sent";
     EXPECT_THAT(world.LocatedLog(), Contains("E SendApdu: Empty rAPDU"));
 }
@@ -200,9 +201,9 @@ TEST_F(Relay, TellsTheServerWhenTheCardGivesNoResponse) {
 TEST_F(Relay, TellsTheServerWhenTheResponseHasNoStatusWordAndKeepsTheCodeOfTheExchange) {
     Begin("[card]\nanswer 8001=90\nanswer 8002=empty\n");
     EXPECT_EQ("21_SD API Exception.", Send("/018001"));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     EXPECT_EQ("21_SD API Exception.", Send("/018002"));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(Relay, GoesOnWithoutReportsWhenTheClientHasGone) {

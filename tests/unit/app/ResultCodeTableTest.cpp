@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/ResultCode.h"
+#include "tests/support/service/ResultCodePrinter.h"
 
 namespace {
 
@@ -209,35 +210,35 @@ TEST(ResultCodeTable, GivesEveryKeyItsDescription) {
 TEST(ResultCodeTable, FindsTheTextOfEveryKey) {
     for (const auto& run : Runs) {
         for (int key = run.first; key <= run.second; ++key) {
-            EXPECT_EQ(ExpectedText(key), Na::FindCodeText(key)) << key;
+            EXPECT_EQ(ExpectedText(key), Na::FindCodeText(Na::ResultCode(key))) << key;
         }
     }
 }
 
 TEST(ResultCodeTable, HasNoTextForAnUnknownKey) {
     for (const int key : {-1, 10, 9999999, 10000006, 10600000, 12345, 100000011, Sentinel}) {
-        EXPECT_STREQ("", Na::FindCodeText(key)) << key;
+        EXPECT_STREQ("", Na::FindCodeText(Na::ResultCode(key))) << key;
     }
 }
 
 TEST(ResultCodeTable, FindsTheKeyOfATextByTheFirstRowThatHasIt) {
-    EXPECT_EQ(0, Na::FindCode("00000000"));
-    EXPECT_EQ(1, Na::FindCode("00000001"));
-    EXPECT_EQ(3, Na::FindCode("")) << "the first row without a text";
-    EXPECT_EQ(10600002, Na::FindCode("10600001"));
-    EXPECT_EQ(10600003, Na::FindCode("10600002"));
-    EXPECT_EQ(20000000, Na::FindCode("20000001"));
-    EXPECT_EQ(20000003, Na::FindCode("20000004"));
-    EXPECT_EQ(20300025, Na::FindCode("20300025"));
-    EXPECT_EQ(100000010, Na::FindCode("82"));
+    EXPECT_EQ(Na::FindCode("00000000"), Na::ResultCode::CommandSetToRun);
+    EXPECT_EQ(Na::FindCode("00000001"), Na::ResultCode::Done);
+    EXPECT_EQ(Na::FindCode(""), Na::ResultCode(3)) << "the first row without a text";
+    EXPECT_EQ(Na::FindCode("10600001"), Na::ResultCode(10600002));
+    EXPECT_EQ(Na::FindCode("10600002"), Na::ResultCode(10600003));
+    EXPECT_EQ(Na::FindCode("20000001"), Na::ResultCode(20000000));
+    EXPECT_EQ(Na::FindCode("20000004"), Na::ResultCode(20000003));
+    EXPECT_EQ(Na::FindCode("20300025"), Na::ResultCode(20300025));
+    EXPECT_EQ(Na::FindCode("82"), Na::ResultCode(100000010));
 }
 
 TEST(ResultCodeTable, ComparesTextsExactly) {
     for (const std::string text :
          {"0000000", "00000001 ", " 00000001", "a4", "77777777", "20000000", "999999999", "10600003"}) {
-        EXPECT_EQ(Sentinel, Na::FindCode(text)) << text;
+        EXPECT_EQ(Na::FindCode(text), Na::ResultCode::Unknown) << text;
     }
-    EXPECT_EQ(Sentinel, Na::FindCode(std::string("00000001\0", 9)));
+    EXPECT_EQ(Na::FindCode(std::string("00000001\0", 9)), Na::ResultCode::Unknown);
 }
 
 TEST(ResultCodeTable, TellsAnEmptyDescriptionFromAnUnknownText) {
@@ -249,12 +250,33 @@ TEST(ResultCodeTable, TellsAnEmptyDescriptionFromAnUnknownText) {
     EXPECT_STREQ("Services Installation", Na::FindDescription("E6"));
 }
 
-TEST(ResultCodeTable, FormatsAKeyWithItsTextAndDescription) {
-    EXPECT_EQ("00000001_The job has done successfully", Na::FormatCodeMessage(1));
-    EXPECT_EQ("10600001_IP/Port is Successfully Changed", Na::FormatCodeMessage(10600002));
-    EXPECT_EQ("20000001_", Na::FormatCodeMessage(20000000));
-    EXPECT_EQ("A4_Select Service", Na::FormatCodeMessage(100000006));
-    EXPECT_EQ("_", Na::FormatCodeMessage(3));
-    EXPECT_EQ("_", Na::FormatCodeMessage(12345));
-    EXPECT_EQ("_", Na::FormatCodeMessage(Sentinel));
+TEST(ResultCodeTable, KnowsEveryCodeThatTheServiceSets) {
+    const std::map<Na::ResultCode, std::string> texts = {
+        {Na::ResultCode::CommandSetToRun, "00000000"},
+        {Na::ResultCode::Done, "00000001"},
+        {Na::ResultCode::UnknownError, "10000000"},
+        {Na::ResultCode::WrongCommand, "10000001"},
+        {Na::ResultCode::NoApdu, "10000002"},
+        {Na::ResultCode::NetworkUnavailable, "10100000"},
+        {Na::ResultCode::ConnectionRefused, "10100002"},
+        {Na::ResultCode::TemporarilyUnavailable, "10100003"},
+        {Na::ResultCode::MalformedUrl, "10100004"},
+        {Na::ResultCode::HostUnreachable, "10100005"},
+        {Na::ResultCode::ProtocolError, "10100007"},
+        {Na::ResultCode::TimedOut, "10100009"},
+        {Na::ResultCode::BadContentEncoding, "10100013"},
+        {Na::ResultCode::UnsupportedRequest, "10100014"},
+        {Na::ResultCode::MalformedCommandSet, "10100016"},
+        {Na::ResultCode::NoResponseFromServer, "10100019"},
+        {Na::ResultCode::RequestEmpty, "10300000"},
+        {Na::ResultCode::CommandUnreadable, "10300004"},
+        {Na::ResultCode::CommandMissing, "10300005"},
+        {Na::ResultCode::ElementOpened, "10400001"},
+        {Na::ResultCode::ElementNotClosed, "10400005"},
+        {Na::ResultCode::ElementRefused, "10400006"},
+        {Na::ResultCode::PleaseWait, "10500006"},
+    };
+    for (const auto& each : texts) {
+        EXPECT_EQ(Na::FindCodeText(each.first), each.second);
+    }
 }

@@ -8,6 +8,7 @@
 #include "app/Se.h"
 #include "device/VirtualDevice.h"
 #include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/ResultCodePrinter.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ std::string Zeros(std::size_t count) {
 TEST_F(SeApdu, GivesTheWholeResponseInUpperCase) {
     Begin("answer 80CA9F7F00=abcdef9000\n");
     EXPECT_EQ("ABCDEF9000", se.Apdu("80ca9f7f00"));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     EXPECT_THAT(Device::Exchanges(), ElementsAre(Exchange{"80CA9F7F00", "ABCDEF9000"}));
 }
 
@@ -50,7 +51,7 @@ TEST_F(SeApdu, GivesABareStatusWordAsItIs) {
     Begin("answer 8001=9000\nanswer 8002=6A82\n");
     EXPECT_EQ("9000", se.Apdu("8001"));
     EXPECT_EQ("6A82", se.Apdu("8002"));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(SeApdu, EndsAnOddTextWithALowNibbleOfZero) {
@@ -61,7 +62,7 @@ TEST_F(SeApdu, EndsAnOddTextWithALowNibbleOfZero) {
 TEST_F(SeApdu, RefusesAResponseShorterThanAStatusWord) {
     Begin("answer 8001=90\nanswer 8002=empty\n");
     EXPECT_EQ("", se.Apdu("8001"));
-    EXPECT_EQ(1, Na::GetResultCode()) << "the exchange itself went well";
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << "the exchange itself went well";
     EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 1"));
     EXPECT_EQ("", se.Apdu("8002"));
     EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 0"));
@@ -79,7 +80,7 @@ TEST_F(SeApdu, AcceptsAResponseOf65538BytesAndNoLongerOne) {
 TEST_F(SeApdu, SaysThatTheApduIsNotAvailableWhenItCannotBeSent) {
     Begin("", "[fault nfc_se_send_apdu]\nresult=NFC_ERROR_OPERATION_FAILED\n");
     EXPECT_EQ("", se.Apdu("8001"));
-    EXPECT_EQ(10000002, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::NoApdu);
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(
@@ -92,7 +93,7 @@ TEST_F(SeApdu, ReportsAnUnknownErrorWhileTheChannelIsClosed) {
     se.Close();
     world.ForgetLog();
     EXPECT_EQ("", se.Apdu("8001"));
-    EXPECT_EQ(10000000, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
     EXPECT_EQ(0u, Device::Calls("nfc_se_send_apdu"));
     EXPECT_THAT(world.LocatedLog(), Contains("D Apdu: SE not opened"));
 }
@@ -150,7 +151,7 @@ TEST_F(SeApdu, GivesUpAfter65536FollowUps) {
     Begin("answer 8001=6100\nanswer 000C00=6100\n");
     EXPECT_EQ("", se.Apdu("8001"));
     EXPECT_EQ(MostFollowUps + 1u, Device::ExchangeCount());
-    EXPECT_EQ(1, Na::GetResultCode()) << "as after any other communication problem";
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << "as after any other communication problem";
     EXPECT_THAT(
         world.LocatedLog(),
         Contains("E Apdu: eSE never completes its response. Gave up after 65536 re-sends"));
@@ -211,7 +212,7 @@ TEST(SeWithoutReader, CannotBeOpenedOrUsed) {
     se.Close();
     EXPECT_EQ("left behind", Na::GetResultCodeText());
     EXPECT_EQ("", se.Apdu("8001"));
-    EXPECT_EQ(10000000, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
     EXPECT_THAT(world.LocatedLog(), ElementsAre("E Apdu: FATAL: pReader is NULL"));
     EXPECT_EQ("", se.GetCplc());
     EXPECT_EQ(0u, se.GetFreeMemory());

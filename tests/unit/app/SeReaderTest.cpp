@@ -8,6 +8,7 @@
 #include "device/VirtualDevice.h"
 #include "platform/tizen/SeReader_NFC.h"
 #include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/ResultCodePrinter.h"
 
 namespace {
 
@@ -84,7 +85,7 @@ TEST_F(SeReader, IsMadeForTheEmbeddedElementByKindsZeroAndOne) {
         EXPECT_EQ(1u, Device::Calls(Open));
         EXPECT_EQ(1u, Device::Calls(Close));
         EXPECT_EQ(0u, Device::OpenHandles()) << "probed, and closed again";
-        EXPECT_EQ(10400001, Na::GetResultCode());
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
         EXPECT_THAT(
             world.LocatedLog(),
             ElementsAre(
@@ -121,7 +122,7 @@ TEST_F(SeReader, IsNotMadeForAnyOtherKind) {
 TEST_F(SeReader, IsNotMadeWhenTheElementRefusesAccess) {
     Configure(Fault(Open, "0xFE3E000C"));
     EXPECT_EQ(nullptr, Na::CreateSeReader(0));
-    EXPECT_EQ(10400006, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementRefused);
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
                                 "D CreateSeReader: Creating a SE Reader of type 0", "D Open: Opening SE",
@@ -149,7 +150,7 @@ TEST_F(SeReader, SaysThatThereIsNoPermissionForEachOfTheThreeErrorsOfAccess) {
     for (const std::string error : {"0xFE3E000C", "0xC0000002", "-13"}) {
         Configure(Fault(Open, error));
         EXPECT_FALSE(reader.Open());
-        EXPECT_EQ(10400006, Na::GetResultCode()) << error;
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementRefused) << error;
         EXPECT_THAT(world.LocatedLog(), ElementsAre("D Open: Opening SE")) << error;
     }
 }
@@ -158,7 +159,7 @@ TEST_F(SeReader, LeavesAnUnknownErrorForEveryOtherFailureToOpen) {
     for (const std::string error : {"-1", "-12", "-22", "0xFE3E0001", "0xFE3E000D", "1"}) {
         Configure(Fault(Open, error));
         EXPECT_FALSE(reader.Open());
-        EXPECT_EQ(10000000, Na::GetResultCode()) << error;
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError) << error;
         EXPECT_THAT(
             world.LocatedLog(),
             ElementsAre(
@@ -178,7 +179,7 @@ TEST_F(SeReader, JoinsAnOpenChannelAndClosesItWithTheLastUser) {
     Configure("");
     EXPECT_TRUE(reader.Open());
     EXPECT_TRUE(reader.Open());
-    EXPECT_EQ(10400001, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
     EXPECT_EQ(1u, Device::Calls(Open));
     EXPECT_EQ(1u, Device::Calls("nfc_se_get_atr"));
     EXPECT_THAT(
@@ -191,7 +192,7 @@ TEST_F(SeReader, JoinsAnOpenChannelAndClosesItWithTheLastUser) {
     reader.Close();
     EXPECT_EQ(1u, Device::Calls(Close));
     EXPECT_EQ(0u, Device::OpenHandles());
-    EXPECT_EQ(10400001, Na::GetResultCode()) << "a good close leaves the result alone";
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened) << "a good close leaves the result alone";
 }
 
 TEST_F(SeReader, OnlyLogsACloseWhenItIsClosed) {
@@ -207,7 +208,7 @@ TEST_F(SeReader, StaysOpenWhenThePlatformCannotClose) {
     Configure(Fault(Close, "-1") + "times=1\n");
     reader.Open();
     reader.Close();
-    EXPECT_EQ(10400005, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementNotClosed);
     EXPECT_EQ(1u, Device::Calls(Close));
 
     // The count goes below zero and wraps: nobody is the last user any more.
@@ -217,7 +218,7 @@ TEST_F(SeReader, StaysOpenWhenThePlatformCannotClose) {
     EXPECT_EQ("left behind", Na::GetResultCodeText());
 
     reader.Apdu({0x00, 0xA4, 0x04, 0x00, 0x00});
-    EXPECT_EQ(1, Na::GetResultCode()) << "the channel can still be used";
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << "the channel can still be used";
 }
 
 TEST_F(SeReader, ClosesAfterAFailedCloseOnceItIsOpenedAgain) {
@@ -225,7 +226,7 @@ TEST_F(SeReader, ClosesAfterAFailedCloseOnceItIsOpenedAgain) {
     reader.Open();
     reader.Close();
     EXPECT_TRUE(reader.Open());
-    EXPECT_EQ(10400001, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
     EXPECT_EQ(1u, Device::Calls(Open)) << "the channel was never closed";
     reader.Close();
     EXPECT_EQ(2u, Device::Calls(Close));
@@ -247,7 +248,7 @@ TEST_F(SeReader, GivesNothingForASuccessWithoutAResponse) {
     reader.Open();
     platformIsOdd = true;
     EXPECT_THAT(reader.Apdu({0x80, 0x01}), IsEmpty());
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(SeReader, ClosesWhatIsOpenWhenItGoes) {
@@ -277,7 +278,7 @@ TEST_F(SeReader, ExchangesAnApdu) {
     reader.Open();
     world.ForgetLog();
     EXPECT_THAT(reader.Apdu({0x80, 0x01}), ElementsAre(0x01, 0x02, 0x90, 0x00));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D Apdu: Sending command to SE"));
 }
 
@@ -285,14 +286,14 @@ TEST_F(SeReader, LeavesASuccessWhateverTheStatusWord) {
     Configure("[card]\nanswer 8001=6A82\n");
     reader.Open();
     EXPECT_THAT(reader.Apdu({0x80, 0x01}), ElementsAre(0x6A, 0x82));
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(SeReader, GivesNothingForAnEmptyResponse) {
     Configure("[card]\nanswer 8001=empty\n");
     reader.Open();
     EXPECT_THAT(reader.Apdu({0x80, 0x01}), IsEmpty());
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(SeReader, HandsAnEmptyCommandToThePlatform) {
@@ -307,7 +308,7 @@ TEST_F(SeReader, SaysThatTheApduIsNotAvailableWhenThePlatformCannotSend) {
     reader.Open();
     world.ForgetLog();
     EXPECT_THAT(reader.Apdu({0x80, 0x01}), IsEmpty());
-    EXPECT_EQ(10000002, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::NoApdu);
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre("D Apdu: Sending command to SE", "E Apdu: APDU send error: Out of memory"));
@@ -316,7 +317,7 @@ TEST_F(SeReader, SaysThatTheApduIsNotAvailableWhenThePlatformCannotSend) {
 TEST_F(SeReader, LeavesAnUnknownErrorForAnApduWhileItIsClosed) {
     Configure("");
     EXPECT_THAT(reader.Apdu({0x80, 0x01}), IsEmpty());
-    EXPECT_EQ(10000000, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
     EXPECT_EQ(0u, Device::Calls("nfc_se_send_apdu"));
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D Apdu: Sending command to SE", "D Apdu: SE not opened"));
 }
@@ -335,7 +336,7 @@ TEST_F(SeReader, KeepsTheEarlierAnswerToResetWhenItCannotBeReadAgain) {
     reader.Open();
     reader.Close();
     EXPECT_TRUE(reader.Open()) << "a missing answer to reset is no failure";
-    EXPECT_EQ(10400001, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
     EXPECT_EQ("\x3BhA", reader.GetAtr());
     EXPECT_EQ(2u, Device::Calls("nfc_se_get_atr"));
 }

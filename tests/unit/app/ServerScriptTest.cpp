@@ -4,9 +4,13 @@
 #include "app/NavoProxy.h"
 #include "app/jobs/ServerScript.h"
 #include "common/Locations.h"
+#include "tests/support/service/ResultCodePrinter.h"
+#include "tests/support/service/ResultTexts.h"
 #include "tests/unit/app/ServerJob.h"
 
 namespace {
+
+using ResultText::Done;
 
 using testing::Contains;
 using testing::ContainsRegex;
@@ -21,8 +25,6 @@ HttpReaction CommandSet(const std::string& set) {
 HttpReaction Result(const std::string& code) {
     return Answer(R"({"resultCode":")" + code + R"("})");
 }
-
-const char Done[] = "00000001_The job has done successfully";
 
 class ServerScript : public ServerJob {
 protected:
@@ -80,7 +82,7 @@ TEST_F(ServerScript, DrivesTheElementThatItsRequestNames) {
     Na::Job_SET_JOB_EXECUTOR job(RequestOf(&agent, &port, request));
     job.request->readerKind = 2;
     job.Execute();
-    EXPECT_EQ(1, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     EXPECT_EQ(3u, Device::ExchangeCount(Device::Element::Uicc));
 }
 
@@ -99,7 +101,7 @@ TEST_F(ServerScript, MakesOneExchangeAndOneFurtherRequestForASetOfOneItem) {
 
 TEST_F(ServerScript, RunsSetAfterSetAndReportsProgress) {
     peer.Script({CommandSet("/0180E20000/018001"), CommandSet("/0180E20001"), Result("00000002")});
-    EXPECT_EQ("00000002_The job has done successfully. But, a timeout has occurred on NFC off", Run());
+    EXPECT_EQ(ResultText::DoneButNfcOff, Run());
     EXPECT_THAT(
         port.progress, ElementsAre(Pair(ClientId, "E2_Change Info"), Pair(ClientId, "E2_Change Info")));
     EXPECT_EQ("/019000/01AA9000", Sent(1, "rApduSet"));
@@ -108,9 +110,9 @@ TEST_F(ServerScript, RunsSetAfterSetAndReportsProgress) {
 
 TEST_F(ServerScript, EndsWithWhateverCodeTheServerGives) {
     for (const auto& code : std::map<std::string, std::string>{
-             {"00000009", "00000009_Retry the request of Job from the beginning"},
+             {"00000009", ResultText::Retry},
              {"20100000", "20100000_"},
-             {"10600001", "10600001_IP/Port is Successfully Changed"},
+             {"10600001", ResultText::AddressChanged},
              {"77777777", "77777777"}}) {
         peer.Script({CommandSet("/018001"), Result(code.first)});
         EXPECT_EQ(code.second, Run());
@@ -164,14 +166,12 @@ TEST_F(ServerScript, EndsWithTheTransportsCodeWhenTheServerDoesNotTakeAFailureTe
     peer.Script({CommandSet("/018"), Answer("", 503)});
     EXPECT_EQ("503", Run());
     peer.Script({CommandSet("/018"), Answer("")});
-    EXPECT_EQ("10100019_No response has been received from a Server system", Run());
+    EXPECT_EQ(ResultText::NoResponseFromServer, Run());
 }
 
 TEST_F(ServerScript, SendsTheFailureTextOfASilentCardAndLetsTheServerDecide) {
     peer.Script({CommandSet("/018001"), Result("90202001")});
-    EXPECT_EQ(
-        "90202001_An error occurred during the execution of a job between NAVO and eSE",
-        Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\nfrom=3\n"));
+    EXPECT_EQ(ResultText::CardJobFailed, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\nfrom=3\n"));
     EXPECT_EQ("21_SDAPIException.", Sent(1, "rApduSet"));
 }
 
@@ -179,7 +179,7 @@ TEST_F(ServerScript, EndsWithAnErrorWhenTheCommandSetIsEmptyOrMissing) {
     for (const HttpReaction& reaction : {CommandSet(""), Result("00000000")}) {
         const std::size_t before = peer.Requests().size();
         peer.Script({reaction, Result("00000001")});
-        EXPECT_EQ("10000002_APDU is not available", Run());
+        EXPECT_EQ(ResultText::NoApdu, Run());
         EXPECT_EQ(before + 1, peer.Requests().size()) << "no further request goes out";
         EXPECT_EQ(2u, Device::ExchangeCount());
         EXPECT_THAT(world.LocatedLog(), Contains("D Do: cAPDU: "));
@@ -191,8 +191,7 @@ TEST_F(ServerScript, SendsAResponseSetOf65537CharactersAndNoLongerOne) {
     const std::string item = "/018001";
     const std::string response = "00{32765}9000";  // 65534 characters behind "/01"
     peer.Script({CommandSet(item), Result("00000009")});
-    EXPECT_EQ(
-        "00000009_Retry the request of Job from the beginning", Run(Card("answer 8001=" + response + "\n")));
+    EXPECT_EQ(ResultText::Retry, Run(Card("answer 8001=" + response + "\n")));
     ASSERT_EQ(2u, peer.Requests().size());
     EXPECT_EQ(65537u, Sent(1, "rApduSet").size());
 
@@ -213,7 +212,7 @@ TEST_F(ServerScript, TellsTheServerWhenTheClientHasGone) {
     EXPECT_EQ(3u, peer.Requests().size());
     EXPECT_EQ("/019000", Sent(1, "rApduSet")) << "the set that was running is finished";
     EXPECT_EQ("21_clientdisappeared./", Sent(2, "rApduSet"));
-    EXPECT_EQ(9, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(9));
     EXPECT_EQ(3u, Device::ExchangeCount());
     EXPECT_THAT(world.LocatedLog(), Contains("D Do: Client disappeared. Terminating"));
     EXPECT_THAT(world.LocatedLog(), Contains("D Do: rAPDU: 21_client disappeared./"));
@@ -229,12 +228,8 @@ TEST_F(ServerScript, EndsWithItsOwnCodeWhenTheServerDoesNotAnswerTheLastText) {
 }
 
 TEST_F(ServerScript, EndsWhenTheElementCannotBeOpened) {
-    EXPECT_EQ(
-        "10400006_No permission to access eSE",
-        Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"));
-    EXPECT_EQ(
-        "10000000_An unknown Error has occurred",
-        Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"));
+    EXPECT_EQ(ResultText::ElementRefused, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"));
+    EXPECT_EQ(ResultText::UnknownError, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"));
     EXPECT_THAT(
         world.Log(), Contains(ContainsRegex("^E/\\[/src/app/Agent\\.cpp:[0-9]+ Do\\] Error opening SE$")));
     EXPECT_THAT(peer.Requests(), IsEmpty());
@@ -242,7 +237,7 @@ TEST_F(ServerScript, EndsWhenTheElementCannotBeOpened) {
 
 TEST_F(ServerScript, EndsWhenTheCardHasNoCplc) {
     EXPECT_EQ(Done, Run(Card("answer 80CA9F7F00=6A88\n")));
-    EXPECT_EQ("10000002_APDU is not available", Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
+    EXPECT_EQ(ResultText::NoApdu, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
     EXPECT_THAT(peer.Requests(), IsEmpty());
     EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
 }
@@ -251,14 +246,14 @@ TEST_F(ServerScript, DoesNothingWithoutARequest) {
     world.Configure(Card());
     Na::Job_SET_JOB_EXECUTOR job(nullptr);
     job.Execute();
-    EXPECT_EQ(10000000, Na::GetResultCode());
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
     EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
 }
 
 TEST_F(ServerScript, ReportsAnElementThatCannotBeClosedInPlaceOfTheServersCode) {
     peer.Script({Result("00000002")});
     EXPECT_EQ(
-        "10400005_eSE interface channel is not closed",
+        ResultText::ElementNotClosed,
         Run(Card() + "[fault nfc_se_close_secure_element]\nresult=-1\nfrom=2\ntimes=1\n"));
 }
 
@@ -277,6 +272,6 @@ TEST_F(ServerScript, EndsWithATransportFailureBetweenTwoSets) {
 }
 
 TEST_F(ServerScript, SendsNothingWithoutANetwork) {
-    EXPECT_EQ("10100000_Network is unavailable", Run(Card() + "[network]\ntype=disconnected\n"));
+    EXPECT_EQ(ResultText::NetworkUnavailable, Run(Card() + "[network]\ntype=disconnected\n"));
     EXPECT_THAT(peer.Requests(), IsEmpty());
 }

@@ -11,6 +11,7 @@
 
 #include "client/lib/Owners.h"
 #include "navo/Client.h"
+#include "tests/support/service/ResultTexts.h"
 
 class FakeService;
 
@@ -56,9 +57,7 @@ public:
     struct Behaviour {
         Handler onOpen = [](Arrival& arrival) { arrival.Reply({{"ReturnCode", "Success"}}); };
         Handler onClose = [](Arrival& arrival) { arrival.Reply({{"ReturnCode", "Success"}}); };
-        Handler onRequest = [](Arrival& arrival) {
-            arrival.Reply({{"ReturnCode", "00000001_The job has done successfully"}});
-        };
+        Handler onRequest = [](Arrival& arrival) { arrival.Reply({{"ReturnCode", ResultText::Done}}); };
     };
 
     // Has the name and serves it when the constructor returns.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/service/ResultTexts.h"
 #include "tests/unit/client/FakeService.h"
 #include "tests/unit/client/NavoctlProgram.h"
 #include "tests/unit/client/TestBus.h"
@@ -12,9 +13,9 @@ using testing::HasSubstr;
 
 namespace {
 
-using Replies = std::vector<Navo::Map>;
+using ResultText::Done;
 
-constexpr char Done[] = "00000001_The job has done successfully";
+using Replies = std::vector<Navo::Map>;
 
 // Answers requests with the replies in turn, the last again and again, and keeps the requests. The first
 // request is navoctl's own question whether the service is still there.
@@ -79,8 +80,7 @@ TEST_F(NavoctlCcm, SendsTheDigitsOfAFile) {
 
 TEST_F(NavoctlCcm, SendsAnEmptyScript) {
     const ProgramEnd end =
-        Run(Navo::Map{{"LccmReturnCode", "-4"}, {"ReturnCode", "10000000_An unknown Error has occurred"}},
-            {"ccm", File("")});
+        Run(Navo::Map{{"LccmReturnCode", "-4"}, {"ReturnCode", ResultText::UnknownError}}, {"ccm", File("")});
     EXPECT_EQ(end.status, 1);
     EXPECT_THAT(requests, ElementsAre(Navo::Map{{"Cmd", "90"}, {"CcmScriptData", ""}}));
 }

@@ -8,6 +8,7 @@
 
 #include <future>
 
+#include "tests/support/service/ResultTexts.h"
 #include "tests/unit/client/Expectations.h"
 #include "tests/unit/client/FakeService.h"
 #include "tests/unit/client/NavoctlProgram.h"
@@ -20,7 +21,8 @@ using testing::StartsWith;
 
 namespace {
 
-const char Done[] = "00000001_The job has done successfully";
+using ResultText::Done;
+
 const char Cplc[] = "479063404091812500002123001A2B3C4D5E4812212448132125481421260000000148152127000000FF";
 
 // Answers requests with one reply and keeps the last request.
@@ -45,7 +47,7 @@ private:
         behaviour.onRequest = [this, onRequest = std::move(onRequest)](Arrival& arrival) {
             if (arrival.Request() == Navo::Map{{"Cmd", "66"}} && !isProbed) {
                 isProbed = true;
-                arrival.Reply({{"ReturnCode", "10000001_Invalid Cmd parameter is being used"}});
+                arrival.Reply({{"ReturnCode", ResultText::WrongCommand}});
                 return;
             }
             lastRequest.Set(arrival.Request());
@@ -120,7 +122,7 @@ TEST(Navoctl, SendsTheAddressAndPrintsTheResult) {
 }
 
 TEST(Navoctl, ExplainsThatACommandIsForPrivilegedClients) {
-    const Desk desk(Navo::Map{{"ReturnCode", "10000001_Invalid Cmd parameter is being used"}});
+    const Desk desk(Navo::Map{{"ReturnCode", ResultText::WrongCommand}});
     const ProgramEnd end = desk.Run({"set-address", "x"});
     EXPECT_EQ(end.status, 1);
     EXPECT_THAT(end.errors, HasSubstr("privileged"));
@@ -138,7 +140,7 @@ TEST(Navoctl, SendsAllThatARunNeeds) {
 }
 
 TEST(Navoctl, AlwaysFailsToGetTheStatusOfTheElement) {
-    const Desk desk(Navo::Map{{"ReturnCode", "10000001_Invalid Cmd parameter is being used"}});
+    const Desk desk(Navo::Map{{"ReturnCode", ResultText::WrongCommand}});
     const ProgramEnd end = desk.Run({"se-status"});
     EXPECT_EQ(end.status, 1);
     EXPECT_THAT(desk.Service().Received(), ElementsAre("Open", "Cmd 66", "Cmd 66", "Close"));

@@ -7,12 +7,18 @@
 #include <string>
 
 #include "navo/Outcome.h"
+#include "tests/support/service/ResultTexts.h"
 
 using Navo::Interpret;
 using Navo::Map;
 using Navo::Outcome;
 
 namespace {
+
+using ResultText::Done;
+using ResultText::DoneButNfcOff;
+using ResultText::UnknownError;
+using ResultText::WrongCommand;
 
 struct Case {
     const char* name;
@@ -27,21 +33,11 @@ void PrintTo(const Case& testCase, std::ostream* stream) {
     *stream << testCase.name;
 }
 
-const char Done[] = "00000001_The job has done successfully";
-const char DoneLate[] = "00000002_The job has done successfully. But, a timeout has occurred on NFC off";
-const char WrongCommand[] = "10000001_Invalid Cmd parameter is being used";
-const char Unknown[] = "10000000_An unknown Error has occurred";
-
 const Case Cases[] = {
     {"ScriptDone", 0x65, {{"ReturnCode", Done}}, true, "00000001", ""},
-    {"ScriptDoneWithLateNfc", 0x65, {{"ReturnCode", DoneLate}}, true, "00000002", ""},
-    {"ScriptToRetry",
-     0x65,
-     {{"ReturnCode", "00000009_Retry the request of Job from the beginning"}},
-     false,
-     "00000009",
-     ""},
-    {"ScriptThatNeverEnded", 0x65, {{"ReturnCode", "00000000_C-APDU exists"}}, false, "00000000", ""},
+    {"ScriptDoneWithLateNfc", 0x65, {{"ReturnCode", DoneButNfcOff}}, true, "00000002", ""},
+    {"ScriptToRetry", 0x65, {{"ReturnCode", ResultText::Retry}}, false, "00000009", ""},
+    {"ScriptThatNeverEnded", 0x65, {{"ReturnCode", ResultText::CommandSetToRun}}, false, "00000000", ""},
     {"ScriptWithHttpStatus", 0x65, {{"ReturnCode", "404"}}, false, "404", ""},
     {"ScriptWithUnknownCode", 0x65, {{"ReturnCode", "77777777"}}, false, "77777777", ""},
     {"ScriptWithCodeWithoutDescription", 0x65, {{"ReturnCode", "20100000_"}}, false, "20100000", ""},
@@ -50,19 +46,19 @@ const Case Cases[] = {
     {"StatusOfTheElement", 0x66, {{"ReturnCode", WrongCommand}}, false, "10000001", ""},
     {"CplcRead", 0x67, {{"ReturnCode", "47906340ABCD"}}, true, "", "47906340ABCD"},
     {"CplcRefusedByTheCard", 0x67, {{"ReturnCode", Done}}, false, "00000001", ""},
-    {"CplcNotTransmitted", 0x67, {{"ReturnCode", "10000002_APDU is not available"}}, false, "10000002", ""},
+    {"CplcNotTransmitted", 0x67, {{"ReturnCode", ResultText::NoApdu}}, false, "10000002", ""},
     {"CplcThatIsNone", 0x67, {{"ReturnCode", "nonsense"}}, false, "nonsense", ""},
     {"CplcOfOddLength", 0x67, {{"ReturnCode", "404"}}, false, "404", ""},
     {"CplcOfNoLength", 0x67, {{"ReturnCode", ""}}, false, "", ""},
     {"MemoryRead", 0x68, {{"MemoryInfo", "4096"}, {"ReturnCode", "4096"}}, true, "", "4096"},
     {"MemoryNotRead", 0x68, {{"ReturnCode", "0"}}, false, "", ""},
-    {"MemoryEndedByAnException", 0x68, {{"ReturnCode", Unknown}}, false, "10000000", ""},
+    {"MemoryEndedByAnException", 0x68, {{"ReturnCode", UnknownError}}, false, "10000000", ""},
     {"MemoryWithAMessageOfSuccess", 0x68, {{"ReturnCode", Done}}, false, "00000001", ""},
     {"Eligible", 0x69, {{"ReturnCode", Done}}, true, "00000001", ""},
-    {"NotEligible", 0x69, {{"ReturnCode", "10500001_This device is not available"}}, false, "10500001", ""},
+    {"NotEligible", 0x69, {{"ReturnCode", ResultText::DeviceNotAvailable1}}, false, "10500001", ""},
     {"NoNetworkForEligibility",
      0x69,
-     {{"ReturnCode", "10100000_Network is unavailable"}},
+     {{"ReturnCode", ResultText::NetworkUnavailable}},
      false,
      "10100000",
      ""},
@@ -74,11 +70,11 @@ const Case Cases[] = {
      "deviceModel: x"},
     {"PhoneInformationDenied", 0x1F4, {{"ReturnCode", WrongCommand}}, false, "10000001", ""},
     {"AddressStored", 0x1F5, {{"ReturnCode", Done}}, true, "00000001", ""},
-    {"AddressNotStored", 0x1F5, {{"ReturnCode", Unknown}}, false, "10000000", ""},
+    {"AddressNotStored", 0x1F5, {{"ReturnCode", UnknownError}}, false, "10000000", ""},
     {"AddressDenied", 0x1F5, {{"ReturnCode", WrongCommand}}, false, "10000001", ""},
     {"CcmPlayed", 0x90, {{"LccmReturnCode", "0"}, {"ReturnCode", Done}}, true, "0", ""},
     {"CcmRefusedByTheCard", 0x90, {{"LccmReturnCode", "-5"}, {"ReturnCode", Done}}, false, "-5", ""},
-    {"CcmWithoutLibrary", 0x90, {{"LccmReturnCode", "-2"}, {"ReturnCode", Unknown}}, false, "-2", ""},
+    {"CcmWithoutLibrary", 0x90, {{"LccmReturnCode", "-2"}, {"ReturnCode", UnknownError}}, false, "-2", ""},
     {"CcmWithoutVerdict", 0x90, {{"ReturnCode", Done}}, false, "00000001", ""},
     {"KeyUidOfNoBytes", 0x3F2, {{"ReturnCode", "0"}}, true, "0", ""},
     {"KeyUidThatIsNoText", 0x3F2, {{"ReturnCode", "3"}}, false, "3", ""},
@@ -91,7 +87,7 @@ const Case Cases[] = {
     {"KeyData", 0x3F3, {{"ReturnCode", "2"}, {"dalmData", "0A0B"}}, true, "2", "0A0B"},
     {"KeySessionReleased", 0x3F4, {{"ReturnCode", "0"}}, true, "0", ""},
     {"KeyCommandUnknown", 0x3FF, {{"ReturnCode", "-2"}}, false, "-2", ""},
-    {"KeyJobEndedByAnException", 0x3F0, {{"ReturnCode", Unknown}}, false, "10000000", ""},
+    {"KeyJobEndedByAnException", 0x3F0, {{"ReturnCode", UnknownError}}, false, "10000000", ""},
     {"KeyVerdictThatIsNoNumber", 0x3F0, {{"ReturnCode", "0x"}}, false, "0x", ""},
     {"ReservedCommand", 0x3FE, {{"ReturnCode", WrongCommand}}, false, "10000001", ""},
     {"ReplyWithoutReturnCode", 0x67, {{"phoneInfo", "x"}}, false, "", ""},
@@ -118,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<Case>& tested) { return std::string(tested.param.name); });
 
 TEST(Outcome, KeepsTheDescriptionOfAMessage) {
-    const Outcome outcome = Interpret(0x65, {{"ReturnCode", "10400006_No permission to access eSE"}});
+    const Outcome outcome = Interpret(0x65, {{"ReturnCode", ResultText::ElementRefused}});
     EXPECT_EQ(outcome.description, "No permission to access eSE");
     EXPECT_EQ(Interpret(0x65, {{"ReturnCode", "1_a_b"}}).description, "a_b");
 }
@@ -129,7 +125,7 @@ TEST(Outcome, ExplainsRepliesThatMislead) {
     EXPECT_NE(Interpret(0x66, {{"ReturnCode", WrongCommand}}).explanation, "");
     EXPECT_NE(Interpret(0x1F4, {{"ReturnCode", WrongCommand}}).explanation, "");
     EXPECT_NE(Interpret(0x1F5, {{"ReturnCode", WrongCommand}}).explanation, "");
-    EXPECT_EQ(Interpret(0x1F5, {{"ReturnCode", Unknown}}).explanation, "");
+    EXPECT_EQ(Interpret(0x1F5, {{"ReturnCode", UnknownError}}).explanation, "");
     EXPECT_EQ(Interpret(0x65, {{"ReturnCode", Done}}).explanation, "");
 }
 
@@ -141,12 +137,12 @@ TEST(Outcome, ExplainsEachVerdictOnACcmScript) {
     EXPECT_EQ(explanations.size(), 4U);
     EXPECT_EQ(explanations.count(""), 0U);
     EXPECT_EQ(Interpret(0x90, {{"LccmReturnCode", "0"}, {"ReturnCode", Done}}).explanation, "");
-    EXPECT_NE(Interpret(0x90, {{"ReturnCode", Unknown}}).explanation, "");
+    EXPECT_NE(Interpret(0x90, {{"ReturnCode", UnknownError}}).explanation, "");
 }
 
 TEST(Outcome, KeepsTheReasonWhyTheElementDidNotOpenForAScript) {
     const Outcome outcome =
-        Interpret(0x90, {{"LccmReturnCode", "-3"}, {"ReturnCode", "10400006_No permission to access eSE"}});
+        Interpret(0x90, {{"LccmReturnCode", "-3"}, {"ReturnCode", ResultText::ElementRefused}});
     EXPECT_EQ(
         outcome.explanation,
         "The secure SPI channel or the secure element could not be opened. The service says: No permission "
@@ -163,7 +159,7 @@ TEST(Outcome, ExplainsEachVerdictOnAKey) {
     EXPECT_EQ(explanations.size(), 8U);
     EXPECT_EQ(explanations.count(""), 0U);
     EXPECT_EQ(Interpret(0x3F0, {{"ReturnCode", "0"}}).explanation, "");
-    EXPECT_NE(Interpret(0x3F0, {{"ReturnCode", Unknown}}).explanation, "");
+    EXPECT_NE(Interpret(0x3F0, {{"ReturnCode", UnknownError}}).explanation, "");
 }
 
 TEST(Outcome, TellsOfKeyDataThatTheBusCannotCarry) {

@@ -8,6 +8,7 @@
 #include "tests/support/HttpPeer.h"
 #include "tests/support/TestCertificate.h"
 #include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/ResultCodePrinter.h"
 
 using Na::NavoProxy;
 using testing::SizeIs;
@@ -20,9 +21,9 @@ class KeptConnection : public testing::Test {
 protected:
     // Sends one message of the job, which has to succeed.
     static void Send(NavoProxy& sender) {
-        Na::SetResultCode(999);
+        Na::SetResultCode(Na::ResultCode(999));
         EXPECT_EQ(sender.NextApdu("dbus;client_1", "SEID", "1/9000"), Good);
-        EXPECT_EQ(Na::GetResultCode(), 0);
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::CommandSetToRun);
     }
 
     static void Send(NavoProxy& sender, int times) {

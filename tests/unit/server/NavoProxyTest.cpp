@@ -12,6 +12,8 @@
 #include "tests/support/HttpPeer.h"
 #include "tests/support/service/CurlSpy.h"
 #include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/ResultCodePrinter.h"
+#include "tests/support/service/ResultTexts.h"
 #include "tests/support/service/StoppedClock.h"
 
 using Na::GetResultCode;
@@ -92,7 +94,7 @@ protected:
 // A way to the Internet that notes the current result of each step.
 class WatchingRoad : public Na::INetwork {
 public:
-    explicit WatchingRoad(std::vector<std::int32_t>* seenResults) : results(seenResults) {}
+    explicit WatchingRoad(std::vector<Na::ResultCode>* seenResults) : results(seenResults) {}
 
     std::string GetName() const override { return "watching"; }
     bool OpenConnection() override {
@@ -108,18 +110,18 @@ public:
 private:
     void Note() { results->push_back(GetResultCode()); }
 
-    std::vector<std::int32_t>* results;
+    std::vector<Na::ResultCode>* results;
 };
 
 // The current results at the opening, at the question for a proxy and at the closing.
-std::vector<std::int32_t> ResultsAlongTheRoad() {
+std::vector<Na::ResultCode> ResultsAlongTheRoad() {
     DeviceWorld world;
     world.Configure("[network]\ntype=disconnected\n");
     HttpPeer peer;
     peer.Script({Answer("{\"resultCode\":\"00000002\"}")});
-    std::vector<std::int32_t> results;
+    std::vector<Na::ResultCode> results;
     Na::Network::GetInstance()->RegisterInterface(std::make_unique<WatchingRoad>(&results));
-    Na::SetResultCode(1);
+    Na::SetResultCode(Na::ResultCode::Done);
     NavoProxy(peer.Url()).SendRequest(Context, Na::Json());
     return results;
 }
@@ -262,7 +264,7 @@ TEST_F(ServerProtocol, AsksForEligibilityThreeTimesWhileTheServerSaysToWait) {
     ASSERT_THAT(requests, SizeIs(3));
     EXPECT_EQ(requests[1].body, requests[0].body);
     EXPECT_EQ(requests[2].body, requests[0].body);
-    EXPECT_EQ(Na::GetResultMessage(), "10500006_Eligibility All mode is working. Please wait");
+    EXPECT_EQ(Na::GetResultMessage(), ResultText::PleaseWait);
 }
 
 TEST_F(ServerProtocol, StopsAskingForEligibilityAtAnyOtherAnswer) {
@@ -275,14 +277,14 @@ TEST_F(ServerProtocol, StopsAskingForEligibilityAtAnyOtherAnswer) {
 TEST_F(ServerProtocol, AnswersNoEligibilityEvenWithoutAResultOfTheServer) {
     peer.Script({Answer("{}")});
     EXPECT_FALSE(proxy.Eligibility(Context, "SEID"));
-    EXPECT_EQ(GetResultCode(), 1);
+    EXPECT_EQ(GetResultCode(), Na::ResultCode::Done);
 }
 
 // What a server answers, and what becomes the current result.
 struct AnswerCase {
     const char* name;
     const char* body;
-    std::int32_t code;
+    Na::ResultCode code;
     const char* text;
 };
 
@@ -302,18 +304,21 @@ TEST_P(ServerAnswer, BecomesTheCurrentResultAndIsHandedOn) {
 INSTANTIATE_TEST_SUITE_P(
     NavoProxy, ServerAnswer,
     testing::Values(
-        AnswerCase{"KnownCode", "{\"resultCode\":\"00000000\"}", 0, "00000000"},
-        AnswerCase{"CodeOfAnotherKey", "{\"resultCode\":\"20000001\"}", 20000000, "20000001"},
-        AnswerCase{"UnknownCode", "{\"resultCode\":\"77777777\"}", 999999999, "77777777"},
-        AnswerCase{"TextThatIsNoCode", "{\"resultCode\":\"anything at all\"}", 999999999, "anything at all"},
-        AnswerCase{"NoCode", "{}", 1, "00000001"},
-        AnswerCase{"EmptyCode", "{\"resultCode\":\"\"}", 1, "00000001"},
-        AnswerCase{"CodeAsANumber", "{\"resultCode\":10500006}", 1, "00000001"},
-        AnswerCase{"Array", "[]", 1, "00000001"}, AnswerCase{"NoJson", "<html></html>", 1, "00000001"},
-        AnswerCase{"Blank", " ", 1, "00000001"},
-        AnswerCase{"InvalidUtf8", "{\"resultCode\":\"\xFF\"}", 1, "00000001"},
-        AnswerCase{"Surrogate", "{\"resultCode\":\"\\ud800x\"}", 1, "00000001"},
-        AnswerCase{"OctalByte", "{\"resultCode\":\"\\377\"}", 999999999, "\xEF\xBF\xBD"}),
+        AnswerCase{"KnownCode", "{\"resultCode\":\"00000000\"}", Na::ResultCode::CommandSetToRun, "00000000"},
+        AnswerCase{"CodeOfAnotherKey", "{\"resultCode\":\"20000001\"}", Na::ResultCode(20000000), "20000001"},
+        AnswerCase{"UnknownCode", "{\"resultCode\":\"77777777\"}", Na::ResultCode::Unknown, "77777777"},
+        AnswerCase{
+            "TextThatIsNoCode", "{\"resultCode\":\"anything at all\"}", Na::ResultCode::Unknown,
+            "anything at all"},
+        AnswerCase{"NoCode", "{}", Na::ResultCode::Done, "00000001"},
+        AnswerCase{"EmptyCode", "{\"resultCode\":\"\"}", Na::ResultCode::Done, "00000001"},
+        AnswerCase{"CodeAsANumber", "{\"resultCode\":10500006}", Na::ResultCode::Done, "00000001"},
+        AnswerCase{"Array", "[]", Na::ResultCode::Done, "00000001"},
+        AnswerCase{"NoJson", "<html></html>", Na::ResultCode::Done, "00000001"},
+        AnswerCase{"Blank", " ", Na::ResultCode::Done, "00000001"},
+        AnswerCase{"InvalidUtf8", "{\"resultCode\":\"\xFF\"}", Na::ResultCode::Done, "00000001"},
+        AnswerCase{"Surrogate", "{\"resultCode\":\"\\ud800x\"}", Na::ResultCode::Done, "00000001"},
+        AnswerCase{"OctalByte", "{\"resultCode\":\"\\377\"}", Na::ResultCode::Unknown, "\xEF\xBF\xBD"}),
     [](const testing::TestParamInfo<AnswerCase>& answer) { return answer.param.name; });
 
 TEST_F(ServerProtocol, IsUnescapedBeforeItIsRead) {
@@ -325,7 +330,7 @@ TEST_F(ServerProtocol, IsUnescapedBeforeItIsRead) {
 TEST_F(ServerProtocol, HasNoResultWhenTheBodyIsEmpty) {
     peer.Script({Answer("")});
     EXPECT_EQ(Send(), "");
-    EXPECT_EQ(GetResultCode(), 10100019);
+    EXPECT_EQ(GetResultCode(), Na::ResultCode::NoResponseFromServer);
     EXPECT_EQ(LinesWith("E Parse: json_parser_load_from_data failed : the text is empty"), 1U);
     EXPECT_EQ(LinesWith("D Json: Json plain data parsing return error"), 1U);
 }
@@ -344,34 +349,34 @@ TEST_F(ServerProtocol, TakesAnAnswerWithoutAnHttpStatusForAProtocolError) {
     folder.Write("IssueCard.do", "{\"resultCode\":\"00000000\"}");
     NavoProxy files("file://" + folder.Path().string());
     EXPECT_EQ(files.SendRequest(Context, Na::Json()), "");
-    EXPECT_EQ(GetResultCode(), 10100007);
+    EXPECT_EQ(GetResultCode(), Na::ResultCode::ProtocolError);
 }
 
 struct FailureCase {
     CURLcode code;
-    std::int32_t result;
+    Na::ResultCode result;
 };
 
 TEST_F(FailingServer, GivesEveryTransportFailureItsResult) {
     const FailureCase cases[] = {
-        {CURLE_URL_MALFORMAT, 10100004},
-        {CURLE_BAD_CONTENT_ENCODING, 10100013},
-        {CURLE_AGAIN, 10100003},
-        {CURLE_HTTP_POST_ERROR, 10100019},
-        {CURLE_GOT_NOTHING, 10100019},
-        {CURLE_RECV_ERROR, 10100019},
-        {CURLE_OPERATION_TIMEDOUT, 10100009},
-        {CURLE_COULDNT_RESOLVE_PROXY, 10100005},
-        {CURLE_COULDNT_RESOLVE_HOST, 10100005},
-        {CURLE_COULDNT_CONNECT, 10100005},
-        {CURLE_SSL_CONNECT_ERROR, 10100005},
-        {CURLE_REMOTE_ACCESS_DENIED, 10100002},
-        {CURLE_HTTP_RETURNED_ERROR, 10100007},
-        {CURLE_PEER_FAILED_VERIFICATION, 10100007},
-        {CURLE_PARTIAL_FILE, 10100007},
-        {CURLE_UNSUPPORTED_PROTOCOL, 10100007},
-        {CURLE_TOO_MANY_REDIRECTS, 10100007},
-        {CURLE_SEND_ERROR, 10100007}};
+        {CURLE_URL_MALFORMAT, Na::ResultCode::MalformedUrl},
+        {CURLE_BAD_CONTENT_ENCODING, Na::ResultCode::BadContentEncoding},
+        {CURLE_AGAIN, Na::ResultCode::TemporarilyUnavailable},
+        {CURLE_HTTP_POST_ERROR, Na::ResultCode::NoResponseFromServer},
+        {CURLE_GOT_NOTHING, Na::ResultCode::NoResponseFromServer},
+        {CURLE_RECV_ERROR, Na::ResultCode::NoResponseFromServer},
+        {CURLE_OPERATION_TIMEDOUT, Na::ResultCode::TimedOut},
+        {CURLE_COULDNT_RESOLVE_PROXY, Na::ResultCode::HostUnreachable},
+        {CURLE_COULDNT_RESOLVE_HOST, Na::ResultCode::HostUnreachable},
+        {CURLE_COULDNT_CONNECT, Na::ResultCode::HostUnreachable},
+        {CURLE_SSL_CONNECT_ERROR, Na::ResultCode::HostUnreachable},
+        {CURLE_REMOTE_ACCESS_DENIED, Na::ResultCode::ConnectionRefused},
+        {CURLE_HTTP_RETURNED_ERROR, Na::ResultCode::ProtocolError},
+        {CURLE_PEER_FAILED_VERIFICATION, Na::ResultCode::ProtocolError},
+        {CURLE_PARTIAL_FILE, Na::ResultCode::ProtocolError},
+        {CURLE_UNSUPPORTED_PROTOCOL, Na::ResultCode::ProtocolError},
+        {CURLE_TOO_MANY_REDIRECTS, Na::ResultCode::ProtocolError},
+        {CURLE_SEND_ERROR, Na::ResultCode::ProtocolError}};
     for (const FailureCase& each : cases) {
         spy.Decide(each.code, 4);
         EXPECT_EQ(Send(), "");
@@ -391,7 +396,7 @@ TEST_F(ServerProtocol, ReportsAnUnreachableServerAfterFourAttempts) {
 TEST_F(ServerProtocol, SendsNothingWithoutANetwork) {
     world.Configure("[network]\ntype=disconnected\n");
     EXPECT_EQ(Send(), "");
-    EXPECT_EQ(GetResultCode(), 10100000);
+    EXPECT_EQ(GetResultCode(), Na::ResultCode::NetworkUnavailable);
     EXPECT_EQ(peer.Connections(), 0);
     EXPECT_EQ(LinesWith("ConnectionDown"), 0U);
 }
@@ -407,7 +412,8 @@ TEST_F(ServerProtocol, TakesTheConnectionDownOnceAfterEachSend) {
 
 TEST(ServerRequest, StartsAsAnUnknownErrorAndHasItsResultWhenTheConnectionGoesDown) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";  // a process whose networks nobody else uses
-    const std::vector<std::int32_t> expected = {10000000, 10000000, 2};
+    const std::vector<Na::ResultCode> expected = {
+        Na::ResultCode::UnknownError, Na::ResultCode::UnknownError, Na::ResultCode(2)};
     EXPECT_EXIT(std::_Exit(ResultsAlongTheRoad() == expected ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 

@@ -7,6 +7,8 @@
 #include "app/ResultCode.h"
 #include "device/VirtualDevice.h"
 #include "tests/support/service/DeviceWorld.h"
+#include "tests/support/service/ResultCodePrinter.h"
+#include "tests/support/service/ResultTexts.h"
 
 using Na::GetResultCode;
 using Na::Network;
@@ -63,7 +65,7 @@ protected:
         network->RegisterInterface(std::make_unique<Road>("first", &first));
         network->RegisterInterface(std::make_unique<Road>("second", &second));
         world.ForgetLog();
-        Na::SetResultCode(1);
+        Na::SetResultCode(Na::ResultCode::Done);
     }
 
     // Lines of the registry alone.
@@ -112,7 +114,7 @@ TEST_F(NetworkRegistry, TakesTheFirstInterfaceThatOpens) {
     EXPECT_EQ(second.openings, 1);
     EXPECT_THAT(RegistryLog(), ElementsAre(SettingUp, "D ConnectionUp: Using interface: second"));
     EXPECT_EQ(network->GetProxyUrl(), "second:3128");
-    EXPECT_EQ(GetResultCode(), 1);
+    EXPECT_EQ(GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(NetworkRegistry, AsksNoInterfaceBehindTheOneThatOpened) {
@@ -125,8 +127,8 @@ TEST_F(NetworkRegistry, LeavesTheResultThatTheNetworkIsUnavailable) {
     first.isPassable = false;
     second.isPassable = false;
     EXPECT_FALSE(network->ConnectionUp());
-    EXPECT_EQ(GetResultCode(), 10100000);
-    EXPECT_EQ(Na::GetResultMessage(), "10100000_Network is unavailable");
+    EXPECT_EQ(GetResultCode(), Na::ResultCode::NetworkUnavailable);
+    EXPECT_EQ(Na::GetResultMessage(), ResultText::NetworkUnavailable);
     EXPECT_THAT(RegistryLog(), ElementsAre(SettingUp, Unavailable));
 }
 
@@ -165,7 +167,7 @@ TEST_F(NetworkRegistry, ClosesNothingWhenNothingIsOpen) {
 
 TEST_F(NetworkRegistry, HasNoProxyWithoutAConnection) {
     EXPECT_EQ(network->GetProxyUrl(), "");
-    EXPECT_EQ(GetResultCode(), 10100000);
+    EXPECT_EQ(GetResultCode(), Na::ResultCode::NetworkUnavailable);
     EXPECT_THAT(RegistryLog(), ElementsAre("D GetProxyUrl: Proxy: "));
 }
 
@@ -173,7 +175,7 @@ TEST_F(NetworkRegistry, HasNoProxyAfterTheConnectionWentDown) {
     network->ConnectionUp();
     network->ConnectionDown();
     EXPECT_EQ(network->GetProxyUrl(), "");
-    EXPECT_EQ(GetResultCode(), 10100000);
+    EXPECT_EQ(GetResultCode(), Na::ResultCode::NetworkUnavailable);
 }
 
 TEST_F(NetworkRegistry, LogsTheProxyOfTheCurrentInterface) {

@@ -9,9 +9,15 @@
 #include "common/Locations.h"
 #include "device/VirtualDevice.h"
 #include "device/vendor/CcmScript.h"
+#include "tests/support/service/ResultCodePrinter.h"
+#include "tests/support/service/ResultTexts.h"
 #include "tests/unit/vendor/LibraryJobs.h"
 
 namespace {
+
+using ResultText::Done;
+using ResultText::ElementRefused;
+using ResultText::UnknownError;
 
 using Device::Exchange;
 using testing::AllOf;
@@ -21,10 +27,6 @@ using testing::IsEmpty;
 using testing::Pair;
 using testing::StartsWith;
 using Vendor::Bytes;
-
-constexpr char Done[] = "00000001_The job has done successfully";
-constexpr char UnknownError[] = "10000000_An unknown Error has occurred";
-constexpr char NoPermission[] = "10400006_No permission to access eSE";
 
 class CcmJob : public LibraryJobs {
 protected:
@@ -118,7 +120,7 @@ TEST_F(CcmJob, StopsWhenTheCardGivesNoResponse) {
         testing::IsSupersetOf(
             {"E apduRetCheck: response is empty", "E handleCcmScript: Response with error: 50, "}));
     world.Configure("[fault nfc_se_send_apdu]\nresult=-1\n");
-    Expect(PlayApdus({"8050"}), "-5", "10000002_APDU is not available");
+    Expect(PlayApdus({"8050"}), "-5", ResultText::NoApdu);
     EXPECT_THAT(JobLines(), testing::Contains("E handleCcmScript: Response with error: 50, "));
 }
 
@@ -266,7 +268,7 @@ TEST_F(CcmJob, SaysWhenTheSecureElementDoesNotOpen) {
     EXPECT_THAT(JobLines(), testing::Contains("E handleCcmScript: Can't establish connection with eSE"));
     ExpectEverythingClosed();
     world.Configure("[fault nfc_se_open_secure_element]\nresult=NFC_ERROR_PERMISSION_DENIED\n");
-    Expect(PlayApdus({"8050"}), "-3", NoPermission);
+    Expect(PlayApdus({"8050"}), "-3", ElementRefused);
 }
 
 TEST_F(CcmJob, NeverHasBothChannelsOpen) {
@@ -285,7 +287,7 @@ TEST_F(CcmJob, ReportsThatTheSecureElementDidNotClose) {
     world.Configure(
         "[card]\nanswer 8050=9000\n[fault nfc_se_close_secure_element]\nresult=-1\nfrom=2\ntimes=1\n");
     EXPECT_THAT(PlayApdus({"8050"}), testing::Contains(Pair("LccmReturnCode", "0")));
-    EXPECT_EQ(Na::GetResultCode(), 10400005);
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementNotClosed);
 }
 
 TEST_F(CcmJob, LoadsTheLibraryAfreshForEveryScript) {

@@ -5,6 +5,7 @@
 #include "app/ResultCode.h"
 #include "common/Locations.h"
 #include "device/VirtualDevice.h"
+#include "tests/support/service/ResultCodePrinter.h"
 #include "tests/unit/vendor/LibraryJobs.h"
 
 namespace {
@@ -25,7 +26,7 @@ protected:
     std::string Verdict(const RequestMap& request) {
         const RequestMap reply = Ask(request);
         EXPECT_THAT(reply, ElementsAre(Pair("ReturnCode", testing::_)));
-        EXPECT_EQ(Na::GetResultCode(), 1);
+        EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
         return reply.empty() ? "" : reply.begin()->second;
     }
 
