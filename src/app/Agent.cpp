@@ -1,6 +1,5 @@
 #include "app/Agent.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
@@ -8,23 +7,12 @@
 
 #include "app/ClientPort.h"
 #include "app/ResultCode.h"
-#include "app/Se.h"
 #include "app/jobs/JobFactory.h"
 #include "common/Debug.h"
 
 namespace Na {
 
 namespace {
-
-// An item of a command set: "/", two characters, then the APDU.
-constexpr std::size_t ItemPrefixLength = 3;
-constexpr std::size_t LongestApdu = 65544;
-constexpr std::size_t LongestApduWithoutProgress = 6;
-constexpr std::size_t SeIdLength = 36;
-
-// What the server gets in place of the responses. The first is spelled so in the protocol.
-constexpr char MalformedSet[] = "21_taken wrong adpu.";
-constexpr char NoResponse[] = "21_SD API Exception.";
 
 // Reads the number of a command; false when the text does not fit a long.
 bool ParseCommand(const std::string& text, long& command) {
@@ -33,33 +21,17 @@ bool ParseCommand(const std::string& text, long& command) {
     return errno == 0;
 }
 
-// Text of the item that begins at `begin` and ends before `end`, without its prefix.
-std::string ApduOfItem(const std::string& commandSet, std::size_t begin, std::size_t end) {
-    const std::size_t first = begin + ItemPrefixLength;
-    return first < end ? commandSet.substr(first, end - first) : std::string();
-}
-
 }  // namespace
 
-AgentJob::AgentJob(std::unique_ptr<JobRequest> jobRequest) : request(std::move(jobRequest)) {
-    LogPrint(LogDebug, LOCATED(""));
-}
-
-AgentJob::~AgentJob() {
-    LogPrint(LogDebug, LOCATED(""));
-    request.reset();
-    result.clear();
-}
-
-Agent::Agent() : record(new Record) {
+Agent::Agent() {
     LogPrint(LogDebug, LOCATED("%p"), static_cast<void*>(this));
 }
 
-Agent::Agent(Agent&& other) noexcept : record(std::move(other.record)) {}
+Agent::Agent(Agent&& other) noexcept : initialised(std::exchange(other.initialised, false)) {}
 
 Agent::~Agent() {
     LogPrint(LogDebug, LOCATED("%p"), static_cast<void*>(this));
-    if (record != nullptr) {
+    if (initialised) {
         Trigger_Shutdown();
     }
 }
@@ -75,7 +47,7 @@ void Agent::TaskComplete() {
 void Agent::Trigger_ClientData(IClientPort* port, const std::string& clientId, const RequestMap& data) {
     LogPrint(LogInfo, "info: Request from Client arrived");
     LogPrint(LogDebug, LOCATED("Client ID: %s"), clientId.c_str());
-    if (record == nullptr) {
+    if (!initialised) {
         LogPrint(LogError, LOCATED("Fatal: use of uninitialized object"));
         return;
     }
@@ -167,57 +139,6 @@ void Do(AgentJob& job) {
 void TerminateJob(const AgentJob* job) {
     if (job != nullptr) {
         LogPrint(LogDebug, LOCATED("Terminating currently running job"));
-    }
-}
-
-void SendProgress(const AgentJob& job, const std::string& instruction) {
-    LogPrint(LogDebug, LOCATED("Sending progress"));
-    if (job.request == nullptr || job.request->port == nullptr) {
-        LogPrint(LogDebug, LOCATED("No Clients"));
-        return;
-    }
-    LogPrint(LogDebug, LOCATED("Progress: %s"), instruction.c_str());
-    const char* const known = FindDescription(instruction);
-    const char* const description = known != nullptr ? known : "";
-    LogPrint(LogDebug, LOCATED("Sending progress: %s"), description);
-    job.request->port->SendProgressCode(job.request->clientId, instruction + "_" + description);
-}
-
-std::string SendApdu(const AgentJob& job, Se& se, const std::string& commandSet) {
-    if (commandSet.empty()) {
-        return std::string();
-    }
-    std::string output(1, commandSet.front());
-    std::size_t begin = 0;
-    while (begin < commandSet.size()) {
-        const std::size_t end = std::min(commandSet.find('/', begin + 1), commandSet.size());
-        const std::string apdu = ApduOfItem(commandSet, begin, end);
-        LogPrint(LogDebug, LOCATED("CAPDU: %s [%d]"), apdu.c_str(), static_cast<int>(apdu.size()));
-        if (apdu.size() < 2 || apdu.size() > LongestApdu) {
-            LogPrint(LogError, LOCATED("Wrong cApdu"));
-            SetResultCode(ResultCode::MalformedCommandSet);
-            return MalformedSet;
-        }
-        if (apdu.size() > LongestApduWithoutProgress) {
-            SendProgress(job, apdu.substr(2, 2));
-        }
-        const std::string response = se.Apdu(apdu);
-        if (response.empty()) {
-            LogPrint(LogError, LOCATED("Empty rAPDU"));
-            return NoResponse;
-        }
-        output.append("01").append(response).append("/");
-        begin = end;
-    }
-    output.pop_back();
-    return output;
-}
-
-void ReadCplc(AgentJob& job, Se& se) {
-    const std::string cplc = se.GetCplc();
-    if (!cplc.empty()) {
-        job.request->cplc = cplc;
-        job.request->seId = cplc.substr(0, SeIdLength);
     }
 }
 

@@ -10,9 +10,8 @@
 namespace Na {
 
 class IClientPort;
-class Se;
 
-// A client's own dispatcher. A moved-from Agent is uninitialised: it answers nothing.
+// A client's own dispatcher. A moved-from Agent is uninitialised, and answers nothing.
 class Agent {
 public:
     Agent();
@@ -33,30 +32,13 @@ public:
     void TaskComplete();
 
 private:
-    struct Record {
-        std::string text;
-    };
-
-    std::unique_ptr<Record> record;
+    bool initialised = true;
 };
 
 // Runs a job and sends its reply. A standard exception that leaves the job ends it with 10000000.
 void Do(AgentJob& job);
 
-// Names the running job in the log; jobs are not interrupted.
+// Names the running job in the log; jobs are not interrupted, and nothing calls this.
 void TerminateJob(const AgentJob* job);
-
-// Reports a card command by its instruction byte (two hexadecimal digits) to the job's client.
-void SendProgress(const AgentJob& job, const std::string& instruction);
-
-// Relays a set of command APDUs to the open secure element and returns the set of responses.
-//
-// A set is a sequence of items, each "/", two characters that are not examined, and an APDU in hexadecimal
-// text; a response item is "/", "01" and the response. A failure replaces the whole response set by a text
-// that begins with "21_" and says why. An empty set gives an empty response set.
-std::string SendApdu(const AgentJob& job, Se& se, const std::string& commandSet);
-
-// Fills `cplc` and `seId` of the job's request from the card; leaves both when the card gives none.
-void ReadCplc(AgentJob& job, Se& se);
 
 }  // namespace Na

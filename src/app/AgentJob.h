@@ -7,8 +7,11 @@
 
 #include "app/RequestKeys.h"
 
-// Place of a job's log lines: whatever file a job stands in, they carry the Agent's source and "Do".
+// What is done for the agent logs under the agent's source, whatever file it stands in.
 #define AGENT_SOURCE_FILE "/src/app/Agent.cpp"
+
+// A job's line carries "Do" and the Agent's source by contract; its line number is that of the job's own
+// file.
 #define JOB_LOCATED(format) LOCATED_AS(AGENT_SOURCE_FILE, "Do", format)
 
 namespace Na {
@@ -24,7 +27,6 @@ struct JobRequest {
     std::int32_t readerKind = 0;  // secure element to use, see CreateSeReader
     std::string cplc;             // hexadecimal text, empty until ReadCplc
     std::string seId;             // first 36 characters of `cplc`
-    std::string reserved;
 };
 
 // Base of all jobs. Execute leaves reply fields in `result` and its outcome in the current result.

@@ -2,11 +2,11 @@
 
 #include <cstddef>
 
-#include "app/Agent.h"
 #include "app/NavoProxy.h"
 #include "app/ResultCode.h"
 #include "app/Se.h"
 #include "app/ServerAddress.h"
+#include "app/jobs/JobServices.h"
 #include "common/Debug.h"
 #include "common/Runtime.h"
 #include "common/Utils.h"

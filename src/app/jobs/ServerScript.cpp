@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <string>
 
-#include "app/Agent.h"
 #include "app/NavoProxy.h"
 #include "app/ResultCode.h"
 #include "app/Se.h"
+#include "app/jobs/JobServices.h"
 #include "common/Debug.h"
 #include "common/Json.h"
 

@@ -7,6 +7,7 @@
 #include "app/Agent.h"
 #include "app/ResultCode.h"
 #include "app/Se.h"
+#include "app/jobs/JobServices.h"
 #include "device/VirtualDevice.h"
 #include "tests/support/service/DeviceWorld.h"
 #include "tests/support/service/RecordingPort.h"

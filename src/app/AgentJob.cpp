@@ -1,0 +1,15 @@
+#include "app/AgentJob.h"
+
+#include <utility>
+
+#include "common/Debug.h"
+
+Na::AgentJob::AgentJob(std::unique_ptr<JobRequest> jobRequest) : request(std::move(jobRequest)) {
+    LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, ""));
+}
+
+Na::AgentJob::~AgentJob() {
+    LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, ""));
+    request.reset();
+    result.clear();
+}

@@ -1,0 +1,86 @@
+#include "app/jobs/JobServices.h"
+
+#include <algorithm>
+
+#include "app/AgentJob.h"
+#include "app/ClientPort.h"
+#include "app/ResultCode.h"
+#include "app/Se.h"
+#include "common/Debug.h"
+
+namespace Na {
+
+namespace {
+
+// An item of a command set: "/", two characters, then the APDU.
+constexpr std::size_t ItemPrefixLength = 3;
+constexpr std::size_t LongestApdu = 65544;
+constexpr std::size_t LongestApduWithoutProgress = 6;
+constexpr std::size_t SeIdLength = 36;
+
+// What the server gets in place of the responses. The first is spelled so in the protocol.
+constexpr char MalformedSet[] = "21_taken wrong adpu.";
+constexpr char NoResponse[] = "21_SD API Exception.";
+
+// Text of the item that begins at `begin` and ends before `end`, without its prefix.
+std::string ApduOfItem(const std::string& commandSet, std::size_t begin, std::size_t end) {
+    const std::size_t first = begin + ItemPrefixLength;
+    return first < end ? commandSet.substr(first, end - first) : std::string();
+}
+
+}  // namespace
+
+void SendProgress(const AgentJob& job, const std::string& instruction) {
+    LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "Sending progress"));
+    if (job.request == nullptr || job.request->port == nullptr) {
+        LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "No Clients"));
+        return;
+    }
+    LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "Progress: %s"), instruction.c_str());
+    const char* const known = FindDescription(instruction);
+    const char* const description = known != nullptr ? known : "";
+    LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "Sending progress: %s"), description);
+    job.request->port->SendProgressCode(job.request->clientId, instruction + "_" + description);
+}
+
+std::string SendApdu(const AgentJob& job, Se& se, const std::string& commandSet) {
+    if (commandSet.empty()) {
+        return std::string();
+    }
+    std::string output(1, commandSet.front());
+    std::size_t begin = 0;
+    while (begin < commandSet.size()) {
+        const std::size_t end = std::min(commandSet.find('/', begin + 1), commandSet.size());
+        const std::string apdu = ApduOfItem(commandSet, begin, end);
+        LogPrint(
+            LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "CAPDU: %s [%d]"), apdu.c_str(),
+            static_cast<int>(apdu.size()));
+        if (apdu.size() < 2 || apdu.size() > LongestApdu) {
+            LogPrint(LogError, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "Wrong cApdu"));
+            SetResultCode(ResultCode::MalformedCommandSet);
+            return MalformedSet;
+        }
+        if (apdu.size() > LongestApduWithoutProgress) {
+            SendProgress(job, apdu.substr(2, 2));
+        }
+        const std::string response = se.Apdu(apdu);
+        if (response.empty()) {
+            LogPrint(LogError, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "Empty rAPDU"));
+            return NoResponse;
+        }
+        output.append("01").append(response).append("/");
+        begin = end;
+    }
+    output.pop_back();
+    return output;
+}
+
+void ReadCplc(AgentJob& job, Se& se) {
+    const std::string cplc = se.GetCplc();
+    if (!cplc.empty()) {
+        job.request->cplc = cplc;
+        job.request->seId = cplc.substr(0, SeIdLength);
+    }
+}
+
+}  // namespace Na
