@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <deque>
 #include <exception>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "app/ResultCode.h"
 #include "app/jobs/JobFactory.h"
 #include "common/Debug.h"
+#include "common/NeverDestroyed.h"
 
 namespace Na {
 
@@ -19,6 +21,13 @@ bool ParseCommand(const std::string& text, long& command) {
     errno = 0;
     command = std::strtol(text.c_str(), nullptr, 16);
     return errno == 0;
+}
+
+// The jobs that ran, and with them their requests. They outlive their reply for good: nothing releases them,
+// and none goes before the process does.
+std::deque<std::unique_ptr<AgentJob>>& KeptJobs() {
+    static NeverDestroyed<std::deque<std::unique_ptr<AgentJob>>> jobs;
+    return *jobs;
 }
 
 }  // namespace
@@ -57,7 +66,7 @@ void Agent::Trigger_ClientData(IClientPort* port, const std::string& clientId, c
         port->SendReturnCode(clientId, GetResultMessage());
         return;
     }
-    std::unique_ptr<JobRequest> request(new JobRequest);
+    auto request = std::make_unique<JobRequest>();
     request->agent = this;
     request->clientId = clientId;
     request->port = port;
@@ -70,8 +79,8 @@ void Agent::Trigger_ClientData(IClientPort* port, const std::string& clientId, c
         return;
     }
     LogPrint(LogDebug, LOCATED("Starting Job"));
-    // The job and its request outlive their reply, for good: nothing releases them.
-    Do(*job.release());
+    KeptJobs().push_back(std::move(job));
+    Do(*KeptJobs().back());
 }
 
 std::unique_ptr<AgentJob> Agent::ConstructJob(std::unique_ptr<JobRequest> request) {

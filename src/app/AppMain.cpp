@@ -2,13 +2,14 @@
 
 #include "app/ClientListener.h"
 #include "common/Debug.h"
+#include "common/NeverDestroyed.h"
 
 namespace Na {
 
 AppMain* AppMain::GetInstance() {
-    static AppMain* const instance = new AppMain;
-    LogPrint(LogTrace, LOCATED("%p"), static_cast<void*>(instance));
-    return instance;
+    static NeverDestroyed<AppMain> instance;
+    LogPrint(LogTrace, LOCATED("%p"), static_cast<void*>(&*instance));
+    return &*instance;
 }
 
 AppMain::AppMain() {

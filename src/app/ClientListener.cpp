@@ -5,13 +5,14 @@
 
 #include "app/AppMain.h"
 #include "common/Debug.h"
+#include "common/NeverDestroyed.h"
 
 namespace Na {
 
 ClientListener* ClientListener::GetInstance() {
-    static ClientListener* const instance = new ClientListener;
-    LogPrint(LogTrace, LOCATED("%p"), static_cast<void*>(instance));
-    return instance;
+    static NeverDestroyed<ClientListener> instance;
+    LogPrint(LogTrace, LOCATED("%p"), static_cast<void*>(&*instance));
+    return &*instance;
 }
 
 ClientListener::~ClientListener() {

@@ -4,16 +4,18 @@
 
 #include "app/ResultCode.h"
 #include "common/Debug.h"
+#include "common/NeverDestroyed.h"
 
 namespace Na {
 
 Network* Network::GetInstance() {
-    static Network* instance = nullptr;
-    if (instance == nullptr) {
+    static bool isThere = false;
+    if (!isThere) {
         LogPrint(LogDebug, LOCATED("Creating instance"));
-        instance = new Network();  // never destroyed
+        isThere = true;
     }
-    return instance;
+    static NeverDestroyed<Network> instance;
+    return &*instance;
 }
 
 Network::Network() {

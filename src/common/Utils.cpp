@@ -16,7 +16,7 @@
 
 namespace Na {
 
-Mutex::Mutex(bool acquired) : mutex(new pthread_mutex_t()) {
+Mutex::Mutex(bool acquired) : mutex(std::make_unique<pthread_mutex_t>()) {
     pthread_mutex_init(mutex.get(), nullptr);
     if (acquired) {
         Acquire();

@@ -9,15 +9,6 @@
 
 namespace Na {
 
-namespace {
-
-template <typename Job, typename... Further>
-std::unique_ptr<AgentJob> Make(std::unique_ptr<JobRequest> request, Further... further) {
-    return std::unique_ptr<AgentJob>(new Job(std::move(request), further...));
-}
-
-}  // namespace
-
 bool IsPrivilegedCommand(long command) {
     switch (static_cast<Command>(command)) {
         case Command::GetPhoneInfo:
@@ -32,28 +23,28 @@ bool IsPrivilegedCommand(long command) {
 std::unique_ptr<AgentJob> MakeJob(long command, std::unique_ptr<JobRequest> request) {
     switch (static_cast<Command>(command)) {
         case Command::SetJobExecutor:
-            return Make<Job_SET_JOB_EXECUTOR>(std::move(request));
+            return std::make_unique<Job_SET_JOB_EXECUTOR>(std::move(request));
         case Command::GetSeStatus:
-            return Make<Job_GET_SE_STATUS>(std::move(request));
+            return std::make_unique<Job_GET_SE_STATUS>(std::move(request));
         case Command::GetCplc:
-            return Make<Job_GET_CPLC>(std::move(request));
+            return std::make_unique<Job_GET_CPLC>(std::move(request));
         case Command::GetMemory:
-            return Make<Job_GET_MEMORY>(std::move(request));
+            return std::make_unique<Job_GET_MEMORY>(std::move(request));
         case Command::CheckEligibility:
-            return Make<Job_CHECK_ELIGIBILITY>(std::move(request));
+            return std::make_unique<Job_CHECK_ELIGIBILITY>(std::move(request));
         case Command::GetPhoneInfo:
-            return Make<Job_GET_PHONEINFO>(std::move(request));
+            return std::make_unique<Job_GET_PHONEINFO>(std::move(request));
         case Command::SetAddress:
-            return Make<Job_SET_ADDRESS>(std::move(request));
+            return std::make_unique<Job_SET_ADDRESS>(std::move(request));
         case Command::HandleCcmData:
-            return Make<Job_HANDLE_CCM_DATA>(std::move(request));
+            return std::make_unique<Job_HANDLE_CCM_DATA>(std::move(request));
         case Command::DalmKeyInjection:
         case Command::DalmInjectedKeyVerification:
         case Command::DalmReadInjectedKeyUid:
         case Command::DalmCreateGetKeySession:
         case Command::DalmReleaseGetKeySession:
         case Command::DalmUnknown:
-            return Make<Job_DALM>(std::move(request), static_cast<std::int32_t>(command));
+            return std::make_unique<Job_DALM>(std::move(request), static_cast<std::int32_t>(command));
         default:
             return nullptr;
     }

@@ -8,24 +8,31 @@
 #include "app/tizen/ClientPort_dbus.h"
 #include "app/tizen/StartUp.h"
 #include "common/Debug.h"
+#include "common/Owned.h"
+
+namespace {
+
+using MainLoop = Na::OwnedBy<GMainLoop, g_main_loop_unref>;
+
+}  // namespace
 
 int main(int argc, char* argv[]) {
     Tizen::RequireStartUp();
     LogPrint(LogTrace, LOCATED("exe: %s"), argc > 0 ? argv[0] : "");
-    std::unique_ptr<Na::IClientPort> port(new Tizen::DbusClientPort);
+    auto port = std::make_unique<Tizen::DbusClientPort>();
     Na::ClientListener* registry = Na::ClientListener::GetInstance();
     if (registry == nullptr) {
         LogPrint(LogError, LOCATED("Error registering port"));
         return 1;
     }
     registry->RegisterPort(std::move(port));
-    GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
+    MainLoop loop(g_main_loop_new(nullptr, FALSE));
     Na::AppMain* const application = Na::AppMain::GetInstance();
-    application->SetMainLoop(loop);
+    application->SetMainLoop(loop.get());
     application->OnCreate();
-    g_main_loop_run(loop);
+    g_main_loop_run(loop.get());
     application->SetMainLoop(nullptr);
-    g_main_loop_unref(loop);
+    loop.reset();
     registry = Na::ClientListener::GetInstance();
     if (registry != nullptr) {
         registry->StopListen();

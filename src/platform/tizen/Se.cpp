@@ -4,7 +4,8 @@
 
 std::unique_ptr<Na::ISeReader> Na::CreateSeReader(int kind) {
     LogPrint(LogDebug, LOCATED("Creating a SE Reader of type %d"), kind);
-    std::unique_ptr<ISeReader> reader(new Tizen23::SeReaderNfc);
+    std::unique_ptr<ISeReader> reader = std::make_unique<Tizen23::SeReaderNfc>();
+    // The factory looks at what it made through the interface, and has a line for a reader of another class.
     auto* const nfcReader = dynamic_cast<Tizen23::SeReaderNfc*>(reader.get());
     if (nfcReader == nullptr) {
         LogPrint(LogDebug, LOCATED("Internal error: dynamic_cast returned nullptr"));
