@@ -1,15 +1,11 @@
 // Faults of device and server under the real service, each between an ordinary request and the next. A row
 // more in a table is a test more.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <map>
-#include <optional>
 #include <ostream>
+#include <variant>
 
-#include "tests/support/HttpPeer.h"
+#include "tests/e2e/FaultRequests.h"
 #include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
@@ -29,243 +25,175 @@ using ResultText::WrongCommand;
 
 using Navo::Map;
 
-constexpr char TestService[] = "test.service";
-constexpr char Query[] = "80CA9F7F00";
+// What fails.
+struct Platform {
+    const char* function;
+    const char* result;
+    unsigned from = 1;  // counted within the request: the element is opened and closed once to look it up
+};
+struct DeviceIs {
+    const char* section;
+    const char* key;
+    const char* value;
+    const char* usually;
+};
+struct ServerDoes {
+    const char* misbehaviour;  // messages are counted from 1, INITIALIZEAPDU included
+};
+struct ServerHas {
+    const char* option;
+    const char* value;
+};
+struct AddressIs {
+    const char* address;
+};
+using Fault = std::variant<Platform, DeviceIs, ServerDoes, ServerHas, AddressIs>;
 
-enum class Command { Script, Cplc, Memory, Eligibility, PhoneInfo };
+// Under "ReturnCode", in place of a text: the CPLC, as if nothing had failed.
+constexpr char TheCplc[] = "*";
 
-// What fails: a function of the platform, from one call on; a key of the device's file; the server.
 struct FaultRow {
     const char* name;
     Command command;
+    Fault fault;
     const char* expected;  // under "ReturnCode"
-    const char* function = "";
-    const char* result = "";
-    unsigned from = 1;
-    const char* section = "";
-    const char* key = "";
-    const char* value = "";
-    const char* misbehaviour = "";
-    const char* serverOption = "";
-    const char* optionValue = "";
-    const char* address = "";
 };
 
 void PrintTo(const FaultRow& row, std::ostream* stream) {
     *stream << row.name;
 }
 
-FaultRow Platform(
-    const char* name, Command command, const char* function, const char* result, unsigned from,
-    const char* expected) {
-    FaultRow row = {name, command, expected};
-    row.function = function;
-    row.result = result;
-    row.from = from;
-    return row;
+std::vector<FaultRow> ElementRows() {
+    return {
+        {"OpeningIsRefused", Command::Script,
+         Platform{"nfc_se_open_secure_element", "NFC_ERROR_SECURITY_RESTRICTED"}, ElementRefused},
+        {"OpeningIsRefusedAfterTheLookUp", Command::Script,
+         Platform{"nfc_se_open_secure_element", "NFC_ERROR_PERMISSION_DENIED", 2}, ElementRefused},
+        {"OpeningFails", Command::Cplc, Platform{"nfc_se_open_secure_element", "NFC_ERROR_DEVICE_BUSY"},
+         UnknownError},
+        {"OpeningForTheMemoryFails", Command::Memory, Platform{"nfc_se_open_secure_element", "-1", 2}, "0"},
+        {"TheFirstCommandIsLost", Command::Script, Platform{"nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED"},
+         NoApdu},
+        {"TheCplcQueryIsLost", Command::Eligibility, Platform{"nfc_se_send_apdu", "NFC_ERROR_TIMED_OUT", 2},
+         NoApdu},
+        {"TheFirstCommandOfTheServerIsLost", Command::Script,
+         Platform{"nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED", 3}, NotRelayed},
+        {"TheLastCommandOfTheServerIsLost", Command::Script,
+         Platform{"nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED", 6}, NotRelayed},
+        {"TheMemoryQueryIsLost", Command::Memory, Platform{"nfc_se_send_apdu", "-1", 2}, "0"},
+        {"ClosingFails", Command::Script,
+         Platform{"nfc_se_close_secure_element", "NFC_ERROR_OPERATION_FAILED", 2}, ElementNotClosed},
+        {"TheAnswerToResetIsUnknown", Command::Script, Platform{"nfc_se_get_atr", "-1"}, Done}};
 }
 
-FaultRow DeviceIs(
-    const char* name, Command command, const char* section, const char* key, const char* value,
-    const char* expected) {
-    FaultRow row = {name, command, expected};
-    row.section = section;
-    row.key = key;
-    row.value = value;
-    return row;
-}
-
-FaultRow ServerDoes(const char* name, const char* misbehaviour, const char* expected) {
-    FaultRow row = {name, Command::Script, expected};
-    row.misbehaviour = misbehaviour;
-    return row;
-}
-
-FaultRow ServerHas(const char* name, const char* option, const char* value, const char* expected) {
-    FaultRow row = {name, Command::Script, expected};
-    row.serverOption = option;
-    row.optionValue = value;
-    return row;
-}
-
-FaultRow AddressIs(const char* name, const char* address, const char* expected) {
-    FaultRow row = {name, Command::Script, expected};
-    row.address = address;
-    return row;
-}
-
-// Calls are counted within the request: the element is opened and closed once to look it up.
 std::vector<FaultRow> PlatformRows() {
     return {
-        Platform(
-            "OpeningIsRefused", Command::Script, "nfc_se_open_secure_element",
-            "NFC_ERROR_SECURITY_RESTRICTED", 1, ElementRefused),
-        Platform(
-            "OpeningIsRefusedAfterTheLookUp", Command::Script, "nfc_se_open_secure_element",
-            "NFC_ERROR_PERMISSION_DENIED", 2, ElementRefused),
-        Platform(
-            "OpeningFails", Command::Cplc, "nfc_se_open_secure_element", "NFC_ERROR_DEVICE_BUSY", 1,
-            UnknownError),
-        Platform("OpeningForTheMemoryFails", Command::Memory, "nfc_se_open_secure_element", "-1", 2, "0"),
-        Platform(
-            "TheFirstCommandIsLost", Command::Script, "nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED", 1,
-            NoApdu),
-        Platform(
-            "TheCplcQueryIsLost", Command::Eligibility, "nfc_se_send_apdu", "NFC_ERROR_TIMED_OUT", 2, NoApdu),
-        Platform(
-            "TheFirstCommandOfTheServerIsLost", Command::Script, "nfc_se_send_apdu",
-            "NFC_ERROR_OPERATION_FAILED", 3, NotRelayed),
-        Platform(
-            "TheLastCommandOfTheServerIsLost", Command::Script, "nfc_se_send_apdu",
-            "NFC_ERROR_OPERATION_FAILED", 6, NotRelayed),
-        Platform("TheMemoryQueryIsLost", Command::Memory, "nfc_se_send_apdu", "-1", 2, "0"),
-        Platform(
-            "ClosingFails", Command::Script, "nfc_se_close_secure_element", "NFC_ERROR_OPERATION_FAILED", 2,
-            ElementNotClosed),
-        Platform("TheAnswerToResetIsUnknown", Command::Script, "nfc_se_get_atr", "-1", 1, Done),
-        Platform(
-            "NoConnectionCanBeMade", Command::Script, "connection_create",
-            "CONNECTION_ERROR_OPERATION_FAILED", 1, NetworkUnavailable),
-        Platform(
-            "NoSecondConnectionCanBeMade", Command::Script, "connection_create",
-            "CONNECTION_ERROR_OUT_OF_MEMORY", 2, NetworkUnavailable),
-        Platform(
-            "TheTypeOfTheThirdConnectionIsUnknown", Command::Script, "connection_get_type",
-            "CONNECTION_ERROR_PERMISSION_DENIED", 3, NetworkUnavailable),
-        Platform(
-            "TheStateOfTheLastConnectionIsUnknown", Command::Script, "connection_get_wifi_state", "-1", 4,
-            NetworkUnavailable),
-        Platform("TheProxyIsUnknown", Command::Script, "connection_get_proxy", "-1", 1, Done),
-        Platform(
-            "ThereIsNoTelephony", Command::Script, "telephony_init", "TELEPHONY_ERROR_NOT_SUPPORTED", 1,
-            Done),
-        Platform("LibcurlDoesNotStart", Command::Script, "curl_easy_init", "-1", 2, ProtocolError),
-        Platform(
-            "TheCertificateCannotBeLoaded", Command::PhoneInfo, "pkgmgrinfo_pkginfo_load_certinfo", "-1", 1,
-            WrongCommand),
-        Platform(
-            "TheVisibilityIsUnknown", Command::PhoneInfo, "certsvc_certificate_get_visibility", "0", 1,
-            WrongCommand),
-        Platform("TheLogIsLost", Command::Cplc, "dlog_vprint", "-1", 1, "*")};
+        {"NoConnectionCanBeMade", Command::Script,
+         Platform{"connection_create", "CONNECTION_ERROR_OPERATION_FAILED"}, NetworkUnavailable},
+        {"NoSecondConnectionCanBeMade", Command::Script,
+         Platform{"connection_create", "CONNECTION_ERROR_OUT_OF_MEMORY", 2}, NetworkUnavailable},
+        {"TheTypeOfTheThirdConnectionIsUnknown", Command::Script,
+         Platform{"connection_get_type", "CONNECTION_ERROR_PERMISSION_DENIED", 3}, NetworkUnavailable},
+        {"TheStateOfTheLastConnectionIsUnknown", Command::Script,
+         Platform{"connection_get_wifi_state", "-1", 4}, NetworkUnavailable},
+        {"TheProxyIsUnknown", Command::Script, Platform{"connection_get_proxy", "-1"}, Done},
+        {"ThereIsNoTelephony", Command::Script, Platform{"telephony_init", "TELEPHONY_ERROR_NOT_SUPPORTED"},
+         Done},
+        {"LibcurlDoesNotStart", Command::Script, Platform{"curl_easy_init", "-1", 2}, ProtocolError},
+        {"TheCertificateCannotBeLoaded", Command::PhoneInfo,
+         Platform{"pkgmgrinfo_pkginfo_load_certinfo", "-1"}, WrongCommand},
+        {"TheVisibilityIsUnknown", Command::PhoneInfo, Platform{"certsvc_certificate_get_visibility", "0"},
+         WrongCommand},
+        {"TheLogIsLost", Command::Cplc, Platform{"dlog_vprint", "-1"}, TheCplc}};
 }
 
 std::vector<FaultRow> DeviceRows() {
     return {
-        DeviceIs("TheElementIsMissing", Command::Script, "card", "present", "false", UnknownError),
-        DeviceIs("ThereIsNoNfc", Command::Script, "nfc", "supported", "false", ElementRefused),
-        DeviceIs("TheCardRefusesItsCplc", Command::Eligibility, "card", "answer 80CA9F7F00", "6A82", Done),
-        DeviceIs("TheCardSendsAByte", Command::Cplc, "card", "answer 80CA9F7F00", "90", Done),
-        DeviceIs("TheNetworkIsGone", Command::Script, "network", "type", "disconnected", NetworkUnavailable),
-        DeviceIs(
-            "TheNetworkIsOfAnUnknownType", Command::Eligibility, "network", "type", "7", NetworkUnavailable)};
+        {"TheElementIsMissing", Command::Script, DeviceIs{"card", "present", "false", "true"}, UnknownError},
+        {"ThereIsNoNfc", Command::Script, DeviceIs{"nfc", "supported", "false", "true"}, ElementRefused},
+        {"TheCardRefusesItsCplc", Command::Eligibility, DeviceIs{"card", "answer 80CA9F7F00", "6A82", "card"},
+         Done},
+        {"TheCardSendsAByte", Command::Cplc, DeviceIs{"card", "answer 80CA9F7F00", "90", "card"}, Done},
+        {"TheNetworkIsGone", Command::Script, DeviceIs{"network", "type", "disconnected", "wifi"},
+         NetworkUnavailable},
+        {"TheNetworkIsOfAnUnknownType", Command::Eligibility, DeviceIs{"network", "type", "7", "wifi"},
+         NetworkUnavailable}};
 }
 
-// Messages are counted from 1, INITIALIZEAPDU included.
 std::vector<FaultRow> ServerRows() {
     return {
-        ServerDoes("TheServerIsOverloaded", "status=503", "503"),
-        ServerDoes("TheServerLosesTheSession", "status=404@3", "404"),
-        ServerDoes("TheServerAnswersNothing", "empty@2", NoResponseFromServer),
-        ServerDoes("TheServerAnswersWithHtml", "not-json=html@2", Done),
-        ServerDoes("TheServerAnswersWithAList", "not-json=list@1", Done),
-        ServerDoes("TheServersCodeIsANumber", "numeric-code@2", Done),
-        ServerDoes("TheServersSetIsMissing", "no-commands@2", NoApdu),
-        ServerDoes("TheServerSpeaksNoHttp", "garbage@2", ProtocolError),
-        ServerDoes("TheServerCloses", "close-before@3", NoResponseFromServer),
-        ServerDoes("TheServerClosesInTheMiddle", "close-middle@3", ProtocolError),
-        ServerDoes("TheServerResets", "reset@2", NoResponseFromServer),
-        ServerDoes("TheServerRedirectsForEver", "redirect=307@2", ProtocolError),
-        ServerDoes("TheServerIsSlow", "delay=400", Done),
-        ServerHas("TheCertificateIsExpired", "--certificate-days", "-1", ProtocolError),
-        ServerHas("TheCertificateIsAnothers", "--certificate-name", "kms.other.example", ProtocolError),
-        AddressIs("TheAddressIsNone", "https://no host", MalformedUrl),
-        AddressIs("TheServerHasNoName", "https://-.invalid", HostUnreachable)};
+        {"TheServerIsOverloaded", Command::Script, ServerDoes{"status=503"}, "503"},
+        {"TheServerLosesTheSession", Command::Script, ServerDoes{"status=404@3"}, "404"},
+        {"TheServerAnswersNothing", Command::Script, ServerDoes{"empty@2"}, NoResponseFromServer},
+        {"TheServerAnswersWithHtml", Command::Script, ServerDoes{"not-json=html@2"}, Done},
+        {"TheServerAnswersWithAList", Command::Script, ServerDoes{"not-json=list@1"}, Done},
+        {"TheServersCodeIsANumber", Command::Script, ServerDoes{"numeric-code@2"}, Done},
+        {"TheServersSetIsMissing", Command::Script, ServerDoes{"no-commands@2"}, NoApdu},
+        {"TheServerSpeaksNoHttp", Command::Script, ServerDoes{"garbage@2"}, ProtocolError},
+        {"TheServerCloses", Command::Script, ServerDoes{"close-before@3"}, NoResponseFromServer},
+        {"TheServerClosesInTheMiddle", Command::Script, ServerDoes{"close-middle@3"}, ProtocolError},
+        {"TheServerResets", Command::Script, ServerDoes{"reset@2"}, NoResponseFromServer},
+        {"TheServerRedirectsForEver", Command::Script, ServerDoes{"redirect=307@2"}, ProtocolError},
+        {"TheServerIsSlow", Command::Script, ServerDoes{"delay=400"}, Done},
+        {"TheCertificateIsExpired", Command::Script, ServerHas{"--certificate-days", "-1"}, ProtocolError},
+        {"TheCertificateIsAnothers", Command::Script, ServerHas{"--certificate-name", "kms.other.example"},
+         ProtocolError},
+        {"TheAddressIsNone", Command::Script, AddressIs{"https://no host"}, MalformedUrl},
+        {"TheServerHasNoName", Command::Script, AddressIs{"https://-.invalid"}, HostUnreachable}};
 }
 
 std::vector<FaultRow> AllRows() {
-    std::vector<FaultRow> rows = PlatformRows();
-    for (const std::vector<FaultRow>& more : {DeviceRows(), ServerRows()}) {
+    std::vector<FaultRow> rows = ElementRows();
+    for (const std::vector<FaultRow>& more : {PlatformRows(), DeviceRows(), ServerRows()}) {
         rows.insert(rows.end(), more.begin(), more.end());
     }
     return rows;
 }
 
-Map RequestOf(Command command) {
-    switch (command) {
-        case Command::Script:
-            return {{"Cmd", "65"}, {"ServiceId", TestService}, {"FcId", "A"}, {"pushReq", "p"}};
-        case Command::Cplc:
-            return {{"Cmd", "67"}};
-        case Command::Memory:
-            return {{"Cmd", "68"}};
-        case Command::Eligibility:
-            return {{"Cmd", "69"}};
-        case Command::PhoneInfo:
-            break;
-    }
-    return {{"Cmd", "1F4"}};
-}
-
-// What the service holds when it is at rest: a line of its log alone takes one more for a moment.
-int DescriptorsAtRest(pid_t service) {
-    constexpr int Looks = 20;
-    int lowest = World::HoldingsOf(service).descriptors;
-    int looks = 0;
-    Eventually([&] {
-        const int now = World::HoldingsOf(service).descriptors;
-        looks = now < lowest ? 0 : looks + 1;
-        lowest = std::min(now, lowest);
-        return looks == Looks;
-    });
-    return lowest;
-}
-
 class ServiceFault : public ::testing::TestWithParam<FaultRow> {
 protected:
-    // A server whose script has three sets with four commands in all; a command that the card does not answer
-    // ends it.
+    // A command that the card does not answer ends the script.
     KeyServerProcess& Serve(const std::vector<std::string>& further) {
-        std::vector<std::string> options = {
-            "--script", world.Write("script.json", ScriptOf({{Query}, {Query, Query}, {Query}}))};
+        std::vector<std::string> options = {"--script", world.Write("script.json", FourCommands())};
         options.insert(options.end(), further.begin(), further.end());
         KeyServerProcess& server = world.StartUnknownKeyServer(options);
         world.Device().TrustCertificatesOf(server.Authority());
         return server;
     }
 
-    static std::vector<std::string> ServerOptionsOf(const FaultRow& row) {
-        if (*row.misbehaviour != '\0') {
-            return {"--misbehave", row.misbehaviour};
+    static std::vector<std::string> ServerOptionsOf(const Fault& fault) {
+        if (const auto* const server = std::get_if<ServerDoes>(&fault)) {
+            return {"--misbehave", server->misbehaviour};
         }
-        if (*row.serverOption != '\0') {
-            return {row.serverOption, row.optionValue};
+        if (const auto* const server = std::get_if<ServerHas>(&fault)) {
+            return {server->option, server->value};
         }
         return {};
     }
 
-    void Break(const FaultRow& row) {
-        if (*row.function != '\0') {
-            world.Device().Break(row.function, row.result, row.from);
+    void Break(const Fault& fault) {
+        if (const auto* const platform = std::get_if<Platform>(&fault)) {
+            world.Device().Break(platform->function, platform->result, platform->from);
         }
-        if (*row.section != '\0') {
-            world.Device().Set(row.section, row.key, row.value);
+        if (const auto* const device = std::get_if<DeviceIs>(&fault)) {
+            world.Device().Set(device->section, device->key, device->value);
         }
     }
 
-    void Repair(const FaultRow& row) {
-        static const std::map<std::string, std::string> healthy = {
-            {"present", "true"}, {"supported", "true"}, {"answer 80CA9F7F00", "card"}, {"type", "wifi"}};
-        if (*row.function != '\0') {
-            world.Device().Repair(row.function);
+    void Repair(const Fault& fault) {
+        if (const auto* const platform = std::get_if<Platform>(&fault)) {
+            world.Device().Repair(platform->function);
         }
-        if (*row.section != '\0') {
-            world.Device().Set(row.section, row.key, healthy.at(row.key));
+        if (const auto* const device = std::get_if<DeviceIs>(&fault)) {
+            world.Device().Set(device->section, device->key, device->usually);
         }
     }
 
     // That a job ran; not where there is no log, or no job because the client was not trusted.
     static bool LeavesALog(const FaultRow& row) {
-        return std::string(row.function) != "dlog_vprint" && row.command != Command::PhoneInfo;
+        const auto* const platform = std::get_if<Platform>(&row.fault);
+        const bool losesTheLog = platform != nullptr && std::string(platform->function) == "dlog_vprint";
+        return !losesTheLog && row.command != Command::PhoneInfo;
     }
 
     std::size_t Completions() const { return world.LogCount("info: Job execution is complete"); }
@@ -277,12 +205,13 @@ protected:
 
 TEST_P(ServiceFault, HasOneReplyClosesTheElementAndLeavesTheNextRequestAlone) {
     const FaultRow& row = GetParam();
-    KeyServerProcess& server = Serve(ServerOptionsOf(row));
+    KeyServerProcess& server = Serve(ServerOptionsOf(row.fault));
     Navo::Session session(world.Options());
     const auto direct = [&](const std::string& address) {
         EXPECT_EQ(session.Call({{"Cmd", "1F5"}, {"hostAddr", address}}).at("ReturnCode"), Done);
     };
-    direct(*row.address != '\0' ? row.address : server.Address());
+    const auto* const elsewhere = std::get_if<AddressIs>(&row.fault);
+    direct(elsewhere != nullptr ? elsewhere->address : server.Address());
     const std::string cplc = session.Call(RequestOf(Command::Cplc)).at("ReturnCode");
     ASSERT_EQ(cplc.size(), 84U);
     const pid_t service = world.ServiceProcess();
@@ -290,9 +219,9 @@ TEST_P(ServiceFault, HasOneReplyClosesTheElementAndLeavesTheNextRequestAlone) {
     constexpr std::size_t completions = 2;
     EXPECT_TRUE(Eventually([&] { return Completions() == completions; }));
 
-    Break(row);
+    Break(row.fault);
     const Map reply = session.Call(RequestOf(row.command));
-    EXPECT_EQ(reply.at("ReturnCode"), std::string(row.expected) == "*" ? cplc : row.expected);
+    EXPECT_EQ(reply.at("ReturnCode"), std::string(row.expected) == TheCplc ? cplc : row.expected);
     EXPECT_EQ(reply.size(), 1U);
     EXPECT_TRUE(world.ElementIsClosed());
     // The line is written after the reply.
@@ -300,7 +229,7 @@ TEST_P(ServiceFault, HasOneReplyClosesTheElementAndLeavesTheNextRequestAlone) {
     EXPECT_TRUE(Eventually([&] { return Completions() >= expected; }));
     EXPECT_EQ(Completions(), expected) << "jobs that ran";
 
-    Repair(row);
+    Repair(row.fault);
     KeyServerProcess& another = Serve({});
     direct(another.Address());
     EXPECT_EQ(session.Call(RequestOf(Command::Script)).at("ReturnCode"), Done) << "the next request";
@@ -316,98 +245,6 @@ TEST_P(ServiceFault, HasOneReplyClosesTheElementAndLeavesTheNextRequestAlone) {
 INSTANTIATE_TEST_SUITE_P(
     When, ServiceFault, testing::ValuesIn(AllRows()),
     [](const testing::TestParamInfo<FaultRow>& row) { return std::string(row.param.name); });
-
-// The service knows a session by its client's package, so without it the request is of nobody's.
-TEST(CallerFault, ThatHidesThePackageLosesTheRequestAndNotTheSession) {
-    World world;
-    Navo::Session session(world.Options());
-    const Map memory = session.Call(RequestOf(Command::Memory));
-    world.Device().Break("aul_app_get_pkgname_bypid", "-1");
-    try {
-        session.Call(RequestOf(Command::Memory));
-        ADD_FAILURE() << "a reply to nobody";
-    } catch (const Navo::ClientError& error) {
-        EXPECT_EQ(error.Kind(), Navo::ErrorKind::SessionLost);
-    }
-    world.Device().Repair("aul_app_get_pkgname_bypid");
-    EXPECT_EQ(session.Call(RequestOf(Command::Memory)), memory);
-}
-
-// A service whose descriptors are about to run out.
-class DescriptorFault : public ::testing::Test {
-protected:
-    // A sanitizer takes a descriptor for each look at an object's type, and calls the type wrong without one.
-    void SetUp() override {
-        if (NAVO_SANITIZED != 0) {
-            GTEST_SKIP() << "the sanitizers need descriptors of their own";
-        }
-    }
-
-    DescriptorFault() {
-        world.StartKeyServer(
-            {"--script", world.Write("script.json", ScriptOf({{Query}, {Query, Query}, {Query}}))});
-        session.emplace(world.Options());
-        EXPECT_EQ(Ask(Command::Script), Done);
-        service = world.ServiceProcess();
-        EXPECT_EQ(prlimit(service, RLIMIT_NOFILE, nullptr, &usual), 0);
-        descriptors = DescriptorsAtRest(service);
-    }
-
-    // Nor does it keep the service from its usual end.
-    void TearDown() override {
-        session.reset();
-        EXPECT_EQ(world.AwaitEndOf(service), 0);
-    }
-
-    std::string Ask(Command command) { return session->Call(RequestOf(command)).at("ReturnCode"); }
-
-    // A number below the limit may be free, since descriptors are not closed in their order.
-    void Leave(int further) const {
-        const std::filesystem::path open = "/proc/" + std::to_string(service) + "/fd";
-        rlim_t limit = 0;
-        for (int free = 0; free <= further; ++limit) {
-            free += is_symlink(symlink_status(open / std::to_string(limit))) ? 0 : 1;
-        }
-        const rlimit scarce = {limit - 1, usual.rlim_max};
-        EXPECT_EQ(prlimit(service, RLIMIT_NOFILE, &scarce, nullptr), 0);
-    }
-
-    void ExpectNothingLost() {
-        EXPECT_EQ(prlimit(service, RLIMIT_NOFILE, &usual, nullptr), 0);
-        EXPECT_EQ(Ask(Command::Script), Done);
-        EXPECT_TRUE(Eventually([&] { return World::HoldingsOf(service).descriptors == descriptors; }));
-        EXPECT_EQ(world.ServiceProcess(), service);
-    }
-
-    World world;
-    std::optional<Navo::Session> session;
-    pid_t service = 0;
-    rlimit usual = {};
-    int descriptors = 0;
-};
-
-TEST_F(DescriptorFault, AtAnyDistanceHasOneReplyAndLeavesNothingOpen) {
-    for (int further = 1; further < 12; ++further) {
-        SCOPED_TRACE(std::to_string(further) + " further descriptors");
-        Leave(further);
-        for (const Command command : {Command::Script, Command::Eligibility, Command::Cplc}) {
-            EXPECT_NE(Ask(command), "");
-        }
-        ExpectNothingLost();
-    }
-}
-
-// The bus cannot be asked who calls, so the request is of nobody's.
-TEST_F(DescriptorFault, WithNoneLeftLosesTheRequestAndNotTheService) {
-    Leave(0);
-    try {
-        Ask(Command::Cplc);
-        ADD_FAILURE() << "a reply to nobody";
-    } catch (const Navo::ClientError& error) {
-        EXPECT_EQ(error.Kind(), Navo::ErrorKind::SessionLost) << error.what();
-    }
-    ExpectNothingLost();
-}
 
 namespace {
 
