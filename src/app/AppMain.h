@@ -6,7 +6,11 @@ struct _GMainLoop;
 namespace Na {
 
 // A singleton that is never destroyed. The platform's lifecycle events end here; the plain D-Bus entry point
-// drives OnCreate, and the client registry OnClientArrived and OnNoClients.
+// drives OnCreate, and the client registry OnClientArrived and OnNoClients. The others, and the destructor,
+// wait for an entry point of the platform's application framework, which has such events.
+//
+// This and the registry know each other, the one circle of the service: the registry tells the application
+// when clients come and go, and the application starts and stops the registry. Both ends are fixed.
 class AppMain {
 public:
     // Creation writes the version banner.

@@ -40,7 +40,6 @@ public:
 
 private:
     std::string url;
-    std::string unused;
     std::string uuid;             // of the current session; empty before InitializeApdu
     ConnectionShare connections;  // kept between the requests of this job
 };

@@ -17,6 +17,7 @@ public:
     virtual std::string GetProxyAddress() = 0;  // empty without a proxy
 };
 
+// What would be told when the network changes; no platform tells it yet.
 class INetworkStatusListener {
 public:
     virtual ~INetworkStatusListener() = default;

@@ -13,7 +13,7 @@ class ISeReader {
 public:
     virtual ~ISeReader() = default;
 
-    // Whether the device has what the reader needs.
+    // Whether the device has what the reader needs. Like GetAtr part of every reader, though nobody asks yet.
     virtual bool IsPresent() = 0;
     virtual bool IsReady() = 0;
 

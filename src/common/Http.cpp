@@ -264,7 +264,6 @@ Http::Http(const std::string& context, const ConnectionShare* connections)
 
 Http::~Http() = default;
 Http::Http(Http&&) noexcept = default;
-Http& Http::operator=(Http&&) noexcept = default;
 
 HttpOutcome Http::SendRequest(
     const std::string& url, HttpRequest type, const std::string& body, const std::string& proxy) {

@@ -44,7 +44,6 @@ public:
     explicit Http(const std::string& context, const ConnectionShare* connections = nullptr);
     virtual ~Http();
     Http(Http&&) noexcept;
-    Http& operator=(Http&&) noexcept;
 
     // Blocks until the exchange ended: no limit but 20 s for each connection attempt, of which there are at
     // most 4. All blanks of a POST's body are left out, and nothing is escaped. A proxy without "http" in
@@ -58,7 +57,7 @@ public:
     // HTTP status of the last exchange, 0 until an answer arrived.
     int GetResponseCode() const;
 
-    // Fetches a well-known public page.
+    // Fetches a well-known public page. Nobody here asks: the platform says whether there is a connection.
     bool IsInternetConnection();
 
 private:

@@ -1,4 +1,8 @@
 // Facts about the device, the clock and the calling application. Each has a definition for each platform.
+//
+// This is the platform's face towards every part of the service, so it is complete: nobody asks for the time
+// in milliseconds, the IMEI, the data service, the device's name, or an application's package and version as
+// yet.
 #pragma once
 
 #include <cstdint>

@@ -74,6 +74,7 @@ Bytes StringToBytes(const std::string& text);
 // Leading digits in the given base, 0 when there are none; saturates.
 long StringToLong(const std::string& text, int base);
 
+// No part of the service has base64 to read or write yet; these are here for the first that does.
 std::string Base64Encode(const std::string& text);
 std::string Base64Decode(const std::string& text);  // up to the first zero byte
 

@@ -37,7 +37,6 @@ void SeedFromClock() {
 Uuid::Uuid(const Uuid& other) : record(other.record ? std::make_unique<Record>(*other.record) : nullptr) {}
 
 Uuid::Uuid() = default;
-Uuid::Uuid(Uuid&& other) noexcept = default;
 
 Uuid& Uuid::operator=(Uuid other) {
     std::swap(record, other.record);

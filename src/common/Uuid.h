@@ -15,7 +15,6 @@ public:
     static Uuid Random();
 
     Uuid(const Uuid& other);
-    Uuid(Uuid&& other) noexcept;
     Uuid& operator=(Uuid other);
     ~Uuid();
 

@@ -8,10 +8,9 @@
 namespace {
 
 // The order of the members is the order of start-up, and tear-down runs in reverse. What comes before these,
-// the result-code table and the fixed texts of the card queries, is constant data and needs no set-up.
+// the result-code table and the fixed texts of the card queries, is constant data and needs no set-up; a
+// reader of the secure element lives for one job.
 struct ProcessLifetime {
-    struct SeReaderHolder {
-    } seReader;  // readers live for one job each: only their place in the order is kept
     Tizen23::_NFC_MANAGER_LIFECYCLE nfcManager;
     Tizen::OpenSslLocking openSslLocking;
     Na::_CURL_LIFECYCLE curl;

@@ -500,16 +500,6 @@ TEST_F(HttpExchange, FailsOnceItsContentWasMovedAway) {
         ElementsAre("E SendRequest: Fatal: not initialized", "E GetResponse: Use of not initialized object"));
 }
 
-TEST_F(HttpExchange, GivesItsOwnAnswerUpForThatOfAnother) {
-    peer.Script({Answer("first", 200), Answer("second", 404)});
-    EXPECT_EQ(Post(), HttpOutcome::Completed);
-    Http other{Context};
-    EXPECT_EQ(other.SendRequest(peer.Url() + "/", HttpRequest::Get, "", ""), HttpOutcome::Completed);
-    http = std::move(other);
-    EXPECT_EQ(http.GetResponse(), "second");
-    EXPECT_EQ(http.GetResponseCode(), 404);
-}
-
 // The public page is reached through a proxy that answers in its place.
 TEST_F(HttpExchange, SeesTheInternetWhenThePublicPageAnswers) {
     const TestCertificate certificate({"www.example.com"});
