@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
 #include "common/Debug.h"
 #include "common/Owned.h"
@@ -50,14 +49,14 @@ CompletionEvent::~CompletionEvent() {
 
 void CompletionEvent::Start() {
     LogPrint(LogTrace, LOCATED("Start %p"), static_cast<void*>(this));
-    const std::lock_guard<Mutex> lock(mutex);
+    const Lock lock(mutex);
     busy = 1;
     pthread_cond_signal(&condition);
 }
 
 void CompletionEvent::Done() {
     LogPrint(LogTrace, LOCATED("Up %p"), static_cast<void*>(this));
-    const std::lock_guard<Mutex> lock(mutex);
+    const Lock lock(mutex);
     if (busy != 0) {
         busy = 0;
         pthread_cond_signal(&condition);
@@ -66,7 +65,7 @@ void CompletionEvent::Done() {
 
 unsigned CompletionEvent::Wait(unsigned timeout) {
     LogPrint(LogTrace, LOCATED("%p"), static_cast<void*>(this));
-    const std::lock_guard<Mutex> lock(mutex);
+    const Lock lock(mutex);
     LogPrint(LogTrace, LOCATED("Wait %p"), static_cast<void*>(this));
     const unsigned result = timeout != 0 ? WaitUntil(timeout) : WaitForEver();
     LogPrint(LogTrace, LOCATED("Finished %p"), static_cast<void*>(this));

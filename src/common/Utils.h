@@ -8,26 +8,38 @@
 #include <string>
 #include <vector>
 
+#include "common/ThreadSafety.h"
+
 namespace Na {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A plain, non-recursive lock. Meets BasicLockable through lock() and unlock().
-class Mutex {
+// A plain, non-recursive lock.
+class LOCK_TYPE Mutex {
 public:
     explicit Mutex(bool acquired = false);
     ~Mutex();
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    void Acquire();
-    void Release();
-    void lock() { Acquire(); }
-    void unlock() { Release(); }
+    void Acquire() ACQUIRES();
+    void Release() RELEASES();
     pthread_mutex_t* Native() { return mutex.get(); }
 
 private:
     std::unique_ptr<pthread_mutex_t> mutex;
+};
+
+// Holds a lock for a scope.
+class SCOPED_LOCK_TYPE Lock {
+public:
+    explicit Lock(Mutex& mutexToHold) ACQUIRES(mutexToHold) : mutex(mutexToHold) { mutex.Acquire(); }
+    ~Lock() RELEASES() { mutex.Release(); }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+private:
+    Mutex& mutex;
 };
 
 // Lets one thread wait until another says that its work is done.
@@ -46,12 +58,12 @@ public:
     unsigned Wait(unsigned timeout);
 
 private:
-    unsigned WaitUntil(unsigned timeout);
-    unsigned WaitForEver();
+    unsigned WaitUntil(unsigned timeout) REQUIRES_LOCK(mutex);
+    unsigned WaitForEver() REQUIRES_LOCK(mutex);
 
     Mutex mutex;
     pthread_cond_t condition;
-    std::uint8_t busy;
+    std::uint8_t busy GUARDED_BY(mutex);
 };
 
 // Creates a folder and its missing parents with mode 0700. True when the path exists afterwards (whatever

@@ -7,7 +7,6 @@
 
 #include <exception>
 #include <map>
-#include <mutex>
 #include <utility>
 
 #include "app/ClientListener.h"
@@ -19,7 +18,7 @@
 
 namespace Tizen {
 
-using Lock = std::lock_guard<Na::Mutex>;
+using Na::Lock;
 using OwnedConnection = Na::OwnedObject<GDBusConnection>;
 using OwnedInvocation = Na::OwnedObject<GDBusMethodInvocation>;
 using OwnedNodeInfo = Na::OwnedBy<GDBusNodeInfo, g_dbus_node_info_unref>;

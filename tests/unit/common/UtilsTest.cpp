@@ -95,7 +95,7 @@ TEST(Mutex, CanBeMadeAcquired) {
 TEST(Mutex, LocksAScope) {
     Mutex mutex;
     {
-        const std::lock_guard<Mutex> lock(mutex);
+        const Na::Lock lock(mutex);
         EXPECT_FALSE(IsFree(mutex));
     }
     EXPECT_TRUE(IsFree(mutex));
