@@ -64,19 +64,20 @@ const char* EntryPointName(std::int32_t command) {
 struct TypeRule {
     const char* key;
     bool acceptsFour;  // besides 1 and 2
-    const char* missing;
-    const char* unsupported;
+    void (*logMissing)();
+    void (*logUnsupported)();
     int verdict;
 };
 
-constexpr TypeRule InjectionTypeRule = {
-    Key::InjectionType, true, "No injection type parameter", "Unsupported injection type",
-    Job_DALM::WrongInjectionType};
-constexpr TypeRule KeyTypeRule = {
-    Key::KeyType, false, "No key type parameter", "Unsupported key type", Job_DALM::WrongKeyType};
-constexpr TypeRule EncodingRule = {
-    Key::EncodingType, true, "No encoding type parameter", "Unsupported key encoding",
-    Job_DALM::WrongEncoding};
+const TypeRule InjectionTypeRule = {
+    Key::InjectionType, true, [] { LogPrint(LogDebug, JOB_LOCATED("No injection type parameter")); },
+    [] { LogPrint(LogDebug, JOB_LOCATED("Unsupported injection type")); }, Job_DALM::WrongInjectionType};
+const TypeRule KeyTypeRule = {
+    Key::KeyType, false, [] { LogPrint(LogDebug, JOB_LOCATED("No key type parameter")); },
+    [] { LogPrint(LogDebug, JOB_LOCATED("Unsupported key type")); }, Job_DALM::WrongKeyType};
+const TypeRule EncodingRule = {
+    Key::EncodingType, true, [] { LogPrint(LogDebug, JOB_LOCATED("No encoding type parameter")); },
+    [] { LogPrint(LogDebug, JOB_LOCATED("Unsupported key encoding")); }, Job_DALM::WrongEncoding};
 
 // Reads parameters of a request in turn. The first that is missing or wrong is logged, and its verdict stays;
 // nothing is read or logged after it.
@@ -95,7 +96,7 @@ public:
     std::string KeyName() {
         const std::string* const name = Failed() ? nullptr : Find(Key::KeyName);
         if (name == nullptr) {
-            Fail("No key name parameter", Job_DALM::KeyNameMissing);
+            Fail(Job_DALM::KeyNameMissing, [] { LogPrint(LogDebug, JOB_LOCATED("No key name parameter")); });
         }
         return name != nullptr ? *name : std::string();
     }
@@ -103,12 +104,12 @@ public:
     long Type(const TypeRule& rule, int missingVerdict) {
         const std::string* const text = Failed() ? nullptr : Find(rule.key);
         if (text == nullptr) {
-            Fail(rule.missing, missingVerdict);
+            Fail(missingVerdict, rule.logMissing);
             return 0;
         }
         const long type = StringToLong(*text, 10);
         if (type != 1 && type != 2 && !(rule.acceptsFour && type == 4)) {
-            Fail(rule.unsupported, rule.verdict);
+            Fail(rule.verdict, rule.logUnsupported);
             LogPrint(LogTrace, JOB_LOCATED("type: %d"), static_cast<int>(type));
         }
         return type;
@@ -118,19 +119,22 @@ public:
     int Size() {
         const std::string* const text = Failed() ? nullptr : Find(Key::DalmDataSize);
         if (text == nullptr) {
-            Fail("No data size parameter", Job_DALM::SizeMissing);
+            Fail(Job_DALM::SizeMissing, [] { LogPrint(LogDebug, JOB_LOCATED("No data size parameter")); });
             return 0;
         }
         const long size = StringToLong(*text, 10);
         if (size < 1 || size > LargestData) {
-            Fail("Incorrect size parameter passed", Job_DALM::WrongParameter);
+            Fail(Job_DALM::WrongParameter, [] {
+                LogPrint(LogDebug, JOB_LOCATED("Incorrect size parameter passed"));
+            });
         }
         return static_cast<int>(std::min(size, LargestData));
     }
 
-    void Fail(const char* reason, int failureVerdict) {
+    // Logs nothing after the first failure.
+    void Fail(int failureVerdict, void (*logReason)()) {
         if (!Failed()) {
-            LogPrint(LogDebug, JOB_LOCATED("%s"), reason);
+            logReason();
             verdict = failureVerdict;
         }
     }
@@ -218,7 +222,7 @@ int Job_DALM::InjectKey(void* entryPoint) {
     if (const std::string* const given = read.Find(Key::DalmData)) {
         data = *given;
         if ((data.empty() && injectionType == InjectionOfGivenData) || data.size() > LargestData) {
-            read.Fail("Wrong key data", WrongParameter);
+            read.Fail(WrongParameter, [] { LogPrint(LogDebug, JOB_LOCATED("Wrong key data")); });
         }
         encoding = read.Type(EncodingRule, WrongParameter);
     } else if (!read.Failed()) {
