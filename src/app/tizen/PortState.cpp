@@ -1,0 +1,114 @@
+#include "app/tizen/PortState.h"
+
+#include "app/ClientListener.h"
+#include "common/Debug.h"
+
+namespace Tizen {
+
+namespace {
+
+constexpr char PortPrefix[] = "dbus;";
+
+std::string mk_client_id(const std::string& identifier) {
+    std::string id = PortPrefix + identifier;
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "%s"), id.c_str());
+    return id;
+}
+
+}  // namespace
+
+DbusClientPortImpl::DbusClientPortImpl(Na::IClientPort* owner) : port(owner), ticket(NextTicket()) {
+    Listening()[ticket] = this;
+}
+
+DbusClientPortImpl::~DbusClientPortImpl() {
+    Listening().erase(ticket);
+}
+
+std::map<gpointer, DbusClientPortImpl*>& DbusClientPortImpl::Listening() {
+    static std::map<gpointer, DbusClientPortImpl*> listening;
+    return listening;
+}
+
+gpointer DbusClientPortImpl::NextTicket() {
+    static guint previous = 0;
+    return GUINT_TO_POINTER(++previous);
+}
+
+DbusClientPortImpl* DbusClientPortImpl::OfTicket(gpointer ticket) {
+    const auto found = Listening().find(ticket);
+    return found != Listening().end() ? found->second : nullptr;
+}
+
+_Client* DbusClientPortImpl::AddClient(const std::string& identifier) {
+    LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Client registration %s"), identifier.c_str());
+    const Na::Lock guard(lock);
+    std::unique_ptr<_Client>& client = clients[identifier];
+    const bool duplicate = client != nullptr;
+    if (duplicate) {
+        LogPrint(
+            LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Duplicate connection from client %s"),
+            identifier.c_str());
+    } else {
+        client = std::make_unique<_Client>(identifier);
+        LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Created client %s"), identifier.c_str());
+        const std::string id = mk_client_id(identifier);
+        LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Registering client: %s"), id.c_str());
+        Na::ClientListener::GetInstance()->OnClientConnected(port, id);
+    }
+    // A refused "Open" counts too: as many calls of "Close" remove the client.
+    ++client->count;
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Done"));
+    return duplicate ? nullptr : client.get();
+}
+
+void DbusClientPortImpl::RemoveClient(const std::string& identifier) {
+    LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Removing client: %s"), identifier.c_str());
+    bool gone = false;
+    {
+        const Na::Lock guard(lock);
+        const auto client = clients.find(identifier);
+        if (client == clients.end()) {
+            LogPrint(
+                LogDebug,
+                LOCATED_AS(PORT_SOURCE_FILE, __func__, "Error: trying to unregister unknown client: '%s'"),
+                identifier.c_str());
+        } else if (--client->second->count == 0) {
+            clients.erase(client);
+            gone = true;
+        }
+    }
+    if (!gone) {
+        LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, ""));
+        return;
+    }
+    const std::string id = mk_client_id(identifier);
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Disconnected client: %s"), id.c_str());
+    Na::ClientListener::GetInstance()->OnClientDisconnected(port, id);
+}
+
+void DbusClientPortImpl::ForgetClients() {
+    const Na::Lock guard(lock);
+    clients.clear();
+}
+
+_Client* DbusClientPortImpl::FindClient(const std::string& identifier) {
+    const auto client = clients.find(identifier);
+    return client != clients.end() ? client->second.get() : nullptr;
+}
+
+_Client* DbusClientPortImpl::get_client_from_id(const std::string& id) {
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "%s"), id.c_str());
+    const std::size_t semicolon = id.find(';');
+    const std::string identifier = semicolon == std::string::npos ? std::string() : id.substr(semicolon + 1);
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "%s"), identifier.c_str());
+    return FindClient(identifier);
+}
+
+void DbusClientPortImpl::OnClientData(const std::string& identifier, const Na::RequestMap& data) {
+    LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Handling request data"));
+    Na::ClientListener::GetInstance()->OnClientData(port, mk_client_id(identifier), data);
+    LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Done"));
+}
+
+}  // namespace Tizen
