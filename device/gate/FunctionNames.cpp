@@ -66,6 +66,16 @@ constexpr std::string_view PlatformFunctions[] = {
     "vconf_get_str",
 };
 
+constexpr bool IsInByteOrder() {
+    for (std::size_t i = 1; i < std::size(PlatformFunctions); ++i) {
+        if (PlatformFunctions[i - 1] >= PlatformFunctions[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(IsInByteOrder(), "a name is looked for by halves, so the list is in order and names each once");
+
 }  // namespace
 
 std::string CanonicalFunction(const std::string& name) {
