@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
+#include "card/Refusal.h"
 #include "card/StateText.h"
-#include "globalplatform/StatusWord.h"
 
 namespace Card {
 
@@ -29,7 +29,7 @@ void ContentStore::Commit(CardContent changed) {
         try {
             file->Write(EncodeState(changed));
         } catch (const std::runtime_error&) {
-            throw Refusal{StatusWord::MemoryFailure};
+            Refuse(StatusWord::MemoryFailure);
         }
     }
     content = std::move(changed);

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "card/ContentStore.h"
+#include "card/Refusal.h"
 #include "globalplatform/CommandApdu.h"
 #include "globalplatform/Scp03.h"
 #include "globalplatform/StatusWord.h"
@@ -15,10 +16,6 @@ struct Answer {
     Bytes data;
     StatusWord status = StatusWord::Success;
 };
-
-[[noreturn]] inline void Refuse(StatusWord status) {
-    throw Refusal{status};
-}
 
 // Between INITIALIZE UPDATE and EXTERNAL AUTHENTICATE.
 struct Challenge {

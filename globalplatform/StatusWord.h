@@ -1,4 +1,4 @@
-// Status words of ISO 7816-4 and GlobalPlatform that the software card gives.
+// Status words of ISO 7816-4 and GlobalPlatform.
 #pragma once
 
 #include <cstdint>
@@ -30,11 +30,6 @@ enum class StatusWord : std::uint16_t {
     NoDiagnosis = 0x6F00,
     AlgorithmNotSupported = 0x9484,
     InvalidKeyCheckValue = 0x9485,
-};
-
-// Ends the command that is being carried out.
-struct Refusal {
-    StatusWord status;
 };
 
 }  // namespace GlobalPlatform
