@@ -2,8 +2,8 @@
 // in sets of a few, and ends the session at the first status word that is not expected.
 #include <algorithm>
 
+#include "globalplatform/StatusMeaning.h"
 #include "keyserver/provisioning/CardChannel.h"
-#include "keyserver/provisioning/StatusMeaning.h"
 
 namespace KeyServer {
 
@@ -12,6 +12,7 @@ namespace {
 using GlobalPlatform::EncodeCommand;
 using GlobalPlatform::FromHexText;
 using GlobalPlatform::HexText;
+using GlobalPlatform::StatusMeaning;
 
 struct SentCommand {
     PlainCommand plain;
@@ -138,7 +139,7 @@ private:
         return EndingTurn(
             absent ? command.codeWhenAbsent : ResultCode::UnexpectedStatusWord,
             Place() + command.title + " was answered with " + verdict.statusWord + ", " +
-                StatusMeaning(verdict.statusWord) + "; expected was " + verdict.expected);
+                std::string(StatusMeaning(verdict.statusWord)) + "; expected was " + verdict.expected);
     }
 
     void Take(const std::vector<CardResponse>& responses) {

@@ -1,15 +1,15 @@
-#include "keyserver/provisioning/StatusMeaning.h"
+#include "globalplatform/StatusMeaning.h"
 
 #include <algorithm>
 #include <array>
 
-namespace KeyServer {
+namespace GlobalPlatform {
 
 namespace {
 
 struct Row {
-    const char* statusWord;  // or its beginning
-    const char* meaning;
+    std::string_view statusWord;  // or its beginning
+    std::string_view meaning;
 };
 
 // The first that fits counts.
@@ -47,10 +47,11 @@ constexpr std::array<Row, 29> Rows{{
 
 }  // namespace
 
-std::string StatusMeaning(const std::string& statusWord) {
-    const auto* const found = std::find_if(
-        Rows.begin(), Rows.end(), [&](const Row& row) { return statusWord.rfind(row.statusWord, 0) == 0; });
+std::string_view StatusMeaning(std::string_view statusWord) {
+    const auto* const found = std::find_if(Rows.begin(), Rows.end(), [&](const Row& row) {
+        return statusWord.substr(0, row.statusWord.size()) == row.statusWord;
+    });
     return found == Rows.end() ? "an unknown status word" : found->meaning;
 }
 
-}  // namespace KeyServer
+}  // namespace GlobalPlatform
