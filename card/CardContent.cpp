@@ -92,23 +92,8 @@ std::uint64_t FreeMemory(const CardContent& content, const Options& options) {
     return options.memory - std::min(options.memory, content.UsedMemory());
 }
 
-bool IsAid(const Bytes& bytes) {
-    return bytes.size() >= 5 && bytes.size() <= 16;
-}
-
 bool BeginsWith(const Bytes& aid, const Bytes& beginning) {
     return aid.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), aid.begin());
-}
-
-bool IsCardState(std::uint8_t state) {
-    return state == LifeCycle::CardReady || state == LifeCycle::CardInitialized ||
-           state == LifeCycle::CardSecured || state == LifeCycle::CardLocked ||
-           state == LifeCycle::CardTerminated;
-}
-
-bool IsApplicationState(std::uint8_t state) {
-    const std::uint8_t unlocked = state & ~LifeCycle::LockedFlag;
-    return unlocked == LifeCycle::Installed || (unlocked & LifeCycle::Selectable) == LifeCycle::Selectable;
 }
 
 }  // namespace Card

@@ -9,29 +9,18 @@
 
 #include "card/Options.h"
 #include "globalplatform/Bytes.h"
+#include "globalplatform/LifeCycle.h"
 
 namespace Card {
 
 using namespace GlobalPlatform;
-
-// GlobalPlatform Card 2.3.1, 11.1.1: life-cycle states as they stand in GET STATUS.
-namespace LifeCycle {
-constexpr std::uint8_t Loaded = 0x01;
-constexpr std::uint8_t Installed = 0x03;
-constexpr std::uint8_t Selectable = 0x07;
-constexpr std::uint8_t LockedFlag = 0x80;
-constexpr std::uint8_t CardReady = 0x01;
-constexpr std::uint8_t CardInitialized = 0x07;
-constexpr std::uint8_t CardSecured = 0x0F;
-constexpr std::uint8_t CardLocked = 0x7F;
-constexpr std::uint8_t CardTerminated = 0xFF;
-}  // namespace LifeCycle
 
 // Of the first byte of an application's privileges, 11.1.2.
 constexpr std::uint8_t SecurityDomainPrivilege = 0x80;
 constexpr std::uint8_t CardResetPrivilege = 0x04;
 
 constexpr std::size_t PrivilegesLength = 3;
+constexpr std::uint8_t HighestKeyIdentifier = 127;
 constexpr std::uint32_t GreatestSequenceCounter = 0xFFFFFF;
 
 // By tag or by data grouping identifier.
@@ -95,11 +84,6 @@ constexpr std::uint64_t ObjectMemory = 4;
 // 0 when there is less memory than the content takes.
 std::uint64_t FreeMemory(const CardContent& content, const Options& options);
 
-bool IsAid(const Bytes& bytes);
 bool BeginsWith(const Bytes& aid, const Bytes& beginning);
-
-// Whether the byte is a state that the standard knows, 5.1.1 and 5.3.1.
-bool IsCardState(std::uint8_t state);
-bool IsApplicationState(std::uint8_t state);
 
 }  // namespace Card

@@ -30,12 +30,7 @@ inline Answer NoConfirmation() {
     return {{0x00}, StatusWord::Success};
 }
 
-// The secure channel protocol with its option: a pseudo-random challenge, nothing on responses; Amendment D,
-// 5.1.
-constexpr std::uint8_t SecureChannelProtocol = 0x03;
+// Of the secure channel protocol: a pseudo-random challenge, nothing on responses; Amendment D, 5.1.
 constexpr std::uint8_t SecureChannelOption = 0x10;
-
-constexpr std::uint8_t LastBlockFlag = 0x80;
-constexpr std::uint32_t AidTag = 0x4F;
 
 }  // namespace Card

@@ -2,16 +2,12 @@
 
 #include "card/Commands.h"
 #include "card/Fields.h"
+#include "globalplatform/Instruction.h"
+#include "globalplatform/Tags.h"
 
 namespace Card {
 
 namespace {
-
-constexpr std::uint8_t OnlyObject = 0x00;
-constexpr std::uint8_t WithRelatedObjects = 0x80;
-
-constexpr std::uint32_t KeyIdentifierTag = 0xD0;
-constexpr std::uint32_t KeyVersionTag = 0xD2;
 
 template <typename Items, typename Predicate>
 void Remove(Items& items, Predicate predicate) {
@@ -76,16 +72,16 @@ void DeleteKeys(
 }  // namespace
 
 Answer Delete(Runtime& card, const CommandApdu& command) {
-    if (command.p1 != 0 || (command.p2 != OnlyObject && command.p2 != WithRelatedObjects)) {
+    if (command.p1 != 0 || (command.p2 != Deletion::OfObject && command.p2 != Deletion::WithRelatedObjects)) {
         Refuse(StatusWord::WrongParameters);
     }
     const std::vector<TlvObject> objects = Objects(command.data);
-    const Bytes* identifier = FindObject(objects, KeyIdentifierTag);
-    const Bytes* version = FindObject(objects, KeyVersionTag);
+    const Bytes* identifier = FindObject(objects, Tag::KeyIdentifier);
+    const Bytes* version = FindObject(objects, Tag::KeyVersion);
     const std::size_t keyObjects = (identifier != nullptr ? 1U : 0U) + (version != nullptr ? 1U : 0U);
     CardContent changed = card.Content();
-    if (objects.size() == 1 && objects.front().tag == AidTag) {
-        DeleteObject(changed, objects.front().value, command.p2 == WithRelatedObjects);
+    if (objects.size() == 1 && objects.front().tag == Tag::Aid) {
+        DeleteObject(changed, objects.front().value, command.p2 == Deletion::WithRelatedObjects);
     } else if (!objects.empty() && objects.size() == keyObjects) {
         DeleteKeys(changed, KeyNumber(identifier), KeyNumber(version));
     } else {

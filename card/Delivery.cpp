@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
+#include "globalplatform/Instruction.h"
+
 namespace Card {
 
 namespace {
 
-constexpr std::uint8_t GetResponseCode = 0xC0;
 constexpr std::size_t LongestPart = 256;
-constexpr std::uint8_t ProprietaryFlag = 0x80;
 
 Bytes Whole(Answer answer) {
     Append(answer.data, StatusBytes(answer.status));
@@ -79,8 +79,8 @@ Bytes Delivery::NextPart(std::size_t length) {
 }
 
 bool Delivery::Continues(const Bytes& command, bool byteProtocol) const {
-    const bool isGetResponse =
-        command.size() >= 4 && (command[0] & ~ProprietaryFlag) == 0 && command[1] == GetResponseCode;
+    const bool isGetResponse = command.size() >= 4 && (command[0] & ~ProprietaryClassBit) == 0 &&
+                               command[1] == Instruction::GetResponse;
     return isGetResponse && (byteProtocol || waiting);
 }
 

@@ -1,14 +1,16 @@
 #include <algorithm>
 
 #include "card/Commands.h"
+#include "globalplatform/Aes.h"
+#include "globalplatform/Tags.h"
 #include "globalplatform/Tlv.h"
 
 namespace Card {
 
 namespace {
 
-constexpr std::size_t FabricationDataAt =
-    10;  // in the production life-cycle data: date, serial and batch number
+// In the production life-cycle data: date, serial and batch number.
+constexpr std::size_t FabricationDataAt = 10;
 constexpr std::size_t FabricationDataLength = 8;
 
 Bytes Part(const Bytes& bytes, std::size_t at, std::size_t length) {
@@ -19,32 +21,33 @@ Bytes Part(const Bytes& bytes, std::size_t at, std::size_t length) {
 Bytes ObjectIdentifier(const char* tail) {
     Bytes identifier = *FromHexText("2A864886FC6B");  // 1.2.840.114283, GlobalPlatform
     Append(identifier, *FromHexText(tail));
-    return MakeTlv(0x06, identifier);
+    return MakeTlv(Tag::ObjectIdentifier, identifier);
 }
 
 // Card recognition data, H.2: the card management of 2.3.1, the identification scheme, and the secure channel
 // protocol with its option.
 Bytes CardData() {
     Bytes recognition = ObjectIdentifier("01");
-    Append(recognition, MakeTlv(0x60, ObjectIdentifier("02020301")));
-    Append(recognition, MakeTlv(0x63, ObjectIdentifier("03")));
+    Append(recognition, MakeTlv(Tag::CardManagementType, ObjectIdentifier("02020301")));
+    Append(recognition, MakeTlv(Tag::CardIdentification, ObjectIdentifier("03")));
     Append(
         recognition,
-        MakeTlv(0x64, ObjectIdentifier(HexText({0x04, SecureChannelProtocol, SecureChannelOption}).c_str())));
-    return MakeTlv(0x66, MakeTlv(0x73, recognition));
+        MakeTlv(
+            Tag::ChannelProtocol,
+            ObjectIdentifier(HexText({0x04, SecureChannelProtocol, SecureChannelOption}).c_str())));
+    return MakeTlv(Tag::CardData, MakeTlv(Tag::CardRecognition, recognition));
 }
 
 // Identifier, version, type and length of each key, 11.3.3.1.
 Bytes KeyInformation(const CardContent& content) {
-    constexpr std::uint8_t AesType = 0x88;
     Bytes keys;
     for (const auto& [version, set] : content.keySets) {
         for (const auto& [identifier, value] : set.keys) {
             const auto length = static_cast<std::uint8_t>(value.size());
-            Append(keys, MakeTlv(0xC0, {identifier, version, AesType, length}));
+            Append(keys, MakeTlv(Tag::KeyInformationData, {identifier, version, AesKeyType, length}));
         }
     }
-    return MakeTlv(0xE0, keys);
+    return MakeTlv(Tag::KeyInformation, keys);
 }
 
 Bytes FourBytes(std::uint64_t size) {
@@ -54,42 +57,42 @@ Bytes FourBytes(std::uint64_t size) {
 // ETSI TS 102 226, 8.2.1.7.2: applications, free non-volatile and free volatile memory.
 Bytes ExtendedResources(const Runtime& card) {
     const CardContent& content = card.Content();
-    Bytes resources = MakeTlv(0x81, BigEndian(content.applications.size(), 2));
-    Append(resources, MakeTlv(0x82, FourBytes(FreeMemory(content, card.options))));
-    Append(resources, MakeTlv(0x83, FourBytes(card.options.volatileMemory)));
-    return MakeTlv(0xFF21, resources);
+    Bytes resources = MakeTlv(Tag::NumberOfApplications, BigEndian(content.applications.size(), 2));
+    Append(resources, MakeTlv(Tag::FreeMemory, FourBytes(FreeMemory(content, card.options))));
+    Append(resources, MakeTlv(Tag::FreeVolatileMemory, FourBytes(card.options.volatileMemory)));
+    return MakeTlv(Tag::ExtendedResources, resources);
 }
 
 // The applications that belong to the issuer domain, 11.3.3.1.2.
 Bytes ApplicationList(const CardContent& content) {
     Bytes list;
     for (const Application& application : content.applications) {
-        Append(list, MakeTlv(0x61, MakeTlv(AidTag, application.aid)));
+        Append(list, MakeTlv(Tag::ApplicationTemplate, MakeTlv(Tag::Aid, application.aid)));
     }
-    return MakeTlv(0x2F00, list);
+    return MakeTlv(Tag::ApplicationList, list);
 }
 
 Bytes IssuerData(const Runtime& card, std::uint32_t tag) {
     const CardContent& content = card.Content();
     switch (tag) {
-        case 0x42:
+        case Tag::IssuerNumber:
             return MakeTlv(tag, card.options.issuerNumber);
-        case 0x45:
+        case Tag::CardImageNumber:
             return MakeTlv(tag, Part(card.options.cplc, FabricationDataAt, FabricationDataLength));
-        case 0x66:
+        case Tag::CardData:
             return CardData();
-        case 0xC1:
+        case Tag::SequenceCounter:
             return MakeTlv(
                 tag, BigEndian(content.FirstCompleteSet()->second.sequenceCounter, SequenceCounterLength));
-        case 0xCF:
+        case Tag::KeyDiversification:
             return MakeTlv(tag, KeyDiversificationData(card.options));
-        case 0xE0:
+        case Tag::KeyInformation:
             return KeyInformation(content);
-        case 0x2F00:
+        case Tag::ApplicationList:
             return ApplicationList(content);
-        case 0x9F7F:
+        case Tag::ProductionLifeCycle:
             return MakeTlv(tag, card.options.cplc);
-        case 0xFF21:
+        case Tag::ExtendedResources:
             return ExtendedResources(card);
         default:
             Refuse(StatusWord::ReferencedDataNotFound);

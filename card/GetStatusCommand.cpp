@@ -2,6 +2,9 @@
 #include <set>
 
 #include "card/Commands.h"
+#include "globalplatform/Aid.h"
+#include "globalplatform/Instruction.h"
+#include "globalplatform/Tags.h"
 #include "globalplatform/Tlv.h"
 
 namespace Card {
@@ -10,18 +13,7 @@ namespace {
 
 constexpr std::size_t LongestResponse = 256;
 
-// P1, 11.4.2.1.
-constexpr std::uint8_t IssuerDomain = 0x80;
-constexpr std::uint8_t Applications = 0x40;
-constexpr std::uint8_t LoadFiles = 0x20;
-constexpr std::uint8_t LoadFilesAndModules = 0x10;
-
-// P2, 11.4.2.2.
-constexpr std::uint8_t NextFlag = 0x01;
-constexpr std::uint8_t TaggedFlag = 0x02;
-
 constexpr std::size_t MostModules = 255;  // their number has one byte
-constexpr std::uint32_t TagListTag = 0x5C;
 
 struct Criteria {
     Bytes aidBeginning;
@@ -46,13 +38,13 @@ std::set<std::uint32_t> TagList(const Bytes& list) {
 // 11.4.2.3: the AID first, then a tag list if there is one.
 Criteria ReadCriteria(const Bytes& data) {
     const std::optional<std::vector<TlvObject>> objects = ParseTlv(data);
-    if (!objects || objects->empty() || objects->size() > 2 || objects->front().tag != AidTag ||
-        objects->front().value.size() > 16) {
+    if (!objects || objects->empty() || objects->size() > 2 || objects->front().tag != Tag::Aid ||
+        objects->front().value.size() > LongestAid) {
         Refuse(StatusWord::WrongData);
     }
     Criteria criteria{objects->front().value, std::nullopt};
     if (objects->size() == 2) {
-        if (objects->back().tag != TagListTag) {
+        if (objects->back().tag != Tag::TagList) {
             Refuse(StatusWord::WrongData);
         }
         criteria.tags = TagList(objects->back().value);
@@ -85,12 +77,12 @@ public:
             return Plain(application.aid, application.state, application.privileges.front());
         }
         Bytes entry = Beginning(application.aid, application.state);
-        Add(entry, 0xC5, application.privileges);
+        Add(entry, Tag::Privileges, application.privileges);
         if (!application.loadFile.empty()) {
-            Add(entry, 0xC4, application.loadFile);
+            Add(entry, Tag::LoadFileAid, application.loadFile);
         }
-        Add(entry, 0xCC, content.issuerDomain.aid);
-        return MakeTlv(0xE3, entry);
+        Add(entry, Tag::SecurityDomainAid, content.issuerDomain.aid);
+        return MakeTlv(Tag::RegistryEntry, entry);
     }
 
     Bytes Of(const LoadFile& file, bool withModules) const {
@@ -100,10 +92,10 @@ public:
         }
         Bytes entry = Beginning(file.aid, LifeCycle::Loaded);
         for (const Bytes& module : modules) {
-            Add(entry, 0x84, module);
+            Add(entry, Tag::Name, module);
         }
-        Add(entry, 0xCC, content.issuerDomain.aid);
-        return MakeTlv(0xE3, entry);
+        Add(entry, Tag::SecurityDomainAid, content.issuerDomain.aid);
+        return MakeTlv(Tag::RegistryEntry, entry);
     }
 
 private:
@@ -115,8 +107,8 @@ private:
 
     Bytes Beginning(const Bytes& aid, std::uint8_t state) const {
         Bytes entry;
-        Add(entry, AidTag, aid);
-        Add(entry, 0x9F70, {state});
+        Add(entry, Tag::Aid, aid);
+        Add(entry, Tag::LifeCycleState, {state});
         return entry;
     }
 
@@ -146,25 +138,25 @@ private:
 
 std::vector<Bytes> Entries(const CardContent& content, const CommandApdu& command) {
     const Criteria criteria = ReadCriteria(command.data);
-    const EntryWriter writer(content, criteria, (command.p2 & TaggedFlag) != 0);
+    const EntryWriter writer(content, criteria, (command.p2 & StatusFlag::InTlv) != 0);
     const auto asked = [&](const Bytes& aid) { return BeginsWith(aid, criteria.aidBeginning); };
     std::vector<Bytes> entries;
     switch (command.p1) {
-        case IssuerDomain:  // there is one, whatever is searched for
+        case StatusSubset::IssuerDomain:  // there is one, whatever is searched for
             entries.push_back(writer.Of(content.issuerDomain));
             break;
-        case Applications:
+        case StatusSubset::Applications:
             for (const Application& application : content.applications) {
                 if (asked(application.aid)) {
                     entries.push_back(writer.Of(application));
                 }
             }
             break;
-        case LoadFiles:
-        case LoadFilesAndModules:
+        case StatusSubset::LoadFiles:
+        case StatusSubset::LoadFilesAndModules:
             for (const LoadFile& file : content.loadFiles) {
                 if (asked(file.aid)) {
-                    entries.push_back(writer.Of(file, command.p1 == LoadFilesAndModules));
+                    entries.push_back(writer.Of(file, command.p1 == StatusSubset::LoadFilesAndModules));
                 }
             }
             break;
@@ -176,7 +168,7 @@ std::vector<Bytes> Entries(const CardContent& content, const CommandApdu& comman
 
 // How many entries were shown by the commands before; a search goes on only where it began.
 std::size_t Shown(const Session& session, const CommandApdu& command) {
-    if ((command.p2 & NextFlag) == 0) {
+    if ((command.p2 & StatusFlag::Next) == 0) {
         return 0;
     }
     if (!session.listing || session.listing->subset != command.p1 ||
@@ -190,7 +182,7 @@ std::size_t Shown(const Session& session, const CommandApdu& command) {
 
 // A list that is longer than a response goes on with the next command.
 Answer GetStatus(Runtime& card, const CommandApdu& command) {
-    if ((command.p2 & ~(NextFlag | TaggedFlag)) != 0) {
+    if ((command.p2 & ~(StatusFlag::Next | StatusFlag::InTlv)) != 0) {
         Refuse(StatusWord::WrongParameters);
     }
     const std::vector<Bytes> entries = Entries(card.Content(), command);

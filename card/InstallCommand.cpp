@@ -2,27 +2,21 @@
 
 #include "card/Commands.h"
 #include "card/Fields.h"
-#include "card/LoadFileData.h"
+#include "globalplatform/Aid.h"
+#include "globalplatform/Instruction.h"
+#include "globalplatform/Sha256.h"
+#include "globalplatform/Tags.h"
 
 namespace Card {
 
 namespace {
 
-// P1, 11.5.2.1.
-constexpr std::uint8_t ForLoad = 0x02;
-constexpr std::uint8_t ForInstall = 0x04;
-constexpr std::uint8_t ForMakeSelectable = 0x08;
-constexpr std::uint8_t ForPersonalization = 0x20;
-constexpr std::uint8_t Combined = ForLoad | ForInstall | ForMakeSelectable;
+constexpr std::uint8_t Combined = InstallFor::Load | InstallFor::Install | InstallFor::MakeSelectable;
 
 // P2, 11.5.2.2.
 constexpr std::uint8_t NoInformation = 0x00;
 constexpr std::uint8_t BeginsCombination = 0x01;
 constexpr std::uint8_t EndsCombination = 0x03;
-
-constexpr std::uint32_t SystemParametersTag = 0xEF;
-constexpr std::uint32_t CodeMemoryTag = 0xC6;
-constexpr std::uint32_t InstanceMemoryTag = 0xC8;
 
 void RefuseToken(const Bytes& token) {
     // There is no security domain that could verify one; 9.1.3.1.
@@ -34,7 +28,7 @@ void RefuseToken(const Bytes& token) {
 // Memory that the parameters ask for in advance, 11.5.2.3.7: the card must have it free.
 void RequireFreeMemory(const Runtime& card, const Bytes& parameters, std::uint32_t tag) {
     const std::vector<TlvObject> objects = Objects(parameters);
-    const Bytes* system = FindObject(objects, SystemParametersTag);
+    const Bytes* system = FindObject(objects, Tag::SystemParameters);
     const std::vector<TlvObject> limits = system == nullptr ? std::vector<TlvObject>() : Objects(*system);
     const Bytes* needed = FindObject(limits, tag);
     if (needed == nullptr) {
@@ -56,7 +50,7 @@ void RequireFreeMemory(const Runtime& card, const Bytes& parameters, std::uint32
 void InstallForLoad(Runtime& card, const CommandApdu& command) {
     const std::vector<Bytes> fields = Fields(command.data, 5);
     const Bytes& hash = fields[2];
-    if (!IsAid(fields[0]) || (!hash.empty() && hash.size() != HashLength)) {
+    if (!IsAid(fields[0]) || (!hash.empty() && hash.size() != Sha256Length)) {
         Refuse(StatusWord::WrongData);
     }
     RefuseToken(fields[4]);
@@ -66,7 +60,7 @@ void InstallForLoad(Runtime& card, const CommandApdu& command) {
     if (card.Content().IsTaken(fields[0])) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    RequireFreeMemory(card, fields[3], CodeMemoryTag);
+    RequireFreeMemory(card, fields[3], Tag::CodeMemory);
     Loading loading;
     loading.aid = fields[0];
     loading.hash = hash;
@@ -110,7 +104,7 @@ void InstallForInstall(Runtime& card, const CommandApdu& command) {
     application.module = fields[1];
     application.privileges = Privileges(fields[3]);
     application.parameters = fields[4].size();
-    if ((command.p1 & ForMakeSelectable) != 0) {
+    if ((command.p1 & InstallFor::MakeSelectable) != 0) {
         application.state = LifeCycle::Selectable;
     }
     if (!IsAid(application.aid) || !IsAid(application.module)) {
@@ -122,7 +116,7 @@ void InstallForInstall(Runtime& card, const CommandApdu& command) {
     if (card.Content().IsTaken(application.aid)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    RequireFreeMemory(card, fields[4], InstanceMemoryTag);
+    RequireFreeMemory(card, fields[4], Tag::InstanceMemory);
     CardContent changed = card.Content();
     changed.applications.push_back(std::move(application));
     card.Commit(std::move(changed));
@@ -173,21 +167,21 @@ void InstallForPersonalization(Runtime& card, const CommandApdu& command) {
 
 Answer Install(Runtime& card, const CommandApdu& command) {
     switch (command.p1 << 8 | command.p2) {
-        case ForLoad << 8 | NoInformation:
+        case InstallFor::Load << 8 | NoInformation:
         case Combined << 8 | BeginsCombination:
             InstallForLoad(card, command);
             break;
-        case ForInstall << 8 | NoInformation:
-        case (ForInstall | ForMakeSelectable) << 8 | NoInformation:
+        case InstallFor::Install << 8 | NoInformation:
+        case (InstallFor::Install | InstallFor::MakeSelectable) << 8 | NoInformation:
             InstallForInstall(card, command);
             break;
         case Combined << 8 | EndsCombination:
             EndCombination(card, command);
             break;
-        case ForMakeSelectable << 8 | NoInformation:
+        case InstallFor::MakeSelectable << 8 | NoInformation:
             InstallForMakeSelectable(card, command);
             break;
-        case ForPersonalization << 8 | NoInformation:
+        case InstallFor::Personalization << 8 | NoInformation:
             InstallForPersonalization(card, command);
             break;
         default:

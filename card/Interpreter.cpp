@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "card/Commands.h"
+#include "globalplatform/Instruction.h"
 
 namespace Card {
 
 namespace {
 
-constexpr std::uint8_t ProprietaryFlag = 0x80;
 constexpr std::uint8_t ChannelMask = 0x03;
 constexpr std::size_t HeaderLength = 4;
 
@@ -24,42 +24,38 @@ enum class Protection {
 // In which states of a card other than the working ones it is carried out; 5.1.1 and table 11-1.
 enum class Availability { Working, Locked, Always };
 
-struct Instruction {
-    std::uint8_t code;
+struct Rule {
+    std::uint8_t instruction;
     Answer (*carryOut)(Runtime&, const CommandApdu&);
     Protection protection;
     Availability availability;
 };
 
-constexpr std::uint8_t LoadCode = 0xE8;
-constexpr std::uint8_t GetStatusCode = 0xF2;
-constexpr std::uint8_t StoreDataCode = 0xE2;
-constexpr std::uint8_t ExternalAuthenticateCode = 0x82;
-
-constexpr Instruction Instructions[] = {
-    {0xA4, Select, Protection::Selection, Availability::Locked},
-    {0xCA, GetData, Protection::Reading, Availability::Always},
-    {0x50, InitializeUpdate, Protection::Opening, Availability::Locked},
-    {ExternalAuthenticateCode, ExternalAuthenticate, Protection::Authentication, Availability::Locked},
-    {GetStatusCode, GetStatus, Protection::Management, Availability::Locked},
-    {0xF0, SetStatus, Protection::Management, Availability::Locked},
-    {0xE6, Install, Protection::Management, Availability::Working},
-    {LoadCode, Load, Protection::Management, Availability::Working},
-    {0xE4, Delete, Protection::Management, Availability::Working},
-    {StoreDataCode, StoreData, Protection::Management, Availability::Working},
-    {0xD8, PutKey, Protection::Management, Availability::Working},
+constexpr Rule Rules[] = {
+    {Instruction::Select, Select, Protection::Selection, Availability::Locked},
+    {Instruction::GetData, GetData, Protection::Reading, Availability::Always},
+    {Instruction::InitializeUpdate, InitializeUpdate, Protection::Opening, Availability::Locked},
+    {Instruction::ExternalAuthenticate, ExternalAuthenticate, Protection::Authentication,
+     Availability::Locked},
+    {Instruction::GetStatus, GetStatus, Protection::Management, Availability::Locked},
+    {Instruction::SetStatus, SetStatus, Protection::Management, Availability::Locked},
+    {Instruction::Install, Install, Protection::Management, Availability::Working},
+    {Instruction::Load, Load, Protection::Management, Availability::Working},
+    {Instruction::Delete, Delete, Protection::Management, Availability::Working},
+    {Instruction::StoreData, StoreData, Protection::Management, Availability::Working},
+    {Instruction::PutKey, PutKey, Protection::Management, Availability::Working},
 };
 
-const Instruction* FindInstruction(std::uint8_t code) {
-    const auto* found = std::find_if(
-        std::begin(Instructions), std::end(Instructions),
-        [&](const Instruction& each) { return each.code == code; });
-    return found == std::end(Instructions) ? nullptr : found;
+const Rule* FindRule(std::uint8_t instruction) {
+    const auto* found = std::find_if(std::begin(Rules), std::end(Rules), [&](const Rule& each) {
+        return each.instruction == instruction;
+    });
+    return found == std::end(Rules) ? nullptr : found;
 }
 
 // ISO 7816-4, 5.1.1, and GlobalPlatform, 11.1.4: classes 00 and 80, each with secure messaging, on channel 0.
 void CheckClass(std::uint8_t cla) {
-    if ((cla & ~(ProprietaryFlag | SecureMessagingClassBit | ChannelMask)) != 0) {
+    if ((cla & ~(ProprietaryClassBit | SecureMessagingClassBit | ChannelMask)) != 0) {
         Refuse(StatusWord::ClassNotSupported);
     }
     if ((cla & ChannelMask) != 0) {
@@ -67,11 +63,11 @@ void CheckClass(std::uint8_t cla) {
     }
 }
 
-void CheckClassOf(const Instruction& instruction, std::uint8_t cla) {
-    const bool proprietary = (cla & ProprietaryFlag) != 0;
+void CheckClassUnder(const Rule& rule, std::uint8_t cla) {
+    const bool proprietary = (cla & ProprietaryClassBit) != 0;
     const bool isProtected = (cla & SecureMessagingClassBit) != 0;
     bool right = proprietary;
-    switch (instruction.protection) {
+    switch (rule.protection) {
         case Protection::Selection:
             right = !proprietary;
             break;
@@ -90,7 +86,7 @@ void CheckClassOf(const Instruction& instruction, std::uint8_t cla) {
     if (!right) {
         Refuse(StatusWord::ClassNotSupported);
     }
-    if (instruction.protection == Protection::Selection && isProtected) {
+    if (rule.protection == Protection::Selection && isProtected) {
         Refuse(StatusWord::SecureMessagingNotSupported);
     }
 }
@@ -121,9 +117,9 @@ CommandApdu Unprotected(Runtime& card, const CommandApdu& command) {
     return *plain;
 }
 
-CommandApdu WithoutProtection(Runtime& card, const Instruction& instruction, const CommandApdu& command) {
-    const bool needsChannel = instruction.protection == Protection::Management;
-    if (!needsChannel && instruction.protection != Protection::Reading) {
+CommandApdu WithoutProtection(Runtime& card, const Rule& rule, const CommandApdu& command) {
+    const bool needsChannel = rule.protection == Protection::Management;
+    if (!needsChannel && rule.protection != Protection::Reading) {
         return command;
     }
     if (card.session.channel) {
@@ -136,17 +132,17 @@ CommandApdu WithoutProtection(Runtime& card, const Instruction& instruction, con
 }
 
 // What goes over several commands is given up by a command that does not belong to it.
-void GiveUpOthers(Session& session, std::uint8_t code, Protection protection) {
-    if (code != ExternalAuthenticateCode) {
+void GiveUpOthers(Session& session, const Rule& rule) {
+    if (rule.instruction != Instruction::ExternalAuthenticate) {
         session.challenge.reset();
     }
-    if (code != LoadCode) {
+    if (rule.instruction != Instruction::Load) {
         session.loading.reset();
     }
-    if (code != GetStatusCode) {
+    if (rule.instruction != Instruction::GetStatus) {
         session.listing.reset();
     }
-    if (code != StoreDataCode && protection != Protection::Reading) {
+    if (rule.instruction != Instruction::StoreData && rule.protection != Protection::Reading) {
         session.storing.reset();
     }
 }
@@ -158,7 +154,7 @@ CommandApdu ReadCommand(const Bytes& bytes) {
         Refuse(StatusWord::WrongLength);
     }
     CheckClass(bytes[0]);
-    if (FindInstruction(bytes[1]) == nullptr) {
+    if (FindRule(bytes[1]) == nullptr) {
         Refuse(StatusWord::InstructionNotSupported);
     }
     std::optional<CommandApdu> command = ParseCommand(bytes);
@@ -169,18 +165,18 @@ CommandApdu ReadCommand(const Bytes& bytes) {
 }
 
 Answer Interpret(Runtime& card, const CommandApdu& command) {
-    const Instruction* instruction = FindInstruction(command.ins);
-    GiveUpOthers(card.session, instruction->code, instruction->protection);
-    CheckClassOf(*instruction, command.cla);
+    const Rule* rule = FindRule(command.ins);
+    GiveUpOthers(card.session, *rule);
+    CheckClassUnder(*rule, command.cla);
     const bool everybodys =
-        instruction->protection == Protection::Selection || instruction->protection == Protection::Reading;
+        rule->protection == Protection::Selection || rule->protection == Protection::Reading;
     if (!everybodys && !card.IssuerSelected()) {
         Refuse(StatusWord::InstructionNotSupported);
     }
-    if (!IsAvailable(instruction->availability, card.Content().issuerDomain.state)) {
+    if (!IsAvailable(rule->availability, card.Content().issuerDomain.state)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    return instruction->carryOut(card, WithoutProtection(card, *instruction, command));
+    return rule->carryOut(card, WithoutProtection(card, *rule, command));
 }
 
 }  // namespace Card

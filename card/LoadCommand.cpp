@@ -1,6 +1,10 @@
+#include <algorithm>
+
 #include "card/Commands.h"
-#include "card/LoadFileData.h"
 #include "globalplatform/Aes.h"
+#include "globalplatform/Instruction.h"
+#include "globalplatform/LoadFile.h"
+#include "globalplatform/Sha256.h"
 
 namespace Card {
 
@@ -9,18 +13,20 @@ namespace {
 // Blocks for data authentication ask for the hash, which binds them to the code, 11.5.2.3.1. Their signatures
 // are for security domains with the privilege to verify them, of which the card has none.
 LoadFile Finished(const Loading& loading) {
-    const std::optional<LoadFileData> data = ReadLoadFile(loading.received);
-    if (!data || (data->authenticated && loading.hash.empty())) {
+    const std::optional<LoadFileParts> parts = ParseLoadFile(loading.received);
+    const bool whole = parts && !parts->dataBlock.empty() &&
+                       std::all_of(parts->before.begin(), parts->before.end(), IsAuthenticationBlock);
+    if (!whole || (!parts->before.empty() && loading.hash.empty())) {
         Refuse(StatusWord::WrongData);
     }
-    if (!loading.hash.empty() && !SameSecret(Sha256(data->code), loading.hash)) {
+    if (!loading.hash.empty() && !SameSecret(Sha256(parts->dataBlock), loading.hash)) {
         Refuse(StatusWord::WrongData);
     }
-    std::optional<std::vector<Bytes>> modules = ModulesOfCode(data->code);
+    std::optional<std::vector<Bytes>> modules = ModulesOfCode(parts->dataBlock);
     if (!modules) {
         Refuse(StatusWord::WrongData);
     }
-    return {loading.aid, data->code.size(), std::move(*modules)};
+    return {loading.aid, parts->dataBlock.size(), std::move(*modules)};
 }
 
 }  // namespace

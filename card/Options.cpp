@@ -2,10 +2,13 @@
 
 #include <stdexcept>
 
-#include "card/CardContent.h"
 #include "globalplatform/Aes.h"
+#include "globalplatform/Aid.h"
+#include "globalplatform/LifeCycle.h"
 
 namespace Card {
+
+using namespace GlobalPlatform;
 
 namespace {
 
@@ -26,22 +29,25 @@ void Require(bool right, const char* what) {
 }  // namespace
 
 Options::Options()
-    : atr(*GlobalPlatform::FromHexText("3B8880014E41564F434152440B")),
-      cplc(*GlobalPlatform::FromHexText(
+    : atr(*FromHexText("3B8880014E41564F434152440B")),
+      cplc(*FromHexText(
           "4F525731000150600100506100C0FFEE00424F5050654F4550664F495070000000014F53507100000002")),
-      issuerNumber(*GlobalPlatform::FromHexText("9999010001")),
-      issuerAid(*GlobalPlatform::FromHexText("A000000151000000")),
+      issuerNumber(*FromHexText("9999010001")),
+      issuerAid(*FromHexText("A000000151000000")),
       keys{DefaultKey(), DefaultKey(), DefaultKey()} {}
 
 void Check(const Options& options) {
-    Require(options.atr.size() <= 33, "an answer-to-reset of at most 33 bytes");
-    Require(options.cplc.size() == 42, "production life-cycle data of 42 bytes");
+    Require(options.atr.size() <= LongestAtr, "an answer-to-reset of at most 33 bytes");
+    Require(options.cplc.size() == CplcLength, "production life-cycle data of 42 bytes");
     Require(IsAid(options.issuerAid), "an AID of 5 to 16 bytes for the issuer security domain");
-    Require(options.issuerNumber.size() <= 32, "an issuer identification number of at most 32 bytes");
+    Require(
+        options.issuerNumber.size() <= LongestIssuerNumber,
+        "an issuer identification number of at most 32 bytes");
     for (const Bytes* key : {&options.keys.encryption, &options.keys.mac, &options.keys.dataEncryption}) {
         Require(key->size() == AesKeyLength, "keys of 16 bytes");
     }
-    Require(options.keyVersion >= 1 && options.keyVersion <= 127, "a key version from 1 to 127");
+    Require(
+        options.keyVersion >= 1 && options.keyVersion <= HighestKeyVersion, "a key version from 1 to 127");
     Require(IsCardState(options.lifeCycle), "a life-cycle state of 01, 07, 0F, 7F or FF");
     Require(options.authenticationAttempts > 0, "at least one attempt at authentication");
 }

@@ -6,26 +6,32 @@
 #include <string>
 
 #include "globalplatform/Bytes.h"
+#include "globalplatform/LifeCycle.h"
 #include "globalplatform/Scp03.h"
 
 namespace Card {
 
 using GlobalPlatform::Bytes;
 
+constexpr std::size_t LongestAtr = 33;  // ISO 7816-3, 8.2.1
+constexpr std::size_t CplcLength = 42;
+constexpr std::size_t LongestIssuerNumber = 32;
+constexpr std::uint8_t HighestKeyVersion = 127;
+
 struct Options {
     // The plain card: issuer domain A000000151000000, secured, keys 40..4F three times under version 1, kept
     // nowhere.
     Options();
 
-    Bytes atr;           // at most 33 bytes
-    Bytes cplc;          // 42 bytes
+    Bytes atr;
+    Bytes cplc;
     Bytes issuerNumber;  // issuer identification number, ISO 7812, until STORE DATA sets another
 
     // Of a card that is new; a state file has its own.
-    Bytes issuerAid;                  // of the issuer security domain, 5 to 16 bytes
-    GlobalPlatform::StaticKeys keys;  // 16 bytes each
-    std::uint8_t keyVersion = 1;      // 1 to 127
-    std::uint8_t lifeCycle = 0x0F;    // GlobalPlatform Card 2.3.1, 5.1.1: 01, 07, 0F, 7F or FF
+    Bytes issuerAid;                                                  // of the issuer security domain
+    GlobalPlatform::StaticKeys keys;                                  // 16 bytes each
+    std::uint8_t keyVersion = 1;                                      // from 1
+    std::uint8_t lifeCycle = GlobalPlatform::LifeCycle::CardSecured;  // a card's state
 
     std::uint64_t memory = 1310720;  // non-volatile, of an empty card, in bytes
     std::uint64_t volatileMemory = 32768;

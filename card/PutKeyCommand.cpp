@@ -1,17 +1,15 @@
 // PUT KEY for AES keys: GlobalPlatform Card 2.3.1, 11.8, and Amendment D (version 1.1.2), 7.2.
 #include "card/Commands.h"
 #include "globalplatform/Aes.h"
+#include "globalplatform/Instruction.h"
 #include "globalplatform/Tlv.h"
 
 namespace Card {
 
 namespace {
 
-constexpr std::uint8_t AesType = 0x88;
-constexpr std::uint8_t SeveralKeysFlag = 0x80;
 constexpr std::uint8_t MoreCommandsFlag = 0x80;
 constexpr std::uint8_t GreatestNumber = 0x7F;
-constexpr std::size_t CheckValueLength = 3;
 
 using Keys = std::map<std::uint8_t, Bytes>;
 
@@ -36,11 +34,11 @@ Bytes ReadKey(LengthValueReader& reader, const Bytes& dataEncryptionKey, Bytes& 
     if (!checkValue) {
         Refuse(StatusWord::WrongData);
     }
-    if (type->front() != AesType) {
+    if (type->front() != AesKeyType) {
         Refuse(StatusWord::AlgorithmNotSupported);
     }
     Bytes key = DecryptedKey(*field, dataEncryptionKey);
-    if (!checkValue->empty() && checkValue->size() != CheckValueLength) {
+    if (!checkValue->empty() && checkValue->size() != AesKeyCheckValueLength) {
         Refuse(StatusWord::WrongData);
     }
     if (!checkValue->empty() && !SameSecret(AesKeyCheckValue(key), *checkValue)) {

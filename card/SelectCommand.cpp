@@ -1,13 +1,11 @@
 #include "card/Commands.h"
+#include "globalplatform/Instruction.h"
+#include "globalplatform/Tags.h"
 #include "globalplatform/Tlv.h"
 
 namespace Card {
 
 namespace {
-
-constexpr std::uint8_t ByName = 0x04;
-constexpr std::uint8_t FirstOccurrence = 0x00;
-constexpr std::uint8_t NextOccurrence = 0x02;
 
 constexpr std::uint8_t LongestCommandData = 0xFF;
 
@@ -44,18 +42,22 @@ const Application* Find(const Runtime& card, const Bytes& name, bool next) {
 
 // File control information, 11.9.3.1.
 Bytes ControlInformation(const Application& application, bool issuer) {
-    Bytes information = MakeTlv(0x84, application.aid);
-    Append(information, MakeTlv(0xA5, issuer ? MakeTlv(0x9F65, {LongestCommandData}) : Bytes()));
-    return MakeTlv(0x6F, information);
+    Bytes information = MakeTlv(Tag::Name, application.aid);
+    Append(
+        information, MakeTlv(
+                         Tag::ControlProprietary,
+                         issuer ? MakeTlv(Tag::LongestCommandData, {LongestCommandData}) : Bytes()));
+    return MakeTlv(Tag::ControlInformation, information);
 }
 
 }  // namespace
 
 Answer Select(Runtime& card, const CommandApdu& command) {
-    if (command.p1 != ByName || (command.p2 != FirstOccurrence && command.p2 != NextOccurrence)) {
+    if (command.p1 != Selection::ByName ||
+        (command.p2 != Selection::First && command.p2 != Selection::Next)) {
         Refuse(StatusWord::WrongParameters);
     }
-    const Application* application = Find(card, command.data, command.p2 == NextOccurrence);
+    const Application* application = Find(card, command.data, command.p2 == Selection::Next);
     if (application == nullptr) {
         Refuse(StatusWord::FileNotFound);
     }

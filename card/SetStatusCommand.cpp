@@ -1,13 +1,9 @@
 #include "card/Commands.h"
+#include "globalplatform/Instruction.h"
 
 namespace Card {
 
 namespace {
-
-// P1, 11.10.2.1.
-constexpr std::uint8_t OfIssuerDomain = 0x80;
-constexpr std::uint8_t OfApplication = 0x40;
-constexpr std::uint8_t OfDomainAndItsApplications = 0x60;
 
 // A card's life goes one way, but for its lock; 5.1.2.
 bool MayBecome(std::uint8_t current, std::uint8_t state) {
@@ -58,13 +54,13 @@ void SetApplicationState(CardContent& content, const Bytes& aid, std::uint8_t st
 Answer SetStatus(Runtime& card, const CommandApdu& command) {
     CardContent changed = card.Content();
     switch (command.p1) {
-        case OfIssuerDomain:
+        case StatusTarget::IssuerDomain:
             SetCardState(changed, command.p2);
             break;
-        case OfApplication:
+        case StatusTarget::Application:
             SetApplicationState(changed, command.data, command.p2);
             break;
-        case OfDomainAndItsApplications:
+        case StatusTarget::DomainAndItsApplications:
             // The issuer domain is the only one, and it has the card's state.
             Refuse(
                 command.data == changed.issuerDomain.aid ? StatusWord::ConditionsNotSatisfied

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "globalplatform/Aes.h"
+#include "globalplatform/Aid.h"
 
 namespace Card {
 
@@ -129,8 +130,6 @@ private:
     std::size_t taken = 0;
 };
 
-constexpr std::size_t ShortestAid = 5;
-constexpr std::size_t LongestAid = 16;
 constexpr std::size_t LongestValue = 0xFFFFFF;
 
 StoredData DecodeData(const Json& list, const std::string& place) {
@@ -154,7 +153,7 @@ KeySet DecodeKeySet(Members& members) {
         static_cast<std::uint32_t>(members.Number("sequenceCounter", 0, GreatestSequenceCounter));
     for (const Json& each : members.List("keys")) {
         Members key(each, "a key");
-        const auto identifier = static_cast<std::uint8_t>(key.Number("identifier", 1, 127));
+        const auto identifier = static_cast<std::uint8_t>(key.Number("identifier", 1, HighestKeyIdentifier));
         Bytes value = key.Hexadecimal("value", AesKeyLength, AesKeyLength);
         key.End();
         Require(set.keys.emplace(identifier, std::move(value)).second, "a key set has a key twice");
@@ -167,7 +166,7 @@ void DecodeKeySets(const Json& list, CardContent& content) {
     content.keySets.clear();
     for (const Json& each : list) {
         Members members(each, "a key set");
-        const auto version = static_cast<std::uint8_t>(members.Number("version", 1, 127));
+        const auto version = static_cast<std::uint8_t>(members.Number("version", 1, HighestKeyVersion));
         KeySet set = DecodeKeySet(members);
         members.End();
         Require(content.keySets.emplace(version, std::move(set)).second, "a key version is there twice");

@@ -2,6 +2,8 @@
 
 #include "card/Commands.h"
 #include "card/StoredObjects.h"
+#include "globalplatform/Instruction.h"
+#include "globalplatform/Tags.h"
 
 namespace Card {
 
@@ -13,7 +15,14 @@ constexpr std::uint8_t StructureMask = 0x18;
 
 // What the card works out by itself cannot be stored in the issuer domain.
 bool IsComputed(std::uint32_t tag) {
-    constexpr std::uint32_t Computed[] = {AidTag, 0xC1, 0xCF, 0xE0, 0x2F00, 0x9F7F, 0xFF21};
+    constexpr std::uint32_t Computed[] = {
+        Tag::Aid,
+        Tag::SequenceCounter,
+        Tag::KeyDiversification,
+        Tag::KeyInformation,
+        Tag::ApplicationList,
+        Tag::ProductionLifeCycle,
+        Tag::ExtendedResources};
     return std::find(std::begin(Computed), std::end(Computed), tag) != std::end(Computed);
 }
 
@@ -21,7 +30,7 @@ bool IsComputed(std::uint32_t tag) {
 // application what only its code would know.
 std::uint8_t StructureOf(const CommandApdu& command, bool issuer) {
     const std::uint8_t structure = command.p1 & StructureMask;
-    return structure == 0 && issuer ? ObjectStructure::BerTlv : structure;
+    return structure == 0 && issuer ? DataStructure::BerTlv : structure;
 }
 
 // The objects that are whole with this block; what is left over begins the next block's.
@@ -31,7 +40,7 @@ std::vector<TlvObject> WholeObjects(Storing& storing, const CommandApdu& command
         Refuse(StatusWord::WrongData);
     }
     storing.structure = structure;
-    if (structure == ObjectStructure::Unknown) {
+    if (structure == DataStructure::Unknown) {
         return {};
     }
     Bytes data = std::move(storing.remainder);

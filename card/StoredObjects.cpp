@@ -1,5 +1,7 @@
 #include "card/StoredObjects.h"
 
+#include "globalplatform/Instruction.h"
+
 namespace Card {
 
 using namespace GlobalPlatform;
@@ -109,8 +111,8 @@ std::optional<LeadingObjects> ReadLeadingObjects(const Bytes& data, std::uint8_t
     while (at < data.size()) {
         Front front(data, at);
         TlvObject object{};
-        const Reading reading = structure == ObjectStructure::DataGroups ? ReadDataGroup(front, &object)
-                                                                         : ReadBerTlv(front, &object);
+        const Reading reading = structure == DataStructure::DataGroups ? ReadDataGroup(front, &object)
+                                                                       : ReadBerTlv(front, &object);
         if (reading == Reading::Wrong) {
             return std::nullopt;
         }

@@ -114,7 +114,7 @@ std::optional<Bytes> Unpad80(const Bytes& padded) {
 }
 
 Bytes AesKeyCheckValue(const Bytes& key) {
-    return First(AesEncryptBlock(key, Bytes(AesBlockLength, 0x01)), 3);
+    return First(AesEncryptBlock(key, Bytes(AesBlockLength, 0x01)), AesKeyCheckValueLength);
 }
 
 bool SameSecret(const Bytes& left, const Bytes& right) {

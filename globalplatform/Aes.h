@@ -9,6 +9,10 @@ namespace GlobalPlatform {
 
 constexpr std::size_t AesBlockLength = 16;
 constexpr std::size_t AesKeyLength = 16;
+constexpr std::size_t AesKeyCheckValueLength = 3;
+
+// Type of such a key where keys are listed or put; GlobalPlatform Card 2.3.1, 11.1.8.
+constexpr std::uint8_t AesKeyType = 0x88;
 
 // The whole code of 16 bytes; NIST SP 800-38B.
 Bytes AesCmac(const Bytes& key, const Bytes& message);

@@ -15,6 +15,9 @@ constexpr std::size_t SequenceCounterLength = 3;
 
 constexpr std::uint8_t SecureMessagingClassBit = 0x04;
 
+// As the answer to INITIALIZE UPDATE and the card data name it; 5.1 and 7.1.1.6.
+constexpr std::uint8_t SecureChannelProtocol = 0x03;
+
 // The bits of P1 of EXTERNAL AUTHENTICATE, 7.1.2.
 enum class SecurityLevel : std::uint8_t {
     None = 0x00,

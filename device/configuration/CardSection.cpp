@@ -6,19 +6,17 @@
 #include "device/configuration/SectionReader.h"
 #include "device/configuration/Values.h"
 #include "device/recording/Recording.h"
+#include "globalplatform/Aes.h"
+#include "globalplatform/Aid.h"
+#include "globalplatform/LifeCycle.h"
 
 namespace Device {
 
 namespace {
 
+namespace LifeCycle = GlobalPlatform::LifeCycle;
+
 constexpr char AnswerPrefix[] = "answer ";
-constexpr std::size_t KeyLength = 16;  // of AES-128
-constexpr std::size_t CplcLength = 42;
-constexpr std::size_t LongestAtr = 33;  // ISO 7816-3, 8.2.1
-constexpr std::size_t ShortestAid = 5;  // ISO 7816-4, 8.2.1.2
-constexpr std::size_t LongestAid = 16;
-constexpr std::size_t LongestIssuerNumber = 32;
-constexpr std::uint64_t HighestKeyVersion = 127;
 
 struct BackEndName {
     BackEnd backEnd;
@@ -45,7 +43,7 @@ BackEnd BackEndValue(const std::string& text) {
 }
 
 Card::Bytes KeyValue(const std::string& text) {
-    return BytesValue(text, KeyLength, KeyLength);
+    return BytesValue(text, GlobalPlatform::AesKeyLength, GlobalPlatform::AesKeyLength);
 }
 
 GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
@@ -56,10 +54,13 @@ GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
     return {KeyValue(parts[0]), KeyValue(parts[1]), KeyValue(parts[2])};
 }
 
-// GlobalPlatform Card 2.3.1, 5.1.1.
 std::uint8_t LifeCycleValue(const std::string& text) {
     const std::pair<const char*, std::uint8_t> states[] = {
-        {"op-ready", 0x01}, {"initialized", 0x07}, {"secured", 0x0F}, {"locked", 0x7F}, {"terminated", 0xFF}};
+        {"op-ready", LifeCycle::CardReady},
+        {"initialized", LifeCycle::CardInitialized},
+        {"secured", LifeCycle::CardSecured},
+        {"locked", LifeCycle::CardLocked},
+        {"terminated", LifeCycle::CardTerminated}};
     for (const auto& state : states) {
         if (text == state.first) {
             return state.second;
@@ -186,12 +187,19 @@ Keys CardReader::SoftwareKeys() {
     return {
         {"state-file", [&](const std::string& value) { options.stateFile = Path(value); }},
         {"protocol", [&](const std::string& value) { options.byteProtocol = ByteProtocolValue(value); }},
-        {"atr", [&](const std::string& value) { options.atr = BytesValue(value, 0, LongestAtr); }},
-        {"cplc", [&](const std::string& value) { options.cplc = BytesValue(value, CplcLength, CplcLength); }},
+        {"atr", [&](const std::string& value) { options.atr = BytesValue(value, 0, Card::LongestAtr); }},
+        {"cplc",
+         [&](const std::string& value) {
+             options.cplc = BytesValue(value, Card::CplcLength, Card::CplcLength);
+         }},
         {"issuer-aid",
-         [&](const std::string& value) { options.issuerAid = BytesValue(value, ShortestAid, LongestAid); }},
+         [&](const std::string& value) {
+             options.issuerAid = BytesValue(value, GlobalPlatform::ShortestAid, GlobalPlatform::LongestAid);
+         }},
         {"issuer-number",
-         [&](const std::string& value) { options.issuerNumber = BytesValue(value, 0, LongestIssuerNumber); }},
+         [&](const std::string& value) {
+             options.issuerNumber = BytesValue(value, 0, Card::LongestIssuerNumber);
+         }},
         {"life-cycle", [&](const std::string& value) { options.lifeCycle = LifeCycleValue(value); }},
         {"authentication-attempts",
          [&](const std::string& value) {
@@ -200,7 +208,7 @@ Keys CardReader::SoftwareKeys() {
         {"keys", [&](const std::string& value) { options.keys = KeysValue(value); }},
         {"key-version",
          [&](const std::string& value) {
-             options.keyVersion = static_cast<std::uint8_t>(NumberValue(value, 1, HighestKeyVersion));
+             options.keyVersion = static_cast<std::uint8_t>(NumberValue(value, 1, Card::HighestKeyVersion));
          }},
         {"free-memory", size(options.memory)},
         {"free-volatile-memory", size(options.volatileMemory)}};

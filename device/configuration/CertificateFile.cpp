@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "device/configuration/Values.h"
+#include "globalplatform/Sha256.h"
 
 namespace Device {
 
@@ -51,19 +52,24 @@ Certificate ReadPem(const std::string& path) {
     return certificate;
 }
 
-}  // namespace
-
-std::string CertificateText(const std::string& path) {
-    const Certificate certificate = ReadPem(path);
+// Nothing when it cannot be encoded.
+Bytes DerOf(const Certificate& certificate) {
     unsigned char* allocated = nullptr;
     const int length = i2d_X509(certificate.get(), &allocated);
     const std::unique_ptr<unsigned char, Releaser<FreeDer>> der(allocated);
-    if (length <= 0) {
+    return length <= 0 ? Bytes() : Bytes(der.get(), der.get() + length);
+}
+
+}  // namespace
+
+std::string CertificateText(const std::string& path) {
+    const Bytes der = DerOf(ReadPem(path));
+    if (der.empty()) {
         throw BadValue("the certificate in " + path + " cannot be encoded; name another");
     }
-    std::string text((static_cast<std::size_t>(length) + 2) / 3 * 4 + 1, '\0');
-    text.resize(static_cast<std::size_t>(
-        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), der.get(), length)));
+    std::string text((der.size() + 2) / 3 * 4 + 1, '\0');
+    text.resize(static_cast<std::size_t>(EVP_EncodeBlock(
+        reinterpret_cast<unsigned char*>(text.data()), der.data(), static_cast<int>(der.size()))));
     return text;
 }
 
@@ -77,14 +83,9 @@ std::string Fingerprint(const Bytes& der) {
     const unsigned char* position = der.data();
     const Certificate certificate(
         der.size() > INT_MAX ? nullptr : d2i_X509(nullptr, &position, static_cast<long>(der.size())));
-    Bytes digest(EVP_MAX_MD_SIZE);
-    unsigned length = 0;
-    if (!certificate || position != der.data() + der.size() ||
-        X509_digest(certificate.get(), EVP_sha256(), digest.data(), &length) != 1) {
-        return {};
-    }
-    digest.resize(length);
-    return HexText(digest);
+    const bool whole = certificate && position == der.data() + der.size();
+    const Bytes encoded = whole ? DerOf(certificate) : Bytes();
+    return encoded.empty() ? std::string() : HexText(GlobalPlatform::Sha256(encoded));
 }
 
 Bytes FromBase64(const std::string& text) {

@@ -5,16 +5,18 @@
 #include <stdexcept>
 #include <vector>
 
+#include "globalplatform/Aes.h"
+
 namespace NavoCard {
 
 namespace {
 
+using Card::CplcLength;
+using Card::LongestAtr;
+using GlobalPlatform::AesKeyLength;
 using GlobalPlatform::Bytes;
 
 constexpr char Version[] = NAVO_VERSION;
-constexpr std::size_t KeyLength = 16;
-constexpr std::size_t CplcLength = 42;
-constexpr std::size_t LongestAtr = 33;
 
 // ISO 7816-3, 8.2: one protocol each, and the historical bytes "NAVOCARD". A reader is not left to choose the
 // one in whose manner the card does not answer.
@@ -48,9 +50,9 @@ GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
         throw CLI::ValidationError("--keys", "write three keys, ENC;MAC;DEK");
     }
     GlobalPlatform::StaticKeys keys;
-    keys.encryption = HexadecimalValue("--keys", parts[0], KeyLength, KeyLength);
-    keys.mac = HexadecimalValue("--keys", parts[1], KeyLength, KeyLength);
-    keys.dataEncryption = HexadecimalValue("--keys", parts[2], KeyLength, KeyLength);
+    keys.encryption = HexadecimalValue("--keys", parts[0], AesKeyLength, AesKeyLength);
+    keys.mac = HexadecimalValue("--keys", parts[1], AesKeyLength, AesKeyLength);
+    keys.dataEncryption = HexadecimalValue("--keys", parts[2], AesKeyLength, AesKeyLength);
     return keys;
 }
 
@@ -110,7 +112,7 @@ void AddKeys(CLI::App& app, RawOptions& raw) {
         ->group(group);
     app.add_option("--key-version", raw.keyVersion, "Their version")
         ->type_name("NUMBER")
-        ->check(CLI::Range(1, 127))
+        ->check(CLI::Range(1, int{Card::HighestKeyVersion}))
         ->capture_default_str()
         ->group(group);
 }

@@ -2,6 +2,10 @@
 
 #include <array>
 
+#include "globalplatform/Aid.h"
+#include "globalplatform/Instruction.h"
+#include "globalplatform/Tags.h"
+#include "globalplatform/Tlv.h"
 #include "keyserver/provisioning/CardActions.h"
 #include "keyserver/provisioning/CardCommands.h"
 #include "keyserver/provisioning/LoadFile.h"
@@ -12,6 +16,7 @@ namespace {
 
 using GlobalPlatform::FromHexText;
 using GlobalPlatform::HexText;
+namespace StatusTarget = GlobalPlatform::StatusTarget;
 
 using Reader = std::unique_ptr<Action> (*)(const Place& place, const ActionSetting& setting);
 
@@ -115,7 +120,8 @@ std::unique_ptr<Action> ReadInstall(const Place& place, const ActionSetting& set
     if (order.privileges.size() != 1 && order.privileges.size() != 3) {
         place.At("privileges").Complain("must have 1 or 3 bytes");
     }
-    order.parameters = HexOr(place, "parameters", 127, {0xC9, 0x00});
+    order.parameters = HexOr(
+        place, "parameters", 127, GlobalPlatform::MakeTlv(GlobalPlatform::Tag::ApplicationParameters, {}));
     order.selectable = FlagOr(place, "selectable", true);
     return Fixed(place, setting, {InstallCommand(order)});
 }
@@ -173,13 +179,14 @@ std::unique_ptr<Action> ReadSetStatus(const Place& place, const ActionSetting& s
     const std::string of = place.Has("of") ? place.At("of").Text() : "application";
     const std::uint8_t state = ReadByte(place.At("state"));
     if (of == "card") {
-        return Fixed(place, setting, {SetStatusCommand(0x80, state, {})});
+        return Fixed(place, setting, {SetStatusCommand(StatusTarget::IssuerDomain, state, {})});
     }
     if (of != "application" && of != "securityDomain") {
         place.At("of").Complain(
             "must be \"application\", \"securityDomain\" or \"card\", not \"" + of + "\"");
     }
-    const std::uint8_t type = of == "application" ? 0x40 : 0x60;
+    const std::uint8_t type =
+        of == "application" ? StatusTarget::Application : StatusTarget::DomainAndItsApplications;
     return Fixed(place, setting, {SetStatusCommand(type, state, ReadAid(place.At("aid")))});
 }
 
@@ -253,7 +260,7 @@ std::uint8_t ReadByte(const Place& place) {
 }
 
 Bytes ReadAid(const Place& place) {
-    return ReadHex(place, 5, 16);
+    return ReadHex(place, GlobalPlatform::ShortestAid, GlobalPlatform::LongestAid);
 }
 
 std::uint8_t ReadKnownVersion(const Place& place, const KeyRing& keyRing) {

@@ -22,7 +22,6 @@ std::unique_ptr<const Action> ReadAction(const Place& place, const ActionSetting
 Bytes ReadHex(const Place& place, std::size_t least, std::size_t most);
 std::uint8_t ReadByte(const Place& place);
 
-// 5 to 16 bytes; ISO 7816-4, 8.2.1.2.
 Bytes ReadAid(const Place& place);
 
 // The keys of the version that the place names.

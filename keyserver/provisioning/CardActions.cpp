@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "globalplatform/Tags.h"
 #include "keyserver/provisioning/CardCommands.h"
-#include "keyserver/provisioning/CardContents.h"
 
 namespace KeyServer {
 
@@ -101,7 +101,7 @@ public:
             return {};
         }
         if (!replaced) {
-            return {GetDataCommand(0x00E0, false)};
+            return {GetDataCommand(Tag::KeyInformation, false)};
         }
         return {PutKeyCommand(*replaced, version, keys, transportKey)};
     }

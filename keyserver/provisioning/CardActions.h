@@ -1,6 +1,7 @@
 // The kinds of actions: commands that are known beforehand, and those that depend on the card's answers.
 #pragma once
 
+#include "keyserver/provisioning/CardContents.h"
 #include "keyserver/provisioning/CardService.h"
 
 namespace KeyServer {
@@ -17,9 +18,6 @@ private:
     const std::vector<PlainCommand> commands;
     const bool shows;
 };
-
-// What P1 of GET STATUS asks for; GlobalPlatform Card 2.3.1, table 11-29.
-enum class CardSubset : std::uint8_t { IssuerDomain = 0x80, Applications = 0x40, LoadFiles = 0x20 };
 
 // GET STATUS for each subset, continued as long as the card has more. The findings are the entries.
 class ListAction final : public Action {

@@ -12,7 +12,6 @@ namespace {
 
 using namespace GlobalPlatform;
 
-constexpr std::uint8_t ProtocolIdentifier = 0x03;
 constexpr std::uint8_t LongCryptograms = 0x01;  // of the parameter "i": S16 mode
 
 Bytes RandomChallenge() {
@@ -47,7 +46,7 @@ CardIdentification ParseIdentification(const Bytes& data) {
     card.keyVersion = information->at(0);
     card.protocol = information->at(1);
     card.parameter = information->at(2);
-    if (card.protocol != ProtocolIdentifier || (card.parameter & LongCryptograms) != 0) {
+    if (card.protocol != SecureChannelProtocol || (card.parameter & LongCryptograms) != 0) {
         throw CardProblem(
             ResultCode::UnknownAlgorithm, "the card speaks SCP" + HexText({card.protocol}) + " with i=" +
                                               HexText({card.parameter}) + ", not SCP03 in S8 mode");

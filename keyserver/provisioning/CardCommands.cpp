@@ -1,6 +1,8 @@
 #include "keyserver/provisioning/CardCommands.h"
 
 #include "globalplatform/Aes.h"
+#include "globalplatform/LoadFile.h"
+#include "globalplatform/Tags.h"
 #include "globalplatform/Tlv.h"
 
 namespace KeyServer {
@@ -9,16 +11,14 @@ namespace {
 
 using namespace GlobalPlatform;
 
-constexpr std::uint8_t GlobalPlatformClass = 0x80;
-constexpr std::uint8_t LastBlock = 0x80;
 constexpr std::size_t AnyLength = 256;
-constexpr std::size_t MostBlocks = 256;  // their number has one byte
+constexpr std::size_t MostBlocks = 256;  // of STORE DATA; their number has one byte
 
 const std::vector<std::string> Success{"9000"};
 
 PlainCommand Command(std::uint8_t ins, std::uint8_t p1, std::uint8_t p2, Bytes data, std::string title) {
     PlainCommand command;
-    command.apdu.cla = GlobalPlatformClass;
+    command.apdu.cla = ProprietaryClassBit;
     command.apdu.ins = ins;
     command.apdu.p1 = p1;
     command.apdu.p2 = p2;
@@ -56,7 +56,6 @@ std::string Numbered(const std::string& title, std::size_t index, std::size_t co
 
 // Type, the key with its length in front, and its check value; Amendment D, 7.2.
 void AppendKey(Bytes& data, const Bytes& key, const Bytes& dataEncryptionKey) {
-    constexpr std::uint8_t AesKeyType = 0x88;
     Bytes component{static_cast<std::uint8_t>(key.size())};
     Append(component, AesEncryptCbc(dataEncryptionKey, Bytes(AesBlockLength, 0), key));
     data.push_back(AesKeyType);
@@ -80,26 +79,28 @@ std::size_t RoomForData(SecurityLevel level) {
 }
 
 PlainCommand SelectCommand(const Bytes& aid) {
-    PlainCommand command = Command(0xA4, 0x04, 0x00, aid, "SELECT");
+    PlainCommand command = Command(Instruction::Select, Selection::ByName, Selection::First, aid, "SELECT");
     command.apdu.cla = 0x00;
     return command;
 }
 
 PlainCommand InitializeUpdateCommand(std::uint8_t keyVersion, const Bytes& challenge) {
-    PlainCommand command = Command(0x50, keyVersion, 0x00, challenge, "INITIALIZE UPDATE");
+    PlainCommand command =
+        Command(Instruction::InitializeUpdate, keyVersion, 0x00, challenge, "INITIALIZE UPDATE");
     command.codeWhenAbsent = ResultCode::UnknownKeys;
     return command;
 }
 
 PlainCommand ExternalAuthenticateCommand(SecurityLevel level, const Bytes& hostCryptogram) {
-    return WithoutResponse(
-        Command(0x82, static_cast<std::uint8_t>(level), 0x00, hostCryptogram, "EXTERNAL AUTHENTICATE"));
+    return WithoutResponse(Command(
+        Instruction::ExternalAuthenticate, static_cast<std::uint8_t>(level), 0x00, hostCryptogram,
+        "EXTERNAL AUTHENTICATE"));
 }
 
 PlainCommand DeleteCommand(const Bytes& aid, bool dependents, bool absentIsFine) {
-    constexpr std::uint8_t WithDependents = 0x80;
-    PlainCommand command =
-        Command(0xE4, 0x00, dependents ? WithDependents : 0, MakeTlv(0x4F, aid), "DELETE of " + HexText(aid));
+    PlainCommand command = Command(
+        Instruction::Delete, 0x00, dependents ? Deletion::WithRelatedObjects : Deletion::OfObject,
+        MakeTlv(Tag::Aid, aid), "DELETE of " + HexText(aid));
     if (absentIsFine) {
         command.expected = {"9000", "6A88", "6A82"};
     }
@@ -108,7 +109,8 @@ PlainCommand DeleteCommand(const Bytes& aid, bool dependents, bool absentIsFine)
 
 PlainCommand GetDataCommand(std::uint16_t tag, bool absentIsFine) {
     const Bytes bytes = BigEndian(tag, 2);
-    PlainCommand command = Command(0xCA, bytes.at(0), bytes.at(1), {}, "GET DATA " + HexText(bytes));
+    PlainCommand command =
+        Command(Instruction::GetData, bytes.at(0), bytes.at(1), {}, "GET DATA " + HexText(bytes));
     if (absentIsFine) {
         command.expected = {"9000", "6A88"};
     }
@@ -116,45 +118,46 @@ PlainCommand GetDataCommand(std::uint16_t tag, bool absentIsFine) {
 }
 
 PlainCommand GetStatusCommand(std::uint8_t subset, bool next) {
-    constexpr std::uint8_t InTlv = 0x02;
     PlainCommand command = Command(
-        0xF2, subset, next ? InTlv | 0x01 : InTlv, MakeTlv(0x4F, {}),
-        "GET STATUS " + HexText({subset}) + (next ? ", next" : ""));
+        Instruction::GetStatus, subset, next ? StatusFlag::InTlv | StatusFlag::Next : StatusFlag::InTlv,
+        MakeTlv(Tag::Aid, {}), "GET STATUS " + HexText({subset}) + (next ? ", next" : ""));
     command.expected = {"9000", "6310", "6A88"};
     return command;
 }
 
 PlainCommand SetStatusCommand(std::uint8_t type, std::uint8_t state, const Bytes& aid) {
-    return WithoutResponse(
-        Command(0xF0, type, state, aid, "SET STATUS of " + HexText(aid) + " to " + HexText({state})));
+    return WithoutResponse(Command(
+        Instruction::SetStatus, type, state, aid,
+        "SET STATUS of " + HexText(aid) + " to " + HexText({state})));
 }
 
 std::vector<PlainCommand> LoadCommands(const LoadOrder& order) {
     const std::size_t count = (order.fileData.size() + order.blockLength - 1) / order.blockLength;
-    if (count == 0 || count > MostBlocks) {
+    if (count == 0 || count > MostLoadBlocks) {
         throw std::length_error(
             "the load file takes " + std::to_string(count) + " blocks of " +
             std::to_string(order.blockLength) + " bytes; LOAD numbers 1 to 256 of them");
     }
     std::vector<PlainCommand> commands{Command(
-        0xE6, 0x02, 0x00, Fields({order.package, order.domain, order.hash, order.parameters, {}}),
-        "INSTALL [for load]")};
+        Instruction::Install, InstallFor::Load, 0x00,
+        Fields({order.package, order.domain, order.hash, order.parameters, {}}), "INSTALL [for load]")};
     commands.front().decides = true;
     for (std::size_t i = 0; i < count; ++i) {
         const auto begin = order.fileData.begin() + static_cast<std::ptrdiff_t>(i * order.blockLength);
         const auto end =
             i + 1 == count ? order.fileData.end() : begin + static_cast<std::ptrdiff_t>(order.blockLength);
         commands.push_back(Command(
-            0xE8, i + 1 == count ? LastBlock : 0, static_cast<std::uint8_t>(i), Bytes(begin, end),
-            Numbered("LOAD", i, count)));
+            Instruction::Load, i + 1 == count ? LastBlockFlag : 0, static_cast<std::uint8_t>(i),
+            Bytes(begin, end), Numbered("LOAD", i, count)));
     }
     return commands;
 }
 
 PlainCommand InstallCommand(const InstallOrder& order) {
-    const std::uint8_t purpose = order.selectable ? 0x0C : 0x04;
+    const std::uint8_t purpose =
+        order.selectable ? InstallFor::Install | InstallFor::MakeSelectable : InstallFor::Install;
     return Command(
-        0xE6, purpose, 0x00,
+        Instruction::Install, purpose, 0x00,
         Fields({order.package, order.module, order.instance, order.privileges, order.parameters, {}}),
         order.selectable ? "INSTALL [for install and make selectable]" : "INSTALL [for install]");
 }
@@ -162,8 +165,9 @@ PlainCommand InstallCommand(const InstallOrder& order) {
 // The last block may finish the personalisation, so it waits for the others.
 std::vector<PlainCommand> PersonalisationCommands(
     const Bytes& instance, DataFormat format, const std::vector<Bytes>& blocks) {
-    std::vector<PlainCommand> commands{
-        Command(0xE6, 0x20, 0x00, Fields({{}, {}, instance, {}, {}, {}}), "INSTALL [for personalization]")};
+    std::vector<PlainCommand> commands{Command(
+        Instruction::Install, InstallFor::Personalization, 0x00, Fields({{}, {}, instance, {}, {}, {}}),
+        "INSTALL [for personalization]")};
     commands.front().decides = true;
     if (blocks.size() > MostBlocks) {
         throw std::length_error("STORE DATA numbers at most 256 blocks");
@@ -171,7 +175,8 @@ std::vector<PlainCommand> PersonalisationCommands(
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         const bool last = i + 1 == blocks.size();
         commands.push_back(WithoutResponse(Command(
-            0xE2, static_cast<std::uint8_t>((last ? LastBlock : 0) | static_cast<std::uint8_t>(format)),
+            Instruction::StoreData,
+            static_cast<std::uint8_t>((last ? LastBlockFlag : 0) | static_cast<std::uint8_t>(format)),
             static_cast<std::uint8_t>(i), blocks[i], Numbered("STORE DATA", i, blocks.size()))));
         commands.back().decides = i + 2 == blocks.size();
     }
@@ -180,13 +185,13 @@ std::vector<PlainCommand> PersonalisationCommands(
 
 PlainCommand PutKeyCommand(
     std::uint8_t replaced, std::uint8_t version, const StaticKeys& keys, const Bytes& dataEncryptionKey) {
-    constexpr std::uint8_t SeveralKeysFromFirst = 0x81;
+    constexpr std::uint8_t SeveralKeysFromFirst = SeveralKeysFlag | 1;
     Bytes data{version};
     for (const Bytes& key : {keys.encryption, keys.mac, keys.dataEncryption}) {
         AppendKey(data, key, dataEncryptionKey);
     }
     return Command(
-        0xD8, replaced, SeveralKeysFromFirst, std::move(data),
+        Instruction::PutKey, replaced, SeveralKeysFromFirst, std::move(data),
         replaced == 0 ? "PUT KEY of new version " + HexText({version})
                       : "PUT KEY of version " + HexText({version}) + " in place of " + HexText({replaced}));
 }

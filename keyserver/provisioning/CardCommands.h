@@ -2,6 +2,7 @@
 // secure messaging. Functions throw std::length_error when a field or the data has no room.
 #pragma once
 
+#include "globalplatform/Instruction.h"
 #include "keyserver/provisioning/CardService.h"
 
 namespace KeyServer {
@@ -42,7 +43,11 @@ struct InstallOrder {
 // INSTALL [for install], or also [and make selectable], 11.5.2.3.2.
 PlainCommand InstallCommand(const InstallOrder& order);
 
-enum class DataFormat : std::uint8_t { Plain = 0x00, Dgi = 0x08, Tlv = 0x10 };
+enum class DataFormat : std::uint8_t {
+    Plain = GlobalPlatform::DataStructure::Unknown,
+    Dgi = GlobalPlatform::DataStructure::DataGroups,
+    Tlv = GlobalPlatform::DataStructure::BerTlv,
+};
 
 // INSTALL [for personalization], 11.5.2.3.6, and STORE DATA, 11.11, one command for each block.
 std::vector<PlainCommand> PersonalisationCommands(

@@ -2,22 +2,16 @@
 
 #include <algorithm>
 
+#include "globalplatform/LifeCycle.h"
+#include "globalplatform/Tags.h"
 #include "globalplatform/Tlv.h"
+#include "keyserver/provisioning/CardService.h"
 
 namespace KeyServer {
 
 namespace {
 
 using namespace GlobalPlatform;
-
-constexpr std::uint32_t EntryTag = 0xE3;
-constexpr std::uint32_t AidTag = 0x4F;
-constexpr std::uint32_t LifeCycleTag = 0x9F70;
-constexpr std::uint32_t PrivilegesTag = 0xC5;
-constexpr std::uint32_t PackageTag = 0xC4;
-constexpr std::uint32_t ModuleTag = 0x84;
-constexpr std::uint32_t KeyTemplateTag = 0xE0;
-constexpr std::uint32_t KeyDataTag = 0xC0;
 
 std::vector<TlvObject> Objects(const Bytes& data, const char* where) {
     std::optional<std::vector<TlvObject>> objects = ParseTlv(data);
@@ -36,24 +30,24 @@ const Bytes* Find(const std::vector<TlvObject>& objects, std::uint32_t tag) {
 // 11.1.1.
 std::string LifeCycleText(CardSubset subset, std::uint8_t state) {
     if (subset == CardSubset::LoadFiles) {
-        return state == 0x01 ? "loaded" : "state " + HexText({state});
+        return state == LifeCycle::Loaded ? "loaded" : "state " + HexText({state});
     }
     const bool card = subset == CardSubset::IssuerDomain;
     switch (state) {
-        case 0x01:
+        case LifeCycle::CardReady:
             return card ? "OP_READY" : "state 01";
-        case 0x03:
+        case LifeCycle::Installed:
             return "installed";
-        case 0x07:
+        case LifeCycle::Selectable:  // or CardInitialized
             return card ? "INITIALIZED" : "selectable";
-        case 0x0F:
+        case LifeCycle::CardSecured:
             return card ? "SECURED" : "personalised";
-        case 0x7F:
+        case LifeCycle::CardLocked:
             return card ? "CARD_LOCKED" : "state 7F";
-        case 0xFF:
+        case LifeCycle::CardTerminated:
             return card ? "TERMINATED" : "locked, state FF";
         default:
-            return ((state & 0x80U) != 0 ? "locked, state " : "state ") + HexText({state});
+            return ((state & LifeCycle::LockedFlag) != 0 ? "locked, state " : "state ") + HexText({state});
     }
 }
 
@@ -70,20 +64,20 @@ const char* KindOf(CardSubset subset) {
 
 std::string DescribeEntry(CardSubset subset, const Bytes& entry) {
     const std::vector<TlvObject> objects = Objects(entry, "an entry of GET STATUS");
-    const Bytes* aid = Find(objects, AidTag);
-    const Bytes* state = Find(objects, LifeCycleTag);
+    const Bytes* aid = Find(objects, Tag::Aid);
+    const Bytes* state = Find(objects, Tag::LifeCycleState);
     if (aid == nullptr || state == nullptr || state->empty()) {
         throw CardProblem(ResultCode::WrongCardData, "an entry of GET STATUS has no AID or no state");
     }
     std::string text = KindOf(subset) + HexText(*aid) + ": " + LifeCycleText(subset, state->front());
-    if (const Bytes* privileges = Find(objects, PrivilegesTag)) {
+    if (const Bytes* privileges = Find(objects, Tag::Privileges)) {
         text += ", privileges " + HexText(*privileges);
     }
-    if (const Bytes* package = Find(objects, PackageTag)) {
+    if (const Bytes* package = Find(objects, Tag::LoadFileAid)) {
         text += ", of load file " + HexText(*package);
     }
     for (const TlvObject& object : objects) {
-        text += object.tag == ModuleTag ? ", module " + HexText(object.value) : "";
+        text += object.tag == Tag::Name ? ", module " + HexText(object.value) : "";
     }
     return text;
 }
@@ -93,7 +87,7 @@ std::string DescribeEntry(CardSubset subset, const Bytes& entry) {
 std::vector<std::string> DescribeEntries(CardSubset subset, const Bytes& data) {
     std::vector<std::string> lines;
     for (const TlvObject& object : Objects(data, "the response to GET STATUS")) {
-        if (object.tag != EntryTag) {
+        if (object.tag != Tag::RegistryEntry) {
             throw CardProblem(
                 ResultCode::WrongCardData, "the response to GET STATUS holds no entry, but the tag " +
                                                HexText(BigEndian(object.tag, 4)));
@@ -106,12 +100,12 @@ std::vector<std::string> DescribeEntries(CardSubset subset, const Bytes& data) {
 std::vector<std::uint8_t> KeyVersions(const Bytes& data) {
     std::vector<std::uint8_t> versions;
     const std::vector<TlvObject> outer = Objects(data, "the key information");
-    const Bytes* keys = Find(outer, KeyTemplateTag);
+    const Bytes* keys = Find(outer, Tag::KeyInformation);
     if (keys == nullptr) {
         throw CardProblem(ResultCode::WrongCardData, "the key information has no template E0");
     }
     for (const TlvObject& object : Objects(*keys, "the key information template")) {
-        const bool usable = object.tag == KeyDataTag && object.value.size() >= 2;
+        const bool usable = object.tag == Tag::KeyInformationData && object.value.size() >= 2;
         if (usable && std::count(versions.begin(), versions.end(), object.value[1]) == 0) {
             versions.push_back(object.value[1]);
         }

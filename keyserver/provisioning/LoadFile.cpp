@@ -1,8 +1,10 @@
 #include "keyserver/provisioning/LoadFile.h"
 
-#include <openssl/evp.h>
+#include <algorithm>
 
-#include "globalplatform/Tlv.h"
+#include "globalplatform/LoadFile.h"
+#include "globalplatform/Sha256.h"
+#include "globalplatform/Tags.h"
 
 namespace KeyServer {
 
@@ -10,52 +12,39 @@ namespace {
 
 using namespace GlobalPlatform;
 
-constexpr std::uint32_t DapTag = 0xE2;
-constexpr std::uint32_t DataBlockTag = 0xC4;
-constexpr std::size_t MostBytes = 256UL * 255;  // what LOAD can number
-
-Bytes Sha256(const Bytes& data) {
-    Bytes digest(EVP_MAX_MD_SIZE);
-    unsigned length = 0;
-    if (EVP_Digest(data.data(), data.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
-        throw std::runtime_error("SHA-256 is not available");
-    }
-    digest.resize(length);
-    return digest;
-}
-
 // The data block of a whole load file.
 Bytes DataBlockOf(const Bytes& file) {
-    const auto objects = ParseTlv(file);
-    if (!objects || objects->empty() || objects->back().tag != DataBlockTag) {
+    std::optional<LoadFileParts> parts = ParseLoadFile(file);
+    if (!parts) {
         throw std::invalid_argument(
             "begins like a load file, but is no sequence of objects E2 that ends with one object C4");
     }
-    for (std::size_t i = 0; i + 1 < objects->size(); ++i) {
-        if ((*objects)[i].tag != DapTag) {
-            throw std::invalid_argument("holds an object that is neither E2 nor C4");
-        }
+    const bool known = std::all_of(parts->before.begin(), parts->before.end(), [](const TlvObject& object) {
+        return object.tag == Tag::AuthenticationBlock;
+    });
+    if (!known) {
+        throw std::invalid_argument("holds an object that is neither E2 nor C4");
     }
-    return objects->back().value;
+    return std::move(parts->dataBlock);
 }
 
 }  // namespace
 
 LoadFile MakeLoadFile(const std::string& bytes) {
     const Bytes file(bytes.begin(), bytes.end());
-    if (file.empty() || file.size() > MostBytes) {
+    if (file.empty() || file.size() > LongestLoadFile) {
         throw std::invalid_argument(
             "has " + std::to_string(file.size()) + " bytes; a load file has 1 to " +
-            std::to_string(MostBytes));
+            std::to_string(LongestLoadFile));
     }
     if (bytes.rfind("PK", 0) == 0) {
         throw std::invalid_argument(
             "is an archive; the components in it must be joined in the order in which cards load them");
     }
-    if (file.front() == DapTag || file.front() == DataBlockTag) {
+    if (BeginsLikeLoadFile(file)) {
         return {file, Sha256(DataBlockOf(file))};
     }
-    return {MakeTlv(DataBlockTag, file), Sha256(file)};
+    return {GlobalPlatform::MakeLoadFile(file), Sha256(file)};
 }
 
 }  // namespace KeyServer

@@ -1,12 +1,9 @@
 #include "keyserver/service/KeyService.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
-#include <array>
 #include <iterator>
-#include <stdexcept>
 
+#include "globalplatform/Sha256.h"
 #include "keyserver/service/Answering.h"
 
 namespace KeyServer {
@@ -43,12 +40,8 @@ Turn EndingTurn(const std::string& code, const std::string& reason) {
 
 // Tells messages apart without keeping their text, which may be long.
 std::string Digest(const std::string& text) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned length = 0;
-    if (EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
-        throw std::runtime_error("SHA-256 is not available");
-    }
-    return {digest.begin(), digest.begin() + length};
+    const GlobalPlatform::Bytes digest = GlobalPlatform::Sha256(text);
+    return {digest.begin(), digest.end()};
 }
 
 bool Holds(const std::vector<Misbehaviour>& active, Misbehaviour::Kind kind) {

@@ -1,33 +1,16 @@
-#include "card/LoadFileData.h"
-
-#include <openssl/evp.h>
+#include "globalplatform/LoadFile.h"
 
 #include <algorithm>
-#include <stdexcept>
 
-#include "globalplatform/Tlv.h"
+#include "globalplatform/Aid.h"
+#include "globalplatform/Tags.h"
 
-namespace Card {
-
-using namespace GlobalPlatform;
+namespace GlobalPlatform {
 
 namespace {
 
-constexpr std::uint32_t CodeTag = 0xC4;
-constexpr std::uint32_t AuthenticationTag = 0xE2;
-constexpr std::uint32_t AidTag = 0x4F;
-constexpr std::uint32_t SignatureTag = 0xC3;
-
 constexpr std::uint8_t HeaderComponent = 1;
 constexpr std::uint8_t AppletComponent = 3;
-
-bool IsAuthenticationBlock(const TlvObject& object) {
-    if (object.tag != AuthenticationTag) {
-        return false;
-    }
-    const std::optional<std::vector<TlvObject>> parts = ParseTlv(object.value);
-    return parts && parts->size() == 2 && parts->front().tag == AidTag && parts->back().tag == SignatureTag;
-}
 
 // Number of applets, then for each its AID and the two bytes of its install method.
 std::optional<std::vector<Bytes>> Applets(const Bytes& component) {
@@ -36,7 +19,7 @@ std::optional<std::vector<Bytes>> Applets(const Bytes& component) {
     std::vector<Bytes> aids;
     while (count && aids.size() < count->front()) {
         std::optional<Bytes> aid = reader.Next();
-        if (!aid || aid->size() < 5 || aid->size() > 16 || !reader.Take(2)) {
+        if (!aid || !IsAid(*aid) || !reader.Take(2)) {
             return std::nullopt;
         }
         aids.push_back(std::move(*aid));
@@ -52,31 +35,42 @@ bool HasMagic(const Bytes& code) {
 
 }  // namespace
 
-Bytes Sha256(const Bytes& message) {
-    Bytes digest(HashLength);
-    unsigned length = 0;
-    if (EVP_Digest(message.data(), message.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1 ||
-        length != HashLength) {
-        throw std::runtime_error("the cryptographic library has no SHA-256");
-    }
-    return digest;
-}
-
-std::optional<LoadFileData> ReadLoadFile(const Bytes& file) {
+std::optional<LoadFileParts> ParseLoadFile(const Bytes& file) {
     std::optional<std::vector<TlvObject>> objects = ParseTlv(file);
-    if (!objects || objects->empty() || objects->back().tag != CodeTag || objects->back().value.empty() ||
-        !std::all_of(objects->begin(), objects->end() - 1, IsAuthenticationBlock)) {
+    if (!objects || objects->empty() || objects->back().tag != Tag::LoadFileDataBlock) {
         return std::nullopt;
     }
-    return LoadFileData{std::move(objects->back().value), objects->size() > 1};
+    LoadFileParts parts;
+    parts.dataBlock = std::move(objects->back().value);
+    objects->pop_back();
+    parts.before = std::move(*objects);
+    return parts;
 }
 
-std::optional<std::vector<Bytes>> ModulesOfCode(const Bytes& code) {
+bool BeginsLikeLoadFile(const Bytes& bytes) {
+    return !bytes.empty() &&
+           (bytes.front() == Tag::AuthenticationBlock || bytes.front() == Tag::LoadFileDataBlock);
+}
+
+bool IsAuthenticationBlock(const TlvObject& object) {
+    if (object.tag != Tag::AuthenticationBlock) {
+        return false;
+    }
+    const std::optional<std::vector<TlvObject>> parts = ParseTlv(object.value);
+    return parts && parts->size() == 2 && parts->front().tag == Tag::Aid &&
+           parts->back().tag == Tag::BlockSignature;
+}
+
+Bytes MakeLoadFile(const Bytes& dataBlock) {
+    return MakeTlv(Tag::LoadFileDataBlock, dataBlock);
+}
+
+std::optional<std::vector<Bytes>> ModulesOfCode(const Bytes& dataBlock) {
     std::optional<std::vector<Bytes>> modules(std::in_place);
-    if (!HasMagic(code)) {
+    if (!HasMagic(dataBlock)) {
         return modules;
     }
-    LengthValueReader reader(code);
+    LengthValueReader reader(dataBlock);
     while (!reader.AtEnd()) {
         const std::optional<Bytes> tag = reader.Take(1);
         const std::optional<Bytes> length = reader.Take(2);
@@ -96,4 +90,4 @@ std::optional<std::vector<Bytes>> ModulesOfCode(const Bytes& code) {
     return modules;
 }
 
-}  // namespace Card
+}  // namespace GlobalPlatform
