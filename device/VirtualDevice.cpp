@@ -1,9 +1,9 @@
 #include "device/VirtualDevice.h"
 
 #include "device/element/CardSlot.h"
-#include "device/gate/FunctionNames.h"
 #include "device/gate/Gate.h"
 #include "device/gate/HandleTable.h"
+#include "device/names/FunctionNames.h"
 
 namespace Device {
 

@@ -7,17 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "device/element/Exchange.h"
+
 namespace Device {
-
-// One command and its response, as upper-case hexadecimal text.
-struct Exchange {
-    std::string command;
-    std::string response;
-
-    bool operator==(const Exchange& other) const {
-        return command == other.command && response == other.response;
-    }
-};
 
 enum class Element { Embedded, Uicc };
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "device/Bytes.h"
+#include "device/names/Bytes.h"
 
 namespace Device {
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "card/Options.h"
-#include "device/Bytes.h"
 #include "device/configuration/KeyFile.h"
+#include "device/names/Bytes.h"
 
 namespace Device {
 

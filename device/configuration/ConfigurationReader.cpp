@@ -10,7 +10,7 @@
 #include "device/configuration/Configuration.h"
 #include "device/configuration/SectionReader.h"
 #include "device/configuration/Values.h"
-#include "device/gate/FunctionNames.h"
+#include "device/names/FunctionNames.h"
 
 namespace Device {
 

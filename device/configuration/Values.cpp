@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "device/gate/ErrorCodes.h"
+#include "device/names/ErrorCodes.h"
 
 namespace Device {
 

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "device/Bytes.h"
 #include "device/configuration/Configuration.h"
+#include "device/names/Bytes.h"
 
 namespace Device {
 

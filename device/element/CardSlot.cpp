@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "device/element/ElementFactory.h"
 #include "device/gate/Gate.h"
 #include "device/gate/Permanent.h"
 #include "device/recording/ElementFailure.h"

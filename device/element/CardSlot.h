@@ -4,10 +4,14 @@
 
 #include <cstddef>
 #include <deque>
+#include <map>
+#include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <vector>
 
-#include "device/VirtualDevice.h"
+#include "device/element/Exchange.h"
 #include "device/element/SecureElement.h"
 #include "device/recording/Recording.h"
 

@@ -1,8 +1,6 @@
 // What a secure element is to the device, whatever stands behind it.
 #pragma once
 
-#include <memory>
-
 #include "device/configuration/Configuration.h"
 
 namespace Device {
@@ -34,11 +32,5 @@ public:
     // word.
     virtual Bytes Transmit(const Bytes& command) = 0;
 };
-
-// The element behind the back-end that the settings choose.
-std::unique_ptr<SecureElement> MakeSecureElement(const CardSettings& settings);
-
-// Whether an element that was made with some settings can go on with others.
-bool SuitsSameElement(const CardSettings& made, const CardSettings& wanted);
 
 }  // namespace Device

@@ -1,7 +1,7 @@
 // Commands as the half-duplex character protocol T=0 carries them (ISO 7816-3:2006, 12.2).
 #pragma once
 
-#include "device/Bytes.h"
+#include "device/names/Bytes.h"
 
 namespace Device {
 

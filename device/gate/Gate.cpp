@@ -10,9 +10,9 @@
 #include <map>
 #include <mutex>
 
-#include "device/gate/FunctionNames.h"
 #include "device/gate/LogWriter.h"
 #include "device/gate/Permanent.h"
+#include "device/names/FunctionNames.h"
 
 namespace Device {
 

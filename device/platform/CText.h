@@ -6,7 +6,7 @@
 #include <new>
 #include <string>
 
-#include "device/Bytes.h"
+#include "device/names/Bytes.h"
 
 namespace Device {
 

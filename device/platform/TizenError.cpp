@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "device/gate/ErrorCodes.h"
 #include "device/gate/Gate.h"
+#include "device/names/ErrorCodes.h"
 
 using Device::Configuration;
 using Device::OnBrokenDevice;

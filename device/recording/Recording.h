@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "device/Bytes.h"
+#include "device/names/Bytes.h"
 
 namespace Device {
 

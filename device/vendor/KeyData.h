@@ -1,7 +1,7 @@
 // Key data in the encodings of the key-provisioning library's calls.
 #pragma once
 
-#include "device/Bytes.h"
+#include "device/names/Bytes.h"
 
 namespace Vendor {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "device/Bytes.h"
 #include "device/configuration/KeyFile.h"
+#include "device/names/Bytes.h"
 
 namespace Vendor {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "device/gate/FunctionNames.h"
+#include "device/names/FunctionNames.h"
 
 namespace Matrix {
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "device/Bytes.h"
+#include "device/names/Bytes.h"
 
 using Device::CardSlot;
 using Device::Configuration;

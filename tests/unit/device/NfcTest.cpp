@@ -3,7 +3,7 @@
 #include <nfc_internal.h>
 #include <tizen_error.h>
 
-#include "device/Bytes.h"
+#include "device/names/Bytes.h"
 #include "tests/unit/device/DeviceDesk.h"
 
 using Device::Bytes;

@@ -10,8 +10,8 @@
 
 #include <array>
 
-#include "device/Bytes.h"
 #include "device/configuration/CertificateFile.h"
+#include "device/names/Bytes.h"
 #include "tests/unit/device/DeviceDesk.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "device/gate/ErrorCodes.h"
+#include "device/names/ErrorCodes.h"
 
 #include <dlog.h>
 #include <net_connection.h>

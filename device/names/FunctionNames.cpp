@@ -1,4 +1,4 @@
-#include "device/gate/FunctionNames.h"
+#include "device/names/FunctionNames.h"
 
 #include <algorithm>
 #include <iterator>

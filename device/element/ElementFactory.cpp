@@ -1,4 +1,4 @@
-#include "device/element/SecureElement.h"
+#include "device/element/ElementFactory.h"
 
 #include "device/element/PcscElement.h"
 #include "device/element/ReplayElement.h"
