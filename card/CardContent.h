@@ -50,8 +50,8 @@ struct KeySet {
     std::map<std::uint8_t, Bytes> keys;  // by identifier
 
     // Whether a secure channel can be opened with it; Amendment D, 4.1.2.
-    bool Complete() const;
-    StaticKeys Static() const;  // of a complete one
+    [[nodiscard]] bool Complete() const;
+    [[nodiscard]] StaticKeys Static() const;  // of a complete one
 };
 
 struct CardContent {
@@ -64,16 +64,16 @@ struct CardContent {
     std::map<std::uint8_t, KeySet> keySets;   // by version
     std::uint32_t failedAuthentications = 0;  // since the last that succeeded
 
-    const LoadFile* FindLoadFile(const Bytes& aid) const;
-    const Application* FindApplication(const Bytes& aid) const;
-    Application* FindApplication(const Bytes& aid);
+    [[nodiscard]] const LoadFile* FindLoadFile(const Bytes& aid) const;
+    [[nodiscard]] const Application* FindApplication(const Bytes& aid) const;
+    [[nodiscard]] Application* FindApplication(const Bytes& aid);
     bool IsTaken(const Bytes& aid) const;
 
     // The complete set of the lowest version, or the end.
-    std::map<std::uint8_t, KeySet>::const_iterator FirstCompleteSet() const;
+    [[nodiscard]] std::map<std::uint8_t, KeySet>::const_iterator FirstCompleteSet() const;
 
     // Bytes of non-volatile memory that are in use beyond what a card has at first.
-    std::uint64_t UsedMemory() const;
+    [[nodiscard]] std::uint64_t UsedMemory() const;
 };
 
 // What an entry takes beside its code, its parameters and its value.
@@ -82,8 +82,8 @@ constexpr std::uint64_t InstanceMemory = 512;
 constexpr std::uint64_t ObjectMemory = 4;
 
 // 0 when there is less memory than the content takes.
-std::uint64_t FreeMemory(const CardContent& content, const Options& options);
+[[nodiscard]] std::uint64_t FreeMemory(const CardContent& content, const Options& options);
 
-bool BeginsWith(const Bytes& aid, const Bytes& beginning);
+[[nodiscard]] bool BeginsWith(const Bytes& aid, const Bytes& beginning);
 
 }  // namespace Card

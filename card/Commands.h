@@ -6,27 +6,27 @@
 
 namespace Card {
 
-Answer Select(Runtime& card, const CommandApdu& command);     // 11.9
-Answer GetData(Runtime& card, const CommandApdu& command);    // 11.3
-Answer GetStatus(Runtime& card, const CommandApdu& command);  // 11.4
-Answer Install(Runtime& card, const CommandApdu& command);    // 11.5
-Answer Load(Runtime& card, const CommandApdu& command);       // 11.6
-Answer Delete(Runtime& card, const CommandApdu& command);     // 11.2
-Answer StoreData(Runtime& card, const CommandApdu& command);  // 11.11
-Answer PutKey(Runtime& card, const CommandApdu& command);     // 11.8; Amendment D, 7.2
-Answer SetStatus(Runtime& card, const CommandApdu& command);  // 11.10
+[[nodiscard]] Answer Select(Runtime& card, const CommandApdu& command);     // 11.9
+[[nodiscard]] Answer GetData(Runtime& card, const CommandApdu& command);    // 11.3
+[[nodiscard]] Answer GetStatus(Runtime& card, const CommandApdu& command);  // 11.4
+[[nodiscard]] Answer Install(Runtime& card, const CommandApdu& command);    // 11.5
+[[nodiscard]] Answer Load(Runtime& card, const CommandApdu& command);       // 11.6
+[[nodiscard]] Answer Delete(Runtime& card, const CommandApdu& command);     // 11.2
+[[nodiscard]] Answer StoreData(Runtime& card, const CommandApdu& command);  // 11.11
+[[nodiscard]] Answer PutKey(Runtime& card, const CommandApdu& command);     // 11.8; Amendment D, 7.2
+[[nodiscard]] Answer SetStatus(Runtime& card, const CommandApdu& command);  // 11.10
 
-Answer InitializeUpdate(Runtime& card, const CommandApdu& command);      // Amendment D, 7.1.1
-Answer ExternalAuthenticate(Runtime& card, const CommandApdu& command);  // Amendment D, 7.1.2
+[[nodiscard]] Answer InitializeUpdate(Runtime& card, const CommandApdu& command);      // Amendment D, 7.1.1
+[[nodiscard]] Answer ExternalAuthenticate(Runtime& card, const CommandApdu& command);  // Amendment D, 7.1.2
 
 // What a reset selects: the application with the privilege of card reset, else the issuer domain; 6.6.
-Bytes SelectedByReset(const CardContent& content);
+[[nodiscard]] Bytes SelectedByReset(const CardContent& content);
 
 // The ten bytes that tell one card's keys from another's; Amendment D, 7.1.1.
-Bytes KeyDiversificationData(const Options& options);
+[[nodiscard]] Bytes KeyDiversificationData(const Options& options);
 
 // The answer of a command that changed the content and gives no receipt; 11.1.6.
-inline Answer NoConfirmation() {
+[[nodiscard]] inline Answer NoConfirmation() {
     return {{0x00}, StatusWord::Success};
 }
 

@@ -11,13 +11,13 @@ namespace Card {
 class Delivery {
 public:
     // The response, with its status word, to the command that gave this answer.
-    Bytes Deliver(Answer answer, const CommandApdu& command, bool byteProtocol);
+    [[nodiscard]] Bytes Deliver(Answer answer, const CommandApdu& command, bool byteProtocol);
 
     // Whether the bytes are GET RESPONSE and the manner, or an answer that waits, gives it a meaning.
-    bool Continues(const Bytes& command, bool byteProtocol) const;
+    [[nodiscard]] bool Continues(const Bytes& command, bool byteProtocol) const;
 
     // The next part of the answer that waits.
-    Bytes Continue(const Bytes& command, bool byteProtocol);
+    [[nodiscard]] Bytes Continue(const Bytes& command, bool byteProtocol);
 
     void Forget() { waiting.reset(); }
 
@@ -29,6 +29,6 @@ private:
     std::optional<Answer> waiting;
 };
 
-Bytes StatusBytes(StatusWord status, std::size_t added = 0);
+[[nodiscard]] Bytes StatusBytes(StatusWord status, std::size_t added = 0);
 
 }  // namespace Card

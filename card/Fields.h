@@ -7,14 +7,14 @@
 namespace Card {
 
 // Exactly `count` fields of a length byte and that many bytes.
-std::vector<Bytes> Fields(const Bytes& data, std::size_t count);
+[[nodiscard]] std::vector<Bytes> Fields(const Bytes& data, std::size_t count);
 
-std::vector<TlvObject> Objects(const Bytes& data);
+[[nodiscard]] std::vector<TlvObject> Objects(const Bytes& data);
 
 // The value of `tag` among the objects, or nothing.
-const Bytes* FindObject(const std::vector<TlvObject>& objects, std::uint32_t tag);
+[[nodiscard]] const Bytes* FindObject(const std::vector<TlvObject>& objects, std::uint32_t tag);
 
 // Privileges of 1 or 3 bytes, in 3; 11.1.2.
-Bytes Privileges(const Bytes& field);
+[[nodiscard]] Bytes Privileges(const Bytes& field);
 
 }  // namespace Card

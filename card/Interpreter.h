@@ -6,9 +6,9 @@
 namespace Card {
 
 // Throws a Refusal for whatever the card does not do. `command` is the one that the bytes are.
-Answer Interpret(Runtime& card, const CommandApdu& command);
+[[nodiscard]] Answer Interpret(Runtime& card, const CommandApdu& command);
 
 // Checks class and instruction first, since what the lengths of a command mean is up to them, then reads it.
-CommandApdu ReadCommand(const Bytes& bytes);
+[[nodiscard]] CommandApdu ReadCommand(const Bytes& bytes);
 
 }  // namespace Card

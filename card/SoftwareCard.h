@@ -31,7 +31,7 @@ public:
     // One command APDU as ISO 7816-4 has it, of any length, even malformed. The response ends with the status
     // word. A command that changes the content succeeds only when the change is in the state file. Throws
     // nothing but std::bad_alloc.
-    Bytes Transmit(const Bytes& command);
+    [[nodiscard]] Bytes Transmit(const Bytes& command);
 
 private:
     class Body;

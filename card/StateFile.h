@@ -15,7 +15,7 @@ public:
     FileDescriptor& operator=(const FileDescriptor&) = delete;
 
     int Get() const { return descriptor; }
-    bool Valid() const { return descriptor >= 0; }
+    [[nodiscard]] bool Valid() const { return descriptor >= 0; }
 
 private:
     int descriptor;
@@ -31,7 +31,7 @@ public:
     const std::string& Path() const { return path; }
 
     // Nothing when there is no file yet. Throws std::runtime_error when it cannot be read.
-    std::optional<std::string> Read() const;
+    [[nodiscard]] std::optional<std::string> Read() const;
 
     // Replaces the whole file; when it returns, the new text is on the disk. Throws std::runtime_error when
     // that fails, and the file is as it was, or, where only its folder could not be written, whole and new.

@@ -14,7 +14,7 @@
 
 namespace Card {
 
-std::string EncodeState(const CardContent& content);
+[[nodiscard]] std::string EncodeState(const CardContent& content);
 
 // Throws std::runtime_error that says what is wrong when the text is not whole or no card can be so.
 CardContent DecodeState(const std::string& text);

@@ -16,6 +16,7 @@ struct LeadingObjects {
 // The structure is one of DataStructure, and known. Data groups have identifiers of two bytes and lengths of
 // one byte, or of FF and two more. Nothing when an object can never be right: a tag or length of too many
 // bytes.
-std::optional<LeadingObjects> ReadLeadingObjects(const GlobalPlatform::Bytes& data, std::uint8_t structure);
+[[nodiscard]] std::optional<LeadingObjects> ReadLeadingObjects(
+    const GlobalPlatform::Bytes& data, std::uint8_t structure);
 
 }  // namespace Card

@@ -14,25 +14,25 @@ namespace Device {
 enum class Element { Embedded, Uicc };
 
 // The file that describes the device at the moment: NAVO_DEVICE_CONF, else the default location.
-std::string ConfigurationPath();
+[[nodiscard]] std::string ConfigurationPath();
 
 // What the device could not follow in its configuration, as "path:line: [section] key: problem".
-std::vector<std::string> ConfigurationMistakes();
+[[nodiscard]] std::vector<std::string> ConfigurationMistakes();
 
 // Calls of a platform function since its configuration was read, those that a fault answered included. The
 // secure-element calls go by either name.
-std::uint64_t Calls(const std::string& function);
+[[nodiscard]] std::uint64_t Calls(const std::string& function);
 
 // Handles that were given out and not yet given back: channels, connections, SIM slots, certificate and
 // package information, instances of the certificate service.
-std::size_t OpenHandles();
+[[nodiscard]] std::size_t OpenHandles();
 
 // What went over the element's channel since the configuration was read; at most the last 65536 exchanges and
 // the last 64 MiB of text. Exchanges that a fault kept from the card are not among them.
-std::vector<Exchange> Exchanges(Element element = Element::Embedded);
+[[nodiscard]] std::vector<Exchange> Exchanges(Element element = Element::Embedded);
 
 // How many exchanges there were, whether or not they are still kept.
-std::uint64_t ExchangeCount(Element element = Element::Embedded);
+[[nodiscard]] std::uint64_t ExchangeCount(Element element = Element::Embedded);
 
 void ForgetExchanges(Element element = Element::Embedded);
 

@@ -15,24 +15,24 @@ constexpr std::size_t AesKeyCheckValueLength = 3;
 constexpr std::uint8_t AesKeyType = 0x88;
 
 // The whole code of 16 bytes; NIST SP 800-38B.
-Bytes AesCmac(const Bytes& key, const Bytes& message);
+[[nodiscard]] Bytes AesCmac(const Bytes& key, const Bytes& message);
 
 // Whole blocks, no padding; NIST SP 800-38A.
-Bytes AesEncryptBlock(const Bytes& key, const Bytes& block);
-Bytes AesEncryptCbc(const Bytes& key, const Bytes& initialVector, const Bytes& plain);
-Bytes AesDecryptCbc(const Bytes& key, const Bytes& initialVector, const Bytes& encrypted);
+[[nodiscard]] Bytes AesEncryptBlock(const Bytes& key, const Bytes& block);
+[[nodiscard]] Bytes AesEncryptCbc(const Bytes& key, const Bytes& initialVector, const Bytes& plain);
+[[nodiscard]] Bytes AesDecryptCbc(const Bytes& key, const Bytes& initialVector, const Bytes& encrypted);
 
 // Padding method 2 of ISO/IEC 9797-1: the byte 80, then zeros to the end of the block.
-Bytes Pad80(const Bytes& plain);
+[[nodiscard]] Bytes Pad80(const Bytes& plain);
 
 // Nothing when the padding is none.
-std::optional<Bytes> Unpad80(const Bytes& padded);
+[[nodiscard]] std::optional<Bytes> Unpad80(const Bytes& padded);
 
 // The first three bytes of sixteen encrypted bytes 01; GlobalPlatform Card 2.3, B.6 as of AES
 // keys.
-Bytes AesKeyCheckValue(const Bytes& key);
+[[nodiscard]] Bytes AesKeyCheckValue(const Bytes& key);
 
 // Whether two texts are the same, in a time that tells nothing of where they differ.
-bool SameSecret(const Bytes& left, const Bytes& right);
+[[nodiscard]] bool SameSecret(const Bytes& left, const Bytes& right);
 
 }  // namespace GlobalPlatform

@@ -12,18 +12,18 @@ namespace GlobalPlatform {
 using Bytes = std::vector<std::uint8_t>;
 
 // Two upper-case digits for each byte.
-std::string HexText(const Bytes& bytes);
+[[nodiscard]] std::string HexText(const Bytes& bytes);
 
 // Nothing when a character is no hexadecimal digit or the number of digits is odd. Blanks are skipped.
-std::optional<Bytes> FromHexText(const std::string& text);
+[[nodiscard]] std::optional<Bytes> FromHexText(const std::string& text);
 
 void Append(Bytes& target, const Bytes& tail);
 
 // `number` in `width` bytes, most significant first.
-Bytes BigEndian(std::uint64_t number, std::size_t width);
+[[nodiscard]] Bytes BigEndian(std::uint64_t number, std::size_t width);
 
 // The first or the last `count` bytes; all of them when there are fewer.
-Bytes First(const Bytes& bytes, std::size_t count);
-Bytes Last(const Bytes& bytes, std::size_t count);
+[[nodiscard]] Bytes First(const Bytes& bytes, std::size_t count);
+[[nodiscard]] Bytes Last(const Bytes& bytes, std::size_t count);
 
 }  // namespace GlobalPlatform

@@ -19,13 +19,13 @@ struct CommandApdu {
 };
 
 // Cases 1 to 4, short and extended. Nothing when the lengths do not agree with each other.
-std::optional<CommandApdu> ParseCommand(const Bytes& bytes);
+[[nodiscard]] std::optional<CommandApdu> ParseCommand(const Bytes& bytes);
 
 // The shortest form that carries the command, unless it asks for the extended one. Throws std::length_error
 // when there is none: more than 65535 bytes of data, or more than 65536 expected.
-Bytes EncodeCommand(const CommandApdu& command);
+[[nodiscard]] Bytes EncodeCommand(const CommandApdu& command);
 
 // The length of `data` as it stands in front of it: one byte, or a zero and two bytes. Nothing for no data.
-Bytes DataLengthField(const CommandApdu& command);
+[[nodiscard]] Bytes DataLengthField(const CommandApdu& command);
 
 }  // namespace GlobalPlatform

@@ -40,20 +40,25 @@ struct SessionKeys {
 
 // NIST SP 800-108 in counter mode with AES-CMAC and a counter of 8 bits between the two parts of the fixed
 // input. `bits` is a multiple of 8. Throws std::length_error beyond 255 blocks.
-Bytes DeriveInCounterMode(const Bytes& key, const Bytes& before, const Bytes& after, std::size_t bits);
+[[nodiscard]] Bytes DeriveInCounterMode(
+    const Bytes& key, const Bytes& before, const Bytes& after, std::size_t bits);
 
 // The data derivation of 4.1.5.
-Bytes DeriveData(const Bytes& key, std::uint8_t derivationConstant, const Bytes& context, std::size_t bits);
+[[nodiscard]] Bytes DeriveData(
+    const Bytes& key, std::uint8_t derivationConstant, const Bytes& context, std::size_t bits);
 
-SessionKeys DeriveSessionKeys(const StaticKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
+[[nodiscard]] SessionKeys DeriveSessionKeys(
+    const StaticKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
 
 // The pseudo-random challenge of 6.2.2.1, of the application that opens the channel.
-Bytes DeriveCardChallenge(
+[[nodiscard]] Bytes DeriveCardChallenge(
     const Bytes& encryptionKey, const Bytes& sequenceCounter, const Bytes& applicationAid);
 
 // 6.2.2.2 and 6.2.2.3.
-Bytes CardCryptogram(const SessionKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
-Bytes HostCryptogram(const SessionKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
+[[nodiscard]] Bytes CardCryptogram(
+    const SessionKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
+[[nodiscard]] Bytes HostCryptogram(
+    const SessionKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);
 
 // One end of an open channel: the chained code and the encryption counter. The first command to pass is
 // EXTERNAL AUTHENTICATE, which is neither encrypted nor counted.
@@ -63,11 +68,11 @@ public:
 
     // The command under the level: encrypted, its class marked, the code behind its data; 6.2.4 and 6.2.6.
     // Throws std::length_error when there is no room left for it.
-    CommandApdu Wrap(const CommandApdu& plain, SecurityLevel level);
+    [[nodiscard]] CommandApdu Wrap(const CommandApdu& plain, SecurityLevel level);
 
     // The command as it was before; nothing when its code or its padding is wrong. The channel must not be
     // used any more then. Level None gives the command as it is.
-    std::optional<CommandApdu> Unwrap(const CommandApdu& wrapped, SecurityLevel level);
+    [[nodiscard]] std::optional<CommandApdu> Unwrap(const CommandApdu& wrapped, SecurityLevel level);
 
 private:
     static Bytes AesBlock() { return Bytes(16, 0); }

@@ -17,10 +17,10 @@ struct TlvObject {
 
 // The objects that follow each other in `data`, without their contents being looked into. Nothing when they
 // do not fill it exactly. Tags of at most 3 bytes, lengths of at most 3 bytes behind their marker.
-std::optional<std::vector<TlvObject>> ParseTlv(const Bytes& data);
+[[nodiscard]] std::optional<std::vector<TlvObject>> ParseTlv(const Bytes& data);
 
 // One object in its shortest form.
-Bytes MakeTlv(std::uint32_t tag, const Bytes& value);
+[[nodiscard]] Bytes MakeTlv(std::uint32_t tag, const Bytes& value);
 
 // Reads fields of one length byte and that many value bytes, one after the other.
 class LengthValueReader {
@@ -28,12 +28,12 @@ public:
     explicit LengthValueReader(const Bytes& fields) : data(fields) {}
 
     // Nothing when the field reaches past the end.
-    std::optional<Bytes> Next();
+    [[nodiscard]] std::optional<Bytes> Next();
 
     // Nothing when fewer are left.
-    std::optional<Bytes> Take(std::size_t length);
+    [[nodiscard]] std::optional<Bytes> Take(std::size_t length);
 
-    bool AtEnd() const { return at == data.size(); }
+    [[nodiscard]] bool AtEnd() const { return at == data.size(); }
 
 private:
     const Bytes& data;

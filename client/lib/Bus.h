@@ -57,13 +57,13 @@ public:
     GMainContext* Context() const { return context.get(); }
 
     // Sends and waits; takes no part in the judgement of what comes back.
-    Answer Exchange(GDBusMessage* message, const Waiting& waiting);
+    [[nodiscard]] Answer Exchange(GDBusMessage* message, const Waiting& waiting);
 
     // A method of the bus itself, with one text argument.
-    Answer AskDaemon(const char* method, const std::string& argument);
+    [[nodiscard]] Answer AskDaemon(const char* method, const std::string& argument);
 
     // Unique name of who has `name` now; empty when nobody has.
-    std::string OwnerOf(const std::string& name);
+    [[nodiscard]] std::string OwnerOf(const std::string& name);
 
     // Waits for a change of the owner of `name` that makes `isReached` true; at most `timeLimit`.
     bool WaitForOwner(
@@ -71,7 +71,7 @@ public:
         std::chrono::milliseconds timeLimit, const Cancellation* cancellation);
 
     // This process as the bus sees it, decimal: in a container that may differ from getpid().
-    std::string ProcessId();
+    [[nodiscard]] std::string ProcessId();
 
 private:
     ContextPtr context;

@@ -10,22 +10,22 @@
 namespace Navo {
 
 // Throws ClientError (InvalidRequest) for texts that the bus cannot carry, naming the key.
-VariantPtr PackMap(const Map& map);
+[[nodiscard]] VariantPtr PackMap(const Map& map);
 
 // A call of one of the service's methods; `arguments` is the body, a tuple.
-MessagePtr NewMethodCall(
+[[nodiscard]] MessagePtr NewMethodCall(
     const std::string& destination, const char* method, GVariant* arguments, bool mayStart);
 
 // The map of a reply "(a{ss})". Throws ClientError (UnexpectedReply) for another type.
-Map UnpackReply(GDBusMessage* reply);
+[[nodiscard]] Map UnpackReply(GDBusMessage* reply);
 
 // Whether nobody has the name that was called, so that the message reached nobody.
-bool IsUndelivered(const Answer& answer);
+[[nodiscard]] bool IsUndelivered(const Answer& answer);
 
 // Whether the one who was called left the bus without an answer.
-bool IsAbandoned(const Answer& answer);
+[[nodiscard]] bool IsAbandoned(const Answer& answer);
 
 // The error behind an answer that is none; `doing` begins its message ("opening a session").
-ClientError ErrorOf(const Answer& answer, const std::string& doing);
+[[nodiscard]] ClientError ErrorOf(const Answer& answer, const std::string& doing);
 
 }  // namespace Navo

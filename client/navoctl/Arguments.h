@@ -22,4 +22,4 @@ struct Arguments {
 
 // What to do, or the exit status when there is nothing more to do: after help, or after wrong usage has been
 // reported.
-std::variant<Arguments, int> ParseArguments(int count, char** values);
+[[nodiscard]] std::variant<Arguments, int> ParseArguments(int count, char** values);

@@ -12,4 +12,4 @@ struct CplcField {
 };
 
 // The 18 fields of 42 bytes, in card order; nothing for a text of another length.
-std::vector<CplcField> DecodeCplc(const std::string& cplc);
+[[nodiscard]] std::vector<CplcField> DecodeCplc(const std::string& cplc);

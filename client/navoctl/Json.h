@@ -8,5 +8,6 @@
 #include "navo/Outcome.h"
 
 // One object, several lines, no line feed at its end. Empty texts are left out.
-std::string JsonOf(const Arguments& arguments, const Navo::Outcome& outcome, const Navo::Map& reply);
-std::string JsonOf(const Arguments& arguments, const Navo::ClientError& error);
+[[nodiscard]] std::string JsonOf(
+    const Arguments& arguments, const Navo::Outcome& outcome, const Navo::Map& reply);
+[[nodiscard]] std::string JsonOf(const Arguments& arguments, const Navo::ClientError& error);

@@ -9,15 +9,15 @@ namespace Device {
 
 // Base64 text, without armour or line breaks, of the DER form of the first certificate of a PEM file. Throws
 // BadValue when there is none.
-std::string CertificateText(const std::string& path);
+[[nodiscard]] std::string CertificateText(const std::string& path);
 
 // The path itself, if it is a PEM file with at least one certificate. Throws BadValue otherwise.
-std::string TrustStoreFile(const std::string& path);
+[[nodiscard]] std::string TrustStoreFile(const std::string& path);
 
 // Upper-case SHA-256 fingerprint of a certificate in DER form; empty when it is none, or more than one.
-std::string Fingerprint(const Bytes& der);
+[[nodiscard]] std::string Fingerprint(const Bytes& der);
 
 // Nothing but base64 digits and padding is accepted; empty otherwise.
-Bytes FromBase64(const std::string& text);
+[[nodiscard]] Bytes FromBase64(const std::string& text);
 
 }  // namespace Device

@@ -107,7 +107,9 @@ struct Fault {
     std::uint64_t from = 1;
     std::optional<std::uint64_t> times;
 
-    bool AppliesTo(std::uint64_t call) const { return call >= from && (!times || call - from < *times); }
+    [[nodiscard]] bool AppliesTo(std::uint64_t call) const {
+        return call >= from && (!times || call - from < *times);
+    }
 };
 
 struct Configuration {
@@ -129,16 +131,16 @@ struct Configuration {
     std::vector<Mistake> mistakes;
 
     // A device whose description cannot be followed works nowhere, so that no mistake passes unnoticed.
-    bool Broken() const { return !mistakes.empty(); }
+    [[nodiscard]] bool Broken() const { return !mistakes.empty(); }
 
     // The plain device: what holds when the file says nothing else.
     Configuration();
 };
 
 // `path` stands in front of relative file names inside the text.
-Configuration ReadConfiguration(const std::string& path, const std::string& text);
+[[nodiscard]] Configuration ReadConfiguration(const std::string& path, const std::string& text);
 
 // "path:line: [section] key: problem".
-std::string Describe(const Configuration& configuration, const Mistake& mistake);
+[[nodiscard]] std::string Describe(const Configuration& configuration, const Mistake& mistake);
 
 }  // namespace Device

@@ -37,8 +37,8 @@ struct KeyFile {
 // Blanks around headings, keys and values do not count; a line that begins with '#' is a comment. Values are
 // taken as they stand, whatever bytes they hold. A line that is none of these, a second section of the same
 // heading and a second key of the same name in a section are mistakes.
-KeyFile ParseKeyFile(const std::string& text);
+[[nodiscard]] KeyFile ParseKeyFile(const std::string& text);
 
-std::string Trim(const std::string& text);
+[[nodiscard]] std::string Trim(const std::string& text);
 
 }  // namespace Device

@@ -20,33 +20,33 @@ public:
 
 using Choices = std::vector<std::pair<std::string, int>>;
 
-bool BooleanValue(const std::string& text);
-std::uint64_t NumberValue(const std::string& text, std::uint64_t lowest, std::uint64_t highest);
+[[nodiscard]] bool BooleanValue(const std::string& text);
+[[nodiscard]] std::uint64_t NumberValue(const std::string& text, std::uint64_t lowest, std::uint64_t highest);
 
 // 32 bits with a sign, in decimal.
-std::int32_t SignedValue(const std::string& text);
+[[nodiscard]] std::int32_t SignedValue(const std::string& text);
 
 // One of the words, or a number from 0 to `highest` that stands for itself.
-int ChoiceValue(const std::string& text, const Choices& choices, int highest);
+[[nodiscard]] int ChoiceValue(const std::string& text, const Choices& choices, int highest);
 
 // Decimal digits only, or nothing at all.
-std::string DigitsValue(const std::string& text, std::size_t lowest, std::size_t highest);
+[[nodiscard]] std::string DigitsValue(const std::string& text, std::size_t lowest, std::size_t highest);
 
-Bytes BytesValue(const std::string& text, std::size_t lowest, std::size_t highest);
+[[nodiscard]] Bytes BytesValue(const std::string& text, std::size_t lowest, std::size_t highest);
 
 // Parts between semicolons; the last semicolon may end the list.
-std::vector<std::string> ListValue(const std::string& text);
+[[nodiscard]] std::vector<std::string> ListValue(const std::string& text);
 
 // A platform error by its name, or a number in decimal or, with 0x, as 32 bits of hexadecimal.
-int ResultValue(const std::string& text);
+[[nodiscard]] int ResultValue(const std::string& text);
 
 // 64 hexadecimal digits, with or without colons; the result is upper-case without.
-std::string FingerprintValue(const std::string& text);
+[[nodiscard]] std::string FingerprintValue(const std::string& text);
 
 // Answers of a card rule: "6A82", "6110*3, 9000", "card, empty"; "00{300}" repeats a byte.
-std::vector<ScriptedAnswer> AnswersValue(const std::string& text);
+[[nodiscard]] std::vector<ScriptedAnswer> AnswersValue(const std::string& text);
 
 // An absolute path as it stands, any other below the folder of `configurationPath`.
-std::string PathValue(const std::string& text, const std::string& configurationPath);
+[[nodiscard]] std::string PathValue(const std::string& text, const std::string& configurationPath);
 
 }  // namespace Device

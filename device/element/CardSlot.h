@@ -29,11 +29,12 @@ public:
     };
 
     // Opens a channel; the first one resets the card. One that fails is not counted.
-    Opened Open(const Configuration& device);
+    [[nodiscard]] Opened Open(const Configuration& device);
     void Close() noexcept;
 
     // Throws ElementFailure for a channel of a session that is over.
-    Bytes Transmit(const Configuration& device, std::uint64_t channelSession, const Bytes& command);
+    [[nodiscard]] Bytes Transmit(
+        const Configuration& device, std::uint64_t channelSession, const Bytes& command);
 
     // Those since the configuration with this number was read.
     std::vector<Exchange> Exchanges(std::uint64_t configurationNumber);
@@ -70,7 +71,7 @@ private:
     std::uint64_t exchangeCount = 0;
 };
 
-CardSlot& EmbeddedElementSlot();
-CardSlot& UiccSlot();
+[[nodiscard]] CardSlot& EmbeddedElementSlot();
+[[nodiscard]] CardSlot& UiccSlot();
 
 }  // namespace Device

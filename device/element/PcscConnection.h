@@ -22,15 +22,15 @@ public:
     SCARDCONTEXT Handle() const { return handle; }
 
     // Names of all readers, possibly none.
-    std::vector<std::string> Readers() const;
+    [[nodiscard]] std::vector<std::string> Readers() const;
 
     // Whether there is a card in the reader, as the service knows it at the moment.
-    bool HasCard(const std::string& reader) const;
+    [[nodiscard]] bool HasCard(const std::string& reader) const;
 
     // What became of the card since an exchange failed for a reason that does not say: SCARD_W_REMOVED_CARD,
     // SCARD_E_READER_UNAVAILABLE, SCARD_E_SERVICE_STOPPED, or `reason` as it is when the card is still there.
     // The service itself learns of a card that is pulled only after a while, so this can take a second.
-    long WhatBecameOf(const std::string& reader, long reason) const;
+    [[nodiscard]] long WhatBecameOf(const std::string& reader, long reason) const;
 
 private:
     SCARDCONTEXT handle = 0;
@@ -49,7 +49,7 @@ public:
     const Bytes& AnswerToReset() const { return answerToReset; }
 
     // Response with its status word. After a failure the card has lost its state, or is not there.
-    Bytes Transmit(const Bytes& command);
+    [[nodiscard]] Bytes Transmit(const Bytes& command);
 
 private:
     void Connect(const ReaderSettings& settings);

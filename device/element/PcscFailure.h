@@ -9,9 +9,9 @@ namespace Device {
 
 // The failure of `action` with `result`, a code of SCard functions. Its cause has the code and its text:
 // "SCardConnect of reader \"...\": Card was removed. (0x80100069)".
-ElementFailure PcscFailure(const std::string& action, long result);
+[[nodiscard]] ElementFailure PcscFailure(const std::string& action, long result);
 
 // The platform's code for a result of an SCard function; docs/virtual-device.md has the table.
-int NfcErrorOf(long result);
+[[nodiscard]] int NfcErrorOf(long result);
 
 }  // namespace Device

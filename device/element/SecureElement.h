@@ -20,17 +20,17 @@ public:
 
     // For the first channel, and again for a card that is lost: nothing is selected but what the card selects
     // by itself, and no session is open. The answer-to-reset.
-    virtual Bytes Open() = 0;
+    [[nodiscard]] virtual Bytes Open() = 0;
 
     // After the last channel. Never waits for a card or a service that does not answer.
     virtual void Close() noexcept {}
 
     // Whether the card is out of reach until it is opened again.
-    virtual bool IsLost() const { return false; }
+    [[nodiscard]] virtual bool IsLost() const { return false; }
 
     // One command APDU as ISO 7816-4 has it, of any length, even malformed. The response ends with the status
     // word.
-    virtual Bytes Transmit(const Bytes& command) = 0;
+    [[nodiscard]] virtual Bytes Transmit(const Bytes& command) = 0;
 };
 
 }  // namespace Device

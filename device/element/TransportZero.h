@@ -10,6 +10,6 @@ namespace Device {
 // announces with 61xx; fetching it is the caller's business. A command whose lengths do not agree goes as it
 // stands. Throws ElementFailure with NFC_ERROR_NOT_SUPPORTED for a command that T=0 carries only in parts:
 // more than 255 bytes of data.
-Bytes TransportCommand(const Bytes& command);
+[[nodiscard]] Bytes TransportCommand(const Bytes& command);
 
 }  // namespace Device

@@ -19,13 +19,13 @@ struct Visit {
 
 // Reads the configuration again if its file changed, counts the call and decides whether the function's fault
 // applies to it. `function` is a canonical name. Thread-safe.
-Visit Enter(const char* function);
+[[nodiscard]] Visit Enter(const char* function);
 
 // The same without a call: nothing is counted and no fault applies.
-Visit Enquire();
+[[nodiscard]] Visit Enquire();
 
 // Calls of a function since the configuration was read.
-std::uint64_t CallCount(const std::string& canonicalName);
+[[nodiscard]] std::uint64_t CallCount(const std::string& canonicalName);
 
 // Called for an exception that must not leave a platform function.
 void ReportException(const char* function, const std::exception& error);

@@ -10,10 +10,10 @@
 namespace Device {
 
 // Handles of all tables that were given out and not yet taken back.
-std::size_t OpenHandleCount();
+[[nodiscard]] std::size_t OpenHandleCount();
 
 // Number that no handle of the process had before.
-std::uintptr_t NextHandleNumber();
+[[nodiscard]] std::uintptr_t NextHandleNumber();
 
 void CountHandles(int change);
 
@@ -22,7 +22,7 @@ void CountHandles(int change);
 template <typename Object>
 class HandleTable {
 public:
-    void* Add(std::shared_ptr<Object> object) {
+    [[nodiscard]] void* Add(std::shared_ptr<Object> object) {
         const std::lock_guard<std::mutex> lock(mutex);
         const std::uintptr_t number = NextHandleNumber();
         objects.emplace(number, std::move(object));
@@ -31,7 +31,7 @@ public:
     }
 
     // Null for a handle that is not of this table.
-    std::shared_ptr<Object> Find(const void* handle) const {
+    [[nodiscard]] std::shared_ptr<Object> Find(const void* handle) const {
         const std::lock_guard<std::mutex> lock(mutex);
         const auto found = objects.find(reinterpret_cast<std::uintptr_t>(handle));
         return found == objects.end() ? nullptr : found->second;

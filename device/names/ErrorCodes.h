@@ -7,9 +7,9 @@
 namespace Device {
 
 // Number of an enumerator such as "NFC_ERROR_OPERATION_FAILED".
-std::optional<int> ErrorCodeNamed(const std::string& name);
+[[nodiscard]] std::optional<int> ErrorCodeNamed(const std::string& name);
 
 // "Unknown error" for a number that no module knows. Lives as long as the program.
-const char* ErrorText(int code);
+[[nodiscard]] const char* ErrorText(int code);
 
 }  // namespace Device

@@ -8,11 +8,11 @@
 namespace Device {
 
 // Secure-element calls go by the name without "_internal"; every other name is returned as it is.
-std::string CanonicalFunction(const std::string& name);
+[[nodiscard]] std::string CanonicalFunction(const std::string& name);
 
-bool IsPlatformFunction(std::string_view canonicalName);
+[[nodiscard]] bool IsPlatformFunction(std::string_view canonicalName);
 
 // All canonical names, in byte order.
-std::vector<std::string> AllPlatformFunctions();
+[[nodiscard]] std::vector<std::string> AllPlatformFunctions();
 
 }  // namespace Device

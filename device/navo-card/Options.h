@@ -23,6 +23,6 @@ constexpr int ExitUsage = 2;
 
 // Nothing when the program has to end at once, with `status`: help and version have been shown then, or what
 // is wrong with the command line.
-std::optional<Options> ParseCommandLine(int count, char** arguments, int& status);
+[[nodiscard]] std::optional<Options> ParseCommandLine(int count, char** arguments, int& status);
 
 }  // namespace NavoCard

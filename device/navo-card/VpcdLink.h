@@ -31,8 +31,8 @@ public:
     virtual void PowerOff() = 0;
     virtual void Reset() = 0;
     // Asked for at any time, also to see whether the card is there.
-    virtual Bytes AnswerToReset() = 0;
-    virtual Bytes Transmit(const Bytes& command) = 0;
+    [[nodiscard]] virtual Bytes AnswerToReset() = 0;
+    [[nodiscard]] virtual Bytes Transmit(const Bytes& command) = 0;
 };
 
 enum class LinkEnd { ReaderGone, Stopped };
@@ -54,10 +54,10 @@ public:
     VpcdLink& operator=(const VpcdLink&) = delete;
 
     // Whether `stop` became readable while the link was being made; it is of no use then.
-    bool Stopped() const { return stopped; }
+    [[nodiscard]] bool Stopped() const { return stopped; }
 
     // Lets the card answer the reader until one of them goes.
-    LinkEnd Serve(InsertedCard& card);
+    [[nodiscard]] LinkEnd Serve(InsertedCard& card);
 
 private:
     int Connect(const addrinfo& address);

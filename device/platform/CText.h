@@ -11,7 +11,7 @@
 namespace Device {
 
 // A copy that the caller releases with free(). Cut at a zero byte, as C has it.
-inline char* NewText(const std::string& text) {
+[[nodiscard]] inline char* NewText(const std::string& text) {
     char* copy = strdup(text.c_str());
     if (copy == nullptr) {
         throw std::bad_alloc();
@@ -20,7 +20,7 @@ inline char* NewText(const std::string& text) {
 }
 
 // The same for bytes. Null for none at all.
-inline unsigned char* NewBytes(const Bytes& bytes) {
+[[nodiscard]] inline unsigned char* NewBytes(const Bytes& bytes) {
     if (bytes.empty()) {
         return nullptr;
     }

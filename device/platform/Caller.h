@@ -9,6 +9,6 @@ namespace Device {
 
 // The package that the process names in its environment, where the device trusts that, else the package that
 // lists the process's executable. Empty when there is none.
-std::string PackageOfProcess(const Configuration& device, int pid);
+[[nodiscard]] std::string PackageOfProcess(const Configuration& device, int pid);
 
 }  // namespace Device

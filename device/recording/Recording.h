@@ -29,7 +29,8 @@ struct RecordedEvent {
 };
 
 // The line for an event, with its end.
-std::string RecordingLine(const RecordedEvent& event, std::chrono::system_clock::time_point time);
+[[nodiscard]] std::string RecordingLine(
+    const RecordedEvent& event, std::chrono::system_clock::time_point time);
 
 // All events of a file. Throws std::runtime_error, "file:line: what is wrong", for the first line that cannot
 // be one, and for exchanges outside a session: each belongs to the open before it, up to the close.

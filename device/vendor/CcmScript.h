@@ -28,15 +28,15 @@ public:
 constexpr std::size_t LongestApdu = 255;
 
 // The packed list of commands of 1 to LongestApdu bytes. Throws BadScript.
-Bytes PackApdus(const std::vector<Bytes>& apdus);
+[[nodiscard]] Bytes PackApdus(const std::vector<Bytes>& apdus);
 
 // The other way round. Throws BadScript for a record that runs past the end.
-std::vector<Bytes> UnpackApdus(const Bytes& packedList);
+[[nodiscard]] std::vector<Bytes> UnpackApdus(const Bytes& packedList);
 
 // Any list can be made a script, also one that no library would make.
-Bytes MakeScript(const Bytes& packedList);
+[[nodiscard]] Bytes MakeScript(const Bytes& packedList);
 
 // Throws BadScript.
-Bytes PackedListOf(const Bytes& script);
+[[nodiscard]] Bytes PackedListOf(const Bytes& script);
 
 }  // namespace Vendor

@@ -12,7 +12,7 @@
 
 namespace Vendor {
 
-inline NavoLibrarySettings PlainSettings() {
+[[nodiscard]] inline NavoLibrarySettings PlainSettings() {
     NavoLibrarySettings settings = {};
     settings.terminatesUid = 1;
     std::strcpy(settings.keyFile, "navo-device-keys.conf");

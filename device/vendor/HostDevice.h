@@ -16,7 +16,7 @@ struct NavoLibrarySettings {
 
 // Counts a call of an entry point. True: the entry point does its work, by `settings`. False: it returns
 // `*result` at once, which is a fault's number, or `failure` where the configuration cannot be followed.
-bool navo_device_enter(
+[[nodiscard]] bool navo_device_enter(
     const char* entryPoint, int failure, NavoLibrarySettings* settings, int* result) noexcept
     __attribute__((weak, visibility("default")));
 

@@ -12,12 +12,12 @@ using Device::Bytes;
 enum Encoding { HexadecimalEncoding = 1, PlainEncoding = 2, Base64Encoding = 4 };
 
 // The value of data that came in an encoding. Throws Refusal (BadData).
-Bytes Decode(const Bytes& data, int encoding);
+[[nodiscard]] Bytes Decode(const Bytes& data, int encoding);
 
 // The other way round, for data that goes out.
-Bytes Encode(const Bytes& value, int encoding);
+[[nodiscard]] Bytes Encode(const Bytes& value, int encoding);
 
 // A fresh key of 32 bytes.
-Bytes RandomKey();
+[[nodiscard]] Bytes RandomKey();
 
 }  // namespace Vendor

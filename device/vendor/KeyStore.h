@@ -24,11 +24,11 @@ struct Key {
     std::string Uid() const;
 };
 
-bool IsKeyType(int type);
-bool IsInjectionType(int type);
+[[nodiscard]] bool IsKeyType(int type);
+[[nodiscard]] bool IsInjectionType(int type);
 
 // Whether the key file can hold the name: 1 to LongestName bytes, no control characters, no blank at an end.
-bool IsKeyName(const std::string& name);
+[[nodiscard]] bool IsKeyName(const std::string& name);
 
 // The file as it was when this was made. A section of the file:
 //

@@ -17,14 +17,14 @@ struct ActionSetting {
 };
 
 // Throws ScriptError.
-std::unique_ptr<const Action> ReadAction(const Place& place, const ActionSetting& setting);
+[[nodiscard]] std::unique_ptr<const Action> ReadAction(const Place& place, const ActionSetting& setting);
 
-Bytes ReadHex(const Place& place, std::size_t least, std::size_t most);
-std::uint8_t ReadByte(const Place& place);
+[[nodiscard]] Bytes ReadHex(const Place& place, std::size_t least, std::size_t most);
+[[nodiscard]] std::uint8_t ReadByte(const Place& place);
 
-Bytes ReadAid(const Place& place);
+[[nodiscard]] Bytes ReadAid(const Place& place);
 
 // The keys of the version that the place names.
-std::uint8_t ReadKnownVersion(const Place& place, const KeyRing& keyRing);
+[[nodiscard]] std::uint8_t ReadKnownVersion(const Place& place, const KeyRing& keyRing);
 
 }  // namespace KeyServer

@@ -11,13 +11,13 @@ public:
     CardChannel(const ChannelPlan& plan, const KeyRing& ring);
 
     // SELECT and INITIALIZE UPDATE. One set carries both: the second changes nothing if the first fails.
-    std::vector<PlainCommand> OpeningCommands() const;
+    [[nodiscard]] std::vector<PlainCommand> OpeningCommands() const;
 
     // Checks the responses to both and gives EXTERNAL AUTHENTICATE, already wrapped. Throws CardProblem for a
     // response that is none of SCP03, an unknown key version and a wrong cryptogram.
-    PlainCommand Authenticate(const std::vector<CardResponse>& responses);
+    [[nodiscard]] PlainCommand Authenticate(const std::vector<CardResponse>& responses);
 
-    CommandApdu Wrap(const CommandApdu& plain) { return messaging->Wrap(plain, plan.level); }
+    [[nodiscard]] CommandApdu Wrap(const CommandApdu& plain) { return messaging->Wrap(plain, plan.level); }
     bool IsOpen() const { return messaging.has_value(); }
     const ChannelKeys& Keys() const { return keys; }
 

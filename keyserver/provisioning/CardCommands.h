@@ -8,16 +8,18 @@
 namespace KeyServer {
 
 // How much data fits in one short command under a level: padding to whole blocks and the code take room.
-std::size_t RoomForData(GlobalPlatform::SecurityLevel level);
+[[nodiscard]] std::size_t RoomForData(GlobalPlatform::SecurityLevel level);
 
-PlainCommand SelectCommand(const Bytes& aid);                                           // 11.9
-PlainCommand InitializeUpdateCommand(std::uint8_t keyVersion, const Bytes& challenge);  // Amendment D, 7.1.1
-PlainCommand ExternalAuthenticateCommand(
-    GlobalPlatform::SecurityLevel level, const Bytes& hostCryptogram);             // Amendment D, 7.1.2
-PlainCommand DeleteCommand(const Bytes& aid, bool dependents, bool absentIsFine);  // 11.2
-PlainCommand GetDataCommand(std::uint16_t tag, bool absentIsFine);                 // 11.3
-PlainCommand GetStatusCommand(std::uint8_t subset, bool next);                     // 11.4, answered in TLV
-PlainCommand SetStatusCommand(std::uint8_t type, std::uint8_t state, const Bytes& aid);  // 11.10
+[[nodiscard]] PlainCommand SelectCommand(const Bytes& aid);  // 11.9
+[[nodiscard]] PlainCommand InitializeUpdateCommand(
+    std::uint8_t keyVersion, const Bytes& challenge);  // Amendment D, 7.1.1
+[[nodiscard]] PlainCommand ExternalAuthenticateCommand(
+    GlobalPlatform::SecurityLevel level, const Bytes& hostCryptogram);  // Amendment D, 7.1.2
+[[nodiscard]] PlainCommand DeleteCommand(const Bytes& aid, bool dependents, bool absentIsFine);  // 11.2
+[[nodiscard]] PlainCommand GetDataCommand(std::uint16_t tag, bool absentIsFine);                 // 11.3
+[[nodiscard]] PlainCommand GetStatusCommand(std::uint8_t subset, bool next);  // 11.4, answered in TLV
+[[nodiscard]] PlainCommand SetStatusCommand(
+    std::uint8_t type, std::uint8_t state, const Bytes& aid);  // 11.10
 
 struct LoadOrder {
     Bytes package;
@@ -29,7 +31,7 @@ struct LoadOrder {
 };
 
 // INSTALL [for load], 11.5.2.3.1, and the blocks of LOAD, 11.6. At most 256 blocks.
-std::vector<PlainCommand> LoadCommands(const LoadOrder& order);
+[[nodiscard]] std::vector<PlainCommand> LoadCommands(const LoadOrder& order);
 
 struct InstallOrder {
     Bytes package;
@@ -41,7 +43,7 @@ struct InstallOrder {
 };
 
 // INSTALL [for install], or also [and make selectable], 11.5.2.3.2.
-PlainCommand InstallCommand(const InstallOrder& order);
+[[nodiscard]] PlainCommand InstallCommand(const InstallOrder& order);
 
 enum class DataFormat : std::uint8_t {
     Plain = GlobalPlatform::DataStructure::Unknown,
@@ -50,16 +52,16 @@ enum class DataFormat : std::uint8_t {
 };
 
 // INSTALL [for personalization], 11.5.2.3.6, and STORE DATA, 11.11, one command for each block.
-std::vector<PlainCommand> PersonalisationCommands(
+[[nodiscard]] std::vector<PlainCommand> PersonalisationCommands(
     const Bytes& instance, DataFormat format, const std::vector<Bytes>& blocks);
 
 // 11.8 with the AES keys of Amendment D, 7.2: a version that is new when `replaced` is 0. The keys are
 // encrypted under the channel's Key-DEK.
-PlainCommand PutKeyCommand(
+[[nodiscard]] PlainCommand PutKeyCommand(
     std::uint8_t replaced, std::uint8_t version, const GlobalPlatform::StaticKeys& keys,
     const Bytes& dataEncryptionKey);
 
 // What the card answers to it: the version and the three key check values.
-Bytes PutKeyConfirmation(std::uint8_t version, const GlobalPlatform::StaticKeys& keys);
+[[nodiscard]] Bytes PutKeyConfirmation(std::uint8_t version, const GlobalPlatform::StaticKeys& keys);
 
 }  // namespace KeyServer

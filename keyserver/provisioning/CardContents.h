@@ -19,9 +19,9 @@ enum class CardSubset : std::uint8_t {
 
 // One line for each entry of a response to GET STATUS in TLV form; GlobalPlatform Card 2.3.1,
 // table 11-36. Throws CardProblem.
-std::vector<std::string> DescribeEntries(CardSubset subset, const GlobalPlatform::Bytes& data);
+[[nodiscard]] std::vector<std::string> DescribeEntries(CardSubset subset, const GlobalPlatform::Bytes& data);
 
 // The versions in a key information template, in their order and each once; H.2. Throws CardProblem.
-std::vector<std::uint8_t> KeyVersions(const GlobalPlatform::Bytes& data);
+[[nodiscard]] std::vector<std::uint8_t> KeyVersions(const GlobalPlatform::Bytes& data);
 
 }  // namespace KeyServer

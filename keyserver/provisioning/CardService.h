@@ -61,7 +61,7 @@ public:
     virtual ~ActionCourse() = default;
 
     // The commands that may go out together now; none when the action is done.
-    virtual std::vector<PlainCommand> Next() = 0;
+    [[nodiscard]] virtual std::vector<PlainCommand> Next() = 0;
 
     // Throws CardProblem.
     virtual void Take(const std::vector<CardResponse>& responses) = 0;
@@ -75,7 +75,7 @@ class Action {
 public:
     virtual ~Action() = default;
 
-    virtual std::unique_ptr<ActionCourse> Begin(const ChannelKeys& channel) const = 0;
+    [[nodiscard]] virtual std::unique_ptr<ActionCourse> Begin(const ChannelKeys& channel) const = 0;
 
     std::string name;
     bool needsChannel = true;
@@ -114,6 +114,6 @@ public:
 };
 
 // A pattern is a card's "seId" with x for any digit; "*" at its end leaves the rest open.
-bool MatchesSeId(const std::string& pattern, const std::string& seId);
+[[nodiscard]] bool MatchesSeId(const std::string& pattern, const std::string& seId);
 
 }  // namespace KeyServer

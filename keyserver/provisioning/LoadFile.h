@@ -15,6 +15,6 @@ struct LoadFile {
 
 // Takes a load file data block, or a whole load file with its DAP blocks (E2) and the object C4. Throws
 // std::invalid_argument for anything else that can be told apart from a data block.
-LoadFile MakeLoadFile(const std::string& bytes);
+[[nodiscard]] LoadFile MakeLoadFile(const std::string& bytes);
 
 }  // namespace KeyServer

@@ -10,7 +10,7 @@
 
 namespace KeyServer {
 
-std::string JoinCommandSet(const std::vector<std::string>& commands);
+[[nodiscard]] std::string JoinCommandSet(const std::vector<std::string>& commands);
 
 struct ResponseSet {
     std::string relayFailure;            // the words behind "21_" when the agent relayed nothing
@@ -23,17 +23,17 @@ struct ResponseSet {
 ResponseSet ParseResponseSet(const std::string& text);
 
 // The last four digits; empty when the response has fewer.
-std::string StatusWord(const std::string& response);
+[[nodiscard]] std::string StatusWord(const std::string& response);
 
 // A pattern is four characters, each a hexadecimal digit or "x" for any digit, such as 9000 or 61xx.
-bool IsStatusWordPattern(const std::string& pattern);
-bool MatchesStatusWord(const std::string& pattern, const std::string& statusWord);
+[[nodiscard]] bool IsStatusWordPattern(const std::string& pattern);
+[[nodiscard]] bool MatchesStatusWord(const std::string& pattern, const std::string& statusWord);
 
-bool IsHexadecimal(const std::string& text);
-std::string UpperCase(std::string text);
+[[nodiscard]] bool IsHexadecimal(const std::string& text);
+[[nodiscard]] std::string UpperCase(std::string text);
 
 // What is wrong with a command APDU by the cases 1 to 4 of ISO 7816-4, short and extended; empty when it is
 // well formed.
-std::string ApduMistake(const std::string& apdu);
+[[nodiscard]] std::string ApduMistake(const std::string& apdu);
 
 }  // namespace KeyServer

@@ -31,7 +31,7 @@ struct Turn {
     std::vector<std::string> notes;  // for the log: what was learned from them
     bool completed = false;          // the session ends because all is done
 
-    bool Ends() const;
+    [[nodiscard]] bool Ends() const;
 };
 
 // One session's course. Called by one thread at a time.
@@ -40,10 +40,10 @@ public:
     virtual ~Dialogue() = default;
 
     // The first move, or the first again when the session starts over.
-    virtual Turn Begin() = 0;
+    [[nodiscard]] virtual Turn Begin() = 0;
 
     // The move that follows what the agent sent back.
-    virtual Turn Continue(const ResponseSet& responses) = 0;
+    [[nodiscard]] virtual Turn Continue(const ResponseSet& responses) = 0;
 };
 
 // Lives as long as the server and is used by several threads at once, so it never changes.
@@ -58,7 +58,7 @@ public:
     virtual const std::vector<Misbehaviour>& Misbehaviours() const = 0;
 
     // Throws WrongMessage when the opening message does not suit the service.
-    virtual std::unique_ptr<Dialogue> Open(const Message& opening) const = 0;
+    [[nodiscard]] virtual std::unique_ptr<Dialogue> Open(const Message& opening) const = 0;
 };
 
 // All that the server knows: its services, and what it answers to ELIGIBILITY, one code after the other, then
@@ -67,7 +67,7 @@ struct Catalogue {
     std::vector<std::shared_ptr<const Service>> services;
     std::vector<std::string> eligibility;
 
-    const Service* Find(const std::string& serviceId) const;
+    [[nodiscard]] const Service* Find(const std::string& serviceId) const;
 };
 
 }  // namespace KeyServer

@@ -24,7 +24,7 @@ struct JsonValue {
     static JsonValue List(const std::vector<std::string>& texts = {});
     static JsonValue Object();
 
-    const JsonValue* Find(const std::string& name) const;
+    [[nodiscard]] const JsonValue* Find(const std::string& name) const;
     JsonValue& Add(const std::string& name, JsonValue value);
 };
 
@@ -39,9 +39,9 @@ public:
 JsonValue ParseJson(const std::string& text);
 
 // Compact text on one line; bytes that are no UTF-8 become the replacement character.
-std::string ToJson(const JsonValue& value);
+[[nodiscard]] std::string ToJson(const JsonValue& value);
 
 // "a text", "a number", ...: for messages to people.
-const char* KindName(JsonValue::Kind kind);
+[[nodiscard]] const char* KindName(JsonValue::Kind kind);
 
 }  // namespace KeyServer

@@ -30,7 +30,7 @@ public:
     explicit Message(const std::string& body);
 
     // Value of a member; empty when it is absent or no text.
-    const std::string& Field(const std::string& name) const;
+    [[nodiscard]] const std::string& Field(const std::string& name) const;
 
 private:
     std::map<std::string, std::string> fields;

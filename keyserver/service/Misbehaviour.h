@@ -36,11 +36,11 @@ struct Misbehaviour {
     std::uint64_t from = 1;   // the first message that it spoils, counted from 1
     std::uint64_t times = 0;  // how many messages from there on; 0 is all of them
 
-    bool HoldsFor(std::uint64_t message) const;
-    std::uint64_t NumberOr(std::uint64_t otherwise) const;
+    [[nodiscard]] bool HoldsFor(std::uint64_t message) const;
+    [[nodiscard]] std::uint64_t NumberOr(std::uint64_t otherwise) const;
 
     // As an order that ParseMisbehaviour reads.
-    std::string Text() const;
+    [[nodiscard]] std::string Text() const;
 };
 
 // Reads KIND[=VALUE][@FROM[xTIMES]], for example status=503@2x1. Throws std::invalid_argument that says what
@@ -51,6 +51,6 @@ Misbehaviour ParseMisbehaviour(const std::string& order);
 Misbehaviour MakeMisbehaviour(const std::string& kind, const std::string& value);
 
 // Names of all kinds, for help texts.
-std::vector<std::string> MisbehaviourKinds();
+[[nodiscard]] std::vector<std::string> MisbehaviourKinds();
 
 }  // namespace KeyServer

@@ -25,23 +25,23 @@ public:
 
     [[noreturn]] void Complain(const std::string& reason) const;
 
-    bool Is(JsonValue::Kind kind) const { return value.kind == kind; }
-    bool Has(const std::string& member) const { return value.Find(member) != nullptr; }
+    [[nodiscard]] bool Is(JsonValue::Kind kind) const { return value.kind == kind; }
+    [[nodiscard]] bool Has(const std::string& member) const { return value.Find(member) != nullptr; }
 
     void MustBe(JsonValue::Kind kind) const;
     void OnlyMembers(const std::vector<std::string>& known) const;
-    Place At(const std::string& member) const;
+    [[nodiscard]] Place At(const std::string& member) const;
 
     // The members of a list that must not be empty.
-    std::vector<Place> Items() const;
+    [[nodiscard]] std::vector<Place> Items() const;
 
     // A list, or a single value in its place.
-    std::vector<Place> OneOrMore() const;
+    [[nodiscard]] std::vector<Place> OneOrMore() const;
 
-    std::string Text() const;
+    [[nodiscard]] std::string Text() const;
     std::string NonEmptyText() const;
-    bool Flag() const;
-    std::uint64_t Number(std::uint64_t least, std::uint64_t most) const;
+    [[nodiscard]] bool Flag() const;
+    [[nodiscard]] std::uint64_t Number(std::uint64_t least, std::uint64_t most) const;
 
 private:
     Place(const JsonValue& part, std::string fileName, std::string way)
@@ -53,12 +53,12 @@ private:
 };
 
 // Both name the file in what they throw.
-std::string ReadWholeFile(const std::string& file);
+[[nodiscard]] std::string ReadWholeFile(const std::string& file);
 JsonValue ParseFile(const std::string& text, const std::string& origin);
 
-std::string ReadCode(const Place& place);        // eight digits
-std::string ReadEndingCode(const Place& place);  // any but 00000000
-std::string ReadServiceId(const Place& place);
-Misbehaviour ReadMisbehaviour(const Place& place);
+[[nodiscard]] std::string ReadCode(const Place& place);        // eight digits
+[[nodiscard]] std::string ReadEndingCode(const Place& place);  // any but 00000000
+[[nodiscard]] std::string ReadServiceId(const Place& place);
+[[nodiscard]] Misbehaviour ReadMisbehaviour(const Place& place);
 
 }  // namespace KeyServer

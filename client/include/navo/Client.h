@@ -49,7 +49,7 @@ enum class ErrorKind {
 };
 
 // A word for messages and scripts, for example "service-unreachable".
-const char* NameOf(ErrorKind kind);
+[[nodiscard]] const char* NameOf(ErrorKind kind);
 
 class ClientError : public std::runtime_error {
 public:
@@ -75,7 +75,7 @@ public:
 
     // Any thread, any time; not from a signal handler. It stays cancelled.
     void Cancel();
-    bool IsCancelled() const;
+    [[nodiscard]] bool IsCancelled() const;
 
     struct Inner;
     const Inner& Internals() const { return *inner; }
@@ -148,7 +148,7 @@ public:
     void Close();
 
     // Unique bus name of the service process that holds the session (":1.7"); empty when closed.
-    std::string ServiceConnection() const;
+    [[nodiscard]] std::string ServiceConnection() const;
 
 private:
     struct Inner;

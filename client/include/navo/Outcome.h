@@ -17,7 +17,7 @@ struct ResultMessage {
     bool hasDescription;      // whether there was a "_"
 };
 
-ResultMessage SplitResultMessage(const std::string& text);
+[[nodiscard]] ResultMessage SplitResultMessage(const std::string& text);
 
 struct Outcome {
     bool success;
@@ -28,14 +28,14 @@ struct Outcome {
     std::string explanation;  // one sentence where the message alone would mislead; else empty
 };
 
-Outcome Interpret(long command, const Map& reply);
+[[nodiscard]] Outcome Interpret(long command, const Map& reply);
 
 // The command of a request as the service reads it: base 16, with leading blanks, sign and "0x" accepted, up
 // to the first other character ("1F4Z" is 0x1F4, "" is 0). Nothing without the key, or when it is out of
 // range.
-std::optional<long> CommandOf(const Map& request);
+[[nodiscard]] std::optional<long> CommandOf(const Map& request);
 
 // Upper-case hexadecimal text without a prefix, for the key "Cmd".
-std::string CommandText(long command);
+[[nodiscard]] std::string CommandText(long command);
 
 }  // namespace Navo

@@ -124,7 +124,7 @@ TEST(SecureMessaging, PutsTheCodeOverChainHeaderLengthAndData) {
 TEST(SecureMessaging, EncryptsUnderACounterThatCommandsWithoutDataMoveToo) {
     Channel channel;
     const SecurityLevel level = SecurityLevel::CommandMacAndDecryption;
-    channel.host.Wrap(Command("80CA006600"), level);
+    static_cast<void>(channel.host.Wrap(Command("80CA006600"), level));
     const Bytes vector = AesEncryptBlock(TestSession().encryption, Hex("00000000000000000000000000000002"));
     const CommandApdu wrapped = channel.host.Wrap(Command("80E2800003AABBCC"), level);
     EXPECT_EQ(wrapped.data.size(), 16u + 8);
