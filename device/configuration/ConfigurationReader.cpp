@@ -96,6 +96,7 @@ public:
     Configuration configuration;
 
 private:
+    std::map<std::string, std::function<void()>> ReadersOf(const Section& section);
     void ReadKeys(const Section& section, const Keys& keys) {
         SectionReader(section, configuration.mistakes).ReadKeys(keys);
     }
@@ -290,37 +291,41 @@ void Reader::ReadFault(const Section& section) {
     }
 }
 
-void Reader::Read(const Section& section) {
-    const std::map<std::string, std::function<void()>> readers = {
-        {"device", [&] { ReadDevice(section); }},
-        {"vconf", [&] { ReadVconf(section); }},
-        {"sim", [&] { ReadSim(section); }},
-        {"network", [&] { ReadNetwork(section); }},
+// By the kind of the sections that each reads.
+std::map<std::string, std::function<void()>> Reader::ReadersOf(const Section& section) {
+    return {
+        {"device", [this, &section] { ReadDevice(section); }},
+        {"vconf", [this, &section] { ReadVconf(section); }},
+        {"sim", [this, &section] { ReadSim(section); }},
+        {"network", [this, &section] { ReadNetwork(section); }},
         {"trust",
-         [&] {
-             ReadKeys(section, {{"ca-file", [&](const std::string& value) {
+         [this, &section] {
+             ReadKeys(section, {{"ca-file", [this](const std::string& value) {
                                      configuration.trustStore = TrustStoreFile(Path(value));
                                  }}});
          }},
         {"nfc",
-         [&] {
-             ReadKeys(section, {{"supported", [&](const std::string& value) {
+         [this, &section] {
+             ReadKeys(section, {{"supported", [this](const std::string& value) {
                                      configuration.nfcSupported = BooleanValue(value);
                                  }}});
          }},
-        {"card", [&] { ReadCard(section); }},
-        {"secure-spi", [&] { ReadSecureSpi(section); }},
-        {"key-provisioning", [&] { ReadKeyProvisioning(section); }},
+        {"card", [this, &section] { ReadCard(section); }},
+        {"secure-spi", [this, &section] { ReadSecureSpi(section); }},
+        {"key-provisioning", [this, &section] { ReadKeyProvisioning(section); }},
         {"packages",
-         [&] {
-             ReadKeys(section, {{"trust-environment", [&](const std::string& value) {
+         [this, &section] {
+             ReadKeys(section, {{"trust-environment", [this](const std::string& value) {
                                      configuration.trustEnvironment = BooleanValue(value);
                                  }}});
          }},
-        {"package", [&] { ReadPackage(section); }},
-        {"visibility", [&] { ReadVisibility(section); }},
-        {"fault", [&] { ReadFault(section); }}};
+        {"package", [this, &section] { ReadPackage(section); }},
+        {"visibility", [this, &section] { ReadVisibility(section); }},
+        {"fault", [this, &section] { ReadFault(section); }}};
+}
 
+void Reader::Read(const Section& section) {
+    const std::map<std::string, std::function<void()>> readers = ReadersOf(section);
     const auto found = readers.find(section.kind);
     if (found == readers.end()) {
         std::string known;

@@ -93,12 +93,10 @@ std::vector<AnswerRow> InterimAnswers() {
          message}};
 }
 
-// What cannot be read as an object of texts leaves the result without a code, and that is a success.
-std::vector<AnswerRow> UnreadableBodies() {
-    std::vector<AnswerRow> rows = {
-        {"an empty body", Answer(""), NoResponseFromServer},
-        {"an escaped zero byte alone", Answer("%00"), Done}};
-    const std::vector<std::pair<std::string, std::string>> bodies = {
+using NamedBodies = std::vector<std::pair<std::string, std::string>>;
+
+NamedBodies SmallUnreadableBodies() {
+    return {
         {"no JSON", "<html>Bad gateway</html>"},
         {"a blank", " "},
         {"half an object", R"({"resultCode":"000000)"},
@@ -125,7 +123,11 @@ std::vector<AnswerRow> UnreadableBodies() {
         {"a byte that is no UTF-8", "{\"resultCode\":\"\xFF\"}"},
         {"a byte order mark of another encoding", std::string("\xFF\xFE{\0", 4)},
         {"nothing but percent signs", "%%%%%%%%%%%%%%%%"},
-        {"a quotation mark that escapes end", R"({"resultCode":"0000%22"009"})"},
+        {"a quotation mark that escapes end", R"({"resultCode":"0000%22"009"})"}};
+}
+
+NamedBodies LargeUnreadableBodies() {
+    return {
         {"a mebibyte of blanks", std::string(Mebibyte, ' ')},
         {"a mebibyte of brackets", std::string(Mebibyte, '[')},
         {"a mebibyte of objects",
@@ -137,8 +139,16 @@ std::vector<AnswerRow> UnreadableBodies() {
              return text;
          }()},
         {"a mebibyte of another text", R"({"text":")" + std::string(Mebibyte, 'x') + "\"}"}};
-    for (const auto& body : bodies) {
-        rows.push_back({body.first, Answer(body.second), Done});
+}
+
+// What cannot be read as an object of texts leaves the result without a code, and that is a success.
+std::vector<AnswerRow> UnreadableBodies() {
+    std::vector<AnswerRow> rows = {
+        {"an empty body", Answer(""), NoResponseFromServer}, {"an escaped zero byte alone", Answer("%00"), Done}};
+    for (const NamedBodies& bodies : {SmallUnreadableBodies(), LargeUnreadableBodies()}) {
+        for (const auto& body : bodies) {
+            rows.push_back({body.first, Answer(body.second), Done});
+        }
     }
     return rows;
 }

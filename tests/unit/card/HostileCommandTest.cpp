@@ -45,6 +45,25 @@ protected:
     }
 
     std::uint8_t Byte() { return static_cast<std::uint8_t>(Number(0, 255)); }
+
+    // From the selection of the card's domain to the deletion of what was put on it.
+    std::vector<std::string> RightCommands() const {
+        return {
+            "00A40400 05 A000000151 00",
+            "80CAFF2100",
+            "80500000 08 0102030405060708 00",
+            "80E60200 0C 07A0000009990001 00 00 00 00",
+            "80E88000 0A C4080102030405060708",
+            std::string("80E60C00 20") + InstallFields,
+            "80E62000 0E 00 00 08A000000999000102 00 00 00",
+            "80E20800 05 0101 02 AABB",
+            "80E29000 06 4204 01020304",
+            "80D80004 18 30" + KeyField("00112233445566778899AABBCCDDEEFF"),
+            "80F24002 02 4F00 00",
+            "80F04080 08 A000000999000102",
+            "80E40080 09 4F07A0000009990001",
+            "80E40000 03 D20130"};
+    }
 };
 
 constexpr std::uint8_t Instructions[] = {0xA4, 0xCA, 0x50, 0x82, 0xD8, 0xE2, 0xE4, 0xE6, 0xE8, 0xF0, 0xF2};
@@ -108,23 +127,7 @@ TEST_F(HostileCommands, OfGreatLengthAreAnswered) {
 // Right commands of every kind with a byte changed, left out or doubled, on a card that keeps what they did.
 TEST_F(HostileCommands, ThatAreAlmostRightLeaveACardThatCanBeReadAgain) {
     const TemporaryFolder folder;
-    const std::string file = (folder.Path() / "card.json").string();
-    const std::string commands[] = {
-        "00A40400 05 A000000151 00",
-        "80CAFF2100",
-        "80500000 08 0102030405060708 00",
-        "80E60200 0C 07A0000009990001 00 00 00 00",
-        "80E88000 0A C4080102030405060708",
-        std::string("80E60C00 20") + InstallFields,
-        "80E62000 0E 00 00 08A000000999000102 00 00 00",
-        "80E20800 05 0101 02 AABB",
-        "80E29000 06 4204 01020304",
-        "80D80004 18 30" + KeyField("00112233445566778899AABBCCDDEEFF"),
-        "80F24002 02 4F00 00",
-        "80F04080 08 A000000999000102",
-        "80E40080 09 4F07A0000009990001",
-        "80E40000 03 D20130",
-    };
+    const std::vector<std::string> commands = RightCommands();
     for (int round = 0; round < 60; ++round) {
         options.byteProtocol = false;
         options.stateFile.clear();
@@ -142,7 +145,7 @@ TEST_F(HostileCommands, ThatAreAlmostRightLeaveACardThatCanBeReadAgain) {
         }
     }
     EXPECT_GT(succeeded, 1000);  // the sweep reached beyond what is refused at once
-    options.stateFile = file;
+    options.stateFile = (folder.Path() / "card.json").string();
     for (int round = 0; round < 8; ++round) {
         Restart();  // throws when what was written cannot be read
         Authenticate();
