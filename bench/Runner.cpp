@@ -4,7 +4,7 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "tests/support/world/Process.h"
+#include "tests/support/Process.h"
 
 namespace Bench {
 

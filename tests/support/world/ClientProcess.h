@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "navo/Client.h"
-#include "tests/support/world/Process.h"
+#include "tests/support/Process.h"
 
 class ClientProcess {
 public:

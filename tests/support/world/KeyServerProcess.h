@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/world/Process.h"
+#include "tests/support/Process.h"
 
 class KeyServerProcess {
 public:

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/world/Process.h"
+#include "tests/support/Process.h"
 
 class PrivatePcscd {
 public:

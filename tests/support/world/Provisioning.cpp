@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tests/support/world/Process.h"
+#include "tests/support/Process.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
-#include "tests/support/world/Process.h"
+#include "tests/support/Process.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "tests/support/world/Process.h"
+#include "tests/support/Process.h"
 
 namespace fs = std::filesystem;
 

@@ -36,15 +36,6 @@ std::vector<std::string> EnvironmentIn(const fs::path& folder) {
         "PCSCLITE_CSOCK_NAME=" + PrivatePcscd::SocketIn(folder).string(), "LC_ALL=C.UTF-8"};
 }
 
-// The changes that PrivateBus makes to the test's environment.
-std::vector<std::string> ChangesFor(const fs::path& folder) {
-    std::vector<std::string> changes = UnwantedVariables();
-    for (const std::string& variable : EnvironmentIn(folder)) {
-        changes.push_back(variable);
-    }
-    return changes;
-}
-
 // What an installation lays down: the activation file and the compiled settings schema.
 BusSurroundings InstallIn(const TemporaryFolder& folder) {
     const fs::path data = NAVO_DATA_DIR;
@@ -55,7 +46,7 @@ BusSurroundings InstallIn(const TemporaryFolder& folder) {
     folder.Write(fs::path(SchemaFolder) / SchemaFile, TextOf(NAVO_COMPILED_SCHEMA));
     BusSurroundings surroundings;
     surroundings.services = file.parent_path();
-    surroundings.environment = ChangesFor(folder.Path());
+    surroundings.environment = CleanEnvironment(EnvironmentIn(folder.Path()));
     surroundings.workingDirectory = folder.Path();
     return surroundings;
 }

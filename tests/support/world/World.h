@@ -10,11 +10,11 @@
 
 #include "navo/Client.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/world/BusCaller.h"
 #include "tests/support/world/ClientProcess.h"
 #include "tests/support/world/KeyServerProcess.h"
-#include "tests/support/world/Process.h"
 #include "tests/support/world/VirtualDeviceFile.h"
 
 // The package of the test's own process, a privileged one unless a test installs it otherwise.

@@ -2,11 +2,11 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <cstdio>
 #include <thread>
 
 #include "common/Runtime.h"
 #include "device/VirtualDevice.h"
+#include "tests/support/Process.h"
 #include "tests/support/service/PortOnBus.h"
 #include "tests/support/service/ResultTexts.h"
 
@@ -19,18 +19,6 @@ using testing::Not;
 using testing::StartsWith;
 
 class ClientPortSession : public PortOnBus {};
-
-std::string OutputOf(const std::string& command) {
-    FILE* const pipe = popen(command.c_str(), "r");
-    std::string output;
-    for (int character = 0; pipe != nullptr && (character = std::fgetc(pipe)) != EOF;) {
-        output.push_back(static_cast<char>(character));
-    }
-    if (pipe != nullptr) {
-        pclose(pipe);
-    }
-    return output;
-}
 
 }  // namespace
 
@@ -201,7 +189,7 @@ TEST_F(ClientPortSession, TellsTwoProcessesApart) {
     std::string output;
     std::atomic<bool> done{false};
     std::thread runner([&] {
-        output = OutputOf(command);
+        output = OutputOf({"sh", "-c", command});
         done = true;
     });
     WaitUntil([&] { return done.load(); }, "gdbus to end");

@@ -87,17 +87,7 @@ std::string Completed(const std::string& words, int cursor) {
     const std::string script =
         "source " NAVO_SOURCE_DIR "/data/completions/navoctl.bash; COMP_WORDS=(navoctl " + words +
         "); COMP_CWORD=" + std::to_string(cursor) + "; _navoctl; printf '%s\\n' \"${COMPREPLY[@]}\"";
-    GError* error = nullptr;
-    const std::unique_ptr<GSubprocess, Navo::ObjectUnref> bash(g_subprocess_new(
-        G_SUBPROCESS_FLAGS_STDOUT_PIPE, &error, "bash", "--norc", "-c", script.c_str(), nullptr));
-    const Navo::ErrorPtr owned(error);
-    if (bash == nullptr) {
-        return {};
-    }
-    char* output = nullptr;
-    g_subprocess_communicate_utf8(bash.get(), nullptr, nullptr, &output, nullptr, nullptr);
-    const Navo::TextPtr text(output);
-    return text != nullptr ? text.get() : "";
+    return OutputOf({"bash", "--norc", "-c", script});
 }
 
 }  // namespace

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "client/lib/Owners.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 struct ProgramEnd {
     int status = -1;  // exit status; -1 when a signal ended it
@@ -15,8 +16,8 @@ struct ProgramEnd {
 };
 
 struct ProgramSetting {
-    int outputDescriptor = -1;  // instead of a pipe; given away
-    int errorDescriptor = -1;   // instead of a pipe; given away
+    int outputDescriptor = -1;  // instead of a file; given away
+    int errorDescriptor = -1;   // instead of a file; given away
     bool ignoresHangUp = false;
 };
 
@@ -26,9 +27,9 @@ public:
         const std::string& busAddress, const std::vector<std::string>& arguments,
         const ProgramSetting& setting = {});
 
-    void Send(int signal);
+    void Send(int signal) { process.Signal(signal); }
 
-    // The next line of its errors; nothing at their end.
+    // The next line of its errors, as soon as it is there; nothing at their end.
     std::optional<std::string> ReadErrorLine();
 
     // Waits, and reads what was not read before.
@@ -38,6 +39,7 @@ public:
     static ProgramEnd Run(const std::string& busAddress, const std::vector<std::string>& arguments);
 
 private:
-    std::unique_ptr<GSubprocess, Navo::ObjectUnref> process;
-    std::unique_ptr<GDataInputStream, Navo::ObjectUnref> errorLines;  // null without a pipe
+    TemporaryFolder folder;
+    Process process;
+    std::size_t errorsRead = 0;  // characters
 };

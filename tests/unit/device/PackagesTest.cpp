@@ -1,17 +1,13 @@
 // Whose process it is, what is installed, and what a package's certificate grants.
 #include <aul.h>
 #include <cert-svc/ccert.h>
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <package_manager.h>
 #include <pkgmgr-info.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
 
 #include "device/configuration/CertificateFile.h"
 #include "device/names/Bytes.h"
+#include "tests/support/Process.h"
 #include "tests/unit/device/DeviceDesk.h"
 
 namespace {
@@ -26,45 +22,17 @@ constexpr char Visibilities[] =
 
 class Packages : public DeviceDesk {
 protected:
-    // A process that waits until it is let go, with the given environment.
+    // A process that waits until it is ended, with the given environment.
     class Child {
     public:
-        explicit Child(std::vector<std::string> environment) {
-            std::array<int, 2> started = {};
-            std::array<int, 2> hold = {};
-            EXPECT_EQ(pipe2(started.data(), O_CLOEXEC), 0);
-            EXPECT_EQ(pipe2(hold.data(), O_CLOEXEC), 0);
-            std::vector<char*> variables;
-            for (std::string& variable : environment) {
-                variables.push_back(variable.data());
-            }
-            variables.push_back(nullptr);
-            pid = fork();
-            if (pid == 0) {
-                dup2(hold[0], 0);
-                char program[] = "/bin/cat";
-                char* arguments[] = {program, nullptr};
-                execve(program, arguments, variables.data());
-                _exit(127);
-            }
-            close(hold[0]);
-            release = hold[1];
-            close(started[1]);
-            char byte = 0;
-            EXPECT_EQ(read(started[0], &byte, 1), 0);  // closed by a successful execve
-            close(started[0]);
-        }
-        ~Child() {
-            close(release);
-            waitpid(pid, nullptr, 0);
-        }
-        Child(const Child&) = delete;
-        Child& operator=(const Child&) = delete;
+        explicit Child(const std::vector<std::string>& environment)
+            : process({"/bin/cat"}, {folder.Path(), environment, "child"}) {}
 
-        pid_t pid;
+        pid_t Pid() const { return process.Pid(); }
 
     private:
-        int release;
+        TemporaryFolder folder;
+        Process process;
     };
 
     static std::string Ask(int (*function)(int, char*, int), int pid) {
@@ -124,8 +92,8 @@ protected:
 TEST_F(Packages, AreKnownByTheExecutableOfAProcess) {
     Configure("[package com.example.cat]\nexecutables=/nowhere;/bin/cat\napplications=com.example.cat.app\n");
     const Child child({"NAVO_PACKAGE=com.example.other"});
-    EXPECT_EQ(PackageOf(child.pid), "com.example.cat");
-    EXPECT_EQ(Ask(aul_app_get_appid_bypid, child.pid), "com.example.cat.app");
+    EXPECT_EQ(PackageOf(child.Pid()), "com.example.cat");
+    EXPECT_EQ(Ask(aul_app_get_appid_bypid, child.Pid()), "com.example.cat.app");
     EXPECT_EQ(PackageOf(getpid()), std::to_string(AUL_R_ERROR));
 }
 
@@ -138,11 +106,11 @@ TEST_F(Packages, AreKnownByTheirOwnExecutableThroughAnyLink) {
 
 TEST_F(Packages, AreKnownByTheEnvironmentWhereTheFileTrustsIt) {
     const Child child({"FIRST=1", "NAVO_PACKAGE=com.example.named", "LAST=2"});
-    EXPECT_EQ(PackageOf(child.pid), std::to_string(AUL_R_ERROR));
+    EXPECT_EQ(PackageOf(child.Pid()), std::to_string(AUL_R_ERROR));
     Configure("[packages]\ntrust-environment=true\n[package com.example.cat]\nexecutables=/bin/cat\n");
-    EXPECT_EQ(PackageOf(child.pid), "com.example.named");
+    EXPECT_EQ(PackageOf(child.Pid()), "com.example.named");
     const Child plain({"XNAVO_PACKAGE=com.example.wrong"});
-    EXPECT_EQ(PackageOf(plain.pid), "com.example.cat");
+    EXPECT_EQ(PackageOf(plain.Pid()), "com.example.cat");
 }
 
 TEST_F(Packages, AreKnownByTheOwnEnvironmentAsItIsNow) {

@@ -10,7 +10,6 @@
 #include <array>
 #include <mutex>
 #include <stdexcept>
-#include <thread>
 
 namespace {
 
@@ -146,15 +145,4 @@ bool RawClient::ReadUntil(const std::string& text) {
 std::string HttpPost(const std::string& body, const std::string& moreHeaders) {
     return "POST /IssueCard.do HTTP/1.1\r\nHost: localhost\r\n" + moreHeaders +
            "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-}
-
-bool Eventually(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + Deadline;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
 }

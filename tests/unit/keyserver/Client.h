@@ -2,10 +2,11 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "tests/support/Eventually.h"
 
 struct HttpAnswer {
     int curlCode = 0;
@@ -63,6 +64,3 @@ private:
 };
 
 std::string HttpPost(const std::string& body, const std::string& moreHeaders = "");
-
-// Waits until `condition` holds; false when it does not within 20 seconds.
-bool Eventually(const std::function<bool()>& condition);

@@ -1,13 +1,11 @@
 // The program as its users start it.
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 
 #include "keyserver/service/Json.h"
+#include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/keyserver/Samples.h"
 #include "tests/unit/keyserver/Client.h"
@@ -27,64 +25,36 @@ struct Ended {
 class Program {
 public:
     Program(const TemporaryFolder& folder, std::vector<std::string> arguments)
-        : output((folder.Path() / "output").string()), errors((folder.Path() / "errors").string()) {
-        arguments.insert(arguments.begin(), PROGRAM);
-        std::vector<char*> pointers;
-        for (std::string& argument : arguments) {
-            pointers.push_back(argument.data());
-        }
-        pointers.push_back(nullptr);
-        process = fork();
-        if (process == 0) {
-            constexpr int Flags = O_WRONLY | O_CREAT | O_TRUNC;
-            dup2(open(output.c_str(), Flags, 0600), STDOUT_FILENO);
-            dup2(open(errors.c_str(), Flags, 0600), STDERR_FILENO);
-            execv(PROGRAM, pointers.data());
-            _exit(127);
-        }
-    }
-
-    ~Program() {
-        if (process > 0) {
-            kill(process, SIGKILL);
-            waitpid(process, nullptr, 0);
-        }
-    }
-
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
+        : process(CommandWith(std::move(arguments)), {folder.Path(), CleanEnvironment({}), "keyserver"}) {}
 
     Ended Wait() {
-        Ended ended;
-        int status = 0;
-        waitpid(process, &status, 0);
-        process = -1;
-        ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        ended.output = ReadFile(output);
-        ended.errors = ReadFile(errors);
-        return ended;
+        const std::optional<ExitStatus> status = process.WaitForEnd();
+        return {status.value_or(-1), process.Output(), process.Errors()};
     }
 
     Ended End(int signal) {
-        kill(process, signal);
+        process.Signal(signal);
         return Wait();
     }
 
     // The address that the program printed.
     std::string Url() const {
         const std::string head = "navo-keyserver listening on ";
-        std::string text;
+        std::vector<std::string> lines;
         const bool printed = Eventually([&] {
-            text = fs::exists(output) ? ReadFile(output) : "";
-            return text.compare(0, head.size(), head) == 0 && text.back() == '\n';
+            lines = process.OutputLines();
+            return !lines.empty() && lines.front().compare(0, head.size(), head) == 0;
         });
-        return printed ? text.substr(head.size(), text.size() - head.size() - 1) : "";
+        return printed ? lines.front().substr(head.size()) : "";
     }
 
 private:
-    std::string output;
-    std::string errors;
-    pid_t process = -1;
+    static std::vector<std::string> CommandWith(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), PROGRAM);
+        return arguments;
+    }
+
+    Process process;
 };
 
 class ProgramTest : public testing::Test {

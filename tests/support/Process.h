@@ -9,14 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/world/Eventually.h"
-
-// The test's environment without what would lead a program out of its world (proxies, other buses, other
-// certificates), and with `changes`: "NAME=VALUE" each.
-std::vector<std::string> CleanEnvironment(const std::vector<std::string>& changes);
-
-// Names that CleanEnvironment takes out.
-const std::vector<std::string>& UnwantedVariables();
+#include "tests/support/Descriptor.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/Launch.h"
 
 // 0 to 255 as the program said it; the negative number of the signal that ended it otherwise.
 using ExitStatus = int;
@@ -33,10 +28,14 @@ public:
         std::filesystem::path directory;
         std::vector<std::string> environment;  // all of it
         std::string name;                      // of the files that take its output: NAME.out, NAME.err
+
+        // In place of those files, where they are given; they become the process's own.
+        int output = -1;
+        int errors = -1;
     };
 
     // Throws std::system_error when it cannot be started; a program that is not there ends with 127.
-    Process(std::vector<std::string> command, const Surroundings& surroundings);
+    Process(const std::vector<std::string>& command, const Surroundings& surroundings);
     ~Process();
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
@@ -61,13 +60,17 @@ public:
 private:
     std::filesystem::path output;
     std::filesystem::path errors;
+    Descriptor input;
     pid_t pid = 0;
-    int input = -1;
     std::optional<ExitStatus> ending;
 };
 
+// What a program writes to its standard output until it ends; in a folder of its own, and in a clean
+// environment.
+[[nodiscard]] std::string OutputOf(const std::vector<std::string>& command);
+
 // Complete lines of a text, without their ends.
-std::vector<std::string> LinesOf(const std::string& text);
+[[nodiscard]] std::vector<std::string> LinesOf(const std::string& text);
 
 // Whole text of a file, empty when there is none.
-std::string TextOf(const std::filesystem::path& file);
+[[nodiscard]] std::string TextOf(const std::filesystem::path& file);
