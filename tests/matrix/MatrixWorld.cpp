@@ -87,7 +87,7 @@ void CheckCookieFile() {
         if (line.empty() || (line[0] == '#' && line.compare(0, 10, "#HttpOnly_") != 0)) {
             continue;
         }
-        EXPECT_EQ(6, std::count(line.begin(), line.end(), '\t')) << "in the cookie file: " << line;
+        EXPECT_EQ(std::count(line.begin(), line.end(), '\t'), 6) << "in the cookie file: " << line;
         found = found || line.find("\tsession\tkept") != std::string::npos;
     }
     EXPECT_TRUE(found) << "the cookie file lost its cookie";
@@ -97,7 +97,7 @@ void CheckSettingsFile(const std::string& address) {
     const Na::OwnedBy<GKeyFile, g_key_file_free> file(g_key_file_new());
     ASSERT_TRUE(g_key_file_load_from_file(file.get(), Locations::SettingsFile, G_KEY_FILE_NONE, nullptr));
     const Na::OwnedGlibMemory<char> value(g_key_file_get_value(file.get(), "network", "navo-url", nullptr));
-    EXPECT_EQ("'" + address + "'", value ? value.get() : "nothing");
+    EXPECT_EQ(value ? value.get() : "nothing", "'" + address + "'");
 }
 
 }  // namespace
@@ -155,7 +155,7 @@ void MatrixWorld::Configure(const Case& row) {
         text += SectionOf(fault);
     }
     world.Configure(text + row.sections);
-    EXPECT_EQ(std::vector<std::string>(), Device::ConfigurationMistakes());
+    EXPECT_EQ(Device::ConfigurationMistakes(), std::vector<std::string>());
 }
 
 Map MatrixWorld::Ask(const Map& request) {
@@ -163,7 +163,7 @@ Map MatrixWorld::Ask(const Map& request) {
     port.progress.clear();
     Na::SetResultCodeText("left behind");
     agent.Trigger_ClientData(&port, ClientId, request);
-    EXPECT_EQ(1U, port.replies.size()) << "a request has one reply";
+    EXPECT_EQ(port.replies.size(), 1U) << "a request has one reply";
     return port.replies.empty() ? Map() : port.replies.front().result;
 }
 
@@ -219,7 +219,7 @@ void MatrixWorld::CheckFaults(const Case& row) {
         if (row.meetsFaults) {
             EXPECT_GE(calls, fault.from) << "the fault of " << fault.function << " was never met";
         } else {
-            EXPECT_EQ(0U, calls) << "calls of " << fault.function;
+            EXPECT_EQ(calls, 0U) << "calls of " << fault.function;
         }
     }
 }
@@ -275,8 +275,8 @@ void MatrixWorld::CheckThatTheNextIsServed() {
     spy.Quieten();
     EXPECT_EQ(Status(Done), Ask(ScriptRequest())) << "the next request is not served";
     const std::vector<HttpPeer::Request> requests = peer->TakeRequests();
-    ASSERT_EQ(2U, requests.size()) << "of the next request";
-    EXPECT_EQ("NEXTAPDU /01ABCD9000", MessageOf(requests[1])) << "of the next request";
+    ASSERT_EQ(requests.size(), 2U) << "of the next request";
+    EXPECT_EQ(MessageOf(requests[1]), "NEXTAPDU /01ABCD9000") << "of the next request";
     const auto cookies = requests[0].headers.find("cookie");
     ASSERT_NE(requests[0].headers.end(), cookies) << "of the next request";
     EXPECT_NE(std::string::npos, ("; " + cookies->second + ";").find(std::string("; ") + Cookie + ";"))

@@ -254,7 +254,7 @@ TEST_F(TransportFault, OfACertificateIsOneReplyAndNoMessage) {
         HttpPeer server(row.server.ServerContext());
         CheckReaching(row.label, server.Url(), ProtocolError, 1, Trusting(row.trusted));
         server.CloseConnections();
-        EXPECT_EQ(0U, server.Requests().size()) << row.label;
+        EXPECT_EQ(server.Requests().size(), 0U) << row.label;
     }
     HttpPeer server(good.ServerContext());
     CheckReaching("trusted", server.Url(), Done, 0, Trusting(good));
@@ -268,7 +268,7 @@ TEST_F(TransportFault, OfAHandshakeIsTriedFourTimes) {
         server.RefuseConnections(Attempts);
         row.sections = Trusting(certificate);
         Check(row);
-        EXPECT_EQ(0, server.Handshakes());
+        EXPECT_EQ(server.Handshakes(), 0);
     }
 }
 

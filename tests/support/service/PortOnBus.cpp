@@ -114,7 +114,7 @@ void BusClient::SendAndForget(const std::string& method, const Na::RequestMap& a
 
 void BusClient::SyncWithBus() const {
     GVariant* const reply = CallBus(connection, "GetId", nullptr);
-    ASSERT_NE(nullptr, reply);
+    ASSERT_NE(reply, nullptr);
     g_variant_unref(reply);
 }
 
@@ -184,7 +184,7 @@ Tizen::DbusClientPort* PortOnBus::Listen() {
     auto owned = std::make_unique<Tizen::DbusClientPort>();
     Tizen::DbusClientPort* const made = owned.get();
     registry->RegisterPort(std::move(owned));
-    EXPECT_EQ(0, made->StartListen());
+    EXPECT_EQ(made->StartListen(), 0);
     return made;
 }
 

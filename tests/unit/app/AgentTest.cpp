@@ -27,9 +27,9 @@ using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
 
-class AgentTest : public testing::Test {
+class AgentOfAClient : public testing::Test {
 protected:
-    AgentTest() {
+    AgentOfAClient() {
         Na::SetResultCodeText("left behind");
         world.ForgetLog();
     }
@@ -38,14 +38,14 @@ protected:
 
     // The one reply, which has to be a bare status.
     std::string Status() {
-        EXPECT_EQ(1u, port.replies.size());
+        EXPECT_EQ(port.replies.size(), 1U);
         if (port.replies.size() != 1) {
             return "";
         }
         const RecordingPort::Reply& reply = port.replies.front();
-        EXPECT_EQ(ClientId, reply.clientId);
+        EXPECT_EQ(reply.clientId, ClientId);
         EXPECT_TRUE(reply.statusOnly);
-        EXPECT_EQ(1u, reply.result.size());
+        EXPECT_EQ(reply.result.size(), 1U);
         return reply.result.count("ReturnCode") != 0 ? reply.result.at("ReturnCode") : "";
     }
 
@@ -65,7 +65,7 @@ bool Is(const std::unique_ptr<Na::AgentJob>& job) {
 
 }  // namespace
 
-TEST_F(AgentTest, SaysThatTheDataIsMissingWhenTheRequestIsEmpty) {
+TEST_F(AgentOfAClient, SaysThatTheDataIsMissingWhenTheRequestIsEmpty) {
     Send({});
     EXPECT_EQ(ResultText::RequestEmpty, Status());
     EXPECT_THAT(world.Log(), Contains("I/info: Request from Client arrived"));
@@ -75,7 +75,7 @@ TEST_F(AgentTest, SaysThatTheDataIsMissingWhenTheRequestIsEmpty) {
                                 "E Trigger_ClientData: Empty request from client application"));
 }
 
-TEST_F(AgentTest, SaysThatTheCommandIsMissingWhenTheRequestHasNone) {
+TEST_F(AgentOfAClient, SaysThatTheCommandIsMissingWhenTheRequestHasNone) {
     Send({{"cmd", "67"}, {"hostAddr", "kms.example"}});
     EXPECT_EQ(ResultText::CommandMissing, Status());
     EXPECT_THAT(
@@ -85,7 +85,7 @@ TEST_F(AgentTest, SaysThatTheCommandIsMissingWhenTheRequestHasNone) {
             std::string("E Trigger_ClientData: Error starting a new job: ") + ResultText::CommandMissing));
 }
 
-TEST_F(AgentTest, TakesACommandWithoutDigitsForTheWrongCommandZero) {
+TEST_F(AgentOfAClient, TakesACommandWithoutDigitsForTheWrongCommandZero) {
     for (const std::string command : {"ZZ", "", " ", "-", "0x", "G67"}) {
         port.replies.clear();
         world.ForgetLog();
@@ -101,7 +101,7 @@ TEST_F(AgentTest, TakesACommandWithoutDigitsForTheWrongCommandZero) {
     }
 }
 
-TEST_F(AgentTest, SaysThatTheDataIsInvalidWhenTheCommandOverflows) {
+TEST_F(AgentOfAClient, SaysThatTheDataIsInvalidWhenTheCommandOverflows) {
     for (const std::string command : {"10000000000000000", "-FFFFFFFFFFFFFFFFF", "0x8000000000000000"}) {
         port.replies.clear();
         world.ForgetLog();
@@ -117,28 +117,28 @@ TEST_F(AgentTest, SaysThatTheDataIsInvalidWhenTheCommandOverflows) {
     }
 }
 
-TEST_F(AgentTest, ReadsACommandAnewWhateverErrorWentBefore) {
+TEST_F(AgentOfAClient, ReadsACommandAnewWhateverErrorWentBefore) {
     errno = ERANGE;
     EXPECT_TRUE(Is<Na::Job_GET_CPLC>(Construct("67")));
-    EXPECT_EQ(nullptr, Construct("10000000000000000"));
+    EXPECT_EQ(Construct("10000000000000000"), nullptr);
     EXPECT_TRUE(Is<Na::Job_GET_CPLC>(Construct("67")));
 }
 
-TEST_F(AgentTest, NeverNarrowsTheNumberOfACommand) {
+TEST_F(AgentOfAClient, NeverNarrowsTheNumberOfACommand) {
     for (const std::string command : {"100000067", "1000001F4", "FFFFFFFF00000066", "7FFFFFFF00000067"}) {
-        EXPECT_EQ(nullptr, Construct(command)) << command;
+        EXPECT_EQ(Construct(command), nullptr) << command;
     }
     EXPECT_THAT(port.askedAbout, IsEmpty());
 }
 
-TEST_F(AgentTest, ReadsACommandAsALenientHexadecimalNumber) {
+TEST_F(AgentOfAClient, ReadsACommandAsALenientHexadecimalNumber) {
     for (const std::string command :
          {"1f4", "1F4", " 1F4", "\t\n1F4", "0x1F4", "0X1f4", "1F4Z", "1F4 67", "+1F4", "0001F4"}) {
         EXPECT_TRUE(Is<Na::Job_GET_PHONEINFO>(Construct(command))) << command;
     }
 }
 
-TEST_F(AgentTest, ChoosesTheJobByTheCommand) {
+TEST_F(AgentOfAClient, ChoosesTheJobByTheCommand) {
     EXPECT_TRUE(Is<Na::Job_SET_JOB_EXECUTOR>(Construct("65")));
     EXPECT_TRUE(Is<Na::Job_GET_SE_STATUS>(Construct("66")));
     EXPECT_TRUE(Is<Na::Job_GET_CPLC>(Construct("67")));
@@ -152,7 +152,7 @@ TEST_F(AgentTest, ChoosesTheJobByTheCommand) {
     EXPECT_TRUE(Is<Na::Job_SET_ADDRESS>(Construct("1F5")));
 }
 
-TEST_F(AgentTest, RefusesEveryOtherNumber) {
+TEST_F(AgentOfAClient, RefusesEveryOtherNumber) {
     for (const std::string command :
          {"1", "64", "6A", "8F", "91", "1F3", "1F6", "3EF", "3F5", "3FD", "400", "167", "-67", "101"}) {
         Na::SetResultCodeText("left behind");
@@ -164,20 +164,20 @@ TEST_F(AgentTest, RefusesEveryOtherNumber) {
     EXPECT_THAT(world.LocatedLog(), Contains("D ConstructJob: cmd: 6a"));
 }
 
-TEST_F(AgentTest, GivesTheJobItsRequestAndNoResult) {
+TEST_F(AgentOfAClient, GivesTheJobItsRequestAndNoResult) {
     const auto job = Construct("67");
-    ASSERT_NE(nullptr, job);
-    ASSERT_NE(nullptr, job->request);
+    ASSERT_NE(job, nullptr);
+    ASSERT_NE(job->request, nullptr);
     EXPECT_TRUE(job->result.empty());
     EXPECT_EQ(&agent, job->request->agent);
     EXPECT_EQ(&port, job->request->port);
-    EXPECT_EQ(ClientId, job->request->clientId);
-    EXPECT_EQ(0, job->request->readerKind);
-    EXPECT_EQ("", job->request->cplc);
-    EXPECT_EQ("", job->request->seId);
+    EXPECT_EQ(job->request->clientId, ClientId);
+    EXPECT_EQ(job->request->readerKind, 0);
+    EXPECT_EQ(job->request->cplc, "");
+    EXPECT_EQ(job->request->seId, "");
 }
 
-TEST_F(AgentTest, RefusesPrivilegedCommandsOfARegularClient) {
+TEST_F(AgentOfAClient, RefusesPrivilegedCommandsOfARegularClient) {
     port.trusted = false;
     for (const std::string command : {"1F4", "1F5", "3FE"}) {
         port.replies.clear();
@@ -197,7 +197,7 @@ TEST_F(AgentTest, RefusesPrivilegedCommandsOfARegularClient) {
     EXPECT_THAT(port.askedAbout, ElementsAre(ClientId, ClientId, ClientId));
 }
 
-TEST_F(AgentTest, RefusesTheReservedCommandOfAPrivilegedClientToo) {
+TEST_F(AgentOfAClient, RefusesTheReservedCommandOfAPrivilegedClientToo) {
     Send({{"Cmd", "3FE"}});
     EXPECT_EQ(ResultText::WrongCommand, Status());
     EXPECT_THAT(port.askedAbout, ElementsAre(ClientId));
@@ -209,16 +209,16 @@ TEST_F(AgentTest, RefusesTheReservedCommandOfAPrivilegedClientToo) {
     EXPECT_THAT(world.LocatedLog(), Not(Contains("D ConstructJob: Not authorized")));
 }
 
-TEST_F(AgentTest, LetsARegularClientUseEveryOtherCommandUnasked) {
+TEST_F(AgentOfAClient, LetsARegularClientUseEveryOtherCommandUnasked) {
     port.trusted = false;
     for (const std::string command : {"65", "66", "67", "68", "69", "90", "3F0", "3FF"}) {
-        EXPECT_NE(nullptr, Construct(command)) << command;
+        EXPECT_NE(Construct(command), nullptr) << command;
     }
     EXPECT_THAT(port.askedAbout, IsEmpty());
     EXPECT_THAT(world.LocatedLog(), Not(Contains(StartsWith("D ConstructJob: Privileged"))));
 }
 
-TEST_F(AgentTest, StartsTheJobOfAnAcceptedRequest) {
+TEST_F(AgentOfAClient, StartsTheJobOfAnAcceptedRequest) {
     Send({{"Cmd", "66"}});
     EXPECT_EQ(ResultText::WrongCommand, Status());
     EXPECT_THAT(
@@ -228,39 +228,39 @@ TEST_F(AgentTest, StartsTheJobOfAnAcceptedRequest) {
             "D ConstructJob: cmd: 66", "D AgentJob: ", "D Trigger_ClientData: Starting Job",
             "D TaskComplete: ", std::string("D Do: Job execution status: ") + ResultText::WrongCommand));
     const std::vector<std::string> log = world.Log();
-    ASSERT_EQ(10u, log.size());
-    EXPECT_EQ("I/info: Request from Client arrived", log.front());
+    ASSERT_EQ(log.size(), 10U);
+    EXPECT_EQ(log.front(), "I/info: Request from Client arrived");
     EXPECT_THAT(log[5], EndsWith(" Starting Job"));
-    EXPECT_EQ("I/info: Done. Sending status to Client", log[6]);
-    EXPECT_EQ("I/info: Job execution is complete", log.back());
+    EXPECT_EQ(log[6], "I/info: Done. Sending status to Client");
+    EXPECT_EQ(log.back(), "I/info: Job execution is complete");
 }
 
-TEST_F(AgentTest, KeepsAJobAfterItsReply) {
+TEST_F(AgentOfAClient, KeepsAJobAfterItsReply) {
     Send({{"Cmd", "66"}});
     EXPECT_THAT(world.LocatedLog(), Contains("D AgentJob: "));
     EXPECT_THAT(world.LocatedLog(), Not(Contains("D ~AgentJob: ")));
 }
 
-TEST_F(AgentTest, AnswersEachOfManyRequestsOnce) {
+TEST_F(AgentOfAClient, AnswersEachOfManyRequestsOnce) {
     for (int i = 0; i < 50; ++i) {
         Send({{"Cmd", i % 2 == 0 ? "66" : "nonsense"}});
     }
-    EXPECT_EQ(50u, port.replies.size());
+    EXPECT_EQ(port.replies.size(), 50U);
 }
 
-TEST_F(AgentTest, LeavesTheClientsOwnMapAlone) {
+TEST_F(AgentOfAClient, LeavesTheClientsOwnMapAlone) {
     const Na::RequestMap data = {{"Cmd", "1F5"}};
     Send(data);
-    EXPECT_EQ(1u, data.size());
+    EXPECT_EQ(data.size(), 1U);
 }
 
-TEST_F(AgentTest, AnswersNothingWhenItIsUninitialised) {
+TEST_F(AgentOfAClient, AnswersNothingWhenItIsUninitialised) {
     Na::Agent moved(std::move(agent));
     world.ForgetLog();
     agent.Trigger_ClientData(&port, ClientId, {{"Cmd", "66"}});
     agent.Trigger_ClientData(&port, ClientId, {});
     EXPECT_THAT(port.replies, IsEmpty());
-    EXPECT_EQ("left behind", Na::GetResultCodeText());
+    EXPECT_EQ(Na::GetResultCodeText(), "left behind");
     EXPECT_THAT(world.Log(), Contains("I/info: Request from Client arrived"));
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
@@ -269,10 +269,10 @@ TEST_F(AgentTest, AnswersNothingWhenItIsUninitialised) {
                                 "D Trigger_ClientData: Client ID: dbus;com.example.wallet_2817",
                                 "E Trigger_ClientData: Fatal: use of uninitialized object"));
     moved.Trigger_ClientData(&port, ClientId, {{"Cmd", "66"}});
-    EXPECT_EQ(1u, port.replies.size());
+    EXPECT_EQ(port.replies.size(), 1U);
 }
 
-TEST_F(AgentTest, ShutsDownWhenItGoes) {
+TEST_F(AgentOfAClient, ShutsDownWhenItGoes) {
     world.ForgetLog();
     { const Na::Agent other; }
     EXPECT_THAT(
@@ -280,12 +280,12 @@ TEST_F(AgentTest, ShutsDownWhenItGoes) {
         ElementsAre(StartsWith("D Agent: 0x"), StartsWith("D ~Agent: 0x"), "D Trigger_Shutdown: "));
 }
 
-TEST_F(AgentTest, DoesNotShutDownTwiceWhenItHasMoved) {
+TEST_F(AgentOfAClient, DoesNotShutDownTwiceWhenItHasMoved) {
     world.ForgetLog();
     {
         Na::Agent first;
         const Na::Agent second(std::move(first));
     }
     const std::vector<std::string> log = world.LocatedLog();
-    EXPECT_EQ(1, std::count(log.begin(), log.end(), "D Trigger_Shutdown: "));
+    EXPECT_EQ(std::count(log.begin(), log.end(), "D Trigger_Shutdown: "), 1);
 }

@@ -164,7 +164,7 @@ TEST_F(Application, StopsListeningWhenItIsDestroyedWithoutClients) {
         world.ForgetLog();
     }
     EXPECT_THAT(journal, ElementsAre("port stopped", "port deleted"));
-    EXPECT_EQ("I/info: NAVOA application destroyed", world.Log().front());
+    EXPECT_EQ(world.Log().front(), "I/info: NAVOA application destroyed");
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D ~AppMain: No connected Clients. Stop listen"));
 }
 
@@ -173,7 +173,7 @@ TEST_F(Application, LeavesConnectedClientsAloneWhenItIsDestroyed) {
     world.ForgetLog();
     { const Na::AppMain other; }
     EXPECT_THAT(journal, IsEmpty());
-    EXPECT_EQ(1u, registry->ClientCount());
+    EXPECT_EQ(registry->ClientCount(), 1U);
     EXPECT_THAT(world.LocatedLog(), IsEmpty());
 }
 
@@ -193,7 +193,7 @@ namespace {
 
 }  // namespace
 
-TEST(ApplicationDeathTest, WritesItsBannerOnce) {
+TEST(FreshApplication, WritesItsBannerOnce) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(AskForTheApplicationThreeTimes(), testing::ExitedWithCode(0), "1 banners\n");
 }

@@ -46,7 +46,7 @@ const std::string CplcData =
 }  // namespace
 
 TEST_F(CardQueries, SelectTheDefaultApplicationAndAskForTheCplc) {
-    EXPECT_EQ(CplcData, Cplc("9F7F2A" + CplcData + "9000"));
+    EXPECT_EQ(Cplc("9F7F2A" + CplcData + "9000"), CplcData);
     EXPECT_THAT(
         Device::Exchanges(),
         ElementsAre(
@@ -55,7 +55,7 @@ TEST_F(CardQueries, SelectTheDefaultApplicationAndAskForTheCplc) {
 }
 
 TEST_F(CardQueries, CutTheCplcByCountingAlone) {
-    EXPECT_EQ("DDEE", Cplc("AABBCCDDEE9000")) << "neither tag nor length is looked at";
+    EXPECT_EQ(Cplc("AABBCCDDEE9000"), "DDEE") << "neither tag nor length is looked at";
 }
 
 TEST_F(CardQueries, GiveNoCplcForAResponseOfUnderTenCharacters) {
@@ -76,19 +76,19 @@ TEST_F(CardQueries, GiveNoCplcForARefusal) {
 }
 
 TEST_F(CardQueries, GiveNoCplcForAnEmptyResponse) {
-    EXPECT_EQ("", Cplc("empty"));
+    EXPECT_EQ(Cplc("empty"), "");
     EXPECT_THAT(world.LocatedLog(), Contains("E GetCplc: Empty response from card"));
 }
 
 TEST_F(CardQueries, DoNotAskForTheCplcWhenTheSelectHasNoResponse) {
     world.Configure("[card]\nanswer 00A4040000=empty\n");
     ASSERT_TRUE(se.Open());
-    EXPECT_EQ("", se.GetCplc());
-    EXPECT_EQ(1u, Device::ExchangeCount());
+    EXPECT_EQ(se.GetCplc(), "");
+    EXPECT_EQ(Device::ExchangeCount(), 1U);
 }
 
 TEST_F(CardQueries, FindTheFreeMemoryInTheResourceTemplate) {
-    EXPECT_EQ(123456u, FreeMemory("FF210E8102000A82040001E240830208009000"));
+    EXPECT_EQ(FreeMemory("FF210E8102000A82040001E240830208009000"), 123456U);
     EXPECT_THAT(
         Device::Exchanges(), ElementsAre(
                                  Exchange{"00A4040000", "6F009000"},
@@ -97,16 +97,16 @@ TEST_F(CardQueries, FindTheFreeMemoryInTheResourceTemplate) {
 }
 
 TEST_F(CardQueries, ReadTheFreeMemoryOfAnyWidth) {
-    EXPECT_EQ(0x12u, FreeMemory("FF21038201129000"));
-    EXPECT_EQ(0x123456u, FreeMemory("FF210582031234569000"));
-    EXPECT_EQ(0x7FFFFFFFu, FreeMemory("FF210682047FFFFFFF9000"));
-    EXPECT_EQ(0x12u, FreeMemory("FF210A820800000000000000129000"));
+    EXPECT_EQ(FreeMemory("FF21038201129000"), 0x12U);
+    EXPECT_EQ(FreeMemory("FF210582031234569000"), 0x123456U);
+    EXPECT_EQ(FreeMemory("FF210682047FFFFFFF9000"), 0x7FFFFFFFU);
+    EXPECT_EQ(FreeMemory("FF210A820800000000000000129000"), 0x12U);
 }
 
 TEST_F(CardQueries, SaturateTheFreeMemory) {
-    EXPECT_EQ(2147483647u, FreeMemory("FF21068204FFFFFFFF9000"));
-    EXPECT_EQ(2147483647u, FreeMemory("FF21068204800000009000"));
-    EXPECT_EQ(2147483647u, FreeMemory("FF210A8208FFFFFFFFFFFFFFFF9000"));
+    EXPECT_EQ(FreeMemory("FF21068204FFFFFFFF9000"), 2147483647U);
+    EXPECT_EQ(FreeMemory("FF21068204800000009000"), 2147483647U);
+    EXPECT_EQ(FreeMemory("FF210A8208FFFFFFFFFFFFFFFF9000"), 2147483647U);
     EXPECT_THAT(world.LocatedLog(), Contains("D GetFreeMemory: SE memory: 2147483647"));
 }
 

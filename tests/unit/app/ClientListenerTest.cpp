@@ -111,9 +111,9 @@ TEST_F(ClientRegistry, HasNoPortToStartOnceItWasStopped) {
 }
 
 TEST_F(ClientRegistry, RemembersAClient) {
-    EXPECT_EQ(0u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 0U);
     EXPECT_TRUE(registry.OnClientConnected(first, "dbus;a_1"));
-    EXPECT_EQ(1u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 1U);
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;a_1"));
     EXPECT_THAT(world.LocatedLog(), ElementsAre(StartsWith("D Agent: 0x"))) << "an agent of its own";
 }
@@ -121,7 +121,7 @@ TEST_F(ClientRegistry, RemembersAClient) {
 TEST_F(ClientRegistry, KeepsOneRecordForTwoRegistrationsOfTheSameClient) {
     EXPECT_TRUE(registry.OnClientConnected(first, "dbus;a_1"));
     EXPECT_FALSE(registry.OnClientConnected(first, "dbus;a_1"));
-    EXPECT_EQ(1u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 1U);
     EXPECT_THAT(
         world.LocatedLog(),
         Contains("E OnClientConnected: Duplicate connection request for client dbus;a_1"));
@@ -130,7 +130,7 @@ TEST_F(ClientRegistry, KeepsOneRecordForTwoRegistrationsOfTheSameClient) {
 TEST_F(ClientRegistry, TellsClientsOfTwoPortsApart) {
     EXPECT_TRUE(registry.OnClientConnected(first, "dbus;a_1"));
     EXPECT_TRUE(registry.OnClientConnected(second, "dbus;a_1"));
-    EXPECT_EQ(2u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 2U);
 }
 
 TEST_F(ClientRegistry, ComparesClientsByteForByte) {
@@ -138,7 +138,7 @@ TEST_F(ClientRegistry, ComparesClientsByteForByte) {
     EXPECT_TRUE(registry.OnClientConnected(first, "dbus;A_1"));
     EXPECT_TRUE(registry.OnClientConnected(first, "dbus;a_10"));
     EXPECT_TRUE(registry.OnClientConnected(first, std::string("dbus;a_1\0", 9)));
-    EXPECT_EQ(4u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 4U);
 }
 
 TEST_F(ClientRegistry, HandsARequestToTheClientsAgent) {
@@ -175,9 +175,9 @@ TEST_F(ClientRegistry, QuitsTheLoopWhenTheLastClientGoes) {
     registry.OnClientConnected(first, "dbus;a_1");
     world.ForgetLog();
     registry.OnClientDisconnected(first, "dbus;a_1");
-    EXPECT_EQ(0u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 0U);
     EXPECT_FALSE(LoopRuns());
-    EXPECT_EQ("I/info: Client disconnected: dbus;a_1", world.Log().front());
+    EXPECT_EQ(world.Log().front(), "I/info: Client disconnected: dbus;a_1");
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(
@@ -191,7 +191,7 @@ TEST_F(ClientRegistry, LetsTheLoopRunWhileOneOfTwoClientsIsLeft) {
     registry.OnClientConnected(first, "dbus;a_1");
     registry.OnClientConnected(first, "dbus;b_2");
     registry.OnClientDisconnected(first, "dbus;a_1");
-    EXPECT_EQ(1u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 1U);
     EXPECT_TRUE(LoopRuns());
     EXPECT_THAT(world.LocatedLog(), Not(Contains("D OnClientDisconnected: No more Clients connected")));
 }
@@ -207,7 +207,7 @@ TEST_F(ClientRegistry, RemovesTheClientOfThatPortAlone) {
 TEST_F(ClientRegistry, QuitsTheLoopWhenAnUnknownClientGoesAndNoneIsThere) {
     registry.OnClientDisconnected(first, "dbus;a_1");
     EXPECT_FALSE(LoopRuns());
-    EXPECT_EQ("I/info: Client disconnected: dbus;a_1", world.Log().front());
+    EXPECT_EQ(world.Log().front(), "I/info: Client disconnected: dbus;a_1");
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(
@@ -219,7 +219,7 @@ TEST_F(ClientRegistry, QuitsTheLoopWhenAnUnknownClientGoesAndNoneIsThere) {
 TEST_F(ClientRegistry, LetsTheLoopRunWhenAnUnknownClientGoesAndAnotherIsThere) {
     registry.OnClientConnected(first, "dbus;a_1");
     registry.OnClientDisconnected(first, "dbus;b_2");
-    EXPECT_EQ(1u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 1U);
     EXPECT_TRUE(LoopRuns());
 }
 
@@ -228,19 +228,19 @@ TEST_F(ClientRegistry, ForgetsItsClientsWithoutAShutdownOfItsOwnWhenItStops) {
     registry.OnClientConnected(first, "dbus;b_2");
     world.ForgetLog();
     registry.StopListen();
-    EXPECT_EQ(0u, registry.ClientCount());
+    EXPECT_EQ(registry.ClientCount(), 0U);
     EXPECT_TRUE(LoopRuns());
-    EXPECT_EQ(2, Lines("D Trigger_Shutdown: ")) << "each agent's own, at its end";
-    EXPECT_EQ(0, Lines("D OnClientDisconnected: Client disconnected: dbus;a_1"));
+    EXPECT_EQ(Lines("D Trigger_Shutdown: "), 2) << "each agent's own, at its end";
+    EXPECT_EQ(Lines("D OnClientDisconnected: Client disconnected: dbus;a_1"), 0);
 }
 
 TEST_F(ClientRegistry, KeepsItsClientsUntilEveryPortHasStoppedAndGone) {
     AddPort<CountingPort>("third", &registry);
     registry.OnClientConnected(first, "dbus;a_1");
     registry.StopListen();
-    EXPECT_EQ("1 clients when third stops", journal[journal.size() - 3]);
-    EXPECT_EQ("1 clients when third goes", journal[journal.size() - 2]);
-    EXPECT_EQ(0u, registry.ClientCount());
+    EXPECT_EQ(journal[journal.size() - 3], "1 clients when third stops");
+    EXPECT_EQ(journal[journal.size() - 2], "1 clients when third goes");
+    EXPECT_EQ(registry.ClientCount(), 0U);
 }
 
 TEST_F(ClientRegistry, StopsWhenItGoes) {
@@ -254,7 +254,7 @@ TEST_F(ClientRegistry, StopsWhenItGoes) {
 }
 
 TEST_F(ClientRegistry, IsOneForTheWholeProcess) {
-    EXPECT_NE(nullptr, Na::ClientListener::GetInstance());
+    EXPECT_NE(Na::ClientListener::GetInstance(), nullptr);
     EXPECT_EQ(Na::ClientListener::GetInstance(), Na::ClientListener::GetInstance());
 }
 

@@ -45,11 +45,11 @@ protected:
 }  // namespace
 
 TEST_F(ClientPortRequest, OfAStrangerIsAnsweredWithWrongParameters) {
-    EXPECT_EQ("Wrong parameters", Call("Cmd", {{"Cmd", "66"}}));
-    EXPECT_EQ("Wrong parameters", Call("Exec", {{"Cmd", "66"}}));
-    EXPECT_EQ("Wrong parameters", Call("Session", {{"Cmd", "66"}}));
-    EXPECT_EQ("Wrong parameters", Call("Cmd", {}));
-    EXPECT_EQ(4, Lines("E _handle_method_call: Command request from unknown client"));
+    EXPECT_EQ(Call("Cmd", {{"Cmd", "66"}}), "Wrong parameters");
+    EXPECT_EQ(Call("Exec", {{"Cmd", "66"}}), "Wrong parameters");
+    EXPECT_EQ(Call("Session", {{"Cmd", "66"}}), "Wrong parameters");
+    EXPECT_EQ(Call("Cmd", {}), "Wrong parameters");
+    EXPECT_EQ(Lines("E _handle_method_call: Command request from unknown client"), 4);
     EXPECT_THAT(world.Log(), Not(Contains("I/info: Request from Client arrived")));
 }
 
@@ -73,7 +73,7 @@ TEST_F(ClientPortRequest, IsAnsweredByTheAgent) {
 TEST_F(ClientPortRequest, MayComeThroughExecWhoseTagIsIgnored) {
     world.Configure("[card]\nanswer 80CA9F7F00=9F7F02ABCD9000\n");
     Session("Open");
-    EXPECT_EQ("ABCD", Call("Exec", {{"Cmd", "67"}}));
+    EXPECT_EQ(Call("Exec", {{"Cmd", "67"}}), "ABCD");
 }
 
 TEST_F(ClientPortRequest, GetsAWholeMapBack) {
@@ -86,7 +86,7 @@ TEST_F(ClientPortRequest, GetsAWholeMapBack) {
 TEST_F(ClientPortRequest, WithAnEmptyMapIsForwardedAndAnsweredWithWrongParameters) {
     Session("Open");
     world.ForgetLog();
-    EXPECT_EQ("Wrong parameters", Call("Cmd", {}));
+    EXPECT_EQ(Call("Cmd", {}), "Wrong parameters");
     EXPECT_THAT(
         world.LocatedLog(), testing::IsSupersetOf(std::vector<std::string>{
                                 "E Trigger_ClientData: Empty request from client application",
@@ -97,9 +97,9 @@ TEST_F(ClientPortRequest, WithAnEmptyMapIsForwardedAndAnsweredWithWrongParameter
 TEST_F(ClientPortRequest, IsRefusedByTheBusLibraryWhenItHasAnotherForm) {
     Session("Open");
     const auto wrongSignature = Finish(client->StartRaw("Cmd", g_variant_new("(s)", "67")));
-    EXPECT_EQ("org.freedesktop.DBus.Error.InvalidArgs", wrongSignature->error);
+    EXPECT_EQ(wrongSignature->error, "org.freedesktop.DBus.Error.InvalidArgs");
     const auto unknownMethod = Finish(client->Start("Run", {{"Cmd", "67"}}));
-    EXPECT_EQ("org.freedesktop.DBus.Error.UnknownMethod", unknownMethod->error);
+    EXPECT_EQ(unknownMethod->error, "org.freedesktop.DBus.Error.UnknownMethod");
 }
 
 TEST_F(ClientPortRequest, IsAnsweredLaterThroughThePort) {
@@ -109,7 +109,7 @@ TEST_F(ClientPortRequest, IsAnsweredLaterThroughThePort) {
     EXPECT_FALSE(call->done);
     EXPECT_THAT(world.LocatedLog(), Contains("D OnClientData: Data from unknown Client " + ClientId()));
     EXPECT_TRUE(port->SendResult(ClientId(), {{"ReturnCode", "late"}}));
-    EXPECT_EQ("late", Finish(call)->reply["ReturnCode"]);
+    EXPECT_EQ(Finish(call)->reply["ReturnCode"], "late");
 }
 
 TEST_F(ClientPortRequest, MayBeAnsweredWithAnEmptyMap) {
@@ -118,7 +118,7 @@ TEST_F(ClientPortRequest, MayBeAnsweredWithAnEmptyMap) {
     LetThePortTakeThem();
     EXPECT_TRUE(port->SendResult(ClientId(), {}));
     Finish(call);
-    EXPECT_EQ("", call->error);
+    EXPECT_EQ(call->error, "");
     EXPECT_THAT(call->reply, IsEmpty());
 }
 
@@ -134,7 +134,7 @@ TEST_F(ClientPortRequest, IsAnsweredOnlyOnce) {
         ElementsAre(
             "D SendResult: Sending response to " + ClientId(),
             "D SendReply: Client is not registered: " + Identifier(), "D SendResult: Sent response"));
-    EXPECT_EQ("first", Finish(call)->reply["ReturnCode"]);
+    EXPECT_EQ(Finish(call)->reply["ReturnCode"], "first");
 }
 
 TEST_F(ClientPortRequest, GetsNoReplyWhenANewerOneCameFirst) {
@@ -144,7 +144,7 @@ TEST_F(ClientPortRequest, GetsNoReplyWhenANewerOneCameFirst) {
     LetThePortTakeThem();
     EXPECT_TRUE(port->SendReturnCode(ClientId(), "for the second"));
     EXPECT_FALSE(port->SendReturnCode(ClientId(), "for nobody"));
-    EXPECT_EQ("for the second", Finish(second)->reply["ReturnCode"]);
+    EXPECT_EQ(Finish(second)->reply["ReturnCode"], "for the second");
     LetThePortTakeThem();
     EXPECT_FALSE(first->done);
 }
@@ -152,7 +152,7 @@ TEST_F(ClientPortRequest, GetsNoReplyWhenANewerOneCameFirst) {
 TEST_F(ClientPortRequest, GetsNoReplyWhenAnEmptyOneCameMeanwhile) {
     OpenForDeferredReplies();
     const auto first = client->Start("Cmd", {{"Cmd", "66"}});
-    EXPECT_EQ("Wrong parameters", Call("Cmd", {}));
+    EXPECT_EQ(Call("Cmd", {}), "Wrong parameters");
     EXPECT_FALSE(port->SendReturnCode(ClientId(), "for nobody"));
     LetThePortTakeThem();
     EXPECT_FALSE(first->done);

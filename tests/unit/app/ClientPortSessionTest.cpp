@@ -23,8 +23,8 @@ class ClientPortSession : public PortOnBus {};
 }  // namespace
 
 TEST_F(ClientPortSession, OpensForAClient) {
-    EXPECT_EQ("Success", Session("Open"));
-    EXPECT_EQ(1u, registry->ClientCount());
+    EXPECT_EQ(Session("Open"), "Success");
+    EXPECT_EQ(registry->ClientCount(), 1U);
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: " + ClientId()));
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
@@ -37,8 +37,8 @@ TEST_F(ClientPortSession, OpensForAClient) {
 TEST_F(ClientPortSession, ClosesAndQuitsTheLoopWithTheLastClient) {
     Session("Open");
     world.ForgetLog();
-    EXPECT_EQ("Success", Session("Close"));
-    EXPECT_EQ(0u, registry->ClientCount());
+    EXPECT_EQ(Session("Close"), "Success");
+    EXPECT_EQ(registry->ClientCount(), 0U);
     EXPECT_FALSE(LoopRuns());
     EXPECT_THAT(world.Log(), Contains("I/info: Client disconnected: " + ClientId()));
     EXPECT_THAT(
@@ -54,51 +54,51 @@ TEST_F(ClientPortSession, ClosesAndQuitsTheLoopWithTheLastClient) {
 }
 
 TEST_F(ClientPortSession, FailsASecondOpenAndThenNeedsTwoCloses) {
-    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_EQ(Session("Open"), "Success");
     world.ForgetLog();
-    EXPECT_EQ("Failed", Session("Open"));
+    EXPECT_EQ(Session("Open"), "Failed");
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
                                 StartsWith("D _handle_method_call: Error obtaining senders ID: "),
                                 "D _handle_method_call: Registering client " + Identifier(),
                                 "D AddClient: Client registration " + Identifier(),
                                 "D _handle_method_call: Error registering client " + Identifier()));
-    EXPECT_EQ(1u, registry->ClientCount());
+    EXPECT_EQ(registry->ClientCount(), 1U);
 
-    EXPECT_EQ("Success", Session("Close"));
-    EXPECT_EQ(1u, registry->ClientCount());
+    EXPECT_EQ(Session("Close"), "Success");
+    EXPECT_EQ(registry->ClientCount(), 1U);
     EXPECT_TRUE(LoopRuns());
     EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}}));
 
-    EXPECT_EQ("Success", Session("Close"));
-    EXPECT_EQ(0u, registry->ClientCount());
+    EXPECT_EQ(Session("Close"), "Success");
+    EXPECT_EQ(registry->ClientCount(), 0U);
     EXPECT_FALSE(LoopRuns());
 }
 
 TEST_F(ClientPortSession, CountsTheConnectionsOfAProcessTogether) {
     const BusClient other(bus.Address());
-    EXPECT_EQ("Success", Session("Open"));
-    EXPECT_EQ("Failed", Finish(other.Start("Session", {{"Session", "Open"}}))->reply["ReturnCode"]);
+    EXPECT_EQ(Session("Open"), "Success");
+    EXPECT_EQ(Finish(other.Start("Session", {{"Session", "Open"}}))->reply["ReturnCode"], "Failed");
 }
 
 TEST_F(ClientPortSession, OpensAgainAfterItWasClosed) {
-    EXPECT_EQ("Success", Session("Open"));
-    EXPECT_EQ("Success", Session("Close"));
-    EXPECT_EQ("Success", Session("Open"));
-    EXPECT_EQ(1u, registry->ClientCount());
+    EXPECT_EQ(Session("Open"), "Success");
+    EXPECT_EQ(Session("Close"), "Success");
+    EXPECT_EQ(Session("Open"), "Success");
+    EXPECT_EQ(registry->ClientCount(), 1U);
 }
 
 TEST_F(ClientPortSession, OpensAlthoughTheRegistryKnowsTheClientAlready) {
     registry->OnClientConnected(port, ClientId());
-    EXPECT_EQ("Success", Session("Open"));
-    EXPECT_EQ(1u, registry->ClientCount());
+    EXPECT_EQ(Session("Open"), "Success");
+    EXPECT_EQ(registry->ClientCount(), 1U);
     EXPECT_THAT(
         world.LocatedLog(),
         Contains("E OnClientConnected: Duplicate connection request for client " + ClientId()));
 }
 
 TEST_F(ClientPortSession, ClosesForAStrangerAndOnlyLogsIt) {
-    EXPECT_EQ("Success", Session("Close"));
+    EXPECT_EQ(Session("Close"), "Success");
     EXPECT_TRUE(LoopRuns());
     EXPECT_THAT(
         world.LocatedLog(),
@@ -113,17 +113,17 @@ TEST_F(ClientPortSession, ClosesForAStrangerAndOnlyLogsIt) {
 TEST_F(ClientPortSession, FailsEveryOtherAction) {
     for (const std::string action : {"", "open", "Opened", "OPEN", "Close "}) {
         world.ForgetLog();
-        EXPECT_EQ("Failed", Session(action)) << action;
+        EXPECT_EQ(Session(action), "Failed") << action;
         EXPECT_THAT(world.LocatedLog(), Contains("E _handle_method_call: Wrong parameters"));
     }
-    EXPECT_EQ(0u, registry->ClientCount());
+    EXPECT_EQ(registry->ClientCount(), 0U);
 }
 
 TEST_F(ClientPortSession, IsNoBusinessOfTheAgentWhateverElseTheMapHolds) {
     Session("Open");
     world.ForgetLog();
-    EXPECT_EQ("Failed", Call("Cmd", {{"Session", "Open"}, {"Cmd", "66"}}));
-    EXPECT_EQ("Failed", Call("Exec", {{"Session", "x"}, {"Cmd", "66"}}));
+    EXPECT_EQ(Call("Cmd", {{"Session", "Open"}, {"Cmd", "66"}}), "Failed");
+    EXPECT_EQ(Call("Exec", {{"Session", "x"}, {"Cmd", "66"}}), "Failed");
     EXPECT_THAT(world.Log(), Not(Contains("I/info: Request from Client arrived")));
 }
 
@@ -135,7 +135,7 @@ TEST_F(ClientPortSession, IsServedByEveryMethodAlike) {
 
 TEST_F(ClientPortSession, NamesAClientByItsPackageAndProcess) {
     BecomePackage("com.example.wallet");
-    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_EQ(Session("Open"), "Success");
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;com.example.wallet_" + Pid()));
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
@@ -146,7 +146,7 @@ TEST_F(ClientPortSession, NamesAClientByItsPackageAndProcess) {
 
 TEST_F(ClientPortSession, NamesAClientAppWhenItsPackageIsUnknown) {
     world.Configure("[fault aul_app_get_pkgname_bypid]\nresult=TIZEN_ERROR_OUT_OF_MEMORY\n");
-    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_EQ(Session("Open"), "Success");
     EXPECT_THAT(
         world.LocatedLog(), Contains("D _handle_method_call: Error obtaining senders ID: Out of memory"));
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;app_" + Pid()));
@@ -154,18 +154,18 @@ TEST_F(ClientPortSession, NamesAClientAppWhenItsPackageIsUnknown) {
 
 TEST_F(ClientPortSession, NamesAClientAppWhenThePlatformGivesAnEmptyPackage) {
     world.Configure("[fault aul_app_get_pkgname_bypid]\nresult=0\n");
-    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_EQ(Session("Open"), "Success");
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;app_" + Pid()));
 }
 
 TEST_F(ClientPortSession, KnowsAPackageOf254BytesByItsNameAndALongerOneAsApp) {
     const std::string longest = "com.example." + std::string(242, 'w');
-    ASSERT_EQ(254u, longest.size());
+    ASSERT_EQ(longest.size(), 254U);
     BecomePackage(longest);
-    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_EQ(Session("Open"), "Success");
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;" + longest + "_" + Pid()));
     BecomePackage(longest + "w");
-    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_EQ(Session("Open"), "Success");
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;app_" + Pid()));
 }
 
@@ -196,12 +196,12 @@ TEST_F(ClientPortSession, TellsTwoProcessesApart) {
     runner.join();
     const std::string pid = output.substr(0, output.find('\n'));
     EXPECT_EQ(pid + "\n({'ReturnCode': 'Success'},)\n", output);
-    EXPECT_EQ(2u, registry->ClientCount());
+    EXPECT_EQ(registry->ClientCount(), 2U);
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;app_" + pid));
 
     // It went without a word, and stays a client: nobody watches names.
-    EXPECT_EQ("Success", Session("Close"));
-    EXPECT_EQ(1u, registry->ClientCount());
+    EXPECT_EQ(Session("Close"), "Success");
+    EXPECT_EQ(registry->ClientCount(), 1U);
     EXPECT_TRUE(LoopRuns());
 }
 

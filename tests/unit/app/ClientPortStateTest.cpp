@@ -33,7 +33,7 @@ protected:
 }  // namespace
 
 TEST_F(ClientPortState, IsNamedForTheBus) {
-    EXPECT_STREQ("D-bus port", Tizen::DbusClientPort().GetName());
+    EXPECT_STREQ(Tizen::DbusClientPort().GetName(), "D-bus port");
 }
 
 TEST_F(ClientPortState, DoesNotListenAtFirst) {
@@ -49,7 +49,7 @@ TEST_F(ClientPortState, DoesNotListenAtFirst) {
 TEST_F(ClientPortState, OwnsItsNameAndDescribesItsObject) {
     ListenUntilReady();
     GVariant* owner = CallBus(client->Connection(), "GetNameOwner", g_variant_new("(s)", Name));
-    ASSERT_NE(nullptr, owner);
+    ASSERT_NE(owner, nullptr);
     g_variant_unref(owner);
     std::string document;
     g_dbus_connection_call(
@@ -81,8 +81,8 @@ TEST_F(ClientPortState, SaysOnceThatItListens) {
                          testing::HasSubstr(" RegisterPort] Registering listener: D-bus port"),
                          "I/info: Started to listen on d-bus"));
     world.ForgetLog();
-    EXPECT_EQ(0, port->StartListen()) << "a second time does nothing";
-    EXPECT_EQ("Success", Session("Open"));
+    EXPECT_EQ(port->StartListen(), 0) << "a second time does nothing";
+    EXPECT_EQ(Session("Open"), "Success");
     EXPECT_THAT(world.Log(), Not(Contains("I/info: Started to listen on d-bus")));
 }
 
@@ -93,7 +93,7 @@ TEST_F(ClientPortState, IsUnreachableButListeningWhenItLosesItsName) {
     const SharedConnection shared;
     NumberFrom(CallBus(shared.Get(), "ReleaseName", g_variant_new("(s)", Name)));
     WaitForLog("I/info: Stop listening on d-bus");
-    EXPECT_EQ(1u, registry->ClientCount()) << "the registry is not told";
+    EXPECT_EQ(registry->ClientCount(), 1U) << "the registry is not told";
     EXPECT_TRUE(LoopRuns());
     EXPECT_FALSE(port->SendResult(ClientId(), {})) << "the port has forgotten its clients";
     EXPECT_THAT(world.LocatedLog(), Contains("E SendResult: Error sending reply. Client had disappear"));
@@ -105,7 +105,7 @@ TEST_F(ClientPortState, OutlivesTheBus) {
     world.ForgetLog();
     bus.Stop();
     WaitForLog("D _on_name_lost: Connection lost");
-    EXPECT_EQ(1u, registry->ClientCount());
+    EXPECT_EQ(registry->ClientCount(), 1U);
     EXPECT_TRUE(LoopRuns());
     EXPECT_FALSE(port->SendProgressCode(ClientId(), "A4_"));
     EXPECT_THAT(world.Log(), Not(Contains("I/info: Stop listening on d-bus")));
@@ -147,15 +147,16 @@ TEST_F(ClientPortState, StaysAliveWithoutAnyBus) {
 TEST_F(ClientPortState, DoesNotTakeItsNameFromAnother) {
     constexpr guint32 AllowReplacement = 1;
     ASSERT_EQ(
-        1u, NumberFrom(
-                CallBus(client->Connection(), "RequestName", g_variant_new("(su)", Name, AllowReplacement))));
+        NumberFrom(
+            CallBus(client->Connection(), "RequestName", g_variant_new("(su)", Name, AllowReplacement))),
+        1U);
     Listen();
     WaitForLog("I/info: Stop listening on d-bus");
     EXPECT_THAT(world.Log(), Not(Contains("I/info: Started to listen on d-bus")));
 
     // It waits in the queue. Its turn comes too late: the object went with the name.
     world.ForgetLog();
-    EXPECT_EQ(1u, NumberFrom(CallBus(client->Connection(), "ReleaseName", g_variant_new("(s)", Name))));
+    EXPECT_EQ(NumberFrom(CallBus(client->Connection(), "ReleaseName", g_variant_new("(s)", Name))), 1U);
     WaitForLog("I/info: Started to listen on d-bus");
     EXPECT_THAT(Session("Open"), StartsWith("org.freedesktop.DBus.Error.Unknown"));
 }
@@ -167,7 +168,7 @@ TEST_F(ClientPortState, UnregistersItsObjectOnceHoweverOftenItLosesItsName) {
         NumberFrom(CallBus(shared.Get(), "ReleaseName", g_variant_new("(s)", Name)));
     };
     const auto request = [&] {
-        NumberFrom(CallBus(shared.Get(), "RequestName", g_variant_new("(su)", Name, 0u)));
+        NumberFrom(CallBus(shared.Get(), "RequestName", g_variant_new("(su)", Name, 0U)));
     };
     release();
     WaitForLog("I/info: Stop listening on d-bus");
@@ -186,10 +187,10 @@ TEST_F(ClientPortState, DoesNotLetItsNameBeTaken) {
     constexpr guint32 DoNotQueue = 4;
     constexpr guint32 Exists = 3;
     EXPECT_EQ(
-        Exists,
         NumberFrom(CallBus(
-            client->Connection(), "RequestName", g_variant_new("(su)", Name, ReplaceExisting | DoNotQueue))));
-    EXPECT_EQ("Success", Session("Open"));
+            client->Connection(), "RequestName", g_variant_new("(su)", Name, ReplaceExisting | DoNotQueue))),
+        Exists);
+    EXPECT_EQ(Session("Open"), "Success");
 }
 
 TEST_F(ClientPortState, LogsThatItsObjectCannotBeExported) {
@@ -203,7 +204,7 @@ TEST_F(ClientPortState, LogsThatItsObjectCannotBeExported) {
         },
         "the second object to be refused");
     EXPECT_THAT(world.LocatedLog().back(), testing::HasSubstr(Name)) << "the bus library's own words";
-    EXPECT_EQ("Success", Session("Open")) << "the first port goes on";
+    EXPECT_EQ(Session("Open"), "Success") << "the first port goes on";
 }
 
 TEST_F(ClientPortState, AnswersCallsThatArriveAfterItStopped) {
@@ -214,7 +215,7 @@ TEST_F(ClientPortState, AnswersCallsThatArriveAfterItStopped) {
     client->SyncWithBus();  // the bus has passed the call on; the main context has not served it
     registry->StopListen();
     world.ForgetLog();
-    EXPECT_EQ("Wrong parameters", Finish(call)->reply["ReturnCode"]);
+    EXPECT_EQ(Finish(call)->reply["ReturnCode"], "Wrong parameters");
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D _handle_method_call: Invalid state"));
 }
 
@@ -224,14 +225,14 @@ TEST_F(ClientPortState, TakesNoNewsOfTheNameAfterItStopped) {
     world.ForgetLog();
     client->SyncWithBus();
     ListenUntilReady();
-    EXPECT_EQ("Success", Session("Open")) << "a later port is not disturbed by what was under way";
+    EXPECT_EQ(Session("Open"), "Success") << "a later port is not disturbed by what was under way";
 }
 
 TEST_F(ClientPortState, GivesItsNameBackWhenItStops) {
     ListenUntilReady();
     registry->StopListen();
     EXPECT_THAT(world.Log(), ElementsAre("I/info: Stop waiting for Clients"));
-    EXPECT_EQ(nullptr, CallBus(client->Connection(), "GetNameOwner", g_variant_new("(s)", Name)));
+    EXPECT_EQ(CallBus(client->Connection(), "GetNameOwner", g_variant_new("(s)", Name)), nullptr);
 }
 
 TEST_F(ClientPortState, GivesItsNameBackWhenItGoesWithoutHavingStopped) {
@@ -240,7 +241,7 @@ TEST_F(ClientPortState, GivesItsNameBackWhenItGoesWithoutHavingStopped) {
         brief.StartListen();
         WaitForLog("I/info: Started to listen on d-bus");
     }
-    EXPECT_EQ(nullptr, CallBus(client->Connection(), "GetNameOwner", g_variant_new("(s)", Name)));
+    EXPECT_EQ(CallBus(client->Connection(), "GetNameOwner", g_variant_new("(s)", Name)), nullptr);
 }
 
 TEST_F(ClientPortState, ForgetsItsClientsWhenItStops) {
@@ -250,14 +251,14 @@ TEST_F(ClientPortState, ForgetsItsClientsWhenItStops) {
     EXPECT_FALSE(port->SendResult(ClientId(), {}));
     EXPECT_FALSE(port->IsTrusted(ClientId()));
     port->StopListen();
-    EXPECT_EQ(1u, registry->ClientCount()) << "the registry's records are the registry's business";
+    EXPECT_EQ(registry->ClientCount(), 1U) << "the registry's records are the registry's business";
 }
 
 TEST_F(ClientPortState, CanListenAgain) {
     ListenUntilReady();
     Session("Open");
     port->StopListen();
-    EXPECT_EQ(0, port->StartListen());
+    EXPECT_EQ(port->StartListen(), 0);
     WaitForLog("I/info: Started to listen on d-bus");
 }
 
@@ -267,5 +268,5 @@ TEST_F(ClientPortState, AnswersTheLastCloseAlthoughItStopsAtOnce) {
     const auto call = client->Start("Session", {{"Session", "Close"}});
     WaitUntil([&] { return !LoopRuns(); }, "the loop to be quit");
     registry->StopListen();
-    EXPECT_EQ("Success", Finish(call)->reply["ReturnCode"]);
+    EXPECT_EQ(Finish(call)->reply["ReturnCode"], "Success");
 }

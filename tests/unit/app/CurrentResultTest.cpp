@@ -26,7 +26,7 @@ protected:
 
 }  // namespace
 
-TEST(CurrentResultDeathTest, IsUnknownAndReadsAsABareUnderscoreBeforeAnythingWasSet) {
+TEST(FreshResult, IsUnknownAndReadsAsABareUnderscoreBeforeAnythingWasSet) {
     // A process of its own: others have set results in this one.
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(PrintCurrentResult(), testing::ExitedWithCode(0), "code 999999999 text '' message '_'\n");
@@ -72,7 +72,7 @@ TEST_F(CurrentResult, KeepsTheUnderscoreWhereADescriptionIsEmpty) {
     Na::SetResultCode(Na::ResultCode(20100000));
     EXPECT_EQ("20100000_", Na::GetResultMessage());
     Na::SetResultCodeText("20300025");
-    EXPECT_EQ("20300025_", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), "20300025_");
 }
 
 TEST_F(CurrentResult, TakesAnyTextAsGiven) {
@@ -120,23 +120,23 @@ TEST_F(CurrentResult, HandsOutMessagesThatLaterOnesDoNotChange) {
 }
 
 TEST(RequestKeys, AreSpeltAsClientsSpellThem) {
-    EXPECT_STREQ("Cmd", Na::Key::Cmd);
-    EXPECT_STREQ("ReturnCode", Na::Key::ReturnCode);
-    EXPECT_STREQ("ServiceId", Na::Key::ServiceId);
-    EXPECT_STREQ("FcId", Na::Key::FcId);
-    EXPECT_STREQ("pushReq", Na::Key::PushReq);
-    EXPECT_STREQ("hostAddr", Na::Key::HostAddr);
-    EXPECT_STREQ("phoneInfo", Na::Key::PhoneInfo);
-    EXPECT_STREQ("MemoryInfo", Na::Key::MemoryInfo);
-    EXPECT_STREQ("CcmScriptData", Na::Key::CcmScriptData);
-    EXPECT_STREQ("LccmReturnCode", Na::Key::LccmReturnCode);
-    EXPECT_STREQ("encodingType", Na::Key::EncodingType);
-    EXPECT_STREQ("dalmDataSize", Na::Key::DalmDataSize);
-    EXPECT_STREQ("dalmData", Na::Key::DalmData);
-    EXPECT_STREQ("keyName", Na::Key::KeyName);
-    EXPECT_STREQ("keyType", Na::Key::KeyType);
-    EXPECT_STREQ("injectionType", Na::Key::InjectionType);
-    EXPECT_STREQ("ProgressState", Na::Key::ProgressState);
-    EXPECT_STREQ("otaURL", Na::Key::OtaUrl);
-    EXPECT_STREQ("Session", Na::Key::Session);
+    EXPECT_STREQ(Na::Key::Cmd, "Cmd");
+    EXPECT_STREQ(Na::Key::ReturnCode, "ReturnCode");
+    EXPECT_STREQ(Na::Key::ServiceId, "ServiceId");
+    EXPECT_STREQ(Na::Key::FcId, "FcId");
+    EXPECT_STREQ(Na::Key::PushReq, "pushReq");
+    EXPECT_STREQ(Na::Key::HostAddr, "hostAddr");
+    EXPECT_STREQ(Na::Key::PhoneInfo, "phoneInfo");
+    EXPECT_STREQ(Na::Key::MemoryInfo, "MemoryInfo");
+    EXPECT_STREQ(Na::Key::CcmScriptData, "CcmScriptData");
+    EXPECT_STREQ(Na::Key::LccmReturnCode, "LccmReturnCode");
+    EXPECT_STREQ(Na::Key::EncodingType, "encodingType");
+    EXPECT_STREQ(Na::Key::DalmDataSize, "dalmDataSize");
+    EXPECT_STREQ(Na::Key::DalmData, "dalmData");
+    EXPECT_STREQ(Na::Key::KeyName, "keyName");
+    EXPECT_STREQ(Na::Key::KeyType, "keyType");
+    EXPECT_STREQ(Na::Key::InjectionType, "injectionType");
+    EXPECT_STREQ(Na::Key::ProgressState, "ProgressState");
+    EXPECT_STREQ(Na::Key::OtaUrl, "otaURL");
+    EXPECT_STREQ(Na::Key::Session, "Session");
 }

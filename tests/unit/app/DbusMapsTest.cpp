@@ -28,6 +28,7 @@ std::string Printed(const Tizen::OwnedVariant& value) {
 
 TEST(DbusMaps, DescribeTheObjectLineByLine) {
     EXPECT_EQ(
+        Tizen::IntrospectionDocument(),
         "<node>\n"
         "  <interface name='com.orvenco.navoa'>\n"
         "    <method name='Session'>\n"
@@ -47,8 +48,7 @@ TEST(DbusMaps, DescribeTheObjectLineByLine) {
         "      <arg type='s' name='value' direction='out'/>\n"
         "    </signal>\n"
         "  </interface>\n"
-        "</node>",
-        Tizen::IntrospectionDocument());
+        "</node>");
 }
 
 TEST(DbusMaps, AreReadPairByPair) {
@@ -74,18 +74,18 @@ TEST(DbusMaps, AreEmptyWhenAChildHasAnotherType) {
 
 TEST(DbusMaps, AreWrittenInTheOrderOfTheirKeys) {
     EXPECT_EQ(
-        "({'ReturnCode': '1', 'a': '2', 'b': '3'},)",
-        Printed(Tizen::ReplyBody({{"b", "3"}, {"ReturnCode", "1"}, {"a", "2"}})));
-    EXPECT_EQ("(@a{ss} {},)", Printed(Tizen::ReplyBody({})));
+        Printed(Tizen::ReplyBody({{"b", "3"}, {"ReturnCode", "1"}, {"a", "2"}})),
+        "({'ReturnCode': '1', 'a': '2', 'b': '3'},)");
+    EXPECT_EQ(Printed(Tizen::ReplyBody({})), "(@a{ss} {},)");
 }
 
 TEST(DbusMaps, CarryOnlyUtf8) {
-    EXPECT_EQ("({'k\uFFFD': 'v\uFFFD\uFFFDw'},)", Printed(Tizen::ReplyBody({{"k\xC3", "v\xFF\xFEw"}})));
-    EXPECT_EQ("('\uFFFD',)", Printed(Tizen::TextBody("\x80")));
+    EXPECT_EQ(Printed(Tizen::ReplyBody({{"k\xC3", "v\xFF\xFEw"}})), "({'k\uFFFD': 'v\uFFFD\uFFFDw'},)");
+    EXPECT_EQ(Printed(Tizen::TextBody("\x80")), "('\uFFFD',)");
 }
 
 TEST(DbusMaps, LetValidUtf8Pass) {
-    EXPECT_EQ("('Grüße',)", Printed(Tizen::TextBody("Grüße")));
+    EXPECT_EQ(Printed(Tizen::TextBody("Grüße")), "('Grüße',)");
     EXPECT_TRUE(g_variant_is_of_type(Tizen::TextBody("x").get(), G_VARIANT_TYPE("(s)")));
     EXPECT_TRUE(g_variant_is_of_type(Tizen::ReplyBody({{"a", "b"}}).get(), G_VARIANT_TYPE("(a{ss})")));
 }

@@ -36,7 +36,7 @@ protected:
         port.replies.clear();
         Na::SetResultCodeText("left behind");
         agent.Trigger_ClientData(&port, ClientId, request);
-        EXPECT_EQ(1u, port.replies.size());
+        EXPECT_EQ(port.replies.size(), 1U);
         return port.replies.empty() ? Na::RequestMap() : port.replies.front().result;
     }
 
@@ -46,10 +46,10 @@ protected:
 
     // Every job opens the element twice, for the probe and for its work, and leaves nothing open.
     void ExpectTheElementToBeOpenedTwiceAndClosed() {
-        EXPECT_EQ(2u, Device::Calls("nfc_se_open_secure_element"));
-        EXPECT_EQ(2u, Device::Calls("nfc_se_get_atr"));
-        EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
-        EXPECT_EQ(0u, Device::OpenHandles());
+        EXPECT_EQ(Device::Calls("nfc_se_open_secure_element"), 2U);
+        EXPECT_EQ(Device::Calls("nfc_se_get_atr"), 2U);
+        EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 2U);
+        EXPECT_EQ(Device::OpenHandles(), 0U);
     }
 
     DeviceWorld world;
@@ -103,56 +103,57 @@ TEST_F(DeviceQueries, AnswersWithTheCplcAlthoughTheElementCannotBeClosed) {
 }
 
 TEST_F(DeviceQueries, SaysDoneWhenTheCardRefusesTheCplc) {
-    EXPECT_EQ(DoneStatus, Ask(CardThatAnswers("80CA9F7F00", "6A88"), "67"));
+    EXPECT_EQ(Ask(CardThatAnswers("80CA9F7F00", "6A88"), "67"), DoneStatus);
     EXPECT_TRUE(port.replies.front().statusOnly);
     ExpectTheElementToBeOpenedTwiceAndClosed();
 }
 
 TEST_F(DeviceQueries, SaysDoneWhenTheCplcResponseIsShorterThanAStatusWord) {
-    EXPECT_EQ(DoneStatus, Ask(CardThatAnswers("80CA9F7F00", "empty"), "67"));
-    EXPECT_EQ(DoneStatus, Ask(CardThatAnswers("80CA9F7F00", "90"), "67"));
+    EXPECT_EQ(Ask(CardThatAnswers("80CA9F7F00", "empty"), "67"), DoneStatus);
+    EXPECT_EQ(Ask(CardThatAnswers("80CA9F7F00", "90"), "67"), DoneStatus);
 }
 
 TEST_F(DeviceQueries, SaysDoneWhenTheCplcResponseHoldsNoCplc) {
     for (const std::string response : {"9000", "9F7F009000", "9F9000"}) {
-        EXPECT_EQ(DoneStatus, Ask(CardThatAnswers("80CA9F7F00", response), "67")) << response;
+        EXPECT_EQ(Ask(CardThatAnswers("80CA9F7F00", response), "67"), DoneStatus) << response;
     }
 }
 
 TEST_F(DeviceQueries, SaysThatTheApduIsNotAvailableWhenTheCplcCannotBeAskedFor) {
-    EXPECT_EQ(NoApduStatus, Ask(Fault("nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED"), "67"));
-    EXPECT_EQ(NoApduStatus, Ask(Fault("nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED", 2), "67"));
+    EXPECT_EQ(Ask(Fault("nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED"), "67"), NoApduStatus);
+    EXPECT_EQ(Ask(Fault("nfc_se_send_apdu", "NFC_ERROR_OPERATION_FAILED", 2), "67"), NoApduStatus);
     ExpectTheElementToBeOpenedTwiceAndClosed();
 }
 
 TEST_F(DeviceQueries, SaysThatTheElementIsStillOpenWhenItCannotBeClosed) {
     EXPECT_EQ(
-        NotClosedStatus, Ask(CardThatAnswers("80CA9F7F00", "6A88") +
-                                 Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
-                             "67"));
+        Ask(CardThatAnswers("80CA9F7F00", "6A88") + Fault("nfc_se_close_secure_element", "-1", 2) +
+                "times=1\n",
+            "67"),
+        NotClosedStatus);
 }
 
 TEST_F(DeviceQueries, SaysThatThereIsNoPermissionForEachOfTheThreeErrorsOfAccess) {
     for (const std::string error : {"0xFE3E000C", "0xC0000002", "-13"}) {
-        EXPECT_EQ(NoPermissionStatus, Ask(Fault("nfc_se_open_secure_element", error), "67")) << error;
-        EXPECT_EQ(NoPermissionStatus, Ask(Fault("nfc_se_open_secure_element", error, 2), "67")) << error;
-        EXPECT_EQ(NoPermissionStatus, Ask(Fault("nfc_se_open_secure_element", error), "69")) << error;
-        EXPECT_EQ(NoPermissionStatus, Ask(Fault("nfc_se_open_secure_element", error), "65")) << error;
+        EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", error), "67"), NoPermissionStatus) << error;
+        EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", error, 2), "67"), NoPermissionStatus) << error;
+        EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", error), "69"), NoPermissionStatus) << error;
+        EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", error), "65"), NoPermissionStatus) << error;
     }
-    EXPECT_EQ(0u, Device::OpenHandles());
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }
 
 TEST_F(DeviceQueries, SaysUnknownErrorWhenTheElementCannotBeOpenedForAnotherReason) {
     for (const std::string error : {"-1", "-12", "-16", "0xFE3E0001", "0xC0000001"}) {
-        EXPECT_EQ(UnknownErrorStatus, Ask(Fault("nfc_se_open_secure_element", error), "67")) << error;
-        EXPECT_EQ(UnknownErrorStatus, Ask(Fault("nfc_se_open_secure_element", error, 2), "67")) << error;
+        EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", error), "67"), UnknownErrorStatus) << error;
+        EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", error, 2), "67"), UnknownErrorStatus) << error;
     }
 }
 
 TEST_F(DeviceQueries, SaysUnknownErrorWhenTheReaderHasGoneAfterItsProbe) {
-    EXPECT_EQ(UnknownErrorStatus, Ask(Fault("nfc_se_open_secure_element", "-1", 2), "67"));
-    EXPECT_EQ(2u, Device::Calls("nfc_se_open_secure_element"));
-    EXPECT_EQ(1u, Device::Calls("nfc_se_close_secure_element")) << "only the probe was open";
+    EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", "-1", 2), "67"), UnknownErrorStatus);
+    EXPECT_EQ(Device::Calls("nfc_se_open_secure_element"), 2U);
+    EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 1U) << "only the probe was open";
 }
 
 TEST_F(DeviceQueries, EndWithAnUnknownErrorWhenTheReaderIsOfNoKnownKind) {
@@ -167,7 +168,7 @@ TEST_F(DeviceQueries, EndWithAnUnknownErrorWhenTheReaderIsOfNoKnownKind) {
         EXPECT_EQ(reply, port.replies.front().result) << command;
         EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError) << command;
     }
-    EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
+    EXPECT_EQ(Device::Calls("nfc_se_open_secure_element"), 0U);
 }
 
 TEST_F(DeviceQueries, AnswersWithTheFreeMemory) {
@@ -209,13 +210,13 @@ TEST_F(DeviceQueries, SaturatesTheFreeMemory) {
 }
 
 TEST_F(DeviceQueries, AnswersWithABareZeroWhenNoMemoryIsFree) {
-    EXPECT_EQ(NoMemory, Ask(CardThatAnswers("80CAFF2100", "FF21068204000000009000"), "68"));
+    EXPECT_EQ(Ask(CardThatAnswers("80CAFF2100", "FF21068204000000009000"), "68"), NoMemory);
     EXPECT_FALSE(port.replies.front().statusOnly);
 }
 
 TEST_F(DeviceQueries, AnswersWithABareZeroWhenTheFreeMemoryCannotBeRead) {
     for (const std::string response : {"6A88", "9000", "FF21009000", "8102AABB9000", "empty", "90"}) {
-        EXPECT_EQ(NoMemory, Ask(CardThatAnswers("80CAFF2100", response), "68")) << response;
+        EXPECT_EQ(Ask(CardThatAnswers("80CAFF2100", response), "68"), NoMemory) << response;
         ExpectTheElementToBeOpenedTwiceAndClosed();
     }
     EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_send_apdu", "-1"), "68"));
@@ -227,7 +228,7 @@ TEST_F(DeviceQueries, AnswersWithABareZeroWhenTheFreeMemoryCannotBeRead) {
 
 TEST_F(DeviceQueries, EndsWithAnUnknownErrorWhenTheMemoryResponseIsCutShort) {
     // The template's length promises more than there is, and what is there has no length.
-    EXPECT_EQ(UnknownErrorStatus, Ask(CardThatAnswers("80CAFF2100", "FF219000"), "68"));
+    EXPECT_EQ(Ask(CardThatAnswers("80CAFF2100", "FF219000"), "68"), UnknownErrorStatus);
     EXPECT_TRUE(port.replies.front().statusOnly);
     ExpectTheElementToBeOpenedTwiceAndClosed();
     EXPECT_THAT(world.LocatedLog(), Contains(ContainsRegex("^E Do: Job ended by an exception: ")));
@@ -236,9 +237,10 @@ TEST_F(DeviceQueries, EndsWithAnUnknownErrorWhenTheMemoryResponseIsCutShort) {
 
 TEST_F(DeviceQueries, SaysUnknownErrorAfterAnExceptionEvenWhenTheElementCannotBeClosed) {
     EXPECT_EQ(
-        UnknownErrorStatus, Ask(CardThatAnswers("80CAFF2100", "FF219000") +
-                                    Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
-                                "68"));
+        Ask(CardThatAnswers("80CAFF2100", "FF219000") + Fault("nfc_se_close_secure_element", "-1", 2) +
+                "times=1\n",
+            "68"),
+        UnknownErrorStatus);
 }
 
 TEST_F(DeviceQueries, AnswersWithSevenLinesAboutTheDevice) {
@@ -273,7 +275,7 @@ TEST_F(DeviceQueries, StoresAnAddressWithASchemeAsItIs) {
     for (const std::string address :
          {"http://10.0.0.7:8080", "https://kms.example", "ftp://x", "://x", "abcde://x",
           "ftp://x/?to=http://y"}) {
-        EXPECT_EQ(DoneStatus, Ask("", {{"Cmd", "1F5"}, {"hostAddr", address}})) << address;
+        EXPECT_EQ(Ask("", {{"Cmd", "1F5"}, {"hostAddr", address}}), DoneStatus) << address;
         EXPECT_TRUE(port.replies.front().statusOnly);
         EXPECT_EQ(address, Na::GetNavoAddress());
     }
@@ -282,14 +284,14 @@ TEST_F(DeviceQueries, StoresAnAddressWithASchemeAsItIs) {
 TEST_F(DeviceQueries, PutsASchemeInFrontOfEveryOtherAddress) {
     for (const std::string address :
          {"", "kms.example:8443", "abcdef://x", "abcdefg://x", "kms.example/?to=http://x"}) {
-        EXPECT_EQ(DoneStatus, Ask("", {{"Cmd", "1F5"}, {"hostAddr", address}})) << address;
-        EXPECT_EQ("https://" + address, Na::GetNavoAddress());
+        EXPECT_EQ(Ask("", {{"Cmd", "1F5"}, {"hostAddr", address}}), DoneStatus) << address;
+        EXPECT_EQ(Na::GetNavoAddress(), "https://" + address);
     }
 }
 
 TEST_F(DeviceQueries, TakesAMissingAddressForAnEmptyOne) {
-    EXPECT_EQ(DoneStatus, Ask("", "1F5"));
-    EXPECT_EQ("https://", Na::GetNavoAddress());
+    EXPECT_EQ(Ask("", "1F5"), DoneStatus);
+    EXPECT_EQ(Na::GetNavoAddress(), "https://");
 }
 
 TEST_F(DeviceQueries, LogsTheNewAddressUnderTheAgentsName) {
@@ -310,7 +312,7 @@ TEST_F(DeviceQueries, LogsTheNewAddressUnderTheAgentsName) {
 
 TEST_F(DeviceQueries, SaysUnknownErrorWhenTheAddressCannotBeStored) {
     world.RemoveSettingsSchema();
-    EXPECT_EQ(UnknownErrorStatus, Ask("", {{"Cmd", "1F5"}, {"hostAddr", "kms.example"}}));
+    EXPECT_EQ(Ask("", {{"Cmd", "1F5"}, {"hostAddr", "kms.example"}}), UnknownErrorStatus);
     EXPECT_THAT(
         world.Log(), Contains(ContainsRegex("^E/\\[/src/app/Agent\\.cpp:[0-9]+ Do\\] Error changing URL$")));
     EXPECT_THAT(world.LocatedLog(), Not(Contains(ContainsRegex("Changed to use new NAVO URL"))));

@@ -37,8 +37,8 @@ TEST_F(Eligibility, SucceedsWhenTheServerSaysSoOrNothing) {
 TEST_F(Eligibility, HasClosedTheElementBeforeItAsksTheServer) {
     peer.Script({Answer(R"({"resultCode":"00000001"})")});
     Run();
-    EXPECT_EQ(2u, Device::Calls("nfc_se_open_secure_element"));
-    EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
+    EXPECT_EQ(Device::Calls("nfc_se_open_secure_element"), 2U);
+    EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 2U);
     const std::vector<std::string> log = world.LocatedLog();
     const auto closing = std::find(log.rbegin(), log.rend(), "D Close: Closing SE");
     const auto connecting =
@@ -68,7 +68,7 @@ TEST_F(Eligibility, SaysThatTheHostCannotBeReached) {
 
 TEST_F(Eligibility, EndsWithABareHttpStatus) {
     peer.Script({Answer("", 404)});
-    EXPECT_EQ("404", Run());
+    EXPECT_EQ(Run(), "404");
 }
 
 TEST_F(Eligibility, SendsNothingForACardWithoutCplc) {

@@ -63,49 +63,49 @@ protected:
 
 TEST_F(Relay, ReturnsNothingForAnEmptySet) {
     BeginOrdinarily();
-    EXPECT_EQ("", Send(""));
-    EXPECT_EQ(0u, Device::ExchangeCount());
+    EXPECT_EQ(Send(""), "");
+    EXPECT_EQ(Device::ExchangeCount(), 0U);
     EXPECT_THAT(world.Log(), IsEmpty());
-    EXPECT_EQ("left behind", Na::GetResultCodeText());
+    EXPECT_EQ(Na::GetResultCodeText(), "left behind");
 }
 
 TEST_F(Relay, AnswersASetOfOneItemWithASetOfOneItem) {
     BeginOrdinarily();
-    EXPECT_EQ(std::string("/01") + SelectAnswer, Send("/0100A4040000"));
+    EXPECT_EQ(Send("/0100A4040000"), std::string("/01") + SelectAnswer);
     EXPECT_THAT(Device::Exchanges(), ElementsAre(Device::Exchange{"00A4040000", SelectAnswer}));
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
 TEST_F(Relay, AnswersEveryItemOfASetInItsOrder) {
     Begin("[card]\nanswer 8001=AA9000\nanswer 8002=BB6A82\nanswer 8003=6D00\n");
-    EXPECT_EQ("/01AA9000/01BB6A82/016D00", Send("/018001/018002/018003"));
+    EXPECT_EQ(Send("/018001/018002/018003"), "/01AA9000/01BB6A82/016D00");
 }
 
 TEST_F(Relay, DoesNotLookAtTheTwoCharactersThatBeginAnItem) {
     Begin("[card]\nanswer 8001=9000\n");
-    EXPECT_EQ("/019000/019000", Send("/ZZ8001/  8001"));
+    EXPECT_EQ(Send("/ZZ8001/  8001"), "/019000/019000");
 }
 
 TEST_F(Relay, TakesTheFirstCharacterOfTheSetAsItStands) {
     Begin("[card]\nanswer 8001=9000\n");
-    EXPECT_EQ("X019000/019000", Send("X018001/018001"));
+    EXPECT_EQ(Send("X018001/018001"), "X019000/019000");
 }
 
 TEST_F(Relay, ReadsAnApduInEitherCase) {
     Begin("[card]\nanswer 80CA9F7F00=9000\n");
-    EXPECT_EQ("/019000", Send("/0180ca9f7f00"));
+    EXPECT_EQ(Send("/0180ca9f7f00"), "/019000");
 }
 
 TEST_F(Relay, ReportsNoProgressForAnApduOfSixCharacters) {
     BeginOrdinarily();
-    EXPECT_EQ("/019000", Send("/0180CA9F"));
+    EXPECT_EQ(Send("/0180CA9F"), "/019000");
     EXPECT_THAT(port.progress, IsEmpty());
-    EXPECT_EQ(1u, Device::ExchangeCount());
+    EXPECT_EQ(Device::ExchangeCount(), 1U);
 }
 
 TEST_F(Relay, ReportsProgressForAnApduOfSevenCharacters) {
     BeginOrdinarily();
-    EXPECT_EQ("/019000", Send("/0180CA9F7"));
+    EXPECT_EQ(Send("/0180CA9F7"), "/019000");
     EXPECT_THAT(port.progress, ElementsAre(Pair(ClientId, "CA_Research")));
     EXPECT_THAT(Device::Exchanges(), ElementsAre(Device::Exchange{"80CA9F70", "9000"}));
 }
@@ -119,7 +119,7 @@ TEST_F(Relay, ReportsProgressBeforeItSendsTheCommand) {
         exchangesAtProgress = Device::ExchangeCount();
     };
     Send("/0100A4040000");
-    EXPECT_EQ(0u, exchangesAtProgress);
+    EXPECT_EQ(exchangesAtProgress, 0U);
     EXPECT_THAT(
         logAtProgress,
         ElementsAre(
@@ -163,7 +163,7 @@ TEST_F(Relay, RefusesASetWithAnItemThatHasNoApdu) {
         EXPECT_EQ("21_taken wrong adpu.", Send(set)) << set;
         EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet) << set;
     }
-    EXPECT_EQ(0u, Device::ExchangeCount());
+    EXPECT_EQ(Device::ExchangeCount(), 0U);
     EXPECT_THAT(world.LocatedLog(), Contains("D SendApdu: CAPDU:  [0]"));
 }
 
@@ -176,8 +176,8 @@ TEST_F(Relay, ForgetsEarlierResponsesWhenALaterItemIsMalformed) {
 
 TEST_F(Relay, SendsAnApduOfTwoCharacters) {
     BeginOrdinarily();
-    EXPECT_EQ("/019000", Send("/0180"));
-    EXPECT_EQ(1u, Device::ExchangeCount());
+    EXPECT_EQ(Send("/0180"), "/019000");
+    EXPECT_EQ(Device::ExchangeCount(), 1U);
 }
 
 TEST_F(Relay, SendsAnApduOf65544CharactersAndRefusesALongerOne) {
@@ -210,7 +210,7 @@ TEST_F(Relay, TellsTheServerWhenTheResponseHasNoStatusWordAndKeepsTheCodeOfTheEx
 TEST_F(Relay, GoesOnWithoutReportsWhenTheClientHasGone) {
     BeginOrdinarily();
     job.request->port = nullptr;
-    EXPECT_EQ(std::string("/01") + SelectAnswer, Send("/0100A4040000"));
+    EXPECT_EQ(Send("/0100A4040000"), std::string("/01") + SelectAnswer);
     EXPECT_THAT(port.progress, IsEmpty());
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
@@ -232,14 +232,14 @@ TEST_F(Relay, ReadsTheCplcIntoTheRequest) {
     Begin("[card]\nanswer 80CA9F7F00=9F7F2A" + cplc + "9000\n");
     Na::ReadCplc(job, se);
     EXPECT_EQ(cplc, job.request->cplc);
-    EXPECT_EQ("0123456789ABCDEF0123456789ABCDEF0123", job.request->seId);
+    EXPECT_EQ(job.request->seId, "0123456789ABCDEF0123456789ABCDEF0123");
 }
 
 TEST_F(Relay, TakesAShortCplcWholeForTheIdentifier) {
     Begin("[card]\nanswer 80CA9F7F00=9F7F02ABCD9000\n");
     Na::ReadCplc(job, se);
-    EXPECT_EQ("ABCD", job.request->cplc);
-    EXPECT_EQ("ABCD", job.request->seId);
+    EXPECT_EQ(job.request->cplc, "ABCD");
+    EXPECT_EQ(job.request->seId, "ABCD");
 }
 
 TEST_F(Relay, LeavesTheRequestAsItIsWhenTheCardHasNoCplc) {
@@ -247,6 +247,6 @@ TEST_F(Relay, LeavesTheRequestAsItIsWhenTheCardHasNoCplc) {
     job.request->cplc = "earlier";
     job.request->seId = "earlier too";
     Na::ReadCplc(job, se);
-    EXPECT_EQ("earlier", job.request->cplc);
-    EXPECT_EQ("earlier too", job.request->seId);
+    EXPECT_EQ(job.request->cplc, "earlier");
+    EXPECT_EQ(job.request->seId, "earlier too");
 }

@@ -189,21 +189,21 @@ TEST(ResultCodeTable, HoldsEveryKeyInItsOrderAndEndsWithTheSentinel) {
             ASSERT_EQ(key, row->code);
         }
     }
-    EXPECT_EQ(Sentinel, row->code);
-    EXPECT_STREQ("", row->codeText);
-    EXPECT_STREQ("", row->description);
-    EXPECT_EQ(200, row - ResultCodeTable + 1);
+    EXPECT_EQ(row->code, Sentinel);
+    EXPECT_STREQ(row->codeText, "");
+    EXPECT_STREQ(row->description, "");
+    EXPECT_EQ(row - ResultCodeTable + 1, 200);
 }
 
 TEST(ResultCodeTable, GivesEveryKeyItsText) {
     for (const ResultCodeEntry* row = ResultCodeTable; row->code != Sentinel; ++row) {
-        EXPECT_EQ(ExpectedText(row->code), row->codeText) << row->code;
+        EXPECT_EQ(row->codeText, ExpectedText(row->code)) << row->code;
     }
 }
 
 TEST(ResultCodeTable, GivesEveryKeyItsDescription) {
     for (const ResultCodeEntry* row = ResultCodeTable; row->code != Sentinel; ++row) {
-        EXPECT_EQ(ExpectedDescription(row->code), row->description) << row->code;
+        EXPECT_EQ(row->description, ExpectedDescription(row->code)) << row->code;
     }
 }
 
@@ -242,12 +242,12 @@ TEST(ResultCodeTable, ComparesTextsExactly) {
 }
 
 TEST(ResultCodeTable, TellsAnEmptyDescriptionFromAnUnknownText) {
-    EXPECT_STREQ("", Na::FindDescription("20100000"));
-    EXPECT_STREQ("", Na::FindDescription("90202006"));
-    EXPECT_STREQ("", Na::FindDescription(""));
-    EXPECT_EQ(nullptr, Na::FindDescription("77777777"));
-    EXPECT_EQ(nullptr, Na::FindDescription("C0"));
-    EXPECT_STREQ("Services Installation", Na::FindDescription("E6"));
+    EXPECT_STREQ(Na::FindDescription("20100000"), "");
+    EXPECT_STREQ(Na::FindDescription("90202006"), "");
+    EXPECT_STREQ(Na::FindDescription(""), "");
+    EXPECT_EQ(Na::FindDescription("77777777"), nullptr);
+    EXPECT_EQ(Na::FindDescription("C0"), nullptr);
+    EXPECT_STREQ(Na::FindDescription("E6"), "Services Installation");
 }
 
 TEST(ResultCodeTable, KnowsEveryCodeThatTheServiceSets) {

@@ -56,7 +56,7 @@ TEST_F(SeApdu, GivesABareStatusWordAsItIs) {
 
 TEST_F(SeApdu, EndsAnOddTextWithALowNibbleOfZero) {
     Begin("answer 8010=9000\n");
-    EXPECT_EQ("9000", se.Apdu("801"));
+    EXPECT_EQ(se.Apdu("801"), "9000");
 }
 
 TEST_F(SeApdu, RefusesAResponseShorterThanAStatusWord) {
@@ -64,16 +64,16 @@ TEST_F(SeApdu, RefusesAResponseShorterThanAStatusWord) {
     EXPECT_EQ("", se.Apdu("8001"));
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << "the exchange itself went well";
     EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 1"));
-    EXPECT_EQ("", se.Apdu("8002"));
+    EXPECT_EQ(se.Apdu("8002"), "");
     EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 0"));
 }
 
 TEST_F(SeApdu, AcceptsAResponseOf65538BytesAndNoLongerOne) {
     Begin("answer 8001=AB{65536}9000\nanswer 8002=AB{65537}9000\n");
     const std::string longest = se.Apdu("8001");
-    EXPECT_EQ(2u * 65538, longest.size());
-    EXPECT_EQ("AB9000", longest.substr(longest.size() - 6));
-    EXPECT_EQ("", se.Apdu("8002"));
+    EXPECT_EQ(longest.size(), 2U * 65538);
+    EXPECT_EQ(longest.substr(longest.size() - 6), "AB9000");
+    EXPECT_EQ(se.Apdu("8002"), "");
     EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 65539"));
 }
 
@@ -100,7 +100,7 @@ TEST_F(SeApdu, ReportsAnUnknownErrorWhileTheChannelIsClosed) {
 
 TEST_F(SeApdu, FollowsMoreDataWithAFixedPrefixAndAsManyZeroBytesAsAreLeft) {
     Begin("answer 80CA9F7F00=AABB6110\nanswer 000C00*=01029000\n");
-    EXPECT_EQ("01029000", se.Apdu("80CA9F7F00")) << "the first part is dropped";
+    EXPECT_EQ(se.Apdu("80CA9F7F00"), "01029000") << "the first part is dropped";
     EXPECT_THAT(
         Device::Exchanges(),
         ElementsAre(Exchange{"80CA9F7F00", "AABB6110"}, Exchange{"000C00" + Zeros(32), "01029000"}));
@@ -108,13 +108,13 @@ TEST_F(SeApdu, FollowsMoreDataWithAFixedPrefixAndAsManyZeroBytesAsAreLeft) {
 
 TEST_F(SeApdu, FollowsMoreDataOfUnknownLengthWithThePrefixAlone) {
     Begin("answer 8001=6100\nanswer 000C00=9000\n");
-    EXPECT_EQ("9000", se.Apdu("8001"));
+    EXPECT_EQ(se.Apdu("8001"), "9000");
     EXPECT_THAT(Device::Exchanges(), ElementsAre(Exchange{"8001", "6100"}, Exchange{"000C00", "9000"}));
 }
 
 TEST_F(SeApdu, FollowsAWrongLengthWithTheCommandButItsLastDigitAndZeroBytes) {
     Begin("answer 80CA9F7F00=6C05\nanswer 80CA9F7F00*=AA9000\n");
-    EXPECT_EQ("AA9000", se.Apdu("80CA9F7F00"));
+    EXPECT_EQ(se.Apdu("80CA9F7F00"), "AA9000");
     // 80CA9F7F0 and ten zeros: an odd text, so one more zero goes over the channel.
     EXPECT_THAT(
         Device::Exchanges(),
@@ -123,12 +123,12 @@ TEST_F(SeApdu, FollowsAWrongLengthWithTheCommandButItsLastDigitAndZeroBytes) {
 
 TEST_F(SeApdu, DropsTheLastDigitWhateverItIs) {
     Begin("answer 80CA9F7FFF=6C01\nanswer 80CA9F7FF000=9000\n");
-    EXPECT_EQ("9000", se.Apdu("80CA9F7FFF"));
+    EXPECT_EQ(se.Apdu("80CA9F7FFF"), "9000");
 }
 
 TEST_F(SeApdu, BuildsASecondWrongLengthOnTheTextThatWasSentLast) {
     Begin("answer 80CA9F7F00=6C02\nanswer 80CA9F7F000000=6C01, 9000\n");
-    EXPECT_EQ("9000", se.Apdu("80CA9F7F00"));
+    EXPECT_EQ(se.Apdu("80CA9F7F00"), "9000");
     // First 80CA9F7F0 and 4 zeros, 13 digits; then 12 of these and 2 zeros.
     EXPECT_THAT(
         Device::Exchanges(), ElementsAre(
@@ -138,12 +138,12 @@ TEST_F(SeApdu, BuildsASecondWrongLengthOnTheTextThatWasSentLast) {
 
 TEST_F(SeApdu, FollowsMoreDataAfterAWrongLength) {
     Begin("answer 8001=6C00\nanswer 8000=6101\nanswer 000C0000=009000\n");
-    EXPECT_EQ("009000", se.Apdu("8001"));
+    EXPECT_EQ(se.Apdu("8001"), "009000");
 }
 
 TEST_F(SeApdu, EndsAFollowUpThatFailsWithoutAResponse) {
     Begin("answer 8001=6101\nanswer 000C00*=90\n");
-    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(se.Apdu("8001"), "");
     EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 1"));
 }
 
@@ -159,48 +159,48 @@ TEST_F(SeApdu, GivesUpAfter65536FollowUps) {
 
 TEST_F(SeApdu, TakesTheResponseToTheLastFollowUp) {
     Begin("answer 8001=6100\nanswer 000C00=6100*65535, 9000\n");
-    EXPECT_EQ("9000", se.Apdu("8001"));
-    EXPECT_EQ(MostFollowUps + 1u, Device::ExchangeCount());
+    EXPECT_EQ(se.Apdu("8001"), "9000");
+    EXPECT_EQ(Device::ExchangeCount(), MostFollowUps + 1U);
 }
 
 TEST_F(SeApdu, GivesUpBeforeAFollowUpOfMoreThanAMebibyte) {
     Begin("answer 80*=6CFF\n");
     // Each follow-up is 509 characters longer than what went before.
     const std::string command = "80" + Zeros(LongestFollowUp - std::size_t{2} * 509 - 2);
-    EXPECT_EQ("", se.Apdu(command));
-    EXPECT_EQ(3u, Device::ExchangeCount());
+    EXPECT_EQ(se.Apdu(command), "");
+    EXPECT_EQ(Device::ExchangeCount(), 3U);
     EXPECT_THAT(
         world.LocatedLog(), Contains("E Apdu: eSE never completes its response. Gave up after 2 re-sends"));
     Device::ForgetExchanges();
-    EXPECT_EQ("", se.Apdu(command + "0"));
-    EXPECT_EQ(2u, Device::Calls("nfc_se_send_apdu") - 3u);
+    EXPECT_EQ(se.Apdu(command + "0"), "");
+    EXPECT_EQ(Device::Calls("nfc_se_send_apdu") - 3U, 2U);
 }
 
 TEST_F(SeApdu, SendsAListInOrderAndGivesTheLastResponse) {
     Begin("answer 8001=AA6A82\nanswer 8002=BB9000\n");
     const char* const commands[] = {"8001", "8002"};
-    EXPECT_EQ("BB9000", se.Apdu(commands, 2));
-    EXPECT_EQ(2u, Device::ExchangeCount());
+    EXPECT_EQ(se.Apdu(commands, 2), "BB9000");
+    EXPECT_EQ(Device::ExchangeCount(), 2U);
 }
 
 TEST_F(SeApdu, StopsAListAtTheFirstCommandWithoutAResponse) {
     Begin("answer 8001=9000\nanswer 8002=empty\nanswer 8003=9000\n");
     const char* const commands[] = {"8001", "8002", "8003"};
-    EXPECT_EQ("", se.Apdu(commands, 3));
-    EXPECT_EQ(2u, Device::ExchangeCount());
+    EXPECT_EQ(se.Apdu(commands, 3), "");
+    EXPECT_EQ(Device::ExchangeCount(), 2U);
 }
 
 TEST_F(SeApdu, GivesNothingForAListOfNoCommands) {
     Begin("");
-    EXPECT_EQ("", se.Apdu(nullptr, 0));
-    EXPECT_EQ(0u, Device::Calls("nfc_se_send_apdu"));
-    EXPECT_EQ("left behind", Na::GetResultCodeText());
+    EXPECT_EQ(se.Apdu(nullptr, 0), "");
+    EXPECT_EQ(Device::Calls("nfc_se_send_apdu"), 0U);
+    EXPECT_EQ(Na::GetResultCodeText(), "left behind");
 }
 
 TEST_F(SeApdu, SendsAnEmptyCommandAsOneOfNoLength) {
     Begin("");
     se.Apdu("");
-    EXPECT_EQ(1u, Device::Calls("nfc_se_send_apdu"));
+    EXPECT_EQ(Device::Calls("nfc_se_send_apdu"), 1U);
 }
 
 TEST(SeWithoutReader, CannotBeOpenedOrUsed) {
@@ -214,8 +214,8 @@ TEST(SeWithoutReader, CannotBeOpenedOrUsed) {
     EXPECT_EQ("", se.Apdu("8001"));
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
     EXPECT_THAT(world.LocatedLog(), ElementsAre("E Apdu: FATAL: pReader is NULL"));
-    EXPECT_EQ("", se.GetCplc());
-    EXPECT_EQ(0u, se.GetFreeMemory());
+    EXPECT_EQ(se.GetCplc(), "");
+    EXPECT_EQ(se.GetFreeMemory(), 0U);
 }
 
 TEST(SeSession, ClosesWhatItOpened) {
@@ -223,15 +223,15 @@ TEST(SeSession, ClosesWhatItOpened) {
     {
         Na::SeSession session(0);
         EXPECT_TRUE(session.IsOpen());
-        EXPECT_EQ(1u, Device::OpenHandles());
+        EXPECT_EQ(Device::OpenHandles(), 1U);
     }
-    EXPECT_EQ(0u, Device::OpenHandles());
-    EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
+    EXPECT_EQ(Device::OpenHandles(), 0U);
+    EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 2U);
 }
 
 TEST(SeSession, ClosesNothingThatItCouldNotOpen) {
     DeviceWorld world;
     world.Configure("[fault nfc_se_open_secure_element]\nresult=-1\nfrom=2\n");
     { const Na::SeSession session(0); }
-    EXPECT_EQ(1u, Device::Calls("nfc_se_close_secure_element"));
+    EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 1U);
 }

@@ -97,20 +97,20 @@ TEST_F(SeReader, IsMadeForTheEmbeddedElementByKindsZeroAndOne) {
 TEST_F(SeReader, IsMadeForTheUiccByKindTwo) {
     Configure("[card uicc]\n");
     const auto made = Na::CreateSeReader(2);
-    ASSERT_NE(nullptr, made);
+    ASSERT_NE(made, nullptr);
     EXPECT_THAT(world.LocatedLog(), Contains("D Open: Starting to work with SE of type: 2"));
     ASSERT_TRUE(made->Open());
     made->Apdu({0x00, 0xA4, 0x04, 0x00, 0x00});
-    EXPECT_EQ(1u, Device::ExchangeCount(Device::Element::Uicc));
-    EXPECT_EQ(0u, Device::ExchangeCount(Device::Element::Embedded));
+    EXPECT_EQ(Device::ExchangeCount(Device::Element::Uicc), 1U);
+    EXPECT_EQ(Device::ExchangeCount(Device::Element::Embedded), 0U);
 }
 
 TEST_F(SeReader, IsNotMadeForAnyOtherKind) {
     for (const int kind : {3, -1, 4, 256, -2147483647 - 1, 2147483647}) {
         Configure("");
-        EXPECT_EQ(nullptr, Na::CreateSeReader(kind));
-        EXPECT_EQ(0u, Device::Calls(Open)) << "the element is not touched";
-        EXPECT_EQ("left behind", Na::GetResultCodeText());
+        EXPECT_EQ(Na::CreateSeReader(kind), nullptr);
+        EXPECT_EQ(Device::Calls(Open), 0U) << "the element is not touched";
+        EXPECT_EQ(Na::GetResultCodeText(), "left behind");
         EXPECT_THAT(
             world.LocatedLog(),
             ElementsAre(
@@ -187,8 +187,8 @@ TEST_F(SeReader, JoinsAnOpenChannelAndClosesItWithTheLastUser) {
                                 "D Open: Opening SE", "D Open: Starting to work with SE of type: 1",
                                 "D Open: Opening SE", "D Open: Secure Element is already opened"));
     reader.Close();
-    EXPECT_EQ(0u, Device::Calls(Close));
-    EXPECT_EQ(1u, Device::OpenHandles());
+    EXPECT_EQ(Device::Calls(Close), 0U);
+    EXPECT_EQ(Device::OpenHandles(), 1U);
     reader.Close();
     EXPECT_EQ(1u, Device::Calls(Close));
     EXPECT_EQ(0u, Device::OpenHandles());
@@ -198,8 +198,8 @@ TEST_F(SeReader, JoinsAnOpenChannelAndClosesItWithTheLastUser) {
 TEST_F(SeReader, OnlyLogsACloseWhenItIsClosed) {
     Configure("");
     reader.Close();
-    EXPECT_EQ("left behind", Na::GetResultCodeText());
-    EXPECT_EQ(0u, Device::Calls(Close));
+    EXPECT_EQ(Na::GetResultCodeText(), "left behind");
+    EXPECT_EQ(Device::Calls(Close), 0U);
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre("D Close: Closing SE", "D Close: Secure Element is already closed"));
 }
@@ -214,8 +214,8 @@ TEST_F(SeReader, StaysOpenWhenThePlatformCannotClose) {
     // The count goes below zero and wraps: nobody is the last user any more.
     Na::SetResultCodeText("left behind");
     reader.Close();
-    EXPECT_EQ(1u, Device::Calls(Close));
-    EXPECT_EQ("left behind", Na::GetResultCodeText());
+    EXPECT_EQ(Device::Calls(Close), 1U);
+    EXPECT_EQ(Na::GetResultCodeText(), "left behind");
 
     reader.Apdu({0x00, 0xA4, 0x04, 0x00, 0x00});
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << "the channel can still be used";
@@ -229,8 +229,8 @@ TEST_F(SeReader, ClosesAfterAFailedCloseOnceItIsOpenedAgain) {
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
     EXPECT_EQ(1u, Device::Calls(Open)) << "the channel was never closed";
     reader.Close();
-    EXPECT_EQ(2u, Device::Calls(Close));
-    EXPECT_EQ(0u, Device::OpenHandles());
+    EXPECT_EQ(Device::Calls(Close), 2U);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }
 
 TEST_F(SeReader, StaysClosedWhateverAFailedOpenLeavesInItsHandle) {
@@ -262,15 +262,15 @@ TEST_F(SeReader, ClosesWhatIsOpenWhenItGoes) {
         other.Close();
         Na::SetResultCodeText("left behind");
     }
-    EXPECT_EQ(2u, Device::Calls(Close));
-    EXPECT_EQ(0u, Device::OpenHandles());
-    EXPECT_EQ("left behind", Na::GetResultCodeText());
+    EXPECT_EQ(Device::Calls(Close), 2U);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
+    EXPECT_EQ(Na::GetResultCodeText(), "left behind");
 }
 
 TEST_F(SeReader, ClosesNothingWhenItGoesClosed) {
     Configure("");
     { const Tizen23::SeReaderNfc other; }
-    EXPECT_EQ(0u, Device::Calls(Close));
+    EXPECT_EQ(Device::Calls(Close), 0U);
 }
 
 TEST_F(SeReader, ExchangesAnApdu) {
@@ -300,7 +300,7 @@ TEST_F(SeReader, HandsAnEmptyCommandToThePlatform) {
     Configure("");
     reader.Open();
     reader.Apdu({});
-    EXPECT_EQ(1u, Device::Calls("nfc_se_send_apdu"));
+    EXPECT_EQ(Device::Calls("nfc_se_send_apdu"), 1U);
 }
 
 TEST_F(SeReader, SaysThatTheApduIsNotAvailableWhenThePlatformCannotSend) {
@@ -324,11 +324,11 @@ TEST_F(SeReader, LeavesAnUnknownErrorForAnApduWhileItIsClosed) {
 
 TEST_F(SeReader, ReadsTheAnswerToResetWhenItOpens) {
     Configure("[card]\natr=3B680041\n");
-    EXPECT_EQ("", reader.GetAtr());
+    EXPECT_EQ(reader.GetAtr(), "");
     reader.Open();
-    EXPECT_EQ(std::string("\x3B\x68"), reader.GetAtr()) << "cut at the first zero byte";
+    EXPECT_EQ(reader.GetAtr(), std::string("\x3B\x68")) << "cut at the first zero byte";
     reader.Close();
-    EXPECT_EQ(std::string("\x3B\x68"), reader.GetAtr());
+    EXPECT_EQ(reader.GetAtr(), std::string("\x3B\x68"));
 }
 
 TEST_F(SeReader, KeepsTheEarlierAnswerToResetWhenItCannotBeReadAgain) {
@@ -346,7 +346,7 @@ TEST_F(SeReader, KeepsTheEarlierAnswerToResetWhenThePlatformHasNone) {
     reader.Open();
     reader.Close();
     EXPECT_TRUE(reader.Open());
-    EXPECT_EQ("\x3BhA", reader.GetAtr());
+    EXPECT_EQ(reader.GetAtr(), "\x3BhA");
 }
 
 TEST_F(SeReader, IsReadyAlways) {
@@ -376,10 +376,10 @@ TEST_F(SeReader, BringsTheNfcManagerUpAndDown) {
     Configure("");
     {
         const Tizen23::_NFC_MANAGER_LIFECYCLE lifecycle;
-        EXPECT_EQ(1u, Device::Calls("nfc_manager_initialize"));
-        EXPECT_EQ(0u, Device::Calls("nfc_manager_deinitialize"));
+        EXPECT_EQ(Device::Calls("nfc_manager_initialize"), 1U);
+        EXPECT_EQ(Device::Calls("nfc_manager_deinitialize"), 0U);
     }
-    EXPECT_EQ(1u, Device::Calls("nfc_manager_deinitialize"));
+    EXPECT_EQ(Device::Calls("nfc_manager_deinitialize"), 1U);
     EXPECT_THAT(world.Log(), IsEmpty());
 }
 
@@ -390,5 +390,5 @@ TEST_F(SeReader, OnlyLogsThatTheNfcManagerDidNotComeUp) {
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre("E _NFC_MANAGER_LIFECYCLE: Fatal: NFC Manager initialization error. Out of memory"));
-    EXPECT_EQ(1u, Device::Calls("nfc_manager_deinitialize")) << "taken down whatever happened";
+    EXPECT_EQ(Device::Calls("nfc_manager_deinitialize"), 1U) << "taken down whatever happened";
 }

@@ -36,12 +36,12 @@ protected:
         port.replies.clear();
         Na::SetResultCodeText("left behind");
         agent.Trigger_ClientData(&port, ClientId, request);
-        EXPECT_EQ(1u, port.replies.size());
+        EXPECT_EQ(port.replies.size(), 1U);
         if (port.replies.size() != 1) {
             return "";
         }
         EXPECT_TRUE(port.replies.front().statusOnly);
-        EXPECT_EQ(1u, port.replies.front().result.size());
+        EXPECT_EQ(port.replies.front().result.size(), 1U);
         return port.replies.front().result["ReturnCode"];
     }
 
@@ -53,7 +53,7 @@ protected:
             return "";
         }
         const std::string& body = requests[request].body;
-        EXPECT_EQ("data={", body.substr(0, 6));
+        EXPECT_EQ(body.substr(0, 6), "data={");
         return Na::Json(body.substr(5)).Get(member);
     }
 

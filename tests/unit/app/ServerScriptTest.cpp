@@ -38,20 +38,20 @@ protected:
 
 TEST_F(ServerScript, EndsAtOnceWhenTheServersFirstCodeIsNoCommandSet) {
     peer.Script({Result("00000001")});
-    EXPECT_EQ(Done, Run());
-    EXPECT_EQ(1u, peer.Requests().size());
-    EXPECT_EQ(2u, Device::ExchangeCount()) << "the CPLC query alone";
+    EXPECT_EQ(Run(), Done);
+    EXPECT_EQ(peer.Requests().size(), 1U);
+    EXPECT_EQ(Device::ExchangeCount(), 2U) << "the CPLC query alone";
     EXPECT_THAT(port.progress, IsEmpty());
 }
 
 TEST_F(ServerScript, OpensWithTheClientsFieldsAndTheCard) {
     peer.Script({Result("00000001")});
     Run();
-    EXPECT_EQ("INITIALIZEAPDU", Sent(0, "msgCd"));
-    EXPECT_EQ("svc", Sent(0, "serviceId"));
-    EXPECT_EQ("push", Sent(0, "pushReq"));
-    EXPECT_EQ(Cplc, Sent(0, "cplc"));
-    EXPECT_EQ(SeId, Sent(0, "seId"));
+    EXPECT_EQ(Sent(0, "msgCd"), "INITIALIZEAPDU");
+    EXPECT_EQ(Sent(0, "serviceId"), "svc");
+    EXPECT_EQ(Sent(0, "pushReq"), "push");
+    EXPECT_EQ(Sent(0, "cplc"), Cplc);
+    EXPECT_EQ(Sent(0, "seId"), SeId);
     EXPECT_THAT(peer.Requests()[0].body, testing::Not(testing::HasSubstr("\"fc\"")));
     EXPECT_THAT(world.Log(), Contains("I/info: Execute"));
     EXPECT_THAT(
@@ -88,13 +88,13 @@ TEST_F(ServerScript, DrivesTheElementThatItsRequestNames) {
 
 TEST_F(ServerScript, MakesOneExchangeAndOneFurtherRequestForASetOfOneItem) {
     peer.Script({CommandSet("/018001"), Result("00000001")});
-    EXPECT_EQ(Done, Run());
-    ASSERT_EQ(2u, peer.Requests().size());
-    EXPECT_EQ("NEXTAPDU", Sent(1, "msgCd"));
-    EXPECT_EQ("/01AA9000", Sent(1, "rApduSet"));
-    EXPECT_EQ(SeId, Sent(1, "seId"));
+    EXPECT_EQ(Run(), Done);
+    ASSERT_EQ(peer.Requests().size(), 2U);
+    EXPECT_EQ(Sent(1, "msgCd"), "NEXTAPDU");
+    EXPECT_EQ(Sent(1, "rApduSet"), "/01AA9000");
+    EXPECT_EQ(Sent(1, "seId"), SeId);
     EXPECT_EQ(Sent(0, "UUID"), Sent(1, "UUID"));
-    EXPECT_EQ(3u, Device::ExchangeCount());
+    EXPECT_EQ(Device::ExchangeCount(), 3U);
     EXPECT_THAT(world.LocatedLog(), Contains("D Do: cAPDU: /018001"));
     EXPECT_THAT(world.LocatedLog(), Contains("D Do: rAPDU: /01AA9000"));
 }
@@ -104,8 +104,8 @@ TEST_F(ServerScript, RunsSetAfterSetAndReportsProgress) {
     EXPECT_EQ(ResultText::DoneButNfcOff, Run());
     EXPECT_THAT(
         port.progress, ElementsAre(Pair(ClientId, "E2_Change Info"), Pair(ClientId, "E2_Change Info")));
-    EXPECT_EQ("/019000/01AA9000", Sent(1, "rApduSet"));
-    EXPECT_EQ("/019000", Sent(2, "rApduSet"));
+    EXPECT_EQ(Sent(1, "rApduSet"), "/019000/01AA9000");
+    EXPECT_EQ(Sent(2, "rApduSet"), "/019000");
 }
 
 TEST_F(ServerScript, EndsWithWhateverCodeTheServerGives) {
@@ -122,9 +122,9 @@ TEST_F(ServerScript, EndsWithWhateverCodeTheServerGives) {
 TEST_F(ServerScript, LooksTheElementUpTwiceAndKeepsItOpenToTheEnd) {
     peer.Script({CommandSet("/018001"), CommandSet("/018002"), Result("00000001")});
     Run();
-    EXPECT_EQ(2u, Device::Calls("nfc_se_open_secure_element"));
-    EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
-    EXPECT_EQ(0u, Device::OpenHandles());
+    EXPECT_EQ(Device::Calls("nfc_se_open_secure_element"), 2U);
+    EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 2U);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
     const std::vector<std::string> log = world.LocatedLog();
     const auto closing = std::find(log.rbegin(), log.rend(), "D Close: Closing SE");
     const auto lastRequest =
@@ -136,10 +136,10 @@ TEST_F(ServerScript, LooksTheElementUpTwiceAndKeepsItOpenToTheEnd) {
 TEST_F(ServerScript, SendsMissingFieldsEmpty) {
     request = {{"Cmd", "65"}};
     peer.Script({Result("00000001")});
-    EXPECT_EQ(Done, Run());
-    EXPECT_EQ("", Sent(0, "serviceId"));
-    EXPECT_EQ("", Sent(0, "pushReq"));
-    EXPECT_EQ("", Sent(0, "sessionKey"));
+    EXPECT_EQ(Run(), Done);
+    EXPECT_EQ(Sent(0, "serviceId"), "");
+    EXPECT_EQ(Sent(0, "pushReq"), "");
+    EXPECT_EQ(Sent(0, "sessionKey"), "");
     EXPECT_THAT(world.LocatedLog(), Contains("D Do: Job execution: sid ; fid ; req "));
 }
 
@@ -157,14 +157,14 @@ TEST_F(ServerScript, GivesItsRequestTheFieldsThatWereMissing) {
 // No blank of a message reaches the server, so these texts arrive without theirs.
 TEST_F(ServerScript, SendsTheFailureTextOfAMalformedSetAndLetsTheServerDecide) {
     peer.Script({CommandSet("/018001/018"), CommandSet("/018002"), Result("00000001")});
-    EXPECT_EQ(Done, Run());
-    EXPECT_EQ("21_takenwrongadpu.", Sent(1, "rApduSet"));
-    EXPECT_EQ("/019000", Sent(2, "rApduSet"));
+    EXPECT_EQ(Run(), Done);
+    EXPECT_EQ(Sent(1, "rApduSet"), "21_takenwrongadpu.");
+    EXPECT_EQ(Sent(2, "rApduSet"), "/019000");
 }
 
 TEST_F(ServerScript, EndsWithTheTransportsCodeWhenTheServerDoesNotTakeAFailureText) {
     peer.Script({CommandSet("/018"), Answer("", 503)});
-    EXPECT_EQ("503", Run());
+    EXPECT_EQ(Run(), "503");
     peer.Script({CommandSet("/018"), Answer("")});
     EXPECT_EQ(ResultText::NoResponseFromServer, Run());
 }
@@ -181,7 +181,7 @@ TEST_F(ServerScript, EndsWithAnErrorWhenTheCommandSetIsEmptyOrMissing) {
         peer.Script({reaction, Result("00000001")});
         EXPECT_EQ(ResultText::NoApdu, Run());
         EXPECT_EQ(before + 1, peer.Requests().size()) << "no further request goes out";
-        EXPECT_EQ(2u, Device::ExchangeCount());
+        EXPECT_EQ(Device::ExchangeCount(), 2U);
         EXPECT_THAT(world.LocatedLog(), Contains("D Do: cAPDU: "));
         EXPECT_THAT(world.LocatedLog(), Contains("E Do: Command set is missing or empty"));
     }
@@ -197,10 +197,10 @@ TEST_F(ServerScript, SendsAResponseSetOf65537CharactersAndNoLongerOne) {
 
     // "/01" and 65526 characters, then "/01" and 6.
     peer.Script({CommandSet(item + "/018002"), Result("00000009")});
-    EXPECT_EQ(Done, Run(Card("answer 8001=00{32761}9000\nanswer 8002=009000\n")))
+    EXPECT_EQ(Run(Card("answer 8001=00{32761}9000\nanswer 8002=009000\n")), Done)
         << "nothing is sent, and the exchange left a success";
-    EXPECT_EQ(3u, peer.Requests().size());
-    EXPECT_EQ(4u, Device::ExchangeCount()) << "the set is not run again";
+    EXPECT_EQ(peer.Requests().size(), 3U);
+    EXPECT_EQ(Device::ExchangeCount(), 4U) << "the set is not run again";
 }
 
 TEST_F(ServerScript, TellsTheServerWhenTheClientHasGone) {
@@ -224,7 +224,7 @@ TEST_F(ServerScript, EndsWithItsOwnCodeWhenTheServerDoesNotAnswerTheLastText) {
     Na::Job_SET_JOB_EXECUTOR job(RequestOf(&agent, &port, request));
     port.onProgress = [&] { job.request->port = nullptr; };
     job.Execute();
-    EXPECT_EQ("500", Na::GetResultCodeText());
+    EXPECT_EQ(Na::GetResultCodeText(), "500");
 }
 
 TEST_F(ServerScript, EndsWhenTheElementCannotBeOpened) {
@@ -239,7 +239,7 @@ TEST_F(ServerScript, EndsWhenTheCardHasNoCplc) {
     EXPECT_EQ(Done, Run(Card("answer 80CA9F7F00=6A88\n")));
     EXPECT_EQ(ResultText::NoApdu, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
     EXPECT_THAT(peer.Requests(), IsEmpty());
-    EXPECT_EQ(2u, Device::Calls("nfc_se_close_secure_element"));
+    EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 2U);
 }
 
 TEST_F(ServerScript, DoesNothingWithoutARequest) {
@@ -260,15 +260,15 @@ TEST_F(ServerScript, ReportsAnElementThatCannotBeClosedInPlaceOfTheServersCode) 
 TEST_F(ServerScript, EndsWithASuccessWhenTheAnswerIsNoJson) {
     for (const char* const body : {"no JSON", "[]", R"({"resultCode":0})", R"({"cApduSet":"/018001"})"}) {
         peer.Script({Answer(body)});
-        EXPECT_EQ(Done, Run()) << body;
-        EXPECT_EQ(2u, Device::ExchangeCount()) << body;
+        EXPECT_EQ(Run(), Done) << body;
+        EXPECT_EQ(Device::ExchangeCount(), 2U) << body;
     }
 }
 
 TEST_F(ServerScript, EndsWithATransportFailureBetweenTwoSets) {
     peer.Script({CommandSet("/018001"), Answer("", 404)});
-    EXPECT_EQ("404", Run());
-    EXPECT_EQ(0u, Device::OpenHandles());
+    EXPECT_EQ(Run(), "404");
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }
 
 TEST_F(ServerScript, SendsNothingWithoutANetwork) {

@@ -55,9 +55,9 @@ void NoteTheEnd() {
     }
 }
 
-class StartUpDeathTest : public testing::Test {
+class StartUpProcess : public testing::Test {
 protected:
-    StartUpDeathTest() { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
+    StartUpProcess() { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
 };
 
 [[noreturn]] void CountTheCallsBeforeMain() {
@@ -130,15 +130,15 @@ void g_log_remove_handler(const gchar* domain, guint handler) {
 
 }  // extern "C"
 
-TEST_F(StartUpDeathTest, BringsTheNfcManagerUpOnce) {
+TEST_F(StartUpProcess, BringsTheNfcManagerUpOnce) {
     EXPECT_EXIT(CountTheCallsBeforeMain(), testing::ExitedWithCode(0), "1 up, 0 down\n");
 }
 
-TEST_F(StartUpDeathTest, KeepsWhatGlibComplainsAboutFromStandardError) {
+TEST_F(StartUpProcess, KeepsWhatGlibComplainsAboutFromStandardError) {
     EXPECT_EXIT(ComplainThroughGlib(), testing::ExitedWithCode(0), "^quiet\n$");
 }
 
-TEST_F(StartUpDeathTest, GoesOnWhenTheNfcManagerDoesNotComeUp) {
+TEST_F(StartUpProcess, GoesOnWhenTheNfcManagerDoesNotComeUp) {
     // The new process starts with this one's variables, so with this device and this log.
     DeviceWorld world;
     world.Configure("[fault nfc_manager_initialize]\nresult=NFC_ERROR_OUT_OF_MEMORY\n");
@@ -149,7 +149,7 @@ TEST_F(StartUpDeathTest, GoesOnWhenTheNfcManagerDoesNotComeUp) {
         Contains("E _NFC_MANAGER_LIFECYCLE: Fatal: NFC Manager initialization error. Out of memory"));
 }
 
-TEST_F(StartUpDeathTest, BringsUpTheNfcManagerThenLibcurlThenTheCaptureOfGlibsMessages) {
+TEST_F(StartUpProcess, BringsUpTheNfcManagerThenLibcurlThenTheCaptureOfGlibsMessages) {
     EXPECT_EXIT(
         TellTheSteps(), testing::ExitedWithCode(0),
         "^all of libcurl up, NFC manager 1 up 0 down\n"
@@ -157,7 +157,7 @@ TEST_F(StartUpDeathTest, BringsUpTheNfcManagerThenLibcurlThenTheCaptureOfGlibsMe
         "capture the other domains, NFC manager 1 up 0 down\n$");
 }
 
-TEST_F(StartUpDeathTest, TakesThemDownInTheReverseOrder) {
+TEST_F(StartUpProcess, TakesThemDownInTheReverseOrder) {
     EXPECT_EXIT(
         LeaveMain(), testing::ExitedWithCode(0),
         "^went on\n"

@@ -26,84 +26,84 @@ std::string ValueOf(const std::string& data, const std::string& tag) {
 }  // namespace
 
 TEST_F(TagValue, IsFoundByATagOfOneByte) {
-    EXPECT_EQ("ABCD", ValueOf("8202ABCD", "82"));
+    EXPECT_EQ(ValueOf("8202ABCD", "82"), "ABCD");
 }
 
 TEST_F(TagValue, IsFoundByATagOfTwoBytes) {
-    EXPECT_EQ("010203", ValueOf("9F7F03010203", "9F7F"));
+    EXPECT_EQ(ValueOf("9F7F03010203", "9F7F"), "010203");
 }
 
 TEST_F(TagValue, IsFoundBehindOtherObjects) {
-    EXPECT_EQ("00001234", ValueOf("8102ABCD8204000012349000", "82"));
-    EXPECT_EQ("AA", ValueOf("9F7F0101810082008301AA", "83"));
+    EXPECT_EQ(ValueOf("8102ABCD8204000012349000", "82"), "00001234");
+    EXPECT_EQ(ValueOf("9F7F0101810082008301AA", "83"), "AA");
 }
 
 TEST_F(TagValue, IsThatOfTheFirstObjectWithTheTag) {
-    EXPECT_EQ("11", ValueOf("820111820122", "82"));
+    EXPECT_EQ(ValueOf("820111820122", "82"), "11");
 }
 
 TEST_F(TagValue, IsNotLookedForInsideConstructedObjects) {
-    EXPECT_EQ("", ValueOf("E1038201AA", "82"));
+    EXPECT_EQ(ValueOf("E1038201AA", "82"), "");
 }
 
 TEST_F(TagValue, IsTakenAsFarAsTheDataGoes) {
-    EXPECT_EQ("AB", ValueOf("8205AB", "82"));
-    EXPECT_EQ("A", ValueOf("8205A", "82"));
-    EXPECT_EQ("", ValueOf("8205", "82")) << "a value that begins past the end is empty";
+    EXPECT_EQ(ValueOf("8205AB", "82"), "AB");
+    EXPECT_EQ(ValueOf("8205A", "82"), "A");
+    EXPECT_EQ(ValueOf("8205", "82"), "") << "a value that begins past the end is empty";
 }
 
 TEST_F(TagValue, BeginsOneByteEarlyInTheLongForm) {
-    EXPECT_EQ("030102", ValueOf("9F7F8103010203", "9F7F"));
+    EXPECT_EQ(ValueOf("9F7F8103010203", "9F7F"), "030102");
 }
 
 TEST_F(TagValue, IsFoundByEachOfTheFourLongForms) {
     // In each, the value begins d characters behind the marker, d being twice the number in it.
-    EXPECT_EQ("02AA", ValueOf("828102AABB", "82"));
-    EXPECT_EQ("02AA", ValueOf("82820002AABB", "82"));
-    EXPECT_EQ("02AA", ValueOf("8283000002AABB", "82"));
-    EXPECT_EQ("02AA", ValueOf("828400000002AABB", "82"));
+    EXPECT_EQ(ValueOf("828102AABB", "82"), "02AA");
+    EXPECT_EQ(ValueOf("82820002AABB", "82"), "02AA");
+    EXPECT_EQ(ValueOf("8283000002AABB", "82"), "02AA");
+    EXPECT_EQ(ValueOf("828400000002AABB", "82"), "02AA");
 }
 
 TEST_F(TagValue, IsLookedForTwoCharactersShortOfTheEndOfALongForm) {
     // 81 81 02 AA BB ends two characters earlier for the scan, so that it goes on with BB.
-    EXPECT_EQ("CC", ValueOf("818102AABB01CC", "BB"));
+    EXPECT_EQ(ValueOf("818102AABB01CC", "BB"), "CC");
 }
 
 TEST_F(TagValue, MayHaveALengthOfFourBytesWithoutWrapping) {
-    EXPECT_EQ("FFAA", ValueOf("8284FFFFFFFFAA", "82"));
-    EXPECT_EQ("", ValueOf("8184FFFFFFFFAA8201BB", "82"));
-    EXPECT_EQ("", ValueOf("818480000000008201BB", "82")) << "twice this length has no bit left in 32 bits";
+    EXPECT_EQ(ValueOf("8284FFFFFFFFAA", "82"), "FFAA");
+    EXPECT_EQ(ValueOf("8184FFFFFFFFAA8201BB", "82"), "");
+    EXPECT_EQ(ValueOf("818480000000008201BB", "82"), "") << "twice this length has no bit left in 32 bits";
 }
 
 TEST_F(TagValue, HasATagOfTwoBytesOnlyForAnUpperCaseF) {
-    EXPECT_EQ("AA", ValueOf("9F7F01AA", "9F7F"));
-    EXPECT_EQ("", ValueOf("9f7f01AA", "9f7f")) << "9f is a tag of its own here";
-    EXPECT_EQ("AA", ValueOf("9f01AA", "9f"));
+    EXPECT_EQ(ValueOf("9F7F01AA", "9F7F"), "AA");
+    EXPECT_EQ(ValueOf("9f7f01AA", "9f7f"), "") << "9f is a tag of its own here";
+    EXPECT_EQ(ValueOf("9f01AA", "9f"), "AA");
 }
 
 TEST_F(TagValue, ComparesTagsExactly) {
-    EXPECT_EQ("", ValueOf("8A01AA", "8a"));
-    EXPECT_EQ("", ValueOf("8201AA", "8"));
-    EXPECT_EQ("", ValueOf("9F7F01AA", "9F"));
+    EXPECT_EQ(ValueOf("8A01AA", "8a"), "");
+    EXPECT_EQ(ValueOf("8201AA", "8"), "");
+    EXPECT_EQ(ValueOf("9F7F01AA", "9F"), "");
 }
 
 TEST_F(TagValue, IsEmptyForAnIllFormedLength) {
-    EXPECT_EQ("", ValueOf("0185", "8F"));
+    EXPECT_EQ(ValueOf("0185", "8F"), "");
     for (const std::string marker : {"80", "85", "86", "89", "8A", "8F"}) {
-        EXPECT_EQ("", ValueOf("82" + marker + "00000000AA", "82")) << marker;
-        EXPECT_EQ("", ValueOf("81" + marker + "8201AA", "82")) << marker;
+        EXPECT_EQ(ValueOf("82" + marker + "00000000AA", "82"), "") << marker;
+        EXPECT_EQ(ValueOf("81" + marker + "8201AA", "82"), "") << marker;
     }
 }
 
 TEST_F(TagValue, IsEmptyWithoutDataOrTag) {
-    EXPECT_EQ("", ValueOf("", "82"));
-    EXPECT_EQ("", ValueOf("8201AA", ""));
-    EXPECT_EQ("", ValueOf("", ""));
+    EXPECT_EQ(ValueOf("", "82"), "");
+    EXPECT_EQ(ValueOf("8201AA", ""), "");
+    EXPECT_EQ(ValueOf("", ""), "");
 }
 
 TEST_F(TagValue, IsEmptyWhenTheTagIsAbsent) {
-    EXPECT_EQ("", ValueOf("8101AA", "82"));
-    EXPECT_EQ("", ValueOf("8200", "82"));
+    EXPECT_EQ(ValueOf("8101AA", "82"), "");
+    EXPECT_EQ(ValueOf("8200", "82"), "");
 }
 
 TEST_F(TagValue, RaisesWhenATagOrALengthIsCutShort) {

@@ -52,13 +52,13 @@ protected:
         const Bytes hostChallenge = FromHex("0102030405060708");
         const Bytes response =
             FromHex(Send("8050" + GlobalPlatform::HexText({version}) + "00 08 0102030405060708 00"));
-        ASSERT_EQ(response.size(), 32 + 2u) << GlobalPlatform::HexText(response);
+        ASSERT_EQ(response.size(), 32 + 2U) << GlobalPlatform::HexText(response);
         const Bytes cardChallenge(response.begin() + 13, response.begin() + 21);
         const GlobalPlatform::SessionKeys keys =
             GlobalPlatform::DeriveSessionKeys(hostKeys, hostChallenge, cardChallenge);
         ASSERT_EQ(
-            Bytes(response.begin() + 21, response.begin() + 29),
-            GlobalPlatform::CardCryptogram(keys, hostChallenge, cardChallenge));
+            GlobalPlatform::CardCryptogram(keys, hostChallenge, cardChallenge),
+            Bytes(response.begin() + 21, response.begin() + 29));
         hostCryptogram = GlobalPlatform::HostCryptogram(keys, hostChallenge, cardChallenge);
         channel.emplace(keys);
     }

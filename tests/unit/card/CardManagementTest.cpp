@@ -84,7 +84,7 @@ TEST_F(CardManagement, HasNoRoomForMoreThanItsMemory) {
     EXPECT_EQ(FreeMemory(), Card::InstanceMemory + 1);
     options.memory = 5;
     card->Configure(options);
-    EXPECT_EQ(FreeMemory(), 0u);
+    EXPECT_EQ(FreeMemory(), 0U);
 }
 
 TEST_F(CardManagement, ChecksTheOrderOfTheBlocks) {
@@ -189,7 +189,7 @@ TEST_F(CardManagement, TakesStoredDataFromTheFreeMemory) {
     card->Configure(options);
     EXPECT_EQ(Send("80E29000 06 4504 01020304"), "6A84");
     EXPECT_EQ(Send("80E29000 05 4503 010203"), "9000");
-    EXPECT_EQ(FreeMemory(), 0u);
+    EXPECT_EQ(FreeMemory(), 0U);
 }
 
 TEST_F(CardManagement, LocksAndUnlocksAnApplication) {
@@ -252,7 +252,7 @@ TEST_F(CardManagement, ShowsALongListInParts) {
     const std::string second = Send("80F24001 02 4F00 00");
     EXPECT_EQ(first.substr(first.size() - 4), "6310");
     EXPECT_EQ(second.substr(second.size() - 4), "9000");
-    EXPECT_EQ(first.size() + second.size(), 40 * 22 + 8u);
+    EXPECT_EQ(first.size() + second.size(), 40 * 22 + 8U);
     EXPECT_EQ(Send("80F24001 02 4F00 00"), "6A88");
     EXPECT_EQ(StatusOf("80F24000 02 4F00 00"), "6310");
 }

@@ -72,7 +72,7 @@ TEST_F(Delivery, ByBytesKeepsAWarningForTheEnd) {
     TalkByBytes();
     Send("80500000 08 0102030405060708");
     const Bytes response = FromHex(Send("00C0000020"));
-    ASSERT_EQ(response.size(), 34u);
+    ASSERT_EQ(response.size(), 34U);
     const Bytes hostChallenge = FromHex("0102030405060708");
     const Bytes cardChallenge(response.begin() + 13, response.begin() + 21);
     const GlobalPlatform::SessionKeys keys =

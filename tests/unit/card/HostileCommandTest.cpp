@@ -10,7 +10,7 @@ class HostileCommands : public CardDesk {
 protected:
     void ExpectStatusWord(const GlobalPlatform::Bytes& command) {
         const GlobalPlatform::Bytes response = card->Transmit(command);
-        ASSERT_GE(response.size(), 2u) << GlobalPlatform::HexText(command);
+        ASSERT_GE(response.size(), 2U) << GlobalPlatform::HexText(command);
         const int first = response[response.size() - 2];
         succeeded += first == 0x90 ? 1 : 0;
         ASSERT_TRUE(first == 0x90 || first == 0x94 || (first >= 0x61 && first <= 0x6F))

@@ -12,7 +12,7 @@ constexpr char IssuerEntry[] = "08A0000001510000000F9E9000";
 
 TEST_F(SecureChannel, BeginsWithAnAnswerOf32Bytes) {
     const std::string response = Send("80500000 08 0102030405060708 00");
-    ASSERT_EQ(response.size(), 2 * (32 + 2u));
+    ASSERT_EQ(response.size(), 2 * (32 + 2U));
     EXPECT_EQ(response.substr(0, 20), "4F525731506100C0FFEE");
     EXPECT_EQ(response.substr(20, 6), "010310");
     EXPECT_EQ(response.substr(58), "0000019000");
@@ -51,7 +51,7 @@ TEST_F(SecureChannel, CarriesExtendedLengths) {
     EXPECT_EQ(SendProtected("80E29000 00012F 5F50 82012A" + std::string(2 * 0x12A, 'A')), "9000");
     Authenticate(Level::CommandMac);
     const std::string stored = SendProtected("80CA5F50 000000");
-    EXPECT_EQ(stored.size(), 2 * (2 + 3 + 0x12A + 2u));
+    EXPECT_EQ(stored.size(), 2 * (2 + 3 + 0x12A + 2U));
 }
 
 TEST_F(SecureChannel, ChallengesAnewEachTime) {

@@ -81,7 +81,7 @@ TEST_F(CardAnswers, CanBeEmptyOrOneByteOrVeryLong) {
     EXPECT_EQ(Send("0001"), "");
     EXPECT_EQ(Send("0002"), "61");
     const std::string response = Send("0003");
-    EXPECT_EQ(response.size(), 2 * 70002u);
+    EXPECT_EQ(response.size(), 2 * 70002U);
     EXPECT_EQ(response.substr(0, 6), "ABABAB");
     EXPECT_EQ(response.substr(response.size() - 6), "AB9000");
 }
@@ -118,14 +118,14 @@ TEST_F(CardAnswers, LeaveTheCardAsItIs) {
 
 TEST_F(CardAnswers, DoNotMakeTheCardForgetWhatItHolds) {
     Answer("");
-    EXPECT_EQ(Send("80500000080102030405060708").size(), 68u);
+    EXPECT_EQ(Send("80500000080102030405060708").size(), 68U);
     Answer("answer 0001=9000\n");
     EXPECT_EQ(Send("848200001000000000000000000000000000000000"), "6300");  // the challenge is still there
 }
 
 TEST_F(CardAnswers, GoWithANewCardForAnotherFile) {
     Answer("");
-    EXPECT_EQ(Send("80500000080102030405060708").size(), 68u);
+    EXPECT_EQ(Send("80500000080102030405060708").size(), 68U);
     configuration.path = "other.conf";
     configuration.number = ++number;
     EXPECT_EQ(Send("848200001000000000000000000000000000000000"), "6985");

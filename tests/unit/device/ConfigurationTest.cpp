@@ -61,10 +61,10 @@ TEST_F(ConfigurationFile, IsReadAgainOnlyWhenItChanged) {
     Configure("[device]\nsales-code=ONE\n");
     EXPECT_EQ(SalesCode(), "ONE");
     EXPECT_EQ(SalesCode(), "ONE");
-    EXPECT_EQ(Device::Calls("vconf_get_str"), 2u);  // the count goes on: nothing was read in between
+    EXPECT_EQ(Device::Calls("vconf_get_str"), 2U);  // the count goes on: nothing was read in between
     Configure("[device]\nsales-code=ONE\n");
     EXPECT_EQ(SalesCode(), "ONE");
-    EXPECT_EQ(Device::Calls("vconf_get_str"), 1u);
+    EXPECT_EQ(Device::Calls("vconf_get_str"), 1U);
 }
 
 TEST_F(ConfigurationFile, CanBeAnotherOneWhenTheVariableChanges) {

@@ -125,7 +125,7 @@ TEST_P(FaultOfACodeFunction, IsItsResultAndTheCallIsCounted) {
     EXPECT_NE(GetParam().call(), -1234567);
     Configure("[fault " + std::string(GetParam().name) + "]\nresult=-1234567\n");
     EXPECT_EQ(GetParam().call(), -1234567);
-    EXPECT_EQ(Device::Calls(GetParam().name), 1u);
+    EXPECT_EQ(Device::Calls(GetParam().name), 1U);
     Configure("");
     EXPECT_NE(GetParam().call(), -1234567);
 }
@@ -175,7 +175,7 @@ TEST_F(Fault, CanBeNamedWithAndWithoutTheInternalSuffix) {
     for (const char* name : {"nfc_se_get_atr", "nfc_se_get_atr_internal"}) {
         Configure(std::string("[fault ") + name + "]\nresult=-7\n");
         EXPECT_EQ(nfc_se_get_atr_internal(nullptr, nullptr, nullptr), -7) << name;
-        EXPECT_EQ(Device::Calls(name), 1u);
+        EXPECT_EQ(Device::Calls(name), 1U);
     }
 }
 
@@ -192,7 +192,7 @@ TEST_F(Fault, WithTheSuccessCodeSucceedsWithoutDoingAnything) {
     connection_h connection = &marker;
     EXPECT_EQ(connection_create(&connection), CONNECTION_ERROR_NONE);
     EXPECT_EQ(connection, &marker);
-    EXPECT_EQ(Device::OpenHandles(), 0u);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }
 
 TEST_F(Fault, OfTheConfigurationValueIsANullTextWithTheReasonSet) {
@@ -234,10 +234,10 @@ TEST_F(Fault, OfARelaseWithoutAResultKeepsTheThing) {
     ASSERT_EQ(certsvc_instance_new(&instance), CERTSVC_SUCCESS);
     Configure("[fault certsvc_instance_free]\nresult=0\n");
     certsvc_instance_free(instance);
-    EXPECT_EQ(Device::OpenHandles(), 1u);
+    EXPECT_EQ(Device::OpenHandles(), 1U);
     Configure("");
     certsvc_instance_free(instance);
-    EXPECT_EQ(Device::OpenHandles(), 0u);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }
 
 TEST_F(Fault, OfTheLogLosesTheLine) {

@@ -15,12 +15,12 @@ TEST(KeyFile, RemembersTheLineOfEverySectionAndKey) {
     ASSERT_THAT(file.sections, SizeIs(2));
     EXPECT_EQ(file.sections[0].kind, "sim");
     EXPECT_EQ(file.sections[0].name, "0");
-    EXPECT_EQ(file.sections[0].line, 3u);
+    EXPECT_EQ(file.sections[0].line, 3U);
     EXPECT_EQ(file.sections[1].Heading(), "[network]");
     ASSERT_THAT(file.sections[1].entries, SizeIs(1));
     EXPECT_EQ(file.sections[1].entries[0].key, "type");
     EXPECT_EQ(file.sections[1].entries[0].value, "wifi");
-    EXPECT_EQ(file.sections[1].entries[0].line, 7u);
+    EXPECT_EQ(file.sections[1].entries[0].line, 7U);
 }
 
 TEST(KeyFile, TakesAValueAsItStandsUpToTheEndOfItsLine) {
@@ -39,9 +39,9 @@ TEST(KeyFile, AllowsBlanksInAKeyAndInAHeading) {
 TEST(KeyFile, NamesTheLineThatIsNeitherKeyNorHeading) {
     const KeyFile file = ParseKeyFile("[device]\nwhat is this\n=5\n");
     ASSERT_THAT(file.mistakes, SizeIs(2));
-    EXPECT_EQ(file.mistakes[0].line, 2u);
+    EXPECT_EQ(file.mistakes[0].line, 2U);
     EXPECT_THAT(file.mistakes[0].problem, HasSubstr("key=value"));
-    EXPECT_EQ(file.mistakes[1].line, 3u);
+    EXPECT_EQ(file.mistakes[1].line, 3U);
 }
 
 TEST(KeyFile, RefusesAKeyBeforeTheFirstHeading) {
@@ -55,10 +55,10 @@ TEST(KeyFile, RefusesASecondSectionAndASecondKeyOfOneNameAndSaysWhereTheFirstIs)
     const KeyFile file =
         ParseKeyFile("[network]\ntype=wifi\ntype=cellular\n[device]\n[network]\ntype=wifi\n");
     ASSERT_THAT(file.mistakes, SizeIs(2));
-    EXPECT_EQ(file.mistakes[0].line, 3u);
+    EXPECT_EQ(file.mistakes[0].line, 3U);
     EXPECT_EQ(file.mistakes[0].place, "[network] type");
     EXPECT_THAT(file.mistakes[0].problem, HasSubstr("line 2"));
-    EXPECT_EQ(file.mistakes[1].line, 5u);
+    EXPECT_EQ(file.mistakes[1].line, 5U);
     EXPECT_THAT(file.mistakes[1].problem, HasSubstr("line 1"));
 }
 
@@ -66,7 +66,7 @@ TEST(KeyFile, RefusesAHeadingThatDoesNotEndOrNamesNothingAndSkipsItsKeys) {
     for (const std::string heading : {"[network", "[]", "[  ]", "["}) {
         const KeyFile file = ParseKeyFile(heading + "\ntype=wifi\n");
         ASSERT_THAT(file.mistakes, SizeIs(1)) << heading;
-        EXPECT_EQ(file.mistakes[0].line, 1u);
+        EXPECT_EQ(file.mistakes[0].line, 1U);
         EXPECT_THAT(file.sections, IsEmpty());
     }
 }
@@ -74,5 +74,5 @@ TEST(KeyFile, RefusesAHeadingThatDoesNotEndOrNamesNothingAndSkipsItsKeys) {
 TEST(KeyFile, RefusesALineWithAZeroByte) {
     const KeyFile file = ParseKeyFile(std::string("[device]\nlocale=en\0GB\n", 22));
     ASSERT_THAT(file.mistakes, SizeIs(1));
-    EXPECT_EQ(file.mistakes[0].line, 2u);
+    EXPECT_EQ(file.mistakes[0].line, 2U);
 }

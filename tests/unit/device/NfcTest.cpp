@@ -57,7 +57,7 @@ TEST_F(Nfc, OpensTheEmbeddedElementAndExchangesCommands) {
     EXPECT_EQ(Send(handle, "00A4040000").substr(0, 4), "6F10");
     EXPECT_EQ(Send(handle, "80CA9F7F00").substr(0, 6), "9F7F2A");
     Close(handle);
-    EXPECT_EQ(Device::OpenHandles(), 0u);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }
 
 TEST_F(Nfc, LendsTheAnswerToResetForAsLongAsTheHandleIsOpen) {
@@ -81,8 +81,8 @@ TEST_F(Nfc, HasAUiccOnlyWhenTheDeviceHasOne) {
     handle = Open(NFC_SE_TYPE_UICC);
     EXPECT_EQ(Atr(handle), "3B01");
     Send(handle, "00A4040000");
-    EXPECT_EQ(Device::ExchangeCount(Device::Element::Uicc), 1u);
-    EXPECT_EQ(Device::ExchangeCount(Device::Element::Embedded), 0u);
+    EXPECT_EQ(Device::ExchangeCount(Device::Element::Uicc), 1U);
+    EXPECT_EQ(Device::ExchangeCount(Device::Element::Embedded), 0U);
     Close(handle);
 }
 
@@ -195,7 +195,7 @@ TEST_F(Nfc, KeepsWhatWasExchangedUntilTheConfigurationIsAnother) {
     Send(handle, "0001");
     Configure("");
     EXPECT_THAT(Device::Exchanges(), IsEmpty());
-    EXPECT_EQ(Device::ExchangeCount(), 0u);
+    EXPECT_EQ(Device::ExchangeCount(), 0U);
     Close(handle);
 }
 
@@ -203,8 +203,8 @@ TEST_F(Nfc, CountsTheOpenHandles) {
     const nfc_se_h first = Open();
     const nfc_se_h second = Open();
     EXPECT_NE(first, second);
-    EXPECT_EQ(Device::OpenHandles(), 2u);
+    EXPECT_EQ(Device::OpenHandles(), 2U);
     Close(first);
     Close(second);
-    EXPECT_EQ(Device::OpenHandles(), 0u);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }

@@ -259,5 +259,5 @@ TEST_F(Packages, RefuseCertificatesOfAnInstanceThatIsGone) {
     EXPECT_EQ(certsvc_certificate_get_visibility(certificate, &visibility), CERTSVC_WRONG_ARGUMENT);
     certsvc_certificate_free(certificate);
     certsvc_instance_free(instance);
-    EXPECT_EQ(Device::OpenHandles(), 0u);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }

@@ -83,11 +83,11 @@ TEST_F(Telephony, LosesASimThatIsTakenOutMeanwhile) {
 TEST_F(Telephony, TakesBackWhatItGaveOut) {
     Configure(TwoSims);
     Initialize(2);
-    EXPECT_EQ(Device::OpenHandles(), 2u);
+    EXPECT_EQ(Device::OpenHandles(), 2U);
     const telephony_h stale = list.handle[0];
     ASSERT_EQ(telephony_deinit(&list), TELEPHONY_ERROR_NONE);
     EXPECT_EQ(list.handle, nullptr);
-    EXPECT_EQ(Device::OpenHandles(), 0u);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
     EXPECT_EQ(Ask(telephony_network_get_mcc, stale), std::to_string(TELEPHONY_ERROR_INVALID_PARAMETER));
     EXPECT_EQ(telephony_deinit(&list), TELEPHONY_ERROR_INVALID_PARAMETER);
 }
@@ -106,5 +106,5 @@ TEST_F(Telephony, TakesEverythingBackThoughTheCallerSpoiledTheList) {
     list.handle[0] = nullptr;
     list.count = 17;
     EXPECT_EQ(telephony_deinit(&list), TELEPHONY_ERROR_NONE);
-    EXPECT_EQ(Device::OpenHandles(), 0u);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
 }

@@ -51,7 +51,7 @@ TEST(Aes, RefusesLengthsThatCannotBe) {
 TEST(Padding, FillsABlockAndAddsOneWhereNoneIsLeft) {
     EXPECT_EQ(Pad80({}), Hex("80000000000000000000000000000000"));
     EXPECT_EQ(Pad80(Bytes(15, 0x11)), Hex("11111111111111111111111111111180"));
-    EXPECT_EQ(Pad80(Bytes(16, 0x11)).size(), 32u);
+    EXPECT_EQ(Pad80(Bytes(16, 0x11)).size(), 32U);
 }
 
 TEST(Padding, IsTakenOffOnlyWhereItIsOne) {

@@ -55,12 +55,12 @@ TEST(CommandApdu, HasTheThreeExtendedCases) {
 TEST(CommandApdu, TakesTheMostThatALengthCanSay) {
     Bytes shortCommand = *FromHexText("00A40400FF");
     shortCommand.insert(shortCommand.end(), 255, 0xEE);
-    EXPECT_EQ(ParseCommand(shortCommand)->data.size(), 255u);
+    EXPECT_EQ(ParseCommand(shortCommand)->data.size(), 255U);
     Bytes extended = *FromHexText("00A4040000FFFF");
     extended.insert(extended.end(), 65535, 0xEE);
-    EXPECT_EQ(ParseCommand(extended)->data.size(), 65535u);
+    EXPECT_EQ(ParseCommand(extended)->data.size(), 65535U);
     extended.insert(extended.end(), 2, 0x00);
-    EXPECT_EQ(ParseCommand(extended)->expectedLength, 65536u);
+    EXPECT_EQ(ParseCommand(extended)->expectedLength, 65536U);
 }
 
 TEST(CommandApdu, IsRefusedWhenItsLengthsDoNotAgree) {
@@ -90,7 +90,7 @@ TEST(EncodedCommand, TakesExtendedLengthsOnlyWhereShortOnesDoNotReach) {
     command.data = GlobalPlatform::Bytes(256);
     command.expectedLength = 65536;
     const GlobalPlatform::Bytes bytes = GlobalPlatform::EncodeCommand(command);
-    EXPECT_EQ(bytes.size(), 4u + 3 + 256 + 2);
+    EXPECT_EQ(bytes.size(), 4U + 3 + 256 + 2);
     EXPECT_EQ(HexText(GlobalPlatform::First(bytes, 7)), "00000000000100");
     command.data = GlobalPlatform::Bytes(65536);
     EXPECT_THROW(GlobalPlatform::EncodeCommand(command), std::length_error);

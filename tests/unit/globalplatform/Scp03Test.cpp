@@ -79,7 +79,7 @@ TEST(CounterModeDerivation, AgreesWithThePublishedVectors) {
 }
 
 TEST(CounterModeDerivation, RefusesMoreThanItsCounterReaches) {
-    EXPECT_EQ(DeriveInCounterMode(Bytes(16), {}, {}, 255 * 128).size(), 255u * 16);
+    EXPECT_EQ(DeriveInCounterMode(Bytes(16), {}, {}, 255 * 128).size(), 255U * 16);
     EXPECT_THROW(DeriveInCounterMode(Bytes(16), {}, {}, 256 * 128), std::length_error);
 }
 
@@ -127,7 +127,7 @@ TEST(SecureMessaging, EncryptsUnderACounterThatCommandsWithoutDataMoveToo) {
     static_cast<void>(channel.host.Wrap(Command("80CA006600"), level));
     const Bytes vector = AesEncryptBlock(TestSession().encryption, Hex("00000000000000000000000000000002"));
     const CommandApdu wrapped = channel.host.Wrap(Command("80E2800003AABBCC"), level);
-    EXPECT_EQ(wrapped.data.size(), 16u + 8);
+    EXPECT_EQ(wrapped.data.size(), 16U + 8);
     EXPECT_EQ(
         First(wrapped.data, 16),
         AesEncryptCbc(TestSession().encryption, vector, Hex("AABBCC80000000000000000000000000")));

@@ -143,11 +143,11 @@ TEST_F(PortLines, SayWhoIsPrivileged) {
     Session("Open");
     AllLines().clear();
     EXPECT_FALSE(port->IsTrusted(ClientId()));
-    EXPECT_EQ("T IsTrusted: com.example.wallet is regular", Lines().back());
+    EXPECT_EQ(Lines().back(), "T IsTrusted: com.example.wallet is regular");
     std::string device = DeviceWorld::OrdinaryDevice();
     world.Configure(device.replace(device.find("com.example.platform]"), 20, package));
     EXPECT_TRUE(port->IsTrusted(ClientId()));
-    EXPECT_EQ("T IsTrusted: com.example.wallet is privileged", Lines().back());
+    EXPECT_EQ(Lines().back(), "T IsTrusted: com.example.wallet is privileged");
 }
 
 TEST_F(PortLines, BeginAndEndItsStopWithTraces) {
@@ -171,8 +171,8 @@ TEST_F(PortLines, WarnOfAClientWhoseProcessIsUnknown) {
     }
     WaitForLog("I/info: Client connected: dbus;" + name);
     const std::vector<std::string> lines = Lines();
-    ASSERT_LT(2u, lines.size());
-    EXPECT_EQ("W _handle_method_call: Client identifier is " + name, lines[0]);
+    ASSERT_GT(lines.size(), 2U);
+    EXPECT_EQ(lines[0], "W _handle_method_call: Client identifier is " + name);
     EXPECT_THAT(lines[1], StartsWith("T _handle_method_call: Method Session call from " + name + ". 0x"));
 }
 

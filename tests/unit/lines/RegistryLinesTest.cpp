@@ -50,7 +50,7 @@ TEST_F(RegistryLines, TellTheAddressOfTheOneRegistryAndOfTheOneApplication) {
 
 TEST_F(RegistryLines, BeginTheirEndWithATrace) {
     { const Na::ClientListener registry; }
-    EXPECT_EQ("I info: Stop waiting for Clients", AllLines().back());
+    EXPECT_EQ(AllLines().back(), "I info: Stop waiting for Clients");
     EXPECT_THAT(Lines(), ElementsAre("T ~ClientListener: "));
     AllLines().clear();
     { const Na::AppMain application; }

@@ -49,9 +49,9 @@ int AnswerAsTold() {
     return channelResult;
 }
 
-class LccmTest : public testing::Test {
+class CcmHandler : public testing::Test {
 protected:
-    LccmTest() {
+    CcmHandler() {
         conversion = Conversion();
         state.handleCCM = ConvertAsTold;
         state.openSecureSpi = AnswerAsTold;
@@ -86,12 +86,12 @@ std::string Text(const Bytes& bytes) {
 
 }  // namespace
 
-TEST_F(LccmTest, SplitsAListWithBothFormsOfLength) {
+TEST_F(CcmHandler, SplitsAListWithBothFormsOfLength) {
     EXPECT_THAT(
         Split({0x00, 0x03, 0x01, 0x02, 0x03, 0x00, 0x81, 0x02, 0x0A, 0x0B}), ElementsAre("010203", "0A0B"));
 }
 
-TEST_F(LccmTest, TakesOneByteOfLengthAfterEveryLongMark) {
+TEST_F(CcmHandler, TakesOneByteOfLengthAfterEveryLongMark) {
     for (const int mark : {0x80, 0x81, 0x82, 0x84, 0xFF}) {
         EXPECT_THAT(
             Split({0x00, static_cast<std::uint8_t>(mark), 0x02, 0x0A, 0x0B, 0x77, 0x01, 0xCC}),
@@ -100,11 +100,11 @@ TEST_F(LccmTest, TakesOneByteOfLengthAfterEveryLongMark) {
     }
 }
 
-TEST_F(LccmTest, ExaminesNoTag) {
+TEST_F(CcmHandler, ExaminesNoTag) {
     EXPECT_THAT(Split({0xFF, 0x01, 0x0A, 0x80, 0x01, 0x0B}), ElementsAre("0A", "0B"));
 }
 
-TEST_F(LccmTest, SplitsRecordsOfEveryLength) {
+TEST_F(CcmHandler, SplitsRecordsOfEveryLength) {
     for (std::size_t size = 0; size <= 255; ++size) {
         Bytes list = {0x00};
         if (size > 0x7F) {
@@ -117,7 +117,7 @@ TEST_F(LccmTest, SplitsRecordsOfEveryLength) {
     }
 }
 
-TEST_F(LccmTest, ReadsZerosBehindTheEndOfTheList) {
+TEST_F(CcmHandler, ReadsZerosBehindTheEndOfTheList) {
     EXPECT_THAT(Split({0x00, 0x05, 0x01, 0x02}), ElementsAre("0102000000"));
     EXPECT_THAT(Split({0x00, 0x81, 0x04, 0x01}), ElementsAre("01000000"));
     EXPECT_THAT(Split({0x00, 0x81}), ElementsAre(""));
@@ -125,11 +125,11 @@ TEST_F(LccmTest, ReadsZerosBehindTheEndOfTheList) {
     EXPECT_THAT(Split({0x00, 0x01, 0x0A, 0x00}), ElementsAre("0A", "")) << "a tag alone is a record, too";
 }
 
-TEST_F(LccmTest, ReadsZerosEvenWhereTheLibraryLeftSomething) {
+TEST_F(CcmHandler, ReadsZerosEvenWhereTheLibraryLeftSomething) {
     EXPECT_THAT(Split({0x00, 0x05, 0x01, 0x02, 0x99, 0x99, 0x99, 0x99}, 4), ElementsAre("0102000000"));
 }
 
-TEST_F(LccmTest, StaysInItsMemoryWhenTheLastRecordOfTheLongestListRunsPastIt) {
+TEST_F(CcmHandler, StaysInItsMemoryWhenTheLastRecordOfTheLongestListRunsPastIt) {
     const Bytes ends[] = {{0x00, 0x81, 0xFF}, {0x00, 0xFF, 0x80}, {0x00, 0x00, 0x00}, {0x01, 0x0A, 0x00}};
     const std::size_t lengths[] = {255, 128, 0, 10};
     for (int i = 0; i < 4; ++i) {
@@ -141,7 +141,7 @@ TEST_F(LccmTest, StaysInItsMemoryWhenTheLastRecordOfTheLongestListRunsPastIt) {
     }
 }
 
-TEST_F(LccmTest, LogsWhatItDoesWithAList) {
+TEST_F(CcmHandler, LogsWhatItDoesWithAList) {
     Split({0x00, 0x01, 0x0A});
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
@@ -149,7 +149,7 @@ TEST_F(LccmTest, LogsWhatItDoesWithAList) {
                                 "D handleScript: Apdus were successfully distinguished"));
 }
 
-TEST_F(LccmTest, HandsTheScriptToTheLibraryInAClearedBuffer) {
+TEST_F(CcmHandler, HandsTheScriptToTheLibraryInAClearedBuffer) {
     conversion.length = 1;
     std::vector<std::string> apdus;
     for (const std::size_t size : {std::size_t{0}, std::size_t{5}, Capacity}) {
@@ -162,7 +162,7 @@ TEST_F(LccmTest, HandsTheScriptToTheLibraryInAClearedBuffer) {
     }
 }
 
-TEST_F(LccmTest, RefusesAScriptLongerThanItsBufferWithoutAskingTheLibrary) {
+TEST_F(CcmHandler, RefusesAScriptLongerThanItsBufferWithoutAskingTheLibrary) {
     conversion.seenLength = -77;
     std::vector<std::string> apdus;
     EXPECT_FALSE(Lccm::handleScript(state, Repeated(Capacity + 1, 0x5A), apdus));
@@ -172,7 +172,7 @@ TEST_F(LccmTest, RefusesAScriptLongerThanItsBufferWithoutAskingTheLibrary) {
         world.LocatedLog(), ElementsAre("E handleScript: Script of 92161 bytes is longer than its buffer"));
 }
 
-TEST_F(LccmTest, TakesABadResultOrAnImpossibleLengthForAFailure) {
+TEST_F(CcmHandler, TakesABadResultOrAnImpossibleLengthForAFailure) {
     struct {
         int result;
         std::int32_t length;
@@ -188,7 +188,7 @@ TEST_F(LccmTest, TakesABadResultOrAnImpossibleLengthForAFailure) {
     }
 }
 
-TEST_F(LccmTest, AddsToTheApdusThatAreThere) {
+TEST_F(CcmHandler, AddsToTheApdusThatAreThere) {
     conversion.converted = {0x00, 0x01, 0x0B};
     conversion.length = 3;
     std::vector<std::string> apdus = {"0A"};
@@ -196,7 +196,7 @@ TEST_F(LccmTest, AddsToTheApdusThatAreThere) {
     EXPECT_THAT(apdus, ElementsAre("0A", "0B"));
 }
 
-TEST_F(LccmTest, FindsNoRecordWithoutBuffersOrOutsideTheList) {
+TEST_F(CcmHandler, FindsNoRecordWithoutBuffersOrOutsideTheList) {
     const Bytes list(300);
     std::uint8_t out[262] = {};
     std::int32_t length = 77;
@@ -210,7 +210,7 @@ TEST_F(LccmTest, FindsNoRecordWithoutBuffersOrOutsideTheList) {
     EXPECT_EQ(length, 77);
 }
 
-TEST_F(LccmTest, GivesTheStepToTheNextRecordWithoutItsFirstTwoBytes) {
+TEST_F(CcmHandler, GivesTheStepToTheNextRecordWithoutItsFirstTwoBytes) {
     Bytes list = {0x00, 0x03, 0x01, 0x02, 0x03, 0x00, 0x81, 0x02, 0x0A, 0x0B};
     list.resize(list.size() + 300);
     std::uint8_t out[262] = {};
@@ -223,7 +223,7 @@ TEST_F(LccmTest, GivesTheStepToTheNextRecordWithoutItsFirstTwoBytes) {
     EXPECT_EQ(std::memcmp(out, "\x0A\x0B", 2), 0);
 }
 
-TEST_F(LccmTest, AcceptsResponsesByTheirStatusWord) {
+TEST_F(CcmHandler, AcceptsResponsesByTheirStatusWord) {
     struct {
         const char* instruction;
         const char* response;
@@ -253,7 +253,7 @@ TEST_F(LccmTest, AcceptsResponsesByTheirStatusWord) {
     }
 }
 
-TEST_F(LccmTest, OpensTheChannelWithExactlyOne) {
+TEST_F(CcmHandler, OpensTheChannelWithExactlyOne) {
     channelResult = 1;
     EXPECT_EQ(Lccm::openChannel(state), 1);
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D openChannel: Secure SPI was opened"));
@@ -265,7 +265,7 @@ TEST_F(LccmTest, OpensTheChannelWithExactlyOne) {
     }
 }
 
-TEST_F(LccmTest, ClosesTheChannelWithExactlyOne) {
+TEST_F(CcmHandler, ClosesTheChannelWithExactlyOne) {
     channelResult = 1;
     Lccm::closeChannel(state);
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D closeChannel: SPI channel was closed correctly"));
@@ -277,7 +277,7 @@ TEST_F(LccmTest, ClosesTheChannelWithExactlyOne) {
     }
 }
 
-TEST_F(LccmTest, IsAvailableWithAllThreeFunctions) {
+TEST_F(CcmHandler, IsAvailableWithAllThreeFunctions) {
     EXPECT_TRUE(Lccm::isAvaliable(state));
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D isAvaliable: Lccm functionality available"));
     Lccm::LibraryState partial[] = {state, state, state};
@@ -292,7 +292,7 @@ TEST_F(LccmTest, IsAvailableWithAllThreeFunctions) {
     }
 }
 
-TEST_F(LccmTest, LoadsTheLibraryOnceAndUnloadsItOnce) {
+TEST_F(CcmHandler, LoadsTheLibraryOnceAndUnloadsItOnce) {
     world.InstallInHouseLibraries();
     Lccm::LibraryState empty = {};
     EXPECT_TRUE(Lccm::loadLibrary(empty));
@@ -309,7 +309,7 @@ TEST_F(LccmTest, LoadsTheLibraryOnceAndUnloadsItOnce) {
             "D loadLibrary: Library already opened", "D unloadLibrary: Unloading sem library"));
 }
 
-TEST_F(LccmTest, KeepsTheFunctionsFoundBeforeOneThatIsMissing) {
+TEST_F(CcmHandler, KeepsTheFunctionsFoundBeforeOneThatIsMissing) {
     world.InstallInHouseLibraries();
     const char* const names[] = {"openSecureSpi", "closeSecureSpi", "handleCCM"};
     for (int missing = 0; missing < 3; ++missing) {
@@ -333,7 +333,7 @@ TEST_F(LccmTest, KeepsTheFunctionsFoundBeforeOneThatIsMissing) {
     }
 }
 
-TEST_F(LccmTest, ExistsWithoutItsLibraryAndAlwaysSaysSo) {
+TEST_F(CcmHandler, ExistsWithoutItsLibraryAndAlwaysSaysSo) {
     {
         Lccm lccm;
         EXPECT_EQ(lccm.handleCcmScript(""), Lccm::LibraryMissing);
@@ -350,7 +350,7 @@ TEST_F(LccmTest, ExistsWithoutItsLibraryAndAlwaysSaysSo) {
             "D ~Lccm: Lccm object destruction."));
 }
 
-TEST_F(LccmTest, HoldsTheLibraryForItsOwnLife) {
+TEST_F(CcmHandler, HoldsTheLibraryForItsOwnLife) {
     world.InstallInHouseLibraries();
     {
         const Lccm lccm;
