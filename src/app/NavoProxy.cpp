@@ -47,14 +47,14 @@ ResultCode ResultOf(HttpOutcome failure) {
     }
 }
 
-// The server's own result becomes the current one; an answer without any is a success.
-void AdoptResult(const std::string& answer) {
-    const Json json(answer);
-    if (answer.empty()) {
+// The server's own result becomes the current one; an answer without any is a success. A text that cannot be
+// shown to the JSON library may hold any result, so it counts as no answer.
+void AdoptResult(const std::string& body, const Json& answer) {
+    if (body.empty() || answer.WasRefused()) {
         SetResultCode(ResultCode::NoResponseFromServer);
         return;
     }
-    const std::string result = json.Get("resultCode");
+    const std::string& result = answer.Get("resultCode");
     if (result.empty()) {
         SetResultCode(ResultCode::Done);
     } else {
@@ -63,7 +63,7 @@ void AdoptResult(const std::string& answer) {
 }
 
 // Body of a good answer; every other end of the exchange gives an empty text and its result.
-std::string TakeAnswer(const Http& http, HttpOutcome outcome) {
+std::string TakeBody(Http& http, HttpOutcome outcome, Json& answer) {
     if (outcome != HttpOutcome::Completed) {
         SetResultCode(ResultOf(outcome));
         return {};
@@ -77,10 +77,23 @@ std::string TakeAnswer(const Http& http, HttpOutcome outcome) {
         SetResultCodeText(std::to_string(status));
         return {};
     }
-    const std::string answer = http.GetResponse();
-    AdoptResult(answer);
-    return answer;
+    std::string body = http.TakeResponse();
+    answer = Json(body);
+    AdoptResult(body, answer);
+    return body;
 }
+
+// The connection goes down on every way out.
+class ConnectionUse {
+public:
+    explicit ConnectionUse(Network& connectedNetwork) : network(connectedNetwork) {}
+    ~ConnectionUse() { network.ConnectionDown(); }
+    ConnectionUse(const ConnectionUse&) = delete;
+    ConnectionUse& operator=(const ConnectionUse&) = delete;
+
+private:
+    Network& network;
+};
 
 // The text repeated as a whole until it is longer than `length`.
 std::string Stretch(const std::string& text, std::size_t length) {
@@ -110,6 +123,7 @@ NavoProxy::NavoProxy(const std::string& serverUrl) : url(serverUrl) {
         url = GetNavoAddress();
     }
     if (url.empty()) {
+        isServerKnown = IsNavoAddressReadable();
         url = NAVO_DEFAULT_SERVER_URL;
     }
 }
@@ -123,8 +137,8 @@ std::string NavoProxy::GetSessionKey(const std::string& val1, const std::string&
     }
     const std::string inp1 = Stretch(val1, length);
     const std::string inp2 = Stretch(val2, length);
-    LogPrint(LogDebug, LOCATED("inp1[%u]: %s"), LengthOf(inp1), inp1.c_str());
-    LogPrint(LogDebug, LOCATED("inp2[%u]: %s"), LengthOf(inp2), inp2.c_str());
+    LogPrint(LogTrace, LOCATED("inp1[%u]: %s"), LengthOf(inp1), inp1.c_str());
+    LogPrint(LogTrace, LOCATED("inp2[%u]: %s"), LengthOf(inp2), inp2.c_str());
 
     Bytes mixed = StringToBytes(inp1.substr(0, inp2.size()));
     std::transform(
@@ -132,24 +146,28 @@ std::string NavoProxy::GetSessionKey(const std::string& val1, const std::string&
             return static_cast<std::uint8_t>(left ^ static_cast<std::uint8_t>(right));
         });
     const std::string key = BytesToHex(Sha256(mixed));
-    LogPrint(LogDebug, LOCATED("skey[%u]: %s"), LengthOf(key), key.c_str());
+    LogPrint(LogTrace, LOCATED("skey[%u]: %s"), LengthOf(key), key.c_str());
     return key;
 }
 
 std::string NavoProxy::SendRequest(const std::string& context, const Json& message) {
     SetResultCode(ResultCode::UnknownError);
+    answer = Json();
+    if (!isServerKnown) {
+        return {};
+    }
     Network* const network = Network::GetInstance();
     if (!network->ConnectionUp()) {
         return {};
     }
-    Http http(context, &connections);
+    Http http(context, &ConnectionShare::OfProcess());
+    const ConnectionUse use(*network);  // ends before the exchange does
     const std::string proxy = network->GetProxyUrl();
+    ConnectionShare::OfProcess().Prepare({url, proxy, network->GetConnectionKind()});
     const std::string body = BodyPrefix + message.Construct();
     LogPrint(LogTrace, LOCATED("%s <= %s"), url.c_str(), body.c_str());
     const HttpOutcome outcome = http.SendRequest(url + Endpoint, HttpRequest::Post, body, proxy);
-    const std::string answer = TakeAnswer(http, outcome);
-    network->ConnectionDown();
-    return answer;
+    return TakeBody(http, outcome, answer);
 }
 
 std::string NavoProxy::InitializeApdu(

@@ -12,7 +12,8 @@ namespace Na {
 // the server's "resultCode", an HTTP status, or the code of a transport failure.
 class NavoProxy {
 public:
-    // An empty URL means the stored address, and without one the built-in default.
+    // An empty URL means the stored address, and without one the built-in default. A proxy that cannot read
+    // the stored one sends nothing.
     explicit NavoProxy(const std::string& url = std::string());
     virtual ~NavoProxy() = default;
     NavoProxy(const NavoProxy&) = delete;
@@ -25,6 +26,9 @@ public:
     // Sends one message and returns the body of the answer, empty on any failure. `context` is the
     // port-qualified client id and names the client's cookies.
     std::string SendRequest(const std::string& context, const Json& message);
+
+    // Members of the answer to the latest message, none when it failed: nobody has to read it once more.
+    const Json& LatestAnswer() const { return answer; }
 
     // Begins a session with a new UUID. `sessionSeed` goes into the session key and is not sent itself.
     std::string InitializeApdu(
@@ -40,8 +44,9 @@ public:
 
 private:
     std::string url;
-    std::string uuid;             // of the current session; empty before InitializeApdu
-    ConnectionShare connections;  // kept between the requests of this job
+    bool isServerKnown = true;  // false when an address is stored and cannot be read: no other is talked to
+    std::string uuid;           // of the current session; empty before InitializeApdu
+    Json answer;                // members of the latest answer
 };
 
 }  // namespace Na

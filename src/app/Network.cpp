@@ -68,4 +68,8 @@ std::string Network::GetProxyUrl() {
     return proxy;
 }
 
+std::string Network::GetConnectionKind() const {
+    return current != nullptr ? current->GetName() + " " + current->GetConnectionKind() : std::string();
+}
+
 }  // namespace Na

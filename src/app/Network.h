@@ -15,6 +15,9 @@ public:
     virtual bool OpenConnection() = 0;
     virtual void CloseConnection() = 0;
     virtual std::string GetProxyAddress() = 0;  // empty without a proxy
+
+    // Which kind of connection is open, told apart from every other kind; empty while none is.
+    virtual std::string GetConnectionKind() const { return {}; }
 };
 
 // What would be told when the network changes; no platform tells it yet.
@@ -44,6 +47,9 @@ public:
 
     // The current interface's proxy; empty without a proxy or without a connection.
     std::string GetProxyUrl();
+
+    // The kind of the current connection, empty without one.
+    std::string GetConnectionKind() const;
 
 private:
     std::vector<std::unique_ptr<INetwork>> interfaces;

@@ -1,16 +1,10 @@
 #include "common/Http.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <array>
-#include <new>
 #include <utility>
 
+#include "common/CookieFile.h"
 #include "common/Debug.h"
-#include "common/Locations.h"
 #include "common/Owned.h"
 #include "common/Utils.h"
 
@@ -19,8 +13,6 @@ namespace Na {
 namespace {
 
 constexpr long ConnectTimeoutSeconds = 20;
-constexpr int SilenceTimeoutMilliseconds = 20000;
-constexpr long MaximumRedirects = 30;
 constexpr int Attempts = 4;
 constexpr char PublicPage[] = "https://www.example.com/";
 
@@ -55,16 +47,6 @@ Failure FailureOf(CURLcode code) {
     return {code, HttpOutcome::OtherFailure, false};
 }
 
-using Headers = OwnedBy<curl_slist, curl_slist_free_all>;
-
-// What libcurl works with during one exchange. The handle goes before the buffers that it knows of.
-struct Exchange {
-    std::array<char, CURL_ERROR_SIZE> errorText{};
-    std::string received;
-    OwnedBy<CURL, curl_easy_cleanup> curl{curl_easy_init()};
-    Headers headers;
-};
-
 // The event is busy for as long as an exchange goes on.
 class BusyTime {
 public:
@@ -77,21 +59,6 @@ private:
     CompletionEvent& event;
 };
 
-void AddHeader(Headers& headers, const char* header) {
-    if (curl_slist* const longer = curl_slist_append(headers.get(), header)) {
-        static_cast<void>(headers.release());
-        headers.reset(longer);
-    }
-}
-
-std::string CookieFile(std::string context) {
-    static const std::string replaced = ";:,/\\*+";
-    std::replace_if(
-        context.begin(), context.end(),
-        [](char character) { return replaced.find(character) != std::string::npos; }, '_');
-    return std::string(Locations::CookieDirectory) + "/" + context;
-}
-
 void SetProxy(CURL* curl, std::string proxy) {
     if (proxy.empty()) {
         return;
@@ -103,7 +70,7 @@ void SetProxy(CURL* curl, std::string proxy) {
     curl_easy_setopt(curl, CURLOPT_PROXY, proxy.c_str());
 }
 
-void SetTarget(Exchange& exchange, const std::string& url, const std::string& proxy) {
+void SetTarget(HttpExchange& exchange, const std::string& url, const std::string& proxy) {
     CURL* const curl = exchange.curl.get();
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, exchange.errorText.data());
     SetProxy(curl, proxy);
@@ -112,13 +79,13 @@ void SetTarget(Exchange& exchange, const std::string& url, const std::string& pr
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, ConnectTimeoutSeconds);
     curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
     curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    AddHeader(exchange.headers, "User-Agent: libcurl");
-    AddHeader(exchange.headers, "Accept: */*");
+    exchange.AddHeader("User-Agent: libcurl");
+    exchange.AddHeader("Accept: */*");
 }
 
 // The server takes the body without any blank, also inside of values.
-void SetPostBody(Exchange& exchange, std::string body) {
-    AddHeader(exchange.headers, "Content-type: application/x-www-form-urlencoded");
+void SetPostBody(HttpExchange& exchange, std::string body) {
+    exchange.AddHeader("Content-type: application/x-www-form-urlencoded");
     body.erase(std::remove(body.begin(), body.end(), ' '), body.end());
     if (body.empty()) {
         return;
@@ -130,7 +97,7 @@ void SetPostBody(Exchange& exchange, std::string body) {
     curl_easy_setopt(exchange.curl.get(), CURLOPT_COPYPOSTFIELDS, body.c_str());
 }
 
-bool SetRequest(Exchange& exchange, HttpRequest type, const std::string& body) {
+bool SetRequest(HttpExchange& exchange, HttpRequest type, const std::string& body) {
     switch (type) {
         case HttpRequest::Post:
             SetPostBody(exchange, body);
@@ -143,7 +110,7 @@ bool SetRequest(Exchange& exchange, HttpRequest type, const std::string& body) {
     return false;
 }
 
-void SetReceiver(Exchange& exchange) {
+void SetReceiver(HttpExchange& exchange) {
     CURL* const curl = exchange.curl.get();
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, curl_write_cb);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &exchange.received);
@@ -155,7 +122,7 @@ void SetCookieFile(CURL* curl, const std::string& file) {
     LogPrint(LogTrace, LOCATED_IN("SendRequest", "Cookies storage: %s"), file.c_str());
     const std::string folder = file.substr(0, file.rfind('/'));
     LogPrint(LogTrace, LOCATED_IN("SendRequest", "dir: %s"), folder.c_str());
-    if (!SystemMkDir(folder)) {
+    if (!SystemMkDir(folder) || !MayKeepCookiesIn(file)) {
         LogPrint(LogWarning, LOCATED_IN("SendRequest", "Can't use cookies. System error"));
         return;
     }
@@ -163,29 +130,28 @@ void SetCookieFile(CURL* curl, const std::string& file) {
     curl_easy_setopt(curl, CURLOPT_COOKIEJAR, file.c_str());
 }
 
-// A kept connection whose link went dead would otherwise block the service until the system gives up
-// resending, after many minutes.
-int LimitSilence(void*, curl_socket_t socket, curlsocktype) {
-    const int limit = SilenceTimeoutMilliseconds;
-    setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &limit, sizeof limit);
-    return CURL_SOCKOPT_OK;
-}
-
-// A redirect loop has no end of its own with a libcurl older than 8.3.
-void SetConnection(CURL* curl, const ConnectionShare* connections) {
-    if (connections != nullptr) {
-        connections->Join(curl);
+// Leaves as few copies of a large text as can be. A text without an escape is its own unescaped form.
+std::string Unescape(CURL* curl, std::string text) {
+    if (text.find('%') == std::string::npos) {
+        return text;
     }
-    curl_easy_setopt(curl, CURLOPT_MAXREDIRS, MaximumRedirects);
-    curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, LimitSilence);
-}
-
-std::string Unescape(CURL* curl, const std::string& text) {
     int length = 0;
     const OwnedBy<void, curl_free> plain(
         curl_easy_unescape(curl, text.c_str(), static_cast<int>(text.size()), &length));
+    std::string().swap(text);
     return plain ? std::string(static_cast<const char*>(plain.get()), static_cast<std::size_t>(length))
                  : std::string();
+}
+
+// Says where a redirect would have led that is not followed.
+void LogRefusedRedirect(CURL* curl, CURLcode code) {
+    long redirects = 0;
+    char* address = nullptr;
+    if (code == CURLE_UNSUPPORTED_PROTOCOL &&
+        curl_easy_getinfo(curl, CURLINFO_REDIRECT_COUNT, &redirects) == CURLE_OK && redirects > 0 &&
+        curl_easy_getinfo(curl, CURLINFO_EFFECTIVE_URL, &address) == CURLE_OK && address != nullptr) {
+        LogPrint(LogError, LOCATED_IN("SendRequest", "Redirect to %s is not followed"), address);
+    }
 }
 
 }  // namespace
@@ -202,31 +168,22 @@ _CURL_LIFECYCLE::~_CURL_LIFECYCLE() {
     curl_global_cleanup();
 }
 
-std::size_t curl_write_cb(char* data, std::size_t size, std::size_t count, void* target) {
-    auto* const text = static_cast<std::string*>(target);
-    const std::size_t before = text->size();
-    text->append(data, size * count);
-    LogPrint(LogTrace, LOCATED("WCB: data:\n"));
-    LogPrint(LogTrace, LOCATED("%s"), text->c_str() + before);
-    return size * count;
-}
-
 struct Http::Record {
-    Record(const std::string& clientContext, const ConnectionShare* jobConnections)
-        : context(clientContext), connections(jobConnections) {}
+    Record(const std::string& clientContext, ConnectionShare* sharedConnections)
+        : context(clientContext), connections(sharedConnections) {}
 
     // Performs the exchange, again while its failures are of a kind that may pass.
-    HttpOutcome Perform(Exchange& exchange);
-    bool Attempt(Exchange& exchange, Failure& failure);
+    HttpOutcome Perform(HttpExchange& exchange);
+    bool Attempt(HttpExchange& exchange, Failure& failure);
 
     CompletionEvent event;
     std::string response;
     int status = 0;
     std::string context;
-    const ConnectionShare* connections;  // not owned
+    ConnectionShare* connections;  // not owned
 };
 
-HttpOutcome Http::Record::Perform(Exchange& exchange) {
+HttpOutcome Http::Record::Perform(HttpExchange& exchange) {
     Failure failure = {};
     for (int attempt = 0; attempt < Attempts; ++attempt) {
         if (Attempt(exchange, failure)) {
@@ -239,19 +196,27 @@ HttpOutcome Http::Record::Perform(Exchange& exchange) {
     return failure.outcome;
 }
 
-bool Http::Record::Attempt(Exchange& exchange, Failure& failure) {
+bool Http::Record::Attempt(HttpExchange& exchange, Failure& failure) {
     CURL* const curl = exchange.curl.get();
-    exchange.received.clear();
+    exchange.BeginAttempt();
     status = 0;
-    const CURLcode code = curl_easy_perform(curl);
+    const CURLcode code = exchange.EndAttempt(curl_easy_perform(curl));
     if (code != CURLE_OK) {
         LogPrint(
             LogDebug, LOCATED_IN("SendRequest", "Error sending request: %d %s\nError details: %s"),
             static_cast<int>(code), curl_easy_strerror(code), exchange.errorText.data());
+        LogRefusedRedirect(curl, code);
         failure = FailureOf(code);
         return false;
     }
-    response = Unescape(curl, exchange.received);
+    if (exchange.IsTooLong()) {
+        LogPrint(
+            LogError, LOCATED_IN("SendRequest", "The answer is longer than %u bytes"),
+            static_cast<unsigned>(LongestBody));
+        failure = {code, HttpOutcome::NoResponse, false};
+        return false;
+    }
+    response = Unescape(curl, std::move(exchange.received));
     long httpStatus = 0;
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &httpStatus);
     status = static_cast<int>(httpStatus);
@@ -259,7 +224,7 @@ bool Http::Record::Attempt(Exchange& exchange, Failure& failure) {
     return true;
 }
 
-Http::Http(const std::string& context, const ConnectionShare* connections)
+Http::Http(const std::string& context, ConnectionShare* connections)
     : record(std::make_unique<Record>(context, connections)) {}
 
 Http::~Http() = default;
@@ -272,7 +237,7 @@ HttpOutcome Http::SendRequest(
         return HttpOutcome::OtherFailure;
     }
     const BusyTime busy(record->event);
-    Exchange exchange;
+    HttpExchange exchange;
     if (!exchange.curl) {
         LogPrint(LogError, LOCATED("Fatal: can't init curl"));
         return HttpOutcome::OtherFailure;
@@ -284,9 +249,17 @@ HttpOutcome Http::SendRequest(
         return HttpOutcome::UnsupportedRequest;
     }
     SetReceiver(exchange);
-    SetCookieFile(exchange.curl.get(), CookieFile(record->context));
-    SetConnection(exchange.curl.get(), record->connections);
-    return record->Perform(exchange);
+    SetCookieFile(exchange.curl.get(), CookieFileOf(record->context));
+    ConnectionShare* const connections = record->connections;
+    if (connections != nullptr) {
+        connections->Join(exchange.curl.get());
+    }
+    exchange.SetBounds(url);
+    const HttpOutcome outcome = record->Perform(exchange);
+    if (connections != nullptr) {
+        connections->Leave(exchange.curl.get(), outcome == HttpOutcome::Completed);
+    }
+    return outcome;
 }
 
 std::string Http::GetResponse() const {
@@ -297,6 +270,16 @@ std::string Http::GetResponse() const {
     record->event.Wait(0);
     LogPrint(LogTrace, LOCATED("HTTP: resp %s"), record->response.c_str());
     return record->response;
+}
+
+std::string Http::TakeResponse() {
+    std::string response;
+    if (record) {
+        record->event.Wait(0);
+        LogPrint(LogTrace, LOCATED_IN("GetResponse", "HTTP: resp %s"), record->response.c_str());
+        response.swap(record->response);
+    }
+    return response;
 }
 
 int Http::GetResponseCode() const {

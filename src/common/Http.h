@@ -6,6 +6,7 @@
 #include <string>
 
 #include "common/ConnectionShare.h"
+#include "common/HttpExchange.h"
 
 namespace Na {
 
@@ -34,14 +35,11 @@ enum class HttpOutcome : unsigned {
 
 enum class HttpRequest : unsigned { Post = 0, Get = 1 };
 
-// libcurl's write callback: appends the bytes to the std::string `target`, and takes them all.
-std::size_t curl_write_cb(char* data, std::size_t size, std::size_t count, void* target);
-
 // Made for one exchange, used once. A moved-from object refuses every exchange.
 class Http {
 public:
     // `context` names the file of cookies. `connections` may be null; else it outlives this object.
-    explicit Http(const std::string& context, const ConnectionShare* connections = nullptr);
+    explicit Http(const std::string& context, ConnectionShare* connections = nullptr);
     virtual ~Http();
     Http(Http&&) noexcept;
 
@@ -51,8 +49,11 @@ public:
     HttpOutcome SendRequest(
         const std::string& url, HttpRequest type, const std::string& body, const std::string& proxy);
 
-    // Body of the last completed exchange, URL-unescaped.
+    // Body of the last completed exchange, URL-unescaped; at most LongestBody before that.
     std::string GetResponse() const;
+
+    // The same, which the object then no longer has: a body can be large.
+    std::string TakeResponse();
 
     // HTTP status of the last exchange, 0 until an answer arrived.
     int GetResponseCode() const;

@@ -33,10 +33,6 @@ const gchar* TextOfMember(JsonObject* object, const gchar* name) {
 }
 
 bool Load(JsonParser* parser, const std::string& text) {
-    if (const char* const reason = ReasonToRefuseJson(text)) {
-        LogPrint(LogError, LOCATED_IN("Parse", "json_parser_load_from_data failed : %s"), reason);
-        return false;
-    }
     GError* raw = nullptr;
     const bool loaded =
         json_parser_load_from_data(parser, text.data(), static_cast<gssize>(text.size()), &raw);
@@ -59,9 +55,10 @@ void Json::Set(const std::string& key, const std::string& value) {
     members[key] = value;
 }
 
-std::string Json::Get(const std::string& key) const {
+const std::string& Json::Get(const std::string& key) const {
+    static const std::string absent;
     const auto member = members.find(key);
-    return member != members.end() ? member->second : std::string();
+    return member != members.end() ? member->second : absent;
 }
 
 std::string Json::Construct() const {
@@ -78,6 +75,12 @@ std::string Json::Construct() const {
 
 bool Json::Parse(const std::string& text) {
     LogPrint(LogTrace, LOCATED("data: %.120s"), text.c_str());
+    const char* const reason = ReasonToRefuseJson(text);
+    refused = reason != nullptr && !IsBlank(text);
+    if (reason != nullptr) {
+        LogPrint(LogError, LOCATED("json_parser_load_from_data failed : %s"), reason);
+        return false;
+    }
     const OwnedObject<JsonParser> parser(json_parser_new());
     if (!Load(parser.get(), text)) {
         return false;
@@ -100,7 +103,7 @@ bool Json::Parse(const std::string& text) {
             LogPrint(LogWarning, LOCATED("Error parsing JSON object"));
             LogPrint(LogTrace, LOCATED("%s value is NULL"), name);
         }
-        members[ToValidUtf8(name)] = ToValidUtf8(value != nullptr ? value : "");
+        members[ToValidUtf8(name)] = value != nullptr ? ToValidUtf8(value) : std::string();
     }
     return true;
 }

@@ -6,7 +6,10 @@
 
 namespace {
 
-constexpr unsigned MaximumDepth = 64;
+// So many objects within each other take 87 KB of the parser's stack (64 bits, json-glib 1.6); it has 8 MB.
+constexpr unsigned MaximumDepth = 512;
+
+constexpr char Blanks[] = " \t\r\n";
 
 // Walks over a text once, by the lexical rules of json-glib: beside JSON it takes comments and texts in
 // single quotes, and knows no escapes in the latter.
@@ -15,8 +18,12 @@ public:
     explicit Walk(const std::string& input) : text(input) {}
 
     const char* ReasonToRefuse() {
-        if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
+        if (Na::IsBlank(text)) {
             return "the text is empty";
+        }
+        // The library itself refuses a page of markup, at its first character.
+        if (text[text.find_first_not_of(Blanks)] == '<') {
+            return nullptr;
         }
         while (reason == nullptr && position < text.size()) {
             Step();
@@ -51,7 +58,7 @@ private:
 
     void Descend() {
         if (++depth > MaximumDepth) {
-            reason = "nested deeper than 64 levels";
+            reason = "nested deeper than 512 levels";
         }
     }
 
@@ -126,4 +133,8 @@ private:
 
 const char* Na::ReasonToRefuseJson(const std::string& text) {
     return Walk(text).ReasonToRefuse();
+}
+
+bool Na::IsBlank(const std::string& text) {
+    return text.find_first_not_of(Blanks) == std::string::npos;
 }

@@ -10,4 +10,7 @@ namespace Na {
 // escapes; a text that is refused here for another reason than its depth is no JSON.
 const char* ReasonToRefuseJson(const std::string& text);
 
+// Whether there is nothing in the text: no JSON, and nothing that could be misread either.
+bool IsBlank(const std::string& text);
+
 }  // namespace Na

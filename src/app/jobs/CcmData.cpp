@@ -10,6 +10,7 @@ void Na::Job_HANDLE_CCM_DATA::Execute() {
     SetResultCode(ResultCode::UnknownError);
     const std::string script = request->data[Key::CcmScriptData];
     LogPrint(LogTrace, JOB_LOCATED("CCM[%d]: %s"), static_cast<int>(script.size()), script.c_str());
+    result[Key::LccmReturnCode] = "-5";  // stands when a record is too short to be a command
     Lccm lccm;
     LogPrint(LogTrace, JOB_LOCATED(""));
     const int verdict = lccm.handleCcmScript(script);

@@ -50,6 +50,7 @@ void Job_GET_CPLC::Execute() {
 void Job_GET_MEMORY::Execute() {
     LogPrint(LogInfo, "info: Get Memory");
     SetResultCode(ResultCode::UnknownError);
+    result[Key::ReturnCode] = "0";  // stands when the card's answer cannot be read
     std::int32_t freeMemory = 0;
     {
         SeSession session(request->readerKind);
@@ -72,6 +73,10 @@ void Job_CHECK_ELIGIBILITY::Execute() {
         SeSession session(request->readerKind);
         if (session.IsOpen()) {
             ReadCplc(*this, session.Element());
+            // A card that was asked and gave none has left the code of a good transmission.
+            if (request->seId.empty()) {
+                SetResultCode(ResultCode::UnknownError);
+            }
         }
     }
     if (!request->seId.empty()) {

@@ -68,7 +68,10 @@ std::string SendApdu(const AgentJob& job, Se& se, const std::string& commandSet)
             LogPrint(LogError, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "Empty rAPDU"));
             return NoResponse;
         }
-        output.append("01").append(response).append("/");
+        // A set that cannot be sent any more is not kept growing: only that it is too long still counts.
+        if (output.size() <= LongestResponseSet + 1) {
+            output.append("01").append(response).append("/");
+        }
         begin = end;
     }
     output.pop_back();

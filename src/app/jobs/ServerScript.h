@@ -16,8 +16,8 @@ public:
     void Execute() override;
 
 private:
-    std::string BeginSession(NavoProxy& server);
-    std::string RunCommandSet(Se& se, const std::string& response);
+    void BeginSession(NavoProxy& server);
+    std::string RunCommandSet(Se& se, const NavoProxy& server);
 };
 
 }  // namespace Na

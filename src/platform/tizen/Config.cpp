@@ -1,7 +1,13 @@
 #define G_SETTINGS_ENABLE_BACKEND
+#include <fcntl.h>
 #include <gio/gio.h>
 #include <gio/gsettingsbackend.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "app/ServerAddress.h"
@@ -72,6 +78,82 @@ Settings _init_gs() {
     return settings;
 }
 
+// The key file's second name while it is written. GLib puts the new file in the place of the old one even
+// when the disk was full and the new one is empty; the old content stays reachable by this name, which needs
+// no space.
+constexpr char FormerFile[] = NAVO_SYSROOT "/opt/usr/data/com.orvenco.navoa/.pref/tuvo.former";
+
+class FormerSettings {
+public:
+    FormerSettings() {
+        unlink(FormerFile);
+        error = link(Locations::SettingsFile, FormerFile) == 0 ? 0 : errno;
+    }
+    ~FormerSettings() { unlink(FormerFile); }
+    FormerSettings(const FormerSettings&) = delete;
+    FormerSettings& operator=(const FormerSettings&) = delete;
+
+    // Whether the key file may be written. On a file system without second names nothing can be done for it.
+    bool IsSafe() const { return error == 0 || error == ENOENT || error == EPERM || error == EOPNOTSUPP; }
+
+    void PutBack() const {
+        if (error == 0) {
+            rename(FormerFile, Locations::SettingsFile);
+        } else if (error == ENOENT) {
+            unlink(Locations::SettingsFile);
+        }
+    }
+
+    // A process that was killed while it wrote leaves the second name, and perhaps an empty file.
+    static void Recover() {
+        struct stat facts = {};
+        if (lstat(FormerFile, &facts) != 0) {
+            return;
+        }
+        if (stat(Locations::SettingsFile, &facts) != 0 || facts.st_size == 0) {
+            rename(FormerFile, Locations::SettingsFile);
+        } else {
+            unlink(FormerFile);
+        }
+    }
+
+private:
+    int error;  // 0 when the second name stands
+};
+
+// Whether the key file holds the address, by what stands in it.
+bool IsStored(const std::string& url) {
+    const OwnedBy<GKeyFile, g_key_file_free> file(g_key_file_new());
+    if (!g_key_file_load_from_file(file.get(), Locations::SettingsFile, G_KEY_FILE_NONE, nullptr)) {
+        return false;
+    }
+    const OwnedGlibMemory<gchar> text(g_key_file_get_value(file.get(), RootGroup, AddressKey, nullptr));
+    if (!text) {
+        return false;
+    }
+    const OwnedBy<GVariant, g_variant_unref> value(
+        g_variant_parse(G_VARIANT_TYPE_STRING, text.get(), nullptr, nullptr, nullptr));
+    return value && url == g_variant_get_string(value.get(), nullptr);
+}
+
+bool Store(GSettings* settings, const std::string& url) {
+    const FormerSettings former;
+    if (!former.IsSafe()) {
+        return false;
+    }
+    const bool stored = g_settings_set_string(settings, AddressKey, url.c_str()) != FALSE && IsStored(url);
+    if (!stored) {
+        former.PutBack();
+    }
+    return stored;
+}
+
+// True for a file that is not there, too.
+bool IsReadable(const std::string& path) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    return file >= 0 ? close(file) == 0 : errno == ENOENT || errno == ENOTDIR;
+}
+
 }  // namespace
 
 void SetNavoAddress(const std::string& url) {
@@ -81,14 +163,25 @@ void SetNavoAddress(const std::string& url) {
         LogPrint(LogError, LOCATED("Error"));
         return;
     }
-    if (g_settings_set_string(settings.get(), AddressKey, url.c_str())) {
+    if (Store(settings.get(), url)) {
         LogPrint(LogDebug, LOCATED("New URL is saved"));
     } else {
         LogPrint(LogError, LOCATED("Error storing settings"));
     }
 }
 
+bool IsNavoAddressReadable() {
+    const bool readable = IsReadable(Locations::SettingsFile) &&
+                          (access(Locations::SettingsFile, F_OK) != 0 ||
+                           IsReadable(std::string(Locations::SchemaDirectory) + "/gschemas.compiled"));
+    if (!readable) {
+        LogPrint(LogError, LOCATED("The stored address cannot be read: %s"), std::strerror(errno));
+    }
+    return readable;
+}
+
 std::string GetNavoAddress() {
+    FormerSettings::Recover();
     const Settings settings = _init_gs();
     const OwnedGlibMemory<gchar> url(settings ? g_settings_get_string(settings.get(), AddressKey) : nullptr);
     if (!url) {

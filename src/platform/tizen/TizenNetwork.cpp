@@ -4,6 +4,7 @@
 
 #include "common/Debug.h"
 #include "common/Owned.h"
+#include "common/Utils.h"
 #include "common/tizen/Compat.h"
 
 namespace Tizen {
@@ -96,7 +97,8 @@ bool TizenNetwork::OpenConnection() {
         CloseConnection();
         return false;
     }
-    if (!IsUsable(handle, Compat::NumberOf(type))) {
+    kind = Compat::NumberOf(type);
+    if (!IsUsable(handle, kind)) {
         CloseConnection();
         return false;
     }
@@ -106,6 +108,11 @@ bool TizenNetwork::OpenConnection() {
 
 void TizenNetwork::CloseConnection() {
     connection.reset();
+    kind = CONNECTION_TYPE_DISCONNECTED;
+}
+
+std::string TizenNetwork::GetConnectionKind() const {
+    return Na::IntToString(kind, 10);
 }
 
 std::string TizenNetwork::GetProxyAddress() {

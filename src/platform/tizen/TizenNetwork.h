@@ -19,12 +19,14 @@ public:
     bool OpenConnection() override;
     void CloseConnection() override;
     std::string GetProxyAddress() override;
+    std::string GetConnectionKind() const override;
 
 private:
     struct Destroyer {
         void operator()(connection_h handle) const { connection_destroy(handle); }
     };
     std::unique_ptr<std::remove_pointer<connection_h>::type, Destroyer> connection;  // null while closed
+    int kind = CONNECTION_TYPE_DISCONNECTED;
 };
 
 }  // namespace Tizen

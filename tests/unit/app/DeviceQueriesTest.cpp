@@ -226,21 +226,21 @@ TEST_F(DeviceQueries, AnswersWithABareZeroWhenTheFreeMemoryCannotBeRead) {
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
 }
 
-TEST_F(DeviceQueries, EndsWithAnUnknownErrorWhenTheMemoryResponseIsCutShort) {
+TEST_F(DeviceQueries, AnswersWithABareZeroWhenTheMemoryResponseIsCutShort) {
     // The template's length promises more than there is, and what is there has no length.
-    EXPECT_EQ(Ask(CardThatAnswers("80CAFF2100", "FF219000"), "68"), UnknownErrorStatus);
-    EXPECT_TRUE(port.replies.front().statusOnly);
+    EXPECT_EQ(Ask(CardThatAnswers("80CAFF2100", "FF219000"), "68"), NoMemory);
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
     ExpectTheElementToBeOpenedTwiceAndClosed();
     EXPECT_THAT(world.LocatedLog(), Contains(ContainsRegex("^E Do: Job ended by an exception: ")));
     EXPECT_THAT(world.Log(), Contains("I/info: Job execution is complete"));
 }
 
-TEST_F(DeviceQueries, SaysUnknownErrorAfterAnExceptionEvenWhenTheElementCannotBeClosed) {
+TEST_F(DeviceQueries, HasTheUnknownErrorAfterAnExceptionEvenWhenTheElementCannotBeClosed) {
     EXPECT_EQ(
-        Ask(CardThatAnswers("80CAFF2100", "FF219000") + Fault("nfc_se_close_secure_element", "-1", 2) +
-                "times=1\n",
-            "68"),
-        UnknownErrorStatus);
+        NoMemory, Ask(CardThatAnswers("80CAFF2100", "FF219000") +
+                          Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
+                      "68"));
+    EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
 }
 
 TEST_F(DeviceQueries, AnswersWithSevenLinesAboutTheDevice) {

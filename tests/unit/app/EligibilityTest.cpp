@@ -72,8 +72,8 @@ TEST_F(Eligibility, EndsWithABareHttpStatus) {
 }
 
 TEST_F(Eligibility, SendsNothingForACardWithoutCplc) {
-    EXPECT_EQ(ResultText::Done, Run(Card("answer 80CA9F7F00=6A88\n")));
-    EXPECT_EQ(ResultText::NoApdu, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
+    EXPECT_EQ(ResultText::UnknownError, Run(Card("answer 80CA9F7F00=6A88\n")));
+    EXPECT_EQ(ResultText::UnknownError, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
     EXPECT_EQ(ResultText::UnknownError, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"));
     EXPECT_EQ(ResultText::ElementRefused, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"));
     EXPECT_THAT(peer.Requests(), IsEmpty());

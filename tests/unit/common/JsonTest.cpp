@@ -153,14 +153,14 @@ TEST_F(JsonParse, FailsOnATextWithoutARoot) {
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D Parse: json_parser_get_root failed"));
 }
 
-TEST_F(JsonParse, TakesSixtyFourLevels) {
-    EXPECT_TRUE(Parse(Nested(64)));
+TEST_F(JsonParse, TakesFiveHundredAndTwelveLevels) {
+    EXPECT_TRUE(Parse(Nested(512)));
     EXPECT_EQ(json.Get("b"), "text");
 }
 
-TEST_F(JsonParse, RefusesSixtyFiveLevels) {
-    EXPECT_FALSE(Parse(Nested(65)));
-    EXPECT_THAT(world.LocatedLog(), ElementsAre(std::string(LoadFailure) + "nested deeper than 64 levels"));
+TEST_F(JsonParse, RefusesOneLevelMore) {
+    EXPECT_FALSE(Parse(Nested(513)));
+    EXPECT_THAT(world.LocatedLog(), ElementsAre(std::string(LoadFailure) + "nested deeper than 512 levels"));
     EXPECT_EQ(json.Get("b"), "");
 }
 

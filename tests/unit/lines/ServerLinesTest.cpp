@@ -123,8 +123,8 @@ TEST_F(ServerLines, ShowWhatGoesIntoASessionKey) {
         LinesOf("app/NavoProxy.cpp"),
         ElementsAre(
             "T GetSessionKey: val1[12]: 150102030405", "T GetSessionKey: val2[8]: ABCD1234",
-            StartsWith("D GetSessionKey: inp1[60]: "), StartsWith("D GetSessionKey: inp2[56]: "),
-            StartsWith("D GetSessionKey: skey[64]: ")));
+            StartsWith("T GetSessionKey: inp1[60]: "), StartsWith("T GetSessionKey: inp2[56]: "),
+            StartsWith("T GetSessionKey: skey[64]: ")));
     AllLines().clear();
     Na::NavoProxy::GetSessionKey("150102030405", "", 50);
     EXPECT_THAT(

@@ -1,12 +1,17 @@
 #include <gmock/gmock.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <memory>
 
+#include "app/NavoProxy.h"
+#include "app/ResultCode.h"
 #include "app/ServerAddress.h"
 #include "common/Locations.h"
+#include "device/VirtualDevice.h"
 #include "tests/support/service/DeviceWorld.h"
 
 using testing::ElementsAre;
@@ -53,6 +58,63 @@ protected:
     const fs::path settingsFile = Locations::SettingsFile;
     DeviceWorld world;
 };
+
+// Lets nothing be opened for as long as it lives.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit none = {0, before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit before = {};
+};
+
+TEST_F(ServerAddress, IsReadableWhileNothingIsStored) {
+    EXPECT_TRUE(Na::IsNavoAddressReadable());
+    fs::create_directories(settingsFile.parent_path());
+    EXPECT_TRUE(Na::IsNavoAddressReadable());
+    world.RemoveSettingsSchema();
+    EXPECT_TRUE(Na::IsNavoAddressReadable());
+    EXPECT_THAT(world.Log(), IsEmpty());
+}
+
+TEST_F(ServerAddress, IsNotReadableWithoutADescriptor) {
+    Na::SetNavoAddress("https://kms.example");
+    bool readable = true;
+    {
+        const NoDescriptors none;
+        readable = Na::IsNavoAddressReadable();
+    }
+    EXPECT_FALSE(readable);
+}
+
+TEST_F(ServerAddress, IsNotReadableWhereItLeadsInACircle) {
+    fs::create_directories(settingsFile.parent_path());
+    fs::create_symlink(settingsFile, settingsFile);
+    EXPECT_FALSE(Na::IsNavoAddressReadable());
+    EXPECT_THAT(
+        world.LocatedLog(),
+        ElementsAre(StartsWith("E IsNavoAddressReadable: The stored address cannot be read: ")));
+}
+
+TEST_F(ServerAddress, IsNeverReplacedByTheBuiltInOneWhenItCannotBeRead) {
+    Na::SetNavoAddress("https://kms.example");
+    std::unique_ptr<Na::NavoProxy> proxy;
+    {
+        const NoDescriptors none;
+        proxy = std::make_unique<Na::NavoProxy>();
+    }
+    const std::uint64_t connections = Device::Calls("connection_create");
+    EXPECT_EQ(proxy->NextApdu("dbus;client_1", "SEID", "1/9000"), "");
+    EXPECT_EQ(Na::GetResultMessage(), "10000000_An unknown Error has occurred");
+    EXPECT_EQ(Device::Calls("connection_create"), connections);
+}
 
 TEST_F(ServerAddress, IsEmptyWhileNothingIsStored) {
     EXPECT_EQ(Na::GetNavoAddress(), "");

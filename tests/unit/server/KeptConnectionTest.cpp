@@ -58,29 +58,14 @@ TEST_F(KeptConnection, CostsOneHandshakeForAJob) {
     EXPECT_EQ(secure.Connections(), 1);
 }
 
-TEST_F(KeptConnection, IsNotSharedBetweenTwoJobs) {
+TEST_F(KeptConnection, IsSharedByJobsThatTakeTurns) {
     peer.Script(GoodAnswers());
     NavoProxy other(peer.Url());
     Send(job);
     Send(other);
     Send(job);
     Send(other);
-    const auto requests = peer.Requests();
-    EXPECT_EQ(peer.Connections(), 2);
-    EXPECT_EQ(requests[0].connection, requests[2].connection);
-    EXPECT_EQ(requests[1].connection, requests[3].connection);
-    EXPECT_NE(requests[0].connection, requests[1].connection);
-}
-
-TEST_F(KeptConnection, EndsWithItsJob) {
-    peer.Script(GoodAnswers());
-    {
-        NavoProxy brief(peer.Url());
-        Send(brief);
-    }
-    NavoProxy next(peer.Url());
-    Send(next);
-    EXPECT_EQ(peer.Connections(), 2);
+    EXPECT_EQ(peer.Connections(), 1);
 }
 
 TEST_F(KeptConnection, CostsNoRequestWhenTheServerClosesItWhileItIsIdle) {

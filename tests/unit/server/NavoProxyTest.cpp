@@ -266,7 +266,8 @@ INSTANTIATE_TEST_SUITE_P(
         AnswerCase{"NoJson", "<html></html>", Na::ResultCode::Done, "00000001"},
         AnswerCase{"Blank", " ", Na::ResultCode::Done, "00000001"},
         AnswerCase{"InvalidUtf8", "{\"resultCode\":\"\xFF\"}", Na::ResultCode::Done, "00000001"},
-        AnswerCase{"Surrogate", "{\"resultCode\":\"\\ud800x\"}", Na::ResultCode::Done, "00000001"},
+        AnswerCase{
+            "Surrogate", "{\"resultCode\":\"\\ud800x\"}", Na::ResultCode::NoResponseFromServer, "10100019"},
         AnswerCase{"OctalByte", "{\"resultCode\":\"\\377\"}", Na::ResultCode::Unknown, "\xEF\xBF\xBD"}),
     [](const testing::TestParamInfo<AnswerCase>& answer) { return answer.param.name; });
 

@@ -126,7 +126,7 @@ TEST_F(CcmJob, StopsWhenTheCardGivesNoResponse) {
 
 TEST_F(CcmJob, EndsWithTheOrdinaryReplyForACommandWithoutAnInstruction) {
     for (const Bytes& list : {Bytes{0x00, 0x00}, Bytes{0x00}, Bytes{0x00, 0x81}}) {
-        EXPECT_THAT(Play(list), ElementsAre(Pair("ReturnCode", UnknownError)));
+        EXPECT_THAT(Play(list), ElementsAre(Pair("LccmReturnCode", "-5"), Pair("ReturnCode", UnknownError)));
         ExpectEverythingClosed();
         EXPECT_THAT(Device::Exchanges(), IsEmpty());
         EXPECT_THAT(JobLines(), testing::Contains(StartsWith("E Do: Job ended by an exception: ")));
@@ -136,7 +136,9 @@ TEST_F(CcmJob, EndsWithTheOrdinaryReplyForACommandWithoutAnInstruction) {
 
 TEST_F(CcmJob, PlaysWhatStandsBeforeACommandWithoutAnInstruction) {
     world.Configure("[card]\nanswer 8050=9000\n");
-    EXPECT_THAT(Play({0x00, 0x02, 0x80, 0x50, 0x00, 0x00}), ElementsAre(Pair("ReturnCode", UnknownError)));
+    EXPECT_THAT(
+        Play({0x00, 0x02, 0x80, 0x50, 0x00, 0x00}),
+        ElementsAre(Pair("LccmReturnCode", "-5"), Pair("ReturnCode", UnknownError)));
     EXPECT_THAT(Device::Exchanges(), ElementsAre(Exchange{"8050", "9000"}));
     ExpectEverythingClosed();
 }

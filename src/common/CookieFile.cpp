@@ -1,0 +1,55 @@
+#include "common/CookieFile.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "common/Locations.h"
+
+namespace Na {
+
+namespace {
+
+constexpr off_t LargestFile = 256 * 1024;
+
+// A link is not followed: who planted it could lead the service anywhere.
+bool IsOwnFolder(const std::string& path) {
+    struct stat facts = {};
+    return lstat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode) && facts.st_uid == geteuid() &&
+           (facts.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+std::string FolderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
+}  // namespace
+
+std::string CookieFileOf(std::string context) {
+    static const std::string replaced = ";:,/\\*+";
+    std::replace_if(
+        context.begin(), context.end(),
+        [](char character) { return replaced.find(character) != std::string::npos; }, '_');
+    return std::string(Locations::CookieDirectory) + "/" + context;
+}
+
+bool MayKeepCookiesIn(const std::string& file) {
+    const std::string folder = FolderOf(file);
+    if (!IsOwnFolder(folder) || !IsOwnFolder(FolderOf(folder))) {
+        return false;
+    }
+    struct stat facts = {};
+    if (lstat(file.c_str(), &facts) != 0) {
+        return true;
+    }
+    if (S_ISDIR(facts.st_mode)) {
+        return file.back() == '/';  // a client without a context has no file
+    }
+    if (!S_ISREG(facts.st_mode) || facts.st_uid != geteuid() || facts.st_nlink != 1) {
+        return false;
+    }
+    return facts.st_size <= LargestFile || unlink(file.c_str()) == 0;
+}
+
+}  // namespace Na
