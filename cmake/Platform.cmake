@@ -1,8 +1,6 @@
 # Decides whose platform functions the service is linked with: the device's own modules when pkg-config has
 # them all, else the virtual device of this tree.
-set(NAVO_TIZEN_MODULES
-    capi-base-common dlog capi-network-nfc capi-network-connection capi-telephony vconf
-    capi-system-system-settings capi-system-info aul capi-appfw-package-manager pkgmgr-info cert-svc-vcore)
+include(src/cmake/PlatformModules.cmake)
 
 if(NOT NAVO_PLATFORM)
   pkg_check_modules(NAVO_TIZEN QUIET ${NAVO_TIZEN_MODULES})
