@@ -57,7 +57,7 @@ public:
     [[nodiscard]] bool Stopped() const { return stopped; }
 
     // Lets the card answer the reader until one of them goes.
-    [[nodiscard]] LinkEnd Serve(InsertedCard& card);
+    LinkEnd Serve(InsertedCard& card);
 
 private:
     int Connect(const addrinfo& address);

@@ -63,12 +63,12 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 }  // namespace
 
 pid_t Start(Launch launch) {
-    const std::vector<char*> command = Pointers(launch.command);
-    const std::vector<char*> environment = Pointers(launch.environment);
+    std::vector<char*> command = Pointers(launch.command);
+    std::vector<char*> environment = Pointers(launch.environment);
     DescriptorPair untilItRuns = NewPipe();
     const pid_t pid = fork();
     if (pid == 0) {
-        Become(launch, const_cast<char**>(command.data()), const_cast<char**>(environment.data()));
+        Become(launch, command.data(), environment.data());
     }
     if (pid < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
