@@ -178,11 +178,7 @@ void KeyService::OpenSession(Call& call, const Message& opening) {
     session->seId = opening.Field("seId");
     session->service = &service;
     session->dialogue = service.Open(opening);
-    if (!table.Add(session)) {
-        call.refusal = 503;
-        call.turn.description = "too many sessions are open";
-        return;
-    }
+    table.Add(session);
     ++sessions;
     Advance(call, session, false, [&] { return session->dialogue->Begin(); });
 }
@@ -200,11 +196,12 @@ void KeyService::Next(Call& call, const Message& message) {
     if (!session) {
         throw WrongMessage(
             ResultCode::StartAgain,
-            "there is no such session; it was never opened, or it was idle for too long");
+            "there is no such session; it was never opened, was idle for too long, or had to make room");
     }
     if (session->seId != seId) {
         throw WrongMessage(ResultCode::ForeignCplc, "\"seId\" is not the one that opened the session");
     }
+    table.MarkContinued(*session);
     Advance(call, session, false, [&] {
         if (session->over) {
             return EndingTurn(ResultCode::OutOfTurn, "the session is over");
@@ -246,7 +243,7 @@ void KeyService::Advance(Call& call, const std::shared_ptr<Session>& session, bo
     session->undelivered = std::any_of(call.active.begin(), call.active.end(), KeepsAnswerBack);
     if (call.turn.Ends()) {
         session->over = true;
-        table.MarkOver(session->id);
+        table.MarkOver(*session);
     }
 }
 

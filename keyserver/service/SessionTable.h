@@ -1,9 +1,11 @@
 // The sessions that are open, found by the UUID that the agent chose. Used by all threads of the server.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -40,29 +42,39 @@ public:
     // None when there is no such session or it was idle for too long. A session found counts as used now.
     std::shared_ptr<Session> Find(const std::string& id);
 
-    // Replaces a session of the same name. When the table is full, idle sessions go first, then those that
-    // are over; false when all that remain are in use.
-    bool Add(const std::shared_ptr<Session>& session);
+    // Replaces a session of the same name. When the table is full, another session makes room: one that was
+    // idle for too long, else of those that are over, else of those that never went past their opening, else
+    // of all, the one that has been idle the longest.
+    void Add(const std::shared_ptr<Session>& session);
+
+    // The agent has answered what opened the session.
+    void MarkContinued(const Session& session);
 
     // A session that is over stays, to answer a repeated message, until its place is needed.
-    void MarkOver(const std::string& id);
+    void MarkOver(const Session& session);
 
     std::size_t Size() const;
 
 private:
+    // In the order in which they make room.
+    enum Stage : std::size_t { Over, Opened, Continued, Stages };
+
     struct Entry {
         std::shared_ptr<Session> session;
         std::chrono::steady_clock::time_point lastUse;
-        bool over = false;
+        Stage stage;
     };
+    using Entries = std::list<Entry>;
 
-    template <typename Condition>
-    void RemoveWhere(Condition condition);
+    void Move(const Session& session, Stage stage);
+    void Remove(Entries::iterator entry);
+    void MakeRoom();
 
     const SessionLimits limits;
     const Clock clock;
-    mutable std::mutex mutex;
-    std::map<std::string, Entry> entries;
+    mutable std::mutex mutex;             // guards what follows
+    std::array<Entries, Stages> entries;  // in each, the one that was used last is at the end
+    std::map<std::string, Entries::iterator> byName;
 };
 
 }  // namespace KeyServer

@@ -128,13 +128,17 @@ TEST_F(KeyServiceTest, HearsOfALossTooLateToMatter) {
     EXPECT_EQ(Code(Responding("A", "/019000/019000")), "10100017");
 }
 
-TEST_F(KeyServiceTest, RefusesMoreSessionsThanItsLimit) {
-    for (const char* session : {"A", "B", "C", "D"}) {
-        EXPECT_EQ(Send(Opening(session)).status, 200);
+TEST_F(KeyServiceTest, ServesBesideAFloodOfOpenings) {
+    Send(Opening("A"));
+    Send(Responding("A", "/019000"));
+    Send(Opening("forgotten"));
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(Send(Opening("flood " + std::to_string(i))).body, FirstAnswer);
     }
-    EXPECT_EQ(Send(Opening("E")).status, 503);
-    Send(Responding("A", "/016A82"));
-    EXPECT_EQ(Send(Opening("E")).body, FirstAnswer) << "a session that is over makes room";
+    EXPECT_EQ(Code(Responding("forgotten", "/019000")), "00000009");
+    EXPECT_EQ(Send(Opening("B")).body, FirstAnswer);
+    EXPECT_EQ(Send(Responding("B", "/019000")).body, SecondAnswer);
+    EXPECT_EQ(Send(Responding("A", "/019000/019000")).body, FinalAnswer) << "a session in use is kept";
 }
 
 TEST_F(KeyServiceTest, AnswersEligibilityInTurn) {
