@@ -1,205 +1,306 @@
 #include "keyserver/http/Connection.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <openssl/err.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <climits>
-#include <system_error>
+#include <boost/asio/post.hpp>
+#include <utility>
 
 namespace KeyServer {
 
+namespace asio = boost::asio;
+
 namespace {
 
-using std::chrono::steady_clock;
-
 constexpr std::chrono::seconds HandshakeTime{10};
-constexpr std::chrono::seconds RequestTime{30};
 constexpr std::chrono::seconds SendTime{30};
-constexpr std::chrono::milliseconds LingerTime{500};
-constexpr std::size_t ReceiveSize = 16384;
-
-void SetTimeLimit(int socket, int option, std::chrono::seconds limit) {
-    timeval value{};
-    value.tv_sec = limit.count();
-    setsockopt(socket, SOL_SOCKET, option, &value, sizeof(value));
-}
-
-// An answer without a body is always cut in its head.
-std::size_t PlaceToCut(const std::string& answer, Delivery::Part part) {
-    constexpr char EndOfHead[] = "\r\n\r\n";
-    const std::size_t end = answer.find(EndOfHead);
-    const std::size_t head = end == std::string::npos ? answer.size() : end + sizeof(EndOfHead) - 1;
-    const bool inBody = part == Delivery::Part::HalfBody && head < answer.size();
-    return inBody ? head + (answer.size() - head) / 2 : head / 2;
-}
-
-std::string SystemMessage() {
-    return std::generic_category().message(errno);
-}
+constexpr std::chrono::milliseconds LeaveTime{500};
+constexpr char Permission[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
 }  // namespace
 
-Connection::Connection(int accepted, SSL_CTX* context) : socket(accepted) {
-    const int on = 1;
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-    SetTimeLimit(socket, SO_RCVTIMEO, HandshakeTime);
-    SetTimeLimit(socket, SO_SNDTIMEO, SendTime);
-    if (context != nullptr) {
-        ssl.reset(SSL_new(context));
-    }
-}
+Connection::Connection(
+    asio::ip::tcp::socket socket, const HttpOptions& hostOptions, ConnectionOwner& hostOwner,
+    ConnectionTable& hostTable)
+    : transport(std::move(socket)),
+      timer(transport.Executor()),
+      options(hostOptions),
+      owner(hostOwner),
+      table(hostTable) {}
 
-Connection::~Connection() {
-    ssl.reset();
-    close(socket);
-}
-
-bool Connection::Greet() {
-    requestDeadline = steady_clock::now() + HandshakeTime;
-    if (!ssl) {
-        return true;
-    }
-    if (SSL_set_fd(ssl.get(), socket) != 1 || SSL_accept(ssl.get()) != 1) {
-        const int reason = errno;
-        problem = LastSslError();
-        if (reason != 0 && problem.find("error:") == std::string::npos) {
-            problem = std::generic_category().message(reason);
+template <typename Function>
+auto Connection::Kept(Function function) {
+    return [self = shared_from_this(), function = std::move(function)](auto... arguments) {
+        if (!self->ended) {
+            function(arguments...);
         }
-        broken = true;
-        return false;
-    }
-    return true;
+    };
 }
 
-bool Connection::WaitFor(short events, steady_clock::time_point deadline) const {
-    for (;;) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now()).count();
-        pollfd entry{socket, events, 0};
-        const int limit = static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
-        const int ready = poll(&entry, 1, limit);
-        if (ready > 0) {
-            return true;
-        }
-        if (ready == 0 || errno != EINTR) {
-            return false;
-        }
-    }
+void Connection::Begin(std::uint64_t ownNumber) {
+    number = ownNumber;
+    asio::post(transport.Executor(), Kept([this] { Open(); }));
 }
 
-bool Connection::AwaitRequest(std::chrono::milliseconds longest) {
-    requestDeadline = steady_clock::now() + longest;
-    const bool begun = taken < received.size() || Refill() > 0;
-    requestDeadline = steady_clock::now() + RequestTime;
-    return begun;
-}
-
-// Puts bytes from the socket into the empty buffer. Returns their number, 0 at the end, negative on failure.
-long Connection::Refill() {
-    std::array<char, ReceiveSize> bytes{};
-    for (;;) {
-        const bool pending = ssl && SSL_pending(ssl.get()) > 0;
-        if (broken || (!pending && !WaitFor(POLLIN, requestDeadline))) {
-            return -1;
-        }
-        ERR_clear_error();
-        const long count = ssl ? SSL_read(ssl.get(), bytes.data(), static_cast<int>(bytes.size()))
-                               : recv(socket, bytes.data(), bytes.size(), 0);
-        if (count > 0) {
-            received.assign(bytes.data(), static_cast<std::size_t>(count));
-            taken = 0;
-            return count;
-        }
-        const int error = ssl ? SSL_get_error(ssl.get(), static_cast<int>(count)) : SSL_ERROR_NONE;
-        if (error != SSL_ERROR_WANT_READ) {  // else a record came that holds nothing for us
-            const bool ended = ssl ? error == SSL_ERROR_ZERO_RETURN : count == 0;
-            broken = !ended;
-            return ended ? 0 : -1;
-        }
-    }
-}
-
-long Connection::Receive(char* buffer, std::size_t size) {
-    if (taken >= received.size()) {
-        const long count = Refill();
-        if (count <= 0) {
-            return count;
-        }
-    }
-    const std::size_t count = std::min(size, received.size() - taken);
-    std::copy_n(received.data() + taken, count, buffer);
-    taken += count;
-    return static_cast<long>(count);
-}
-
-long Connection::Read(char* buffer, std::size_t size) {
-    if (!collected.empty() && !HandOver({})) {
-        return -1;
-    }
-    return size == 0 ? 0 : Receive(buffer, size);
-}
-
-long Connection::SendSome(const char* data, std::size_t size) {
-    if (ssl) {
-        ERR_clear_error();
-        return broken ? -1
-                      : SSL_write(ssl.get(), data, static_cast<int>(std::min<std::size_t>(size, INT_MAX)));
-    }
-    return send(socket, data, size, MSG_NOSIGNAL);
-}
-
-bool Connection::Send(const std::string& bytes) {
-    std::size_t sent = 0;
-    while (sent < bytes.size()) {
-        const long count = SendSome(bytes.data() + sent, bytes.size() - sent);
-        if (count <= 0) {
-            problem = ssl ? LastSslError() : SystemMessage();
-            broken = true;
-            return false;
-        }
-        sent += static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
-bool Connection::HandOver(const Delivery& delivery) {
-    std::string bytes = delivery.rawBytes.value_or(collected);
-    collected.clear();
-    if (delivery.part == Delivery::Part::Nothing) {
-        return false;
-    }
-    if (delivery.part != Delivery::Part::Whole) {
-        bytes.resize(PlaceToCut(bytes, delivery.part));
-    }
-    return Send(bytes) && delivery.part == Delivery::Part::Whole;
-}
-
-void Connection::CloseGently() {
-    if (broken) {
+void Connection::Open() {
+    if (dismissed) {
+        End();
         return;
     }
-    if (ssl) {
-        SSL_shutdown(ssl.get());
+    Admission admission = owner.Admit(number);
+    if (admission.kind == Admission::Kind::Reset) {
+        transport.CloseWithReset();
     }
-    shutdown(socket, SHUT_WR);
-    const auto deadline = steady_clock::now() + LingerTime;
-    std::array<char, ReceiveSize> bytes{};
-    while (WaitFor(POLLIN, deadline) && recv(socket, bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+    if (admission.kind != Admission::Kind::Serve) {
+        End();
+    } else if (admission.ssl) {
+        Secure(std::move(admission.ssl));
+    } else {
+        AwaitRequest();
     }
 }
 
-void Connection::CloseWithReset() {
-    const linger reset{1, 0};
-    setsockopt(socket, SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
-    broken = true;
+void Connection::Secure(SslHandle ssl) {
+    Enter(proven ? Phase::Waiting : Phase::Opening);
+    Limit(HandshakeTime);
+    transport.Secure(std::move(ssl), Kept([this](bool greeted) {
+                         if (!greeted) {
+                             owner.NotGreeted(
+                                 number, overdue ? "the client takes too long" : transport.Problem());
+                             End();
+                             return;
+                         }
+                         owner.Greeted(number);
+                         AwaitRequest();
+                     }));
+}
+
+void Connection::AwaitRequest() {
+    Enter(proven ? Phase::Waiting : Phase::Opening);
+    reader = std::make_unique<RequestReader>(options.mostBytes);
+    reader->Request().connection = number;
+    if (dismissed) {
+        TakeLeave();
+    } else if (!transport.Input().empty()) {
+        BeginRequest();
+    } else {
+        Limit(options.keepAlive);
+        transport.Receive(Kept([this](Transport::Received outcome) {
+            if (outcome == Transport::Received::Bytes && !MustEnd()) {
+                BeginRequest();
+            } else {
+                TakeLeave();
+            }
+        }));
+    }
+}
+
+void Connection::BeginRequest() {
+    Limit(options.requestTime);
+    ReadRequest();
+}
+
+void Connection::ReadRequest() {
+    switch (reader->Read(transport.Input())) {
+        case RequestReader::Progress::NeedsMore:
+            ReceiveMore();
+            break;
+        case RequestReader::Progress::Head:
+            TakeHead();
+            break;
+        case RequestReader::Progress::Complete:
+            proven = true;
+            Enter(Phase::Answering);
+            Transmit(owner.Answer(reader->Request()));
+            break;
+        case RequestReader::Progress::Flawed:
+            Refuse(reader->WhatIsWrong());
+            break;
+    }
+}
+
+void Connection::TakeHead() {
+    if (std::optional<Transmission> refusal = owner.Judge(reader->Request())) {
+        Transmit(std::move(*refusal));
+    } else if (reader->AsksToContinue()) {
+        transport.Send(Permission, Kept([this](bool) { ReadRequest(); }));
+    } else {
+        ReadRequest();
+    }
+}
+
+void Connection::ReceiveMore() {
+    if (dismissed) {
+        TakeLeave();
+        return;
+    }
+    if (overdue) {
+        Refuse(Flaw::TooSlow);
+        return;
+    }
+    transport.Receive(Kept([this](Transport::Received outcome) {
+        if (outcome == Transport::Received::Bytes) {
+            ReadRequest();
+        } else if (outcome == Transport::Received::End) {
+            Refuse(reader->WhatIsWrong());
+        } else if (MustEnd()) {
+            ReceiveMore();
+        } else {
+            End();
+        }
+    }));
+}
+
+void Connection::Refuse(Flaw flaw) {
+    Transmit(owner.Refuse(reader->Request(), flaw));
+}
+
+void Connection::Transmit(Transmission next) {
+    Enter(Phase::Answering);
+    transmission = std::move(next);
+    Pause(transmission.pause, [this] {
+        if (transmission.begin) {
+            transmission.begin();
+        }
+        SendBytes();
+    });
+}
+
+void Connection::SendBytes() {
+    if (transmission.bytes.empty()) {
+        FinishTransmission(true);
+        return;
+    }
+    if (!transmission.inHalves) {
+        Send(transmission.bytes, [this] { FinishTransmission(true); });
+        return;
+    }
+    const std::size_t half = transmission.bytes.size() / 2;
+    Send(transmission.bytes.substr(0, half), [this, half] {
+        Pause(transmission.pause, [this, half] {
+            Send(transmission.bytes.substr(half), [this] { FinishTransmission(true); });
+        });
+    });
+}
+
+void Connection::Send(const std::string& bytes, std::function<void()> next) {
+    Enter(Phase::Sending);
+    Limit(SendTime);
+    transport.Send(bytes, Kept([this, next = std::move(next)](bool sent) {
+                       if (sent) {
+                           next();
+                       } else {
+                           FinishTransmission(false);
+                       }
+                   }));
+}
+
+void Connection::FinishTransmission(bool sent) {
+    if (!sent) {
+        End();
+        return;
+    }
+    Transmission done = std::exchange(transmission, {});
+    if (done.then == Transmission::Then::Reset) {
+        transport.CloseWithReset();
+        End();
+    } else if (done.then == Transmission::Then::Close || dismissed) {
+        TakeLeave();
+    } else if (done.then == Transmission::Then::Ignore) {
+        Discard(options.keepAlive);
+    } else if (done.secure) {
+        Secure(std::move(done.secure));
+    } else {
+        AwaitRequest();
+    }
+}
+
+void Connection::Dismiss(ConnectionTable::Dismissal reason) {
+    asio::post(transport.Executor(), Kept([this, reason] { Take(reason); }));
+}
+
+void Connection::Abort() {
+    asio::post(transport.Executor(), Kept([this] { End(); }));
+}
+
+void Connection::Take(ConnectionTable::Dismissal reason) {
+    const bool busy = phase == Phase::Answering || phase == Phase::Sending;
+    dismissed = true;
+    hurried = hurried || reason == ConnectionTable::Dismissal::ForGood ||
+              (reason == ConnectionTable::Dismissal::ForRoom && !busy);
+    if (!busy) {
+        transport.Cancel();
+    } else if (pausing && hurried) {
+        timer.cancel();
+    }
+}
+
+// Closing with bytes unread would reset the connection, and the peer might lose the last answer: so it takes
+// what the peer still sends for a moment.
+void Connection::TakeLeave() {
+    const bool justAnswered = phase == Phase::Sending;
+    transport.SayGoodbye();
+    if (hurried && !justAnswered) {
+        End();
+        return;
+    }
+    Discard(LeaveTime);
+}
+
+void Connection::Discard(std::chrono::milliseconds time) {
+    Enter(Phase::Leaving);
+    Limit(time);
+    transport.Discard(Kept([this](bool) { End(); }));
+}
+
+void Connection::End() {
+    ended = true;
+    timer.cancel();
+    transport.Close();
+    if (transmission.undelivered) {
+        transmission.undelivered();
+    }
+    table.Leave(number);
+}
+
+void Connection::Enter(Phase next) {
+    phase = next;
+    table.SetPhase(number, next);
+}
+
+void Connection::Pause(std::chrono::milliseconds time, std::function<void()> next) {
+    if (time.count() == 0 || hurried) {
+        next();
+        return;
+    }
+    pausing = true;
+    SetTimer(time, [this, next = std::move(next)](bool) {
+        pausing = false;
+        next();
+    });
+}
+
+// Gives up what is being awaited, and what is awaited from then on until the next limit, after this time.
+void Connection::Limit(std::chrono::milliseconds time) {
+    overdue = false;
+    SetTimer(time, [this](bool expired) {
+        if (!expired) {
+            return;
+        }
+        overdue = true;
+        if (phase == Phase::Sending || phase == Phase::Leaving) {
+            End();
+        } else {
+            transport.Cancel();
+        }
+    });
+}
+
+void Connection::SetTimer(std::chrono::milliseconds time, std::function<void(bool)> action) {
+    const std::uint64_t mine = ++timers;
+    timer.expires_after(time);
+    timer.async_wait(Kept([this, mine, action = std::move(action)](const boost::system::error_code& error) {
+        if (mine == timers) {
+            action(!error);
+        }
+    }));
 }
 
 }  // namespace KeyServer

@@ -1,67 +1,81 @@
-// One accepted connection, plain or TLS, as a stream of bytes. Its answers are collected and handed over in
-// one piece, so that each leaves in one packet and can be spoiled on its way.
+// The course of one connection: greeting, then request and answer in turn, each within its time, then leave.
 #pragma once
 
+#include <boost/asio/steady_timer.hpp>
 #include <chrono>
-#include <cstddef>
+#include <cstdint>
 #include <functional>
-#include <string>
+#include <memory>
 
-#include "keyserver/http/Reply.h"
-#include "keyserver/http/Tls.h"
+#include "keyserver/http/ConnectionTable.h"
+#include "keyserver/http/HttpExchange.h"
+#include "keyserver/http/HttpOptions.h"
+#include "keyserver/http/RequestReader.h"
+#include "keyserver/http/Transport.h"
 
 namespace KeyServer {
 
-class Connection {
+// Whatever happens to it happens on the executor of its socket; the two public calls of others are handed
+// over to that. Kept by what it waits for and by the table, which it leaves in the end.
+class Connection final : public ConnectionTable::Member, public std::enable_shared_from_this<Connection> {
 public:
-    // Takes the socket over and closes it in the end. `context` is null for plain HTTP and must outlive the
-    // connection.
-    Connection(int socket, SSL_CTX* context);
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
+    // What is given by reference must outlive the connection.
+    Connection(
+        boost::asio::ip::tcp::socket socket, const HttpOptions& options, ConnectionOwner& owner,
+        ConnectionTable& table);
 
-    // Does the TLS handshake, if any; on failure LastProblem says why.
-    bool Greet();
+    // Once it is in the table, under that number.
+    void Begin(std::uint64_t number);
 
-    // Waits for the first byte of a request; false when none came in time or the peer is gone. A request that
-    // has begun must be complete within the time for requests.
-    bool AwaitRequest(std::chrono::milliseconds longest);
-
-    // Up to `size` bytes; 0 at the end of the stream, negative on failure. Sends what was collected first.
-    long Read(char* buffer, std::size_t size);
-
-    void Collect(const char* data, std::size_t size) { collected.append(data, size); }
-
-    // Sends what was collected in the way ordered. False when not all of it was sent, or reached nobody.
-    bool HandOver(const Delivery& delivery);
-
-    // Says good-bye to the peer and takes what it still sends for a moment, so that it can read the last
-    // answer: closing with bytes unread would reset the connection.
-    void CloseGently();
-
-    // The peer gets a reset in place of all that it has not read yet.
-    void CloseWithReset();
-
-    int Socket() const { return socket; }
-    bool IsEncrypted() const { return ssl != nullptr; }
-    const std::string& LastProblem() const { return problem; }
+    void Dismiss(ConnectionTable::Dismissal reason) override;
+    void Abort() override;
 
 private:
-    bool WaitFor(short events, std::chrono::steady_clock::time_point deadline) const;
-    bool Send(const std::string& bytes);
-    long SendSome(const char* data, std::size_t size);
-    long Refill();
-    long Receive(char* buffer, std::size_t size);
+    using Phase = ConnectionTable::Phase;
 
-    int socket;
-    SslHandle ssl;
-    bool broken = false;   // TLS must not be spoken any more after a failure
-    std::string received;  // read from the socket and not yet taken
-    std::size_t taken = 0;
-    std::string collected;
-    std::string problem;
-    std::chrono::steady_clock::time_point requestDeadline;
+    void Open();
+    void Secure(SslHandle ssl);
+    void AwaitRequest();
+    void BeginRequest();
+    void ReadRequest();
+    void TakeHead();
+    void ReceiveMore();
+    void Refuse(Flaw flaw);
+    void Transmit(Transmission next);
+    void SendBytes();
+    void Send(const std::string& bytes, std::function<void()> next);
+    void FinishTransmission(bool sent);
+    void Take(ConnectionTable::Dismissal reason);
+    void TakeLeave();
+    void Discard(std::chrono::milliseconds time);
+    void End();
+
+    void Enter(Phase next);
+    void Pause(std::chrono::milliseconds time, std::function<void()> next);
+    void Limit(std::chrono::milliseconds time);
+    void SetTimer(std::chrono::milliseconds time, std::function<void(bool expired)> action);
+    bool MustEnd() const { return overdue || dismissed; }
+
+    // A function that keeps the connection, and does nothing once it has ended.
+    template <typename Function>
+    auto Kept(Function function);
+
+    Transport transport;
+    boost::asio::steady_timer timer;
+    const HttpOptions& options;
+    ConnectionOwner& owner;
+    ConnectionTable& table;
+    std::uint64_t number = 0;
+    std::unique_ptr<RequestReader> reader;
+    Transmission transmission;
+    Phase phase = Phase::Opening;
+    std::uint64_t timers = 0;  // that were set; only the last one counts
+    bool pausing = false;
+    bool overdue = false;  // what is awaited did not come in time
+    bool dismissed = false;
+    bool hurried = false;  // no time for pauses and farewells
+    bool proven = false;   // has sent a complete request
+    bool ended = false;
 };
 
 }  // namespace KeyServer

@@ -1,63 +1,100 @@
 #include "keyserver/http/ConnectionTable.h"
 
-#include <sys/socket.h>
+#include <utility>
 
 namespace KeyServer {
 
-ConnectionTable::Entry::Entry(ConnectionTable& owner, int connected)
-    : table(owner), socket(connected), since(std::chrono::steady_clock::now()) {
-    const std::lock_guard<std::mutex> lock(table.mutex);
-    number = ++table.accepted;
-    table.entries.push_back(this);
-}
+namespace {
 
-ConnectionTable::Entry::~Entry() {
-    const std::lock_guard<std::mutex> lock(table.mutex);
-    table.entries.remove(this);
-}
+// A client that has not received an answer after this time is slow.
+constexpr std::chrono::seconds TimeToReceive{2};
 
-void ConnectionTable::Entry::SetIdle(bool nowIdle) {
-    const std::lock_guard<std::mutex> lock(table.mutex);
-    idle = nowIdle;
-    since = std::chrono::steady_clock::now();
-}
+}  // namespace
 
-bool ConnectionTable::Entry::IsDismissed() const {
-    const std::lock_guard<std::mutex> lock(table.mutex);
-    return dismissed;
-}
+ConnectionTable::ConnectionTable(Clock tableClock) : clock(std::move(tableClock)) {}
 
-void ConnectionTable::DismissAll() {
+std::uint64_t ConnectionTable::Enter(std::shared_ptr<Member> member) {
     const std::lock_guard<std::mutex> lock(mutex);
-    for (Entry* entry : entries) {
-        entry->dismissed = true;
-        shutdown(entry->socket, SHUT_RD);
+    const std::uint64_t number = ++accepted;
+    entries[number] = {std::move(member), clock(), Phase::Opening, false};
+    return number;
+}
+
+void ConnectionTable::Leave(std::uint64_t number) {
+    std::shared_ptr<Member> member;  // let go of behind the lock
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto found = entries.find(number);
+    if (found == entries.end()) {
+        return;
+    }
+    member = std::move(found->second.member);
+    makingRoom -= found->second.dismissed ? 1U : 0U;
+    entries.erase(found);
+    left.notify_all();
+}
+
+void ConnectionTable::SetPhase(std::uint64_t number, Phase phase) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto found = entries.find(number);
+    if (found != entries.end()) {
+        found->second.phase = phase;
+        found->second.since = clock();
     }
 }
 
-void ConnectionTable::StopAll() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    for (const Entry* entry : entries) {
-        shutdown(entry->socket, SHUT_RDWR);
-    }
+bool ConnectionTable::CanMakeRoom(const Entry& entry) const {
+    const bool slow = entry.phase == Phase::Sending && clock() - entry.since >= TimeToReceive;
+    return !entry.dismissed && (entry.phase < Phase::Sending || slow);
 }
 
-void ConnectionTable::DropLongestIdle() {
+bool ConnectionTable::MakeRoom() {
     const std::lock_guard<std::mutex> lock(mutex);
-    const Entry* longest = nullptr;
-    for (const Entry* entry : entries) {
-        if (entry->idle && (longest == nullptr || entry->since < longest->since)) {
-            longest = entry;
+    Entry* slowest = nullptr;
+    for (auto& [number, entry] : entries) {
+        const bool slower = slowest == nullptr || entry.phase < slowest->phase ||
+                            (entry.phase == slowest->phase && entry.since < slowest->since);
+        if (slower && CanMakeRoom(entry)) {
+            slowest = &entry;
         }
     }
-    if (longest != nullptr) {
-        shutdown(longest->socket, SHUT_RD);
+    if (slowest == nullptr) {
+        return false;
     }
+    slowest->dismissed = true;
+    ++makingRoom;
+    // Who does not receive what is on its way to him would not take leave either.
+    if (slowest->phase == Phase::Sending) {
+        slowest->member->Abort();
+    } else {
+        slowest->member->Dismiss(Dismissal::ForRoom);
+    }
+    return true;
+}
+
+void ConnectionTable::DismissAll(Dismissal reason) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    for (auto& [number, entry] : entries) {
+        entry.member->Dismiss(reason);
+    }
+}
+
+void ConnectionTable::AbortAll() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    for (auto& [number, entry] : entries) {
+        entry.member->Abort();
+    }
+}
+
+bool ConnectionTable::AwaitLeaving(std::chrono::milliseconds longest) {
+    std::unique_lock<std::mutex> lock(mutex);
+    const std::uint64_t last = accepted;
+    return left.wait_for(
+        lock, longest, [this, last] { return entries.empty() || entries.begin()->first > last; });
 }
 
 std::size_t ConnectionTable::Size() const {
     const std::lock_guard<std::mutex> lock(mutex);
-    return entries.size();
+    return entries.size() - makingRoom;
 }
 
 }  // namespace KeyServer

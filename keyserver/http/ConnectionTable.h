@@ -1,58 +1,83 @@
-// The connections that are open, so that other threads can end them.
+// The connections that are open, so that others can end them. Used by all threads of the server.
 #pragma once
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
-#include <list>
+#include <functional>
+#include <map>
+#include <memory>
 #include <mutex>
 
 namespace KeyServer {
 
 class ConnectionTable {
 public:
-    // A connection's place in the table; leaves it in the end, so it must end before the socket is closed.
-    class Entry {
-    public:
-        Entry(ConnectionTable& table, int socket);
-        ~Entry();
-        Entry(const Entry&) = delete;
-        Entry& operator=(const Entry&) = delete;
-
-        // An idle connection waits for a request.
-        void SetIdle(bool idle);
-
-        // Whether the connection must end after what it is doing.
-        bool IsDismissed() const;
-
-        std::uint64_t Number() const { return number; }
-
-    private:
-        friend class ConnectionTable;
-        ConnectionTable& table;
-        const int socket;
-        std::uint64_t number = 0;
-        bool idle = false;
-        bool dismissed = false;
-        std::chrono::steady_clock::time_point since;
+    enum class Dismissal {
+        Gently,   // takes leave of the client
+        ForRoom,  // another one needs the place
+        ForGood   // the server stops: also a pause before an answer ends
     };
 
-    // No connection that is open now receives anything any more; what they are sending still goes out.
-    void DismissAll();
+    // What happens to a connection happens on its own thread: these calls return at once.
+    class Member {
+    public:
+        virtual ~Member() = default;
 
-    // Also what they are sending stops.
-    void StopAll();
+        // Ends after the answer that is on its way, or at once if there is none.
+        virtual void Dismiss(Dismissal reason) = 0;
 
-    // Ends the connection that has been idle for the longest time, if any is idle.
-    void DropLongestIdle();
+        // Ends at once.
+        virtual void Abort() = 0;
+    };
 
+    // In the order in which they make room.
+    enum class Phase {
+        Leaving,   // has had its last answer
+        Opening,   // has not sent a complete request yet
+        Waiting,   // for the rest of a request, or for the next one
+        Sending,   // the client takes its time to receive an answer
+        Answering  // waits for the server
+    };
+
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+    explicit ConnectionTable(Clock clock = std::chrono::steady_clock::now);
+
+    // Returns the connection's number. It begins in the phase Opening.
+    std::uint64_t Enter(std::shared_ptr<Member> member);
+    void Leave(std::uint64_t number);
+    void SetPhase(std::uint64_t number, Phase phase);
+
+    // Dismisses the one of the first phase that has been in it for the longest time. False when all are busy.
+    bool MakeRoom();
+
+    void DismissAll(Dismissal reason);
+    void AbortAll();
+
+    // Whether the connections that are open now have all left in time.
+    bool AwaitLeaving(std::chrono::milliseconds longest = std::chrono::hours(1));
+
+    // Without those that were dismissed to make room.
     std::size_t Size() const;
     std::uint64_t Accepted() const { return accepted; }
 
 private:
-    mutable std::mutex mutex;
-    std::list<Entry*> entries;
+    struct Entry {
+        std::shared_ptr<Member> member;
+        std::chrono::steady_clock::time_point since;
+        Phase phase = Phase::Opening;
+        bool dismissed = false;
+    };
+
+    bool CanMakeRoom(const Entry& entry) const;
+
+    const Clock clock;
     std::atomic<std::uint64_t> accepted{0};
+    mutable std::mutex mutex;  // guards what follows
+    std::condition_variable left;
+    std::map<std::uint64_t, Entry> entries;
+    std::size_t makingRoom = 0;
 };
 
 }  // namespace KeyServer

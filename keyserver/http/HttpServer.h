@@ -1,24 +1,16 @@
 // Listens, speaks HTTP or HTTPS, and hands the body of each POST to one function.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
+#include "keyserver/http/HttpOptions.h"
 #include "keyserver/http/Reply.h"
 #include "keyserver/http/Tls.h"
 
 namespace KeyServer {
-
-struct HttpOptions {
-    std::string listen = "127.0.0.1";
-    int port = 0;                       // 0 takes a free one
-    std::size_t mostConnections = 256;  // served at once, one thread each; further ones wait
-    std::chrono::milliseconds keepAlive = std::chrono::minutes(5);
-    std::size_t mostBytes = 1U << 20;  // of a body
-};
 
 class HttpServer {
 public:

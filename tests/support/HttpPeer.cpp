@@ -8,36 +8,25 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <csignal>
+#include <limits>
 #include <system_error>
 #include <utility>
 
 namespace {
 
-constexpr char HeadEnd[] = "\r\n\r\n";
+using KeyServer::Admission;
+using KeyServer::Transmission;
 
-std::system_error LastError(const char* call) {
-    return {errno, std::generic_category(), call};
-}
-
-// A socket bound to a port of the loopback interface: to `*port`, or to one that the system picks when that
-// is 0. A reusable port can be bound again while its old connections fade away.
-int BoundSocket(int* port, bool reusable) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int reuse = reusable ? 1 : 0;
-    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(*port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    socklen_t length = sizeof address;
-    if (socket < 0 || bind(socket, generic, sizeof address) != 0 ||
-        getsockname(socket, generic, &length) != 0) {
-        throw LastError("bind a socket");
-    }
-    *port = ntohs(address.sin_port);
-    return socket;
+// The peer has time, and takes what comes: it is the client that is tested.
+KeyServer::HttpOptions Unlimited() {
+    constexpr std::chrono::hours Long{1};
+    KeyServer::HttpOptions options;
+    options.mostConnections = std::numeric_limits<std::size_t>::max();
+    options.mostBytes = std::numeric_limits<std::size_t>::max();
+    options.keepAlive = Long;
+    options.requestTime = Long;
+    options.threads = 1;
+    return options;
 }
 
 std::string LowerCase(std::string text) {
@@ -45,24 +34,26 @@ std::string LowerCase(std::string text) {
     return text;
 }
 
-// First line and headers of a request.
-HttpPeer::Request ParseHead(const std::string& head) {
-    HttpPeer::Request request = {};
-    std::size_t lineStart = 0;
-    while (lineStart < head.size()) {
-        const std::size_t lineEnd = std::min(head.find("\r\n", lineStart), head.size());
-        const std::string line = head.substr(lineStart, lineEnd - lineStart);
-        if (lineStart == 0) {
-            const std::size_t first = line.find(' ');
-            request.method = line.substr(0, first);
-            request.target = line.substr(first + 1, line.rfind(' ') - first - 1);
-        } else {
-            const std::size_t colon = line.find(": ");
-            request.headers[LowerCase(line.substr(0, colon))] = line.substr(std::min(colon + 2, line.size()));
-        }
-        lineStart = lineEnd + 2;
+HttpPeer::Request Recorded(const KeyServer::HttpRequest& request) {
+    HttpPeer::Request record{
+        static_cast<int>(request.connection), request.method, request.target, {}, request.body};
+    for (const auto& [name, value] : request.fields) {
+        record.headers[LowerCase(name)] = value;
     }
-    return request;
+    return record;
+}
+
+Transmission TransmissionOf(const HttpReaction& reaction) {
+    Transmission transmission;
+    transmission.bytes = reaction.bytes;
+    transmission.pause = reaction.pause;
+    transmission.inHalves = reaction.pause.count() > 0;
+    if (reaction.reset) {
+        transmission.then = Transmission::Then::Reset;
+    } else if (reaction.close) {
+        transmission.then = Transmission::Then::Close;
+    }
+    return transmission;
 }
 
 }  // namespace
@@ -83,90 +74,13 @@ HttpReaction BreakOff(const std::string& promisedBody) {
     return whole.ThenClose();
 }
 
-// One accepted connection and the thread that serves it.
-struct HttpPeer::Connection {
-    int number = 0;
-    int socket = -1;  // closed by the serving thread when it ends, under the peer's lock
-    std::unique_ptr<SSL, decltype(&SSL_free)> tls{nullptr, SSL_free};
-    bool abrupt = false;  // ends without a word of TLS
-    std::string buffer;   // received and not yet used
-    std::thread thread;
-
-    bool Receive() {
-        char bytes[4096];
-        const auto count = tls ? SSL_read(tls.get(), bytes, sizeof bytes)
-                               : static_cast<int>(recv(socket, bytes, sizeof bytes, 0));
-        if (count <= 0) {
-            return false;
-        }
-        buffer.append(bytes, static_cast<std::size_t>(count));
-        return true;
-    }
-
-    bool Send(const std::string& bytes) {
-        std::size_t sent = 0;
-        while (sent < bytes.size()) {
-            const char* const rest = bytes.data() + sent;
-            const std::size_t length = bytes.size() - sent;
-            const auto count = tls ? SSL_write(tls.get(), rest, static_cast<int>(length))
-                                   : static_cast<int>(send(socket, rest, length, MSG_NOSIGNAL));
-            if (count <= 0) {
-                return false;
-            }
-            sent += static_cast<std::size_t>(count);
-        }
-        return true;
-    }
-
-    // False when the connection is at its end.
-    bool Send(const HttpReaction& reaction) {
-        const std::size_t half = reaction.pause.count() > 0 ? reaction.bytes.size() / 2 : 0;
-        std::this_thread::sleep_for(reaction.pause);
-        bool sent = Send(reaction.bytes.substr(0, half));
-        std::this_thread::sleep_for(reaction.pause);
-        sent = sent && Send(reaction.bytes.substr(half));
-        if (reaction.reset) {
-            abrupt = true;
-            const linger atOnce = {1, 0};
-            setsockopt(socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-        }
-        return sent && !reaction.close;
-    }
-};
-
-HttpPeer::HttpPeer(std::shared_ptr<SSL_CTX> tls) : tlsContext(std::move(tls)) {
-    std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes without MSG_NOSIGNAL
-    StartListening();
-}
+HttpPeer::HttpPeer(std::shared_ptr<SSL_CTX> tls)
+    : tlsContext(std::move(tls)), host(Unlimited(), *this), port(host.Listen(0)) {}
 
 HttpPeer::~HttpPeer() {
-    StopListening();
-    CloseConnections();
-    for (Connection& connection : connections) {
-        connection.thread.join();
-    }
-}
-
-void HttpPeer::StartListening() {
-    listener = BoundSocket(&port, true);
-    if (listen(listener, SOMAXCONN) != 0) {
-        throw LastError("listen");
-    }
-    acceptor = std::thread(&HttpPeer::Accept, this);
-}
-
-void HttpPeer::StopListening() {
-    shutdown(listener, SHUT_RDWR);  // ends accept()
-    if (acceptor.joinable()) {
-        acceptor.join();
-    }
-    close(listener);
-}
-
-void HttpPeer::Restart() {
-    StopListening();
-    CloseConnections();
-    StartListening();
+    host.StopListening();
+    host.CloseConnections();
+    host.Stop();
 }
 
 std::string HttpPeer::Address() const {
@@ -198,8 +112,7 @@ std::vector<HttpPeer::Request> HttpPeer::TakeRequests() {
 }
 
 int HttpPeer::Connections() const {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return accepted;
+    return static_cast<int>(host.Accepted());
 }
 
 int HttpPeer::Handshakes() const {
@@ -208,17 +121,13 @@ int HttpPeer::Handshakes() const {
 }
 
 void HttpPeer::CloseConnections() {
-    std::unique_lock<std::mutex> lock(mutex);
-    for (const Connection& connection : connections) {
-        if (connection.socket >= 0) {
-            shutdown(connection.socket, SHUT_RDWR);
-        }
-    }
-    changed.wait(lock, [this] {
-        return std::all_of(connections.begin(), connections.end(), [](const Connection& connection) {
-            return connection.socket < 0;
-        });
-    });
+    host.CloseConnections();
+}
+
+void HttpPeer::Restart() {
+    host.StopListening();
+    host.CloseConnections();
+    host.Listen(port);
 }
 
 void HttpPeer::RefuseConnections(int count) {
@@ -226,104 +135,66 @@ void HttpPeer::RefuseConnections(int count) {
     refusals = count;
 }
 
-void HttpPeer::Accept() {
-    while (true) {
-        const int socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (socket < 0) {
-            return;
-        }
-        const std::lock_guard<std::mutex> lock(mutex);
-        ++accepted;
-        if (refusals > 0) {
-            --refusals;
-            close(socket);
-            continue;
-        }
-        Connection& connection = connections.emplace_back();
-        connection.number = accepted;
-        connection.socket = socket;
-        connection.thread = std::thread(&HttpPeer::Serve, this, std::ref(connection));
-    }
-}
-
-void HttpPeer::Serve(Connection& connection) {
-    if (!tlsContext || Secure(connection, tlsContext)) {
-        while (ServeNext(connection)) {
-        }
-    }
-    if (connection.tls && !connection.abrupt) {
-        SSL_shutdown(connection.tls.get());
-    }
-    connection.tls.reset();
+Admission HttpPeer::Admit(std::uint64_t) {
     const std::lock_guard<std::mutex> lock(mutex);
-    close(connection.socket);
-    connection.socket = -1;
-    changed.notify_all();
+    if (refusals > 0) {
+        --refusals;
+        return {Admission::Kind::Close, nullptr};
+    }
+    return {Admission::Kind::Serve, KeyServer::SslHandle(tlsContext ? SSL_new(tlsContext.get()) : nullptr)};
 }
 
-bool HttpPeer::ServeNext(Connection& connection) {
-    Request request;
-    if (!ReadRequest(connection, &request)) {
-        return false;
-    }
-    const HttpReaction reaction = ReactionTo(request);
-    if (!connection.Send(reaction)) {
-        return false;
-    }
-    return request.method != "CONNECT" || Secure(connection, tunnelContext);
-}
-
-bool HttpPeer::Secure(Connection& connection, const std::shared_ptr<SSL_CTX>& context) {
-    connection.tls.reset(SSL_new(context.get()));
-    SSL_set_fd(connection.tls.get(), connection.socket);
-    if (SSL_accept(connection.tls.get()) != 1) {
-        return false;
-    }
+void HttpPeer::Greeted(std::uint64_t) {
     const std::lock_guard<std::mutex> lock(mutex);
     ++handshakes;
-    return true;
 }
 
-bool HttpPeer::ReadRequest(Connection& connection, Request* request) {
-    std::size_t headEnd = std::string::npos;
-    while ((headEnd = connection.buffer.find(HeadEnd)) == std::string::npos) {
-        if (!connection.Receive()) {
-            return false;
-        }
-    }
-    *request = ParseHead(connection.buffer.substr(0, headEnd));
-    request->connection = connection.number;
-    const std::size_t bodyStart = headEnd + sizeof HeadEnd - 1;
-    const auto length = request->headers.find("content-length");
-    const std::size_t bodyLength = length == request->headers.end() ? 0 : std::stoul(length->second);
-    if (request->headers.count("expect") != 0 && !connection.Send("HTTP/1.1 100 Continue\r\n\r\n")) {
-        return false;
-    }
-    while (connection.buffer.size() < bodyStart + bodyLength) {
-        if (!connection.Receive()) {
-            return false;
-        }
-    }
-    request->body = connection.buffer.substr(bodyStart, bodyLength);
-    connection.buffer.erase(0, bodyStart + bodyLength);
-    return true;
+void HttpPeer::NotGreeted(std::uint64_t, const std::string&) {}
+
+std::optional<Transmission> HttpPeer::Judge(const KeyServer::HttpRequest&) {
+    return std::nullopt;
 }
 
-HttpReaction HttpPeer::ReactionTo(const Request& request) {
+Transmission HttpPeer::Answer(const KeyServer::HttpRequest& request) {
     const std::lock_guard<std::mutex> lock(mutex);
-    requests.push_back(request);
+    requests.push_back(Recorded(request));
     if (request.method == "CONNECT" && tunnelContext) {
-        return {"HTTP/1.1 200 Connected\r\n\r\n"};
+        Transmission transmission;
+        transmission.bytes = "HTTP/1.1 200 Connected\r\n\r\n";
+        transmission.secure.reset(SSL_new(tunnelContext.get()));
+        return transmission;
     }
+    return TransmissionOf(NextReaction());
+}
+
+// Without a word; what is no HTTP, such as a greeting of TLS to a plain peer, waits in vain.
+Transmission HttpPeer::Refuse(const KeyServer::HttpRequest&, KeyServer::Flaw flaw) {
+    Transmission silence;
+    silence.then = flaw == KeyServer::Flaw::NoHttp ? Transmission::Then::Ignore : Transmission::Then::Close;
+    return silence;
+}
+
+HttpReaction HttpPeer::NextReaction() {
     if (script.empty()) {
-        return Answer("{}");
+        return ::Answer("{}");
     }
-    const HttpReaction next = script.front();
+    HttpReaction next = std::move(script.front());
     script.pop_front();
     return next;
 }
 
-ClosedPort::ClosedPort() : port(0), socket(BoundSocket(&port, false)) {}
+ClosedPort::ClosedPort() : port(0), socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    socklen_t length = sizeof address;
+    if (socket < 0 || bind(socket, generic, sizeof address) != 0 ||
+        getsockname(socket, generic, &length) != 0) {
+        throw std::system_error(errno, std::generic_category(), "bind a socket");
+    }
+    port = ntohs(address.sin_port);
+}
 
 ClosedPort::~ClosedPort() {
     close(socket);

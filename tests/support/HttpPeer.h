@@ -4,15 +4,16 @@
 #include <openssl/ssl.h>
 
 #include <chrono>
-#include <condition_variable>
+#include <cstdint>
 #include <deque>
-#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "keyserver/http/HttpHost.h"
 
 // What a peer does with one request: sends the bytes as they are, then keeps or closes the connection.
 struct HttpReaction {
@@ -38,7 +39,7 @@ HttpReaction BreakOff(const std::string& promisedBody);
 // Listens on a port of the loopback interface that the system picks, and reacts to each request with the next
 // reaction that was scripted; when none is left, with "{}". Serves as a proxy as well: a request for another
 // host is answered all the same, and CONNECT leads into TLS. Thread-safe.
-class HttpPeer {
+class HttpPeer : private KeyServer::ConnectionOwner {
 public:
     struct Request {
         int connection;  // counts from 1
@@ -50,7 +51,7 @@ public:
 
     // With a TLS context the peer speaks HTTPS.
     explicit HttpPeer(std::shared_ptr<SSL_CTX> tls = nullptr);
-    ~HttpPeer();
+    ~HttpPeer() override;
     HttpPeer(const HttpPeer&) = delete;
     HttpPeer& operator=(const HttpPeer&) = delete;
 
@@ -78,32 +79,26 @@ public:
     void RefuseConnections(int count);
 
 private:
-    struct Connection;
+    KeyServer::Admission Admit(std::uint64_t connection) override;
+    void Greeted(std::uint64_t connection) override;
+    void NotGreeted(std::uint64_t connection, const std::string& problem) override;
+    std::optional<KeyServer::Transmission> Judge(const KeyServer::HttpRequest& head) override;
+    KeyServer::Transmission Answer(const KeyServer::HttpRequest& request) override;
+    KeyServer::Transmission Refuse(const KeyServer::HttpRequest& asFarAsRead, KeyServer::Flaw flaw) override;
 
-    void StartListening();
-    void StopListening();
-    void Accept();
-    void Serve(Connection& connection);
-    bool ServeNext(Connection& connection);
-    bool Secure(Connection& connection, const std::shared_ptr<SSL_CTX>& context);
-    bool ReadRequest(Connection& connection, Request* request);
-    HttpReaction ReactionTo(const Request& request);
+    HttpReaction NextReaction();
 
     std::shared_ptr<SSL_CTX> tlsContext;
-    std::shared_ptr<SSL_CTX> tunnelContext;
-    int listener = -1;
-    int port = 0;
 
-    mutable std::mutex mutex;  // guards what follows
-    std::condition_variable changed;
+    mutable std::mutex mutex;  // guards what follows, up to the host
+    std::shared_ptr<SSL_CTX> tunnelContext;
     std::deque<HttpReaction> script;
     std::vector<Request> requests;
-    int accepted = 0;
     int handshakes = 0;
     int refusals = 0;
-    std::list<Connection> connections;
 
-    std::thread acceptor;
+    KeyServer::HttpHost host;
+    int port;
 };
 
 // A port that nobody listens on, reserved for as long as it lives.

@@ -113,9 +113,18 @@ void RawClient::EndSending() {
     shutdown(socket, SHUT_WR);
 }
 
-bool RawClient::ReadSome() {
+bool RawClient::IsSilentFor(std::chrono::milliseconds time) const {
     pollfd entry{socket, POLLIN, 0};
-    if (poll(&entry, 1, static_cast<int>(std::chrono::milliseconds(Deadline).count())) <= 0) {
+    return poll(&entry, 1, static_cast<int>(time.count())) <= 0;
+}
+
+bool RawClient::IsOpen() const {
+    char next = 0;
+    return IsSilentFor(std::chrono::milliseconds(0)) || recv(socket, &next, 1, MSG_PEEK) > 0;
+}
+
+bool RawClient::ReadSome() {
+    if (IsSilentFor(Deadline)) {
         return false;
     }
     std::array<char, 4096> bytes{};

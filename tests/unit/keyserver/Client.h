@@ -56,6 +56,12 @@ public:
     // Reads until `text` has come; false when the connection ends before.
     bool ReadUntil(const std::string& text);
 
+    // Whether nothing comes for so long, neither bytes nor the end of the connection.
+    bool IsSilentFor(std::chrono::milliseconds time) const;
+
+    // False once the server has closed and all is read that came before.
+    bool IsOpen() const;
+
 private:
     bool ReadSome();
 

@@ -94,7 +94,7 @@ TEST(Server, ServesManySessionsAtOnce) {
     EXPECT_EQ(server.Count().connections, static_cast<std::uint64_t>(Clients));
 }
 
-TEST(Server, ServesNewConnectionsWhenIdleOnesTakeAllItsThreads) {
+TEST(Server, ServesNewConnectionsWhenIdleOnesTakeAllPlaces) {
     ServerOptions options;
     options.http.mostConnections = 3;
     Server server(std::move(options), CatalogueOf(TwoSteps));
@@ -179,4 +179,41 @@ TEST(Server, RefusesWhatIsNotThePostOfAMessage) {
     EXPECT_EQ(client.Post("nothing").status, 400);
     EXPECT_THAT(client.Post("nothing").body, HasSubstr("does not begin with \"data=\""));
     EXPECT_EQ(server.Count().sessions, 0U);
+}
+
+TEST(Server, DescribesButDoesNotSendTheBodyToAHead) {
+    Server server({}, CatalogueOf(TwoSteps));
+    server.Start();
+    RawClient client(server.Port());
+    client.Send("HEAD /IssueCard.do HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    const std::string answer = client.ReadToEnd();
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 405 Method Not Allowed\r\n"));
+    EXPECT_THAT(answer, HasSubstr("\r\nAllow: POST\r\n"));
+    EXPECT_EQ(answer.find("\r\n\r\n"), answer.size() - 4);
+}
+
+TEST(Server, KeepsTheConnectionOfAnOldClientThatAsksForIt) {
+    Server server({}, CatalogueOf(TwoSteps));
+    server.Start();
+    const auto asking = [](const std::string& header) {
+        return "POST /IssueCard.do HTTP/1.0\r\n" + header +
+               "Content-Length: " + std::to_string(Asking().size()) + "\r\n\r\n" + Asking();
+    };
+    RawClient client(server.Port());
+    client.Send(asking("Connection: keep-alive\r\n"));
+    EXPECT_TRUE(client.ReadUntil("Connection: keep-alive\r\n"));
+    client.Send(asking(""));
+    EXPECT_THAT(client.ReadToEnd(), HasSubstr("Connection: close\r\n"));
+    EXPECT_EQ(server.Count().requests, 2U);
+}
+
+TEST(Server, ClosesAConnectionThatIsIdleForTooLong) {
+    ServerOptions options;
+    options.http.keepAlive = std::chrono::milliseconds(50);
+    Server server(std::move(options), CatalogueOf(TwoSteps));
+    server.Start();
+    RawClient client(server.Port());
+    client.Send(HttpPost(Asking()));
+    EXPECT_THAT(client.ReadToEnd(), StartsWith("HTTP/1.1 200 OK\r\n"));
+    EXPECT_EQ(RawClient(server.Port()).ReadToEnd(), "");
 }

@@ -127,6 +127,16 @@ TEST_F(TlsServerTest, CutsAndClosesUnderTlsToo) {
     EXPECT_EQ(server->Count().handshakes, 5U);
 }
 
+TEST_F(TlsServerTest, CarriesMessagesOfManyRecords) {
+    const auto server = Started();
+    HttpClient client(server->Url(), authority);
+    EXPECT_EQ(client.Post(Opening("A")).body, FirstAnswer);
+    EXPECT_EQ(client.Post(Responding("A", "/01" + std::string(65530, 'A') + "9000")).body, SecondAnswer);
+    server->Misbehave({ParseMisbehaviour("not-json=nested")});
+    EXPECT_TRUE(client.Post(Asking()).body == std::string(100000, '['));
+    EXPECT_EQ(server->Count().handshakes, 1U);
+}
+
 TEST_F(TlsServerTest, NamesTheCertificateOrKeyThatCannotBeUsed) {
     CertificateOrder order;
     order.folder = (folder.Path() / "one").string();
