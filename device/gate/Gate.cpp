@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <stdexcept>
 
 #include "device/gate/LogWriter.h"
 #include "device/gate/Permanent.h"
