@@ -83,7 +83,7 @@ std::vector<Misdeed> Misdeeds() {
         {"speaks another HTTP", HttpReaction{"HTTP/7.3 200 OK\r\n\r\n{}"}.ThenClose(), ProtocolError, 1},
         {"redirects to where nobody speaks its protocol",
          Answer("", 307, "Location: gopher://127.0.0.1/\r\n"), ProtocolError, 1},
-        {"redirects to a file", Answer("", 302, "Location: file:///etc/hostname\r\n"), ProtocolError, 1},
+        {"redirects to a file", Answer("", 302, "Location: file:///proc/self/status\r\n"), ProtocolError, 1},
         {"redirects to no address", Answer("", 302, "Location: http://[::/\r\n"), MalformedUrl, 1}};
 }
 
