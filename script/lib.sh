@@ -94,12 +94,21 @@ locked() {
     ) 9>"build/.$name.lock"
 }
 
+# is_configured FOLDER: by CMake, and for this checkout. A folder that was copied or moved with its checkout is not.
+is_configured() {
+    local folder sources
+    folder=$(sed -n 's/^CMAKE_CACHEFILE_DIR:INTERNAL=//p' "$1/CMakeCache.txt" 2>/dev/null) || return
+    sources=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$1/CMakeCache.txt")
+    [[ $folder -ef $1 && ($sources -ef $root || $sources -ef $root/src) ]]
+}
+
 # configure_in FOLDER CMAKE-ARGUMENT...: prints nothing but what went wrong.
 configure_in() {
-    local folder=$1
+    local folder=$1 fresh=()
     shift
     mkdir -p "$folder"
-    if ! cmake -B "$folder" -G Ninja "$@" >"$folder/configure.log" 2>&1; then
+    is_configured "$folder" || fresh=(--fresh)
+    if ! cmake -B "$folder" -G Ninja "${fresh[@]}" "$@" >"$folder/configure.log" 2>&1; then
         explain "$folder/configure.log" 40
         fail "the build in $folder could not be configured"
     fi
