@@ -19,7 +19,7 @@ namespace Device {
 
 class CardSlot {
 public:
-    explicit CardSlot(CardSettings Configuration::*whichSettings) : settings(whichSettings) {}
+    explicit CardSlot(CardSettings Configuration::* whichSettings) : settings(whichSettings) {}
 
     // What a channel has of the card: the answer-to-reset, and the span of time in which the card was neither
     // reset nor lost.
@@ -54,7 +54,7 @@ private:
     std::optional<Bytes> Scripted(const std::string& command, const std::vector<AnswerRule>& rules);
     void Keep(const std::string& command, const Bytes& response);
 
-    CardSettings Configuration::*settings;
+    CardSettings Configuration::* settings;
     std::mutex mutex;
     std::unique_ptr<SecureElement> element;
     std::string elementPath;       // of the configuration that the element was made for

@@ -57,8 +57,7 @@ Result Pass(
 // The usual case: the function returns a code, and a fault is that code.
 template <typename Body>
 int Call(const char* function, int failure, Body body) noexcept {
-    return Pass(
-        function, OnBrokenDevice::Fails, failure, [](int fault) { return fault; }, body);
+    return Pass(function, OnBrokenDevice::Fails, failure, [](int fault) { return fault; }, body);
 }
 
 // The same for a function that gives something back to the platform.

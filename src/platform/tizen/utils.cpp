@@ -9,8 +9,7 @@ namespace Tizen {
 pthread_mutex_t* OpenSslLocking::inUse = nullptr;
 
 OpenSslLocking::OpenSslLocking()
-    : count(CRYPTO_num_locks()),
-      mutexes(new (std::nothrow) pthread_mutex_t[static_cast<std::size_t>(count)]) {
+    : count(CRYPTO_num_locks()), mutexes(new(std::nothrow) pthread_mutex_t[static_cast<std::size_t>(count)]) {
     if (!mutexes) {
         return;
     }

@@ -157,8 +157,7 @@ void PortOnBus::ForgetSharedConnection() {
 
 void PortOnBus::WaitUntil(const std::function<bool()>& condition, const char* what) {
     const auto deadline = std::chrono::steady_clock::now() + Patience;
-    const guint wakeUp = g_timeout_add(
-        5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+    const guint wakeUp = g_timeout_add(5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
     bool holds = condition();
     while (!holds && std::chrono::steady_clock::now() < deadline) {
         g_main_context_iteration(nullptr, TRUE);

@@ -274,7 +274,9 @@ TEST_F(AgentOfAClient, AnswersNothingWhenItIsUninitialised) {
 
 TEST_F(AgentOfAClient, ShutsDownWhenItGoes) {
     world.ForgetLog();
-    { const Na::Agent other; }
+    {
+        const Na::Agent other;
+    }
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(StartsWith("D Agent: 0x"), StartsWith("D ~Agent: 0x"), "D Trigger_Shutdown: "));

@@ -171,7 +171,9 @@ TEST_F(Application, StopsListeningWhenItIsDestroyedWithoutClients) {
 TEST_F(Application, LeavesConnectedClientsAloneWhenItIsDestroyed) {
     registry->OnClientConnected(port, "dbus;a_1");
     world.ForgetLog();
-    { const Na::AppMain other; }
+    {
+        const Na::AppMain other;
+    }
     EXPECT_THAT(journal, IsEmpty());
     EXPECT_EQ(registry->ClientCount(), 1U);
     EXPECT_THAT(world.LocatedLog(), IsEmpty());

@@ -157,7 +157,9 @@ TEST_F(JobRun, SaysNothingWhenThereIsNoJobToTerminate) {
 
 TEST_F(JobRun, LogsTheBeginningAndTheEndOfAJobObject) {
     world.ForgetLog();
-    { const GivenJob other(RequestOf(&agent, &port)); }
+    {
+        const GivenJob other(RequestOf(&agent, &port));
+    }
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D AgentJob: ", "D ~AgentJob: "));
     EXPECT_THAT(
         world.Log(),

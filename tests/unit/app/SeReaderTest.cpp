@@ -386,7 +386,9 @@ TEST_F(SeReader, BringsTheNfcManagerUpAndDown) {
 TEST_F(SeReader, OnlyLogsThatTheNfcManagerDidNotComeUp) {
     nfc_manager_initialize();  // stands for the one that fails below, so that the manager stays up for others
     Configure(Fault("nfc_manager_initialize", "NFC_ERROR_OUT_OF_MEMORY"));
-    { const Tizen23::_NFC_MANAGER_LIFECYCLE lifecycle; }
+    {
+        const Tizen23::_NFC_MANAGER_LIFECYCLE lifecycle;
+    }
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre("E _NFC_MANAGER_LIFECYCLE: Fatal: NFC Manager initialization error. Out of memory"));

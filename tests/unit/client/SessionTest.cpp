@@ -38,9 +38,8 @@ Navo::CallOptions CollectingProgressIn(std::vector<std::string>& lines) {
 
 TEST(Session, OpensCallsAndClosesOnceEach) {
     const TestBus bus;
-    const FakeService service(bus.Address(), Answering([](Arrival& arrival) {
-                                  arrival.Reply({{"ReturnCode", "4790AB"}});
-                              }));
+    const FakeService service(
+        bus.Address(), Answering([](Arrival& arrival) { arrival.Reply({{"ReturnCode", "4790AB"}}); }));
     {
         Navo::Session session(On(bus.Address()));
         EXPECT_EQ(session.ServiceConnection(), service.UniqueName());

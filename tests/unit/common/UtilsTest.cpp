@@ -112,8 +112,12 @@ TEST(Mutex, ReportsThatItIsReleasedByAThreadThatDoesNotOwnIt) {
 
 TEST(Mutex, GoesWithoutAWordWhetherItIsFreeOrHeld) {
     const DeviceWorld world;
-    { const Mutex free; }
-    { const Mutex held(true); }
+    {
+        const Mutex free;
+    }
+    {
+        const Mutex held(true);
+    }
     EXPECT_THAT(world.Log(), IsEmpty());
 }
 

@@ -35,7 +35,7 @@ int VerificationError(const CertificateFiles& files) {
 }
 
 mode_t ModeOf(const std::string& file) {
-    struct stat status {};
+    struct stat status{};
     stat(file.c_str(), &status);
     return status.st_mode & 0777U;
 }

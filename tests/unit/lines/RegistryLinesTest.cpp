@@ -53,7 +53,9 @@ TEST_F(RegistryLines, BeginTheirEndWithATrace) {
     EXPECT_EQ(AllLines().back(), "I info: Stop waiting for Clients");
     EXPECT_THAT(Lines(), ElementsAre("T ~ClientListener: "));
     AllLines().clear();
-    { const Na::AppMain application; }
+    {
+        const Na::AppMain application;
+    }
     EXPECT_THAT(
         LinesOf("app/AppMain.cpp"),
         ElementsAre("T ~AppMain: ", "D ~AppMain: No connected Clients. Stop listen"));

@@ -120,7 +120,9 @@ TEST(OpenSslLocking, KeepsAnotherThreadOutUntilTheLockIsReleased) {
 }
 
 TEST(OpenSslLocking, HasNoLocksOnceItIsGone) {
-    { const OpenSslLocking locking; }
+    {
+        const OpenSslLocking locking;
+    }
     const MutexWatch watch;
     OpenSslLocking::Lock(CRYPTO_LOCK, 0, __FILE__, __LINE__);
     OpenSslLocking::Lock(Unlock, 0, __FILE__, __LINE__);
