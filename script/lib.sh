@@ -94,6 +94,24 @@ locked() {
     ) 9>"build/.$name.lock"
 }
 
+# find_root PURPOSE: fills as_root with the words that make a command run as root; fails when there are none.
+# shellcheck disable=SC2034  # it is for the sourcing script
+find_root() {
+    as_root=()
+    [[ $EUID -ne 0 ]] || return 0
+    if ! command -v sudo >/dev/null; then
+        complain "$1 takes root, or a user with sudo: neither is here"
+        return 1
+    elif sudo --non-interactive true 2>/dev/null; then
+        as_root=(sudo --non-interactive)
+    elif [[ -t 0 ]]; then
+        as_root=(sudo)
+    else
+        complain "$1 takes root; sudo wants a password and there is no terminal to ask for it"
+        return 1
+    fi
+}
+
 # is_configured FOLDER: by CMake, and for this checkout. A folder that was copied or moved with its checkout is not.
 is_configured() {
     local folder sources
