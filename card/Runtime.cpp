@@ -4,14 +4,14 @@ namespace Card {
 
 namespace {
 
-Options Checked(Options options) {
+Options Checked(const Options& options) {
     Check(options);
     return options;
 }
 
 }  // namespace
 
-Runtime::Runtime(Options initialOptions) : options(Checked(std::move(initialOptions))), store(options) {}
+Runtime::Runtime(const Options& initialOptions) : options(Checked(initialOptions)), store(options) {}
 
 void Runtime::EndChannel() {
     const Bytes selected = session.selected;

@@ -62,7 +62,7 @@ struct Session {
 };
 
 struct Runtime {
-    explicit Runtime(Options initialOptions);
+    explicit Runtime(const Options& initialOptions);
 
     const CardContent& Content() const { return store.Content(); }
     bool IssuerSelected() const { return session.selected == Content().issuerDomain.aid; }

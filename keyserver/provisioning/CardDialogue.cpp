@@ -217,6 +217,7 @@ private:
         Turn turn;
         turn.resultCode = ResultCode::CommandsExist;
         std::vector<std::string> commands;
+        commands.reserve(sent.size());
         for (const SentCommand& command : sent) {
             commands.push_back(command.text);
         }

@@ -60,6 +60,7 @@ private:
         turn.commandSet = step.rawCommandSet;
         if (turn.commandSet.empty()) {
             std::vector<std::string> commands;
+            commands.reserve(step.commands.size());
             for (const ScriptCommand& command : step.commands) {
                 commands.push_back(command.apdu);
             }

@@ -59,6 +59,7 @@ std::vector<Place> Place::Items() const {
         Complain("must hold at least one member");
     }
     std::vector<Place> places;
+    places.reserve(value.items.size());
     for (std::size_t i = 0; i < value.items.size(); ++i) {
         places.push_back({value.items[i], origin, pointer + "/" + std::to_string(i)});
     }
