@@ -11,6 +11,7 @@
 #include "app/jobs/JobFactory.h"
 #include "common/Debug.h"
 #include "common/NeverDestroyed.h"
+#include "common/Secret.h"
 
 namespace Na {
 
@@ -80,7 +81,9 @@ void Agent::Trigger_ClientData(IClientPort* port, const std::string& clientId, c
     }
     LogPrint(LogDebug, LOCATED("Starting Job"));
     KeptJobs().push_back(std::move(job));
-    Do(*KeptJobs().back());
+    AgentJob& running = *KeptJobs().back();
+    Do(running);
+    running.Forget();
 }
 
 std::unique_ptr<AgentJob> Agent::ConstructJob(std::unique_ptr<JobRequest> request) {
@@ -125,6 +128,7 @@ void Do(AgentJob& job) {
     }
     LogPrint(LogInfo, "info: Done. Sending status to Client");
     RequestMap result = job.result;
+    const CleansedAtEnd<RequestMap> letGo(result);
     const std::string& clientId = job.request->clientId;
     IClientPort* const port = job.request->port;
     job.request->agent->TaskComplete();

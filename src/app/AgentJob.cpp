@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "common/Debug.h"
+#include "common/Secret.h"
 
 Na::AgentJob::AgentJob(std::unique_ptr<JobRequest> jobRequest) : request(std::move(jobRequest)) {
     LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, ""));
@@ -12,4 +13,14 @@ Na::AgentJob::~AgentJob() {
     LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, ""));
     request.reset();
     result.clear();
+}
+
+void Na::AgentJob::Forget() noexcept {
+    Cleanse(result);
+    if (request != nullptr) {
+        Cleanse(request->data);
+        Cleanse(request->clientId);
+        Cleanse(request->cplc);
+        Cleanse(request->seId);
+    }
 }

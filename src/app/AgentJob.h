@@ -39,6 +39,10 @@ public:
 
     virtual void Execute() = 0;
 
+    // Lets go of what came with the request and went out with the reply, and overwrites it. For a job that
+    // has been answered: it is kept, and what is in it is not.
+    void Forget() noexcept;
+
     RequestMap result;
     std::unique_ptr<JobRequest> request;
 };

@@ -5,8 +5,8 @@
 #include <tuple>
 #include <vector>
 
-#include "FuzzTarget.h"
 #include "keyserver/http/RequestReader.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 namespace {
 

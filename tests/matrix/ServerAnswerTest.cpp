@@ -144,7 +144,8 @@ NamedBodies LargeUnreadableBodies() {
 // What cannot be read as an object of texts leaves the result without a code, and that is a success.
 std::vector<AnswerRow> UnreadableBodies() {
     std::vector<AnswerRow> rows = {
-        {"an empty body", Answer(""), NoResponseFromServer}, {"an escaped zero byte alone", Answer("%00"), Done}};
+        {"an empty body", Answer(""), NoResponseFromServer},
+        {"an escaped zero byte alone", Answer("%00"), Done}};
     for (const NamedBodies& bodies : {SmallUnreadableBodies(), LargeUnreadableBodies()}) {
         for (const auto& body : bodies) {
             rows.push_back({body.first, Answer(body.second), Done});

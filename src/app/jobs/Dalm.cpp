@@ -8,6 +8,7 @@
 #include "common/Debug.h"
 #include "common/DynamicLoader.h"
 #include "common/Locations.h"
+#include "common/Secret.h"
 #include "common/Utf8.h"
 #include "common/Utils.h"
 
@@ -218,6 +219,7 @@ int Job_DALM::InjectKey(void* entryPoint) {
     const std::string keyName = read.KeyName();
     const long injectionType = read.Type(InjectionTypeRule, WrongParameter);
     std::string data;
+    const CleansedAtEnd<std::string> letTextGo(data);
     long encoding = EncodingOfNoData;
     if (const std::string* const given = read.Find(Key::DalmData)) {
         data = *given;
@@ -233,15 +235,16 @@ int Job_DALM::InjectKey(void* entryPoint) {
         return read.FailureVerdict();
     }
     LogPrint(LogTrace, JOB_LOCATED("Key: '%s'"), keyName.c_str());
-    Bytes bytes = StringToBytes(data);
     if (encoding == HexadecimalEncoding) {
         LogPrint(LogTrace, JOB_LOCATED("Converting data back to binary"));
-        bytes = HexToBytes(data);
     }
+    Bytes bytes = encoding == HexadecimalEncoding ? HexToBytes(data) : StringToBytes(data);
+    const CleansedAtEnd<Bytes> letBytesGo(bytes);
     const auto length = static_cast<int>(bytes.size());
-    bytes.push_back(0);  // the library gets an address for no data, too
+    std::uint8_t nothing = 0;  // the library gets an address for no data, too
     const int verdict = reinterpret_cast<KeyInjection>(entryPoint)(
-        Cut(injectionType), Cut(keyType), keyName.c_str(), bytes.data(), length, Cut(encoding));
+        Cut(injectionType), Cut(keyType), keyName.c_str(), bytes.empty() ? &nothing : bytes.data(), length,
+        Cut(encoding));
     --SharedLibrary().references;
     return verdict;
 }
@@ -290,13 +293,17 @@ int Job_DALM::CreateGetKeySession(void* entryPoint) {
         return read.FailureVerdict();
     }
     Bytes output(static_cast<std::size_t>(size));
+    const CleansedAtEnd<Bytes> letGo(output);
     const int verdict = reinterpret_cast<CreateGetKeySessionFunction>(entryPoint)(
         Cut(keyType), keyName.c_str(), output.data(), size, Cut(encoding));
     if (verdict > 0) {
         // A library that claims more than the buffer holds gets what the buffer holds.
-        output.resize(static_cast<std::size_t>(std::min(verdict, size)));
-        ReturnData(
-            encoding == HexadecimalEncoding ? BytesToHex(output) : std::string(output.begin(), output.end()));
+        const auto end = output.begin() + std::min(verdict, size);
+        std::string data = encoding == HexadecimalEncoding
+                               ? BytesToHex(output.data(), static_cast<std::size_t>(end - output.begin()))
+                               : std::string(output.begin(), std::find(output.begin(), end, 0));
+        const CleansedAtEnd<std::string> letTextGo(data);
+        ReturnData(data);
     }
     return verdict;
 }

@@ -1,7 +1,5 @@
 #include "app/tizen/BusClient.h"
 
-#include <utility>
-
 #include "app/tizen/DbusMaps.h"
 #include "common/Debug.h"
 #include "common/Runtime.h"
@@ -30,8 +28,9 @@ std::string ProgressPathOf(const std::string& identifier) {
 
 }  // namespace
 
-void Answer(OwnedInvocation invocation, const Na::RequestMap& result) {
-    g_dbus_method_invocation_return_value(invocation.release(), ReplyBody(result).get());
+void Answer(OwnedInvocation& invocation, const Na::RequestMap& result) {
+    const OwnedVariant body = ReplyBody(result);
+    g_dbus_method_invocation_return_value(invocation.release(), body.get());
 }
 
 _Client::_Client(const std::string& identifier) : id(identifier), objectPath(ObjectPathOf(identifier)) {}
@@ -46,7 +45,7 @@ bool _Client::SendReply(const Na::RequestMap& result) {
     LogPrint(
         LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Invocation: %p"),
         static_cast<void*>(invocation.get()));
-    Answer(std::move(invocation), result);
+    Answer(invocation, result);
     return true;
 }
 

@@ -8,8 +8,8 @@
 
 namespace Tizen {
 
-// Answers a call for good; the invocation is gone afterwards.
-void Answer(OwnedInvocation invocation, const Na::RequestMap& result);
+// Answers a call for good; the invocation is gone afterwards. Whoever throws leaves it to be answered.
+void Answer(OwnedInvocation& invocation, const Na::RequestMap& result);
 
 // One registered client.
 struct _Client {

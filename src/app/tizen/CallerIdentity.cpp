@@ -21,6 +21,7 @@ constexpr std::size_t PackageNameCapacity = 255;
 std::string PackageOf(guint pid) {
     char name[PackageNameCapacity] = {};
     const int error = aul_app_get_pkgname_bypid(static_cast<int>(pid), name, sizeof name);
+    name[PackageNameCapacity - 1] = '\0';  // the platform may fill all of it
     if (error == 0) {
         LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, "_handle_method_call", "Sender pkg name: %s"), name);
     } else {

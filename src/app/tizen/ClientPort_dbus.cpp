@@ -8,6 +8,7 @@
 #include "app/tizen/DbusMaps.h"
 #include "app/tizen/PortState.h"
 #include "common/Debug.h"
+#include "common/Secret.h"
 #include "common/Utils.h"
 
 namespace Tizen {
@@ -34,7 +35,7 @@ Na::RequestMap Result(const char* value) {
 // Opens or closes a session, and answers at once.
 void HandleSession(
     DbusClientPortImpl& state, const std::string& identifier, const std::string& action,
-    OwnedInvocation invocation) {
+    OwnedInvocation& invocation) {
     const char* result = Bus::Failed;
     const auto address = static_cast<void*>(invocation.get());
     if (action == Bus::SessionOpen) {
@@ -55,7 +56,7 @@ void HandleSession(
     {
         const Na::Lock guard(state.lock);
         LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "%p"), address);
-        Answer(std::move(invocation), Result(result));
+        Answer(invocation, Result(result));
         LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "%p"), address);
     }
     if (action == Bus::SessionClose) {
@@ -64,11 +65,11 @@ void HandleSession(
     }
 }
 
-// An empty map is forwarded like any other, but its call comes back, to be answered with "Wrong parameters":
+// An empty map is forwarded like any other, but its call stays here, to be answered with "Wrong parameters":
 // an invocation can be answered only once.
-OwnedInvocation HandleRequest(
+void HandleRequest(
     DbusClientPortImpl& state, _Client& client, const Na::RequestMap& data, const MethodCall& call,
-    OwnedInvocation invocation) {
+    OwnedInvocation& invocation) {
     LogPrint(
         LogTrace, LOCATED_IN("_handle_method_call", "Handling client request: %p"),
         static_cast<void*>(invocation.get()));
@@ -79,28 +80,43 @@ OwnedInvocation HandleRequest(
     }
     state.OnClientData(client.id, data);
     LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "Request handled"));
-    return invocation;
 }
 
-// Gives the invocation back when it is still to be answered.
-OwnedInvocation Dispatch(DbusClientPortImpl& state, const MethodCall& call, OwnedInvocation invocation) {
+// Takes the invocation, or leaves it when it is still to be answered.
+void Dispatch(DbusClientPortImpl& state, const MethodCall& call, OwnedInvocation& invocation) {
     const std::string identifier = IdentifierOf(call.connection, call.sender);
     LogPrint(
         LogTrace, LOCATED_IN("_handle_method_call", "Method %s call from %s. %p"), call.method,
         identifier.c_str(), static_cast<void*>(call.connection));
     LogPrint(LogTrace, LOCATED_IN("_handle_method_call", "Object: %s"), call.objectPath);
     const OwnedVariant dictionary(g_variant_get_child_value(call.parameters, 0));
-    const Na::RequestMap data = ReadMap(dictionary.get());
+    Na::RequestMap data = ReadMap(dictionary.get());
+    const Na::CleansedAtEnd<Na::RequestMap> letGo(data);
     const auto session = data.find(Na::Key::Session);
     if (session != data.end()) {
-        HandleSession(state, identifier, session->second, std::move(invocation));
-        return nullptr;
+        HandleSession(state, identifier, session->second, invocation);
+        return;
     }
     if (_Client* const client = state.FindClient(identifier)) {
-        return HandleRequest(state, *client, data, call, std::move(invocation));
+        HandleRequest(state, *client, data, call, invocation);
+        return;
     }
     LogPrint(LogError, LOCATED_IN("_handle_method_call", "Command request from unknown client"));
-    return invocation;
+}
+
+const LastResort& PreparedAnswer() {
+    static const LastResort prepared;
+    return prepared;
+}
+
+// What is left when a call cannot be served: it is answered all the same, by whom it stayed with.
+void AnswerUnserved(
+    DbusClientPortImpl* state, GDBusMethodInvocation* call, OwnedInvocation& invocation) noexcept {
+    OwnedInvocation unanswered =
+        invocation == nullptr && state != nullptr ? state->TakeBack(call) : std::move(invocation);
+    if (unanswered != nullptr) {
+        PreparedAnswer().Answer(unanswered.release());
+    }
 }
 
 // The three methods are handled alike, and of their arguments only the map is read. No exception may run
@@ -109,19 +125,19 @@ void _handle_method_call(
     GDBusConnection* connection, const gchar* sender, const gchar* objectPath, const gchar*,
     const gchar* method, GVariant* parameters, GDBusMethodInvocation* call, gpointer ticket) {
     OwnedInvocation invocation(call);
+    DbusClientPortImpl* const state = DbusClientPortImpl::OfTicket(ticket);
     try {
-        DbusClientPortImpl* const state = DbusClientPortImpl::OfTicket(ticket);
         if (state != nullptr) {
-            const MethodCall received = {connection, sender, objectPath, method, parameters};
-            invocation = Dispatch(*state, received, std::move(invocation));
+            Dispatch(*state, {connection, sender, objectPath, method, parameters}, invocation);
         } else {
             LogPrint(LogDebug, LOCATED("Invalid state"));
         }
         if (invocation != nullptr) {
-            Answer(std::move(invocation), Result(Bus::WrongParameters));
+            Answer(invocation, Result(Bus::WrongParameters));
         }
     } catch (const std::exception& error) {
-        LogPrint(LogError, LOCATED("Request dropped: %s"), error.what());
+        LogPrint(LogError, LOCATED("Request not served: %s"), error.what());
+        AnswerUnserved(state, call, invocation);
     }
     LogPrint(LogTrace, LOCATED(""));
 }
@@ -160,15 +176,29 @@ void UnregisterObject(DbusClientPortImpl& state, GDBusConnection* connection) {
     }
 }
 
+// A lost bus leaves the service unreachable, not dead: whoever supervises it decides. GLib would end the
+// process, also when the bus goes before the name is there, so this comes first. The name is asked for on the
+// connection that is returned, as long as it is held.
+OwnedConnection OutliveTheBus() {
+    OwnedConnection bus(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+    if (bus != nullptr) {
+        g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    }
+    return bus;
+}
+
 void _on_bus_acquired(GDBusConnection* connection, const gchar* name, gpointer ticket) {
     LogPrint(LogTrace, LOCATED("Acquired the bus %s. %p"), name, static_cast<void*>(connection));
     DbusClientPortImpl* const state = DbusClientPortImpl::OfTicket(ticket);
     if (connection == nullptr || state == nullptr) {
         return;
     }
-    // A lost bus leaves the service unreachable, not dead: whoever supervises it decides.
     g_dbus_connection_set_exit_on_close(connection, FALSE);
-    RegisterObject(*state, connection);
+    try {
+        RegisterObject(*state, connection);
+    } catch (const std::exception& error) {
+        LogPrint(LogError, LOCATED("Object not registered: %s"), error.what());
+    }
 }
 
 void _on_name_acquired(GDBusConnection* connection, const gchar* name, gpointer ticket) {
@@ -259,6 +289,8 @@ bool DbusClientPort::IsTrusted(const std::string& clientId) {
 int DbusClientPort::StartListen() {
     if (impl == nullptr) {
         impl = std::make_unique<DbusClientPortImpl>(this);
+        PreparedAnswer();  // made while there is memory
+        const OwnedConnection bus = OutliveTheBus();
         impl->ownerId = g_bus_own_name(
             G_BUS_TYPE_SYSTEM, Bus::Name, G_BUS_NAME_OWNER_FLAGS_NONE, _on_bus_acquired, _on_name_acquired,
             _on_name_lost, impl->ticket, nullptr);

@@ -1,5 +1,9 @@
 #include "app/tizen/DbusMaps.h"
 
+#include <utility>
+#include <vector>
+
+#include "app/tizen/PortParts.h"
 #include "common/Debug.h"
 #include "common/Utf8.h"
 
@@ -21,6 +25,26 @@ const char WrongParameters[] = "Wrong parameters";
 }  // namespace Bus
 
 namespace {
+
+const char UnknownErrorMessage[] = "10000000_An unknown Error has occurred";
+
+constexpr std::size_t LongestText = 64 * 1024;
+
+// Far below what any bus takes.
+constexpr std::size_t LargestReply = 8 * 1024 * 1024;
+
+// The text as the bus may carry it.
+std::string Carried(const std::string& text) {
+    std::string carried = Na::ToValidUtf8(text);
+    if (carried.size() > LongestText) {
+        LogPrint(
+            LogError, LOCATED_AS(PORT_SOURCE_FILE, "SendReply", "A text of %u bytes is cut at %u"),
+            static_cast<unsigned>(carried.size()), static_cast<unsigned>(LongestText));
+        const gchar* const border = g_utf8_find_prev_char(carried.c_str(), carried.c_str() + LongestText + 1);
+        carried.resize(static_cast<std::size_t>(border - carried.c_str()));
+    }
+    return carried;
+}
 
 OwnedVariant Sunk(GVariant* floating) {
     return OwnedVariant(g_variant_ref_sink(floating));
@@ -70,17 +94,35 @@ Na::RequestMap ReadMap(GVariant* dictionary) {
 }
 
 OwnedVariant ReplyBody(const Na::RequestMap& map) {
+    std::vector<std::pair<std::string, std::string>> carried;
+    std::size_t size = 0;
+    for (const auto& pair : map) {
+        carried.emplace_back(Carried(pair.first), Carried(pair.second));
+        size += carried.back().first.size() + carried.back().second.size();
+    }
+    if (size > LargestReply) {
+        LogPrint(
+            LogError, LOCATED_AS(PORT_SOURCE_FILE, "SendReply", "A reply of %u bytes is too large"),
+            static_cast<unsigned>(size));
+        carried = {{Na::Key::ReturnCode, UnknownErrorMessage}};
+    }
+    // No exception may leave a builder behind, so all of the texts are there by now.
     GVariantBuilder pairs;
     g_variant_builder_init(&pairs, G_VARIANT_TYPE("a{ss}"));
-    for (const auto& pair : map) {
-        g_variant_builder_add(
-            &pairs, "{ss}", Na::ToValidUtf8(pair.first).c_str(), Na::ToValidUtf8(pair.second).c_str());
+    for (const auto& pair : carried) {
+        g_variant_builder_add(&pairs, "{ss}", pair.first.c_str(), pair.second.c_str());
     }
     return Sunk(g_variant_new("(a{ss})", &pairs));
 }
 
+LastResort::LastResort() : body(ReplyBody({{Na::Key::ReturnCode, UnknownErrorMessage}})) {}
+
+void LastResort::Answer(GDBusMethodInvocation* invocation) const noexcept {
+    g_dbus_method_invocation_return_value(invocation, body.get());
+}
+
 OwnedVariant TextBody(const std::string& text) {
-    return Sunk(g_variant_new("(s)", Na::ToValidUtf8(text).c_str()));
+    return Sunk(g_variant_new("(s)", Carried(text).c_str()));
 }
 
 }  // namespace Tizen

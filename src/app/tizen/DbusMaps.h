@@ -34,8 +34,22 @@ std::string IntrospectionDocument();
 // the map.
 Na::RequestMap ReadMap(GVariant* dictionary);
 
-// Body of a method reply, "(a{ss})". D-Bus carries only UTF-8: other bytes become U+FFFD.
+// Body of a method reply, "(a{ss})". D-Bus carries only UTF-8: other bytes become U+FFFD. A value is cut at
+// 64 KiB, with a line that says so; a map that is too large all the same becomes the status of an unknown
+// error, since a bus ends the connection of who sends it more than it takes.
 OwnedVariant ReplyBody(const Na::RequestMap& map);
+
+// The reply of a call that ran out of memory: made beforehand, so that it needs none.
+class LastResort {
+public:
+    LastResort();
+
+    // Answers the call, which is gone afterwards.
+    void Answer(GDBusMethodInvocation* invocation) const noexcept;
+
+private:
+    OwnedVariant body;
+};
 
 // Body of a signal, "(s)", likewise.
 OwnedVariant TextBody(const std::string& text);

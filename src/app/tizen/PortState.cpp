@@ -1,5 +1,7 @@
 #include "app/tizen/PortState.h"
 
+#include <utility>
+
 #include "app/ClientListener.h"
 #include "common/Debug.h"
 
@@ -9,10 +11,13 @@ namespace {
 
 constexpr char PortPrefix[] = "dbus;";
 
-std::string mk_client_id(const std::string& identifier) {
-    std::string id = PortPrefix + identifier;
-    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "%s"), id.c_str());
+const std::string& Traced(const std::string& id) {
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, "mk_client_id", "%s"), id.c_str());
     return id;
+}
+
+std::string mk_client_id(const std::string& identifier) {
+    return Traced(PortPrefix + identifier);
 }
 
 }  // namespace
@@ -43,27 +48,37 @@ DbusClientPortImpl* DbusClientPortImpl::OfTicket(gpointer ticket) {
 _Client* DbusClientPortImpl::AddClient(const std::string& identifier) {
     LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Client registration %s"), identifier.c_str());
     const Na::Lock guard(lock);
-    std::unique_ptr<_Client>& client = clients[identifier];
-    const bool duplicate = client != nullptr;
+    const auto known = clients.find(identifier);
+    const bool duplicate = known != clients.end();
     if (duplicate) {
         LogPrint(
             LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Duplicate connection from client %s"),
             identifier.c_str());
-    } else {
-        client = std::make_unique<_Client>(identifier);
-        LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Created client %s"), identifier.c_str());
-        const std::string id = mk_client_id(identifier);
-        LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Registering client: %s"), id.c_str());
-        Na::ClientListener::GetInstance()->OnClientConnected(port, id);
     }
+    _Client& client = duplicate ? *known->second : CreateClient(identifier);
     // A refused "Open" counts too: as many calls of "Close" remove the client.
-    ++client->count;
+    ++client.count;
     LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Done"));
-    return duplicate ? nullptr : client.get();
+    return duplicate ? nullptr : &client;
+}
+
+_Client& DbusClientPortImpl::CreateClient(const std::string& identifier) {
+    const auto place = clients.emplace(identifier, std::make_unique<_Client>(identifier)).first;
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, "AddClient", "Created client %s"), identifier.c_str());
+    try {
+        const std::string id = mk_client_id(identifier);
+        LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, "AddClient", "Registering client: %s"), id.c_str());
+        Na::ClientListener::GetInstance()->OnClientConnected(port, id);
+    } catch (...) {
+        clients.erase(place);  // a client that the registry does not know would never get an answer
+        throw;
+    }
+    return *place->second;
 }
 
 void DbusClientPortImpl::RemoveClient(const std::string& identifier) {
     LogPrint(LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Removing client: %s"), identifier.c_str());
+    const std::string id = PortPrefix + identifier;  // before anything changes, since memory may lack
     bool gone = false;
     {
         const Na::Lock guard(lock);
@@ -82,9 +97,18 @@ void DbusClientPortImpl::RemoveClient(const std::string& identifier) {
         LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, ""));
         return;
     }
-    const std::string id = mk_client_id(identifier);
-    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Disconnected client: %s"), id.c_str());
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Disconnected client: %s"), Traced(id).c_str());
     Na::ClientListener::GetInstance()->OnClientDisconnected(port, id);
+}
+
+OwnedInvocation DbusClientPortImpl::TakeBack(GDBusMethodInvocation* call) noexcept {
+    const Na::Lock guard(lock);
+    for (auto& client : clients) {
+        if (client.second->invocation.get() == call) {
+            return std::move(client.second->invocation);
+        }
+    }
+    return nullptr;
 }
 
 void DbusClientPortImpl::ForgetClients() {

@@ -34,6 +34,9 @@ struct DbusClientPortImpl {
     void RemoveClient(const std::string& identifier);
     void ForgetClients();
 
+    // Takes a call back from the client with whom it waits for its answer; null when no client has it.
+    OwnedInvocation TakeBack(GDBusMethodInvocation* call) noexcept;
+
     // Null when there is no such client. The second one takes the port-qualified id. Neither takes the lock,
     // which some of their callers hold.
     _Client* FindClient(const std::string& identifier) UNCHECKED_LOCKING;
@@ -51,6 +54,8 @@ struct DbusClientPortImpl {
 private:
     static std::map<gpointer, DbusClientPortImpl*>& Listening();
     static gpointer NextTicket();
+
+    _Client& CreateClient(const std::string& identifier) REQUIRES_LOCK(lock);
 
     std::map<std::string, std::unique_ptr<_Client>> clients GUARDED_BY(lock);
 };

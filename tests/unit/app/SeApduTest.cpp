@@ -232,6 +232,8 @@ TEST(SeSession, ClosesWhatItOpened) {
 TEST(SeSession, ClosesNothingThatItCouldNotOpen) {
     DeviceWorld world;
     world.Configure("[fault nfc_se_open_secure_element]\nresult=-1\nfrom=2\n");
-    { const Na::SeSession session(0); }
+    {
+        const Na::SeSession session(0);
+    }
     EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 1U);
 }

@@ -269,7 +269,9 @@ TEST_F(SeReader, ClosesWhatIsOpenWhenItGoes) {
 
 TEST_F(SeReader, ClosesNothingWhenItGoesClosed) {
     Configure("");
-    { const Tizen23::SeReaderNfc other; }
+    {
+        const Tizen23::SeReaderNfc other;
+    }
     EXPECT_EQ(Device::Calls(Close), 0U);
 }
 

@@ -8,11 +8,11 @@
 #include <list>
 #include <thread>
 
-#include "Client.h"
-#include "Samples.h"
 #include "keyserver/Server.h"
 #include "keyserver/http/Certificates.h"
-#include "support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/keyserver/Samples.h"
+#include "tests/unit/keyserver/Client.h"
 
 using namespace KeyServer;
 using testing::StartsWith;

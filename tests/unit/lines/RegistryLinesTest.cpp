@@ -49,7 +49,9 @@ TEST_F(RegistryLines, TellTheAddressOfTheOneRegistryAndOfTheOneApplication) {
 }
 
 TEST_F(RegistryLines, BeginTheirEndWithATrace) {
-    { const Na::ClientListener registry; }
+    {
+        const Na::ClientListener registry;
+    }
     EXPECT_EQ(AllLines().back(), "I info: Stop waiting for Clients");
     EXPECT_THAT(Lines(), ElementsAre("T ~ClientListener: "));
     AllLines().clear();

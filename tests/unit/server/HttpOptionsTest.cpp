@@ -142,7 +142,9 @@ TEST(CurlWriteCallback, AppendsAndTakesEveryByte) {
 TEST(CurlLifecycle, StartsAndStopsLibcurl) {
     const DeviceWorld world;
     const CurlSpy spy;
-    { const Na::_CURL_LIFECYCLE lifecycle; }
+    {
+        const Na::_CURL_LIFECYCLE lifecycle;
+    }
     EXPECT_EQ(spy.Starts(), 1);
     EXPECT_EQ(spy.StartFlags(), 3);
     EXPECT_EQ(spy.Stops(), 1);
