@@ -1,5 +1,7 @@
 #include "keyserver/Options.h"
 
+#include <arpa/inet.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <sstream>
@@ -81,6 +83,10 @@ void AddListening(CLI::App& app, Options& options, RawOptions& raw) {
            "--listen", options.server.http.listen, "Address to listen on; only this machine by default")
         ->type_name("ADDRESS")
         ->capture_default_str()
+        ->group(group);
+    app.add_flag(
+           "--plain-for-anybody", options.plainForAnybody,
+           "Let --http listen where other machines reach it; they see and change all that goes over it")
         ->group(group);
     app.add_option("--port", options.server.http.port, "Port to listen on; 0 takes a free one")
         ->type_name("PORT")
@@ -202,6 +208,38 @@ bool IsResultCode(const std::string& code) {
            std::all_of(code.begin(), code.end(), [](char each) { return each >= '0' && each <= '9'; });
 }
 
+// Names but one are looked up, and may lead anywhere.
+bool IsThisMachine(const std::string& address) {
+    in_addr fourth{};
+    in6_addr sixth{};
+    if (inet_pton(AF_INET, address.c_str(), &fourth) == 1) {
+        return ntohl(fourth.s_addr) >> 24 == IN_LOOPBACKNET;
+    }
+    if (inet_pton(AF_INET6, address.c_str(), &sixth) == 1) {
+        return IN6_IS_ADDR_LOOPBACK(&sixth) ||
+               (IN6_IS_ADDR_V4MAPPED(&sixth) && sixth.s6_addr[12] == IN_LOOPBACKNET);
+    }
+    return address == "localhost";
+}
+
+// Throws std::invalid_argument.
+void CheckListening(const Options& options) {
+    if (options.https && !options.makeCertificate && options.server.certificateFile.empty()) {
+        throw std::invalid_argument(
+            "HTTPS needs --certificate and --key, or --make-certificate; --http serves without");
+    }
+    if (!options.https && !options.server.certificateFile.empty()) {
+        throw std::invalid_argument("--certificate has no use with --http");
+    }
+    const std::string& address = options.server.http.listen;
+    if (!options.https && !options.plainForAnybody && !IsThisMachine(address)) {
+        throw std::invalid_argument(
+            "--http with --listen " + address +
+            " would send card data and keys over the network in the clear, and take anybody's word for the "
+            "card's; --plain-for-anybody does it all the same");
+    }
+}
+
 // Throws std::invalid_argument.
 void Complete(Options& options, const RawOptions& raw) {
     options.https = !raw.http;
@@ -224,13 +262,7 @@ void Complete(Options& options, const RawOptions& raw) {
     if (!options.serve) {
         return;
     }
-    if (options.https && !options.makeCertificate && options.server.certificateFile.empty()) {
-        throw std::invalid_argument(
-            "HTTPS needs --certificate and --key, or --make-certificate; --http serves without");
-    }
-    if (!options.https && !options.server.certificateFile.empty()) {
-        throw std::invalid_argument("--certificate has no use with --http");
-    }
+    CheckListening(options);
     if (options.scriptFiles.empty() && options.scriptFolders.empty() && options.catalogueFiles.empty() &&
         options.eligibility.empty()) {
         throw std::invalid_argument(

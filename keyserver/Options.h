@@ -13,6 +13,7 @@ namespace KeyServer {
 struct Options {
     ServerOptions server;
     bool https = true;
+    bool plainForAnybody = false;  // plain HTTP where other machines can reach it
     bool makeCertificate = false;
     bool serve = true;  // false: only the certificate was asked for
     CertificateOrder certificate;

@@ -166,6 +166,37 @@ TEST_F(ProgramTest, ExitsWith2ForAWrongCommandLine) {
     EXPECT_EQ(Run({"--http", "--eligibility", "1"}).status, 2);
 }
 
+TEST_F(ProgramTest, RefusesToServePlainHttpBeyondThisMachine) {
+    for (const char* address :
+         {"0.0.0.0", "::", "192.0.2.1", "::ffff:192.0.2.1", "2001:db8::1", "host.example"}) {
+        const Ended ended = Run({"--http", "--script", script, "--listen", address});
+        EXPECT_EQ(ended.status, 2) << address;
+        EXPECT_THAT(ended.errors, HasSubstr("--plain-for-anybody")) << address;
+        EXPECT_EQ(ended.output, "");
+    }
+}
+
+TEST_F(ProgramTest, ServesPlainHttpOnAnyAddressOfThisMachine) {
+    for (const char* address : {"127.0.0.1", "127.0.0.2", "localhost"}) {
+        const TemporaryFolder own;
+        Program program(own, {"--http", "--script", script, "--listen", address});
+        EXPECT_THAT(program.Url(), HasSubstr(std::string("http://") + address)) << address;
+        EXPECT_EQ(program.End(SIGTERM).status, 0);
+    }
+}
+
+TEST_F(ProgramTest, ServesBeyondThisMachineWithACertificateOrWhenToldTo) {
+    for (const std::vector<std::string>& how :
+         {std::vector<std::string>{"--make-certificate", In("made")}, {"--http", "--plain-for-anybody"}}) {
+        std::vector<std::string> arguments = how;
+        arguments.insert(arguments.end(), {"--script", script, "--listen", "0.0.0.0"});
+        const TemporaryFolder own;
+        Program program(own, arguments);
+        EXPECT_THAT(program.Url(), HasSubstr("://0.0.0.0:"));
+        EXPECT_EQ(program.End(SIGTERM).status, 0);
+    }
+}
+
 TEST_F(ProgramTest, ExitsWith2ForAWrongScriptAndNamesThePlace) {
     const std::string wrong =
         folder.Write("wrong.json", R"({"serviceId":"a","steps":[{"commands":["00"]}]})").string();
