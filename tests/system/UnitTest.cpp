@@ -154,6 +154,13 @@ TEST_F(Unit, ACrashIsMendedByTheNextClient) {
     EXPECT_EQ(Navoctl({"cplc"}).output, Cplc);
 }
 
+TEST_F(Unit, EndsWithTheBusAndStartsOnTheNextOne) {
+    HoldTheService();
+    machine->Run("root", {"systemctl", "restart", "dbus.service"});
+    EXPECT_TRUE(Eventually([this] { return machine->Property("ActiveState") == "inactive"; }));
+    EXPECT_EQ(Navoctl({"cplc"}).output, Cplc);
+}
+
 TEST_F(Unit, HoldsTheProcessToItsLimits) {
     const fs::path process = HoldTheService();
     const std::string status = TextOf(process / "status");
