@@ -31,12 +31,12 @@ constexpr std::size_t LongestApdu = 255;
 [[nodiscard]] Bytes PackApdus(const std::vector<Bytes>& apdus);
 
 // The other way round. Throws BadScript for a record that runs past the end.
-[[nodiscard]] std::vector<Bytes> UnpackApdus(const Bytes& packedList);
+std::vector<Bytes> UnpackApdus(const Bytes& packedList);
 
 // Any list can be made a script, also one that no library would make.
 [[nodiscard]] Bytes MakeScript(const Bytes& packedList);
 
 // Throws BadScript.
-[[nodiscard]] Bytes PackedListOf(const Bytes& script);
+Bytes PackedListOf(const Bytes& script);
 
 }  // namespace Vendor

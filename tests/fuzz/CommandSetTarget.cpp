@@ -3,6 +3,7 @@
 
 #include "app/Agent.h"
 #include "app/Se.h"
+#include "app/jobs/JobServices.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/PlayedCard.h"
 #include "tests/fuzz/ServiceWorld.h"

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/world/Process.h"
 
 struct Account {
     const char* name;

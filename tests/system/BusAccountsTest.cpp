@@ -6,7 +6,6 @@
 #include "tests/system/Files.h"
 
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "tests/support/world/Process.h"
+#include "tests/support/Process.h"
 
 namespace fs = std::filesystem;
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/world/Process.h"
 
 class Machine {
 public:

@@ -1,8 +1,8 @@
 // The unit as systemd's own tools read it; nothing runs.
 #include <gmock/gmock.h>
 
+#include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/world/Process.h"
 #include "tests/system/Files.h"
 
 namespace fs = std::filesystem;

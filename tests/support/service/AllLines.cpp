@@ -8,7 +8,7 @@ std::vector<std::string>& AllLines() {
     return lines;
 }
 
-std::vector<std::string> LinesOf(const std::string& source) {
+std::vector<std::string> LinesOfSource(const std::string& source) {
     const std::string begin = "[/src/" + source + ":";
     std::vector<std::string> lines;
     for (const std::string& line : AllLines()) {

@@ -10,4 +10,4 @@
 std::vector<std::string>& AllLines();
 
 // The located lines so far of one source below /src/, each as "LEVEL Function: message".
-std::vector<std::string> LinesOf(const std::string& source);
+std::vector<std::string> LinesOfSource(const std::string& source);

@@ -22,7 +22,7 @@ protected:
 
     // Lines of the card commands; without those of the exchange itself unless they are asked for.
     static std::vector<std::string> Lines(bool withExchanges = false) {
-        std::vector<std::string> lines = LinesOf("app/Se.cpp");
+        std::vector<std::string> lines = LinesOfSource("app/Se.cpp");
         const auto isOfExchange = [](const std::string& line) { return line.substr(2, 6) == "Apdu: "; };
         if (!withExchanges) {
             lines.erase(std::remove_if(lines.begin(), lines.end(), isOfExchange), lines.end());
@@ -39,7 +39,7 @@ protected:
     static std::vector<std::string> LinesFor(const std::string& data, const std::string& tag) {
         AllLines().clear();
         Na::Se::GetTagValue(data, tag);
-        return LinesOf("app/Se.cpp");
+        return LinesOfSource("app/Se.cpp");
     }
 
     const DeviceWorld world;

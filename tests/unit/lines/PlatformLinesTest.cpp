@@ -27,7 +27,7 @@ protected:
     std::vector<std::string> LinesOfPrivilege(const std::string& package, const std::string& fault = "") {
         Begin(DeviceWorld::OrdinaryDevice() + "\n" + fault);
         Na::IsClientPrivileged(package);
-        return LinesOf("common/tizen/Runtime.cpp");
+        return LinesOfSource("common/tizen/Runtime.cpp");
     }
 
     DeviceWorld world;
@@ -39,27 +39,29 @@ TEST_F(PlatformLines, ShowTheReturnCodeInPlaceOfTheStateOfAnEthernet) {
     Begin("[network]\ntype=ethernet\nethernet-state=connected\n");
     Tizen::TizenNetwork().OpenConnection();
     EXPECT_THAT(
-        LinesOf("platform/tizen/TizenNetwork.cpp"),
+        LinesOfSource("platform/tizen/TizenNetwork.cpp"),
         ElementsAre(
             "D OpenConnection: Setting up a network", "D OpenConnection: Ethernet connection",
             "T OpenConnection: Connection state: 0", "D OpenConnection: Have Internet connection"));
     Begin("[network]\ntype=ethernet\n[fault connection_get_ethernet_state]\nresult=-38\n");
     Tizen::TizenNetwork().OpenConnection();
-    EXPECT_EQ(LinesOf("platform/tizen/TizenNetwork.cpp").at(2), "T OpenConnection: Connection state: -38");
+    EXPECT_EQ(
+        LinesOfSource("platform/tizen/TizenNetwork.cpp").at(2), "T OpenConnection: Connection state: -38");
 }
 
 TEST_F(PlatformLines, ShowTheServerAddressThatIsStoredAndRead) {
     Begin("");
     Na::SetNavoAddress("https://kms.example");
     EXPECT_THAT(
-        LinesOf("platform/tizen/Config.cpp"),
+        LinesOfSource("platform/tizen/Config.cpp"),
         ElementsAre(
             "T SetNavoAddress: Saving URL: https://kms.example to navo-url",
             "D SetNavoAddress: New URL is saved"));
     AllLines().clear();
     Na::GetNavoAddress();
     EXPECT_THAT(
-        LinesOf("platform/tizen/Config.cpp"), ElementsAre("T GetNavoAddress: URL: https://kms.example"));
+        LinesOfSource("platform/tizen/Config.cpp"),
+        ElementsAre("T GetNavoAddress: URL: https://kms.example"));
 }
 
 TEST_F(PlatformLines, ShowTheAddressThatCannotBeStored) {
@@ -67,7 +69,7 @@ TEST_F(PlatformLines, ShowTheAddressThatCannotBeStored) {
     AllLines().clear();
     Na::SetNavoAddress("https://kms.example");
     EXPECT_THAT(
-        LinesOf("platform/tizen/Config.cpp"),
+        LinesOfSource("platform/tizen/Config.cpp"),
         ElementsAre(
             "T SetNavoAddress: Saving URL: https://kms.example to navo-url",
             testing::StartsWith("E _init_gs: Error: "), "E SetNavoAddress: Error"));
@@ -78,7 +80,8 @@ TEST_F(PlatformLines, CallTheTimeInUtcLocal) {
     const StoppedClock clock(1420167845, 0);
     Na::GetCurrentDateTime();
     EXPECT_THAT(
-        LinesOf("common/tizen/Runtime.cpp"), ElementsAre("T GetCurrentDateTime: Local time: 150102030405"));
+        LinesOfSource("common/tizen/Runtime.cpp"),
+        ElementsAre("T GetCurrentDateTime: Local time: 150102030405"));
 }
 
 TEST_F(PlatformLines, FollowThePrivilegeOfAPackage) {

@@ -17,7 +17,7 @@ protected:
 
     // Lines of the port since they were last asked for.
     static std::vector<std::string> Lines() {
-        const std::vector<std::string> lines = LinesOf("app/tizen/ClientPort_dbus.cpp");
+        const std::vector<std::string> lines = LinesOfSource("app/tizen/ClientPort_dbus.cpp");
         AllLines().clear();
         return lines;
     }
@@ -180,6 +180,6 @@ TEST_F(PortLines, TellTheTypeOfAChildThatIsNoPair) {
     GVariant* const list = g_variant_ref_sink(g_variant_new_parsed("['Cmd', '67']"));
     AllLines().clear();
     Tizen::ReadMap(list);
-    EXPECT_THAT(LinesOf("app/tizen/DbusMaps.cpp"), ElementsAre("T ReadMap: Wrong argument type: 's'"));
+    EXPECT_THAT(LinesOfSource("app/tizen/DbusMaps.cpp"), ElementsAre("T ReadMap: Wrong argument type: 's'"));
     g_variant_unref(list);
 }

@@ -17,7 +17,7 @@ class RegistryLines : public testing::Test {
 protected:
     RegistryLines() { AllLines().clear(); }
 
-    static std::vector<std::string> Lines() { return LinesOf("app/ClientListener.cpp"); }
+    static std::vector<std::string> Lines() { return LinesOfSource("app/ClientListener.cpp"); }
 
     DeviceWorld world;
     std::vector<std::string> journal;
@@ -45,7 +45,7 @@ TEST_F(RegistryLines, TellTheAddressOfTheOneRegistryAndOfTheOneApplication) {
     Na::ClientListener::GetInstance();
     Na::AppMain::GetInstance();
     EXPECT_THAT(Lines(), ElementsAre(StartsWith("T GetInstance: 0x")));
-    EXPECT_THAT(LinesOf("app/AppMain.cpp"), ElementsAre(StartsWith("T GetInstance: 0x")));
+    EXPECT_THAT(LinesOfSource("app/AppMain.cpp"), ElementsAre(StartsWith("T GetInstance: 0x")));
 }
 
 TEST_F(RegistryLines, BeginTheirEndWithATrace) {
@@ -59,11 +59,12 @@ TEST_F(RegistryLines, BeginTheirEndWithATrace) {
         const Na::AppMain application;
     }
     EXPECT_THAT(
-        LinesOf("app/AppMain.cpp"),
+        LinesOfSource("app/AppMain.cpp"),
         ElementsAre("T ~AppMain: ", "D ~AppMain: No connected Clients. Stop listen"));
 }
 
 TEST_F(RegistryLines, SayThatTheApplicationWasAskedWhetherItCanEnd) {
     Na::AppMain::GetInstance()->CanTerminate();
-    EXPECT_THAT(LinesOf("app/AppMain.cpp"), ElementsAre(StartsWith("T GetInstance: 0x"), "T CanTerminate: "));
+    EXPECT_THAT(
+        LinesOfSource("app/AppMain.cpp"), ElementsAre(StartsWith("T GetInstance: 0x"), "T CanTerminate: "));
 }

@@ -41,7 +41,7 @@ TEST_F(ServerLines, ShowEachStepOfAnExchange) {
     http.SendRequest(peer.Url(), Na::HttpRequest::Post, "data={\"a\":\"b c\"}", "");
     http.GetResponse();
     EXPECT_THAT(
-        LinesOf("common/Http.cpp"),
+        LinesOfSource("common/Http.cpp"),
         ElementsAre(
             "T SendRequest: HTTP:\nurl " + peer.Url(), "T SendRequest: HTTP:\nreq data={\"a\":\"b c\"}",
             "T SendRequest: Sending HTTP POST data (15 bytes):\ndata={\"a\":\"bc\"}",
@@ -54,7 +54,7 @@ TEST_F(ServerLines, ShowEachStepOfAnExchange) {
 TEST_F(ServerLines, ShowTheProxyBeforeTheBody) {
     Na::Http http(Context);
     http.SendRequest("http://server.invalid/", Na::HttpRequest::Post, "a", peer.Address());
-    const std::vector<std::string> lines = LinesOf("common/Http.cpp");
+    const std::vector<std::string> lines = LinesOfSource("common/Http.cpp");
     ASSERT_GE(lines.size(), 4U);
     EXPECT_THAT(
         std::vector<std::string>(lines.begin() + 1, lines.begin() + 4),
@@ -68,14 +68,14 @@ TEST_F(ServerLines, ShowNoBodyWhereNoneIsSent) {
     Na::Http http(Context);
     http.SendRequest(peer.Url(), Na::HttpRequest::Get, "unused", "");
     http.SendRequest(peer.Url(), Na::HttpRequest::Post, "  ", "");
-    EXPECT_THAT(LinesOf("common/Http.cpp"), Not(Contains(HasSubstr("Sending HTTP POST data"))));
+    EXPECT_THAT(LinesOfSource("common/Http.cpp"), Not(Contains(HasSubstr("Sending HTTP POST data"))));
 }
 
 TEST_F(ServerLines, EndAtARequestThatIsNotSupported) {
     Na::Http http(Context);
     http.SendRequest(peer.Url(), static_cast<Na::HttpRequest>(2), "body", "");
     EXPECT_THAT(
-        LinesOf("common/Http.cpp"),
+        LinesOfSource("common/Http.cpp"),
         ElementsAre(
             "T SendRequest: HTTP:\nurl " + peer.Url(), "T SendRequest: HTTP:\nreq body",
             "E SendRequest: Unsupported request type"));
@@ -85,7 +85,7 @@ TEST_F(ServerLines, WarnThatCookiesCannotBeUsed) {
     std::ofstream(world.Path() / "tmp") << "no folder";
     Na::Http http(Context);
     http.SendRequest(peer.Url(), Na::HttpRequest::Get, "", "");
-    const std::vector<std::string> lines = LinesOf("common/Http.cpp");
+    const std::vector<std::string> lines = LinesOfSource("common/Http.cpp");
     ASSERT_GE(lines.size(), 5U);
     EXPECT_EQ(lines[3], std::string("T SendRequest: dir: ") + Locations::CookieDirectory);
     EXPECT_EQ(lines[4], "W SendRequest: Can't use cookies. System error");
@@ -95,14 +95,14 @@ TEST_F(ServerLines, WarnThatCookiesCannotBeUsed) {
 TEST_F(ServerLines, ShowTheEventOfAnExchange) {
     Na::Http http(Context);
     http.SendRequest(peer.Url(), Na::HttpRequest::Post, "a", "");
-    const std::vector<std::string> lines = LinesOf("common/Utils.cpp");
+    const std::vector<std::string> lines = LinesOfSource("common/Utils.cpp");
     ASSERT_GE(lines.size(), 2U);
     EXPECT_THAT(lines.front(), StartsWith("T Start: Start 0x"));
     EXPECT_THAT(lines.back(), StartsWith("T Done: Up 0x"));
     AllLines().clear();
     http.GetResponse();
     EXPECT_THAT(
-        LinesOf("common/Utils.cpp"),
+        LinesOfSource("common/Utils.cpp"),
         ElementsAre(
             StartsWith("T Wait: 0x"), StartsWith("T Wait: Wait 0x"), StartsWith("T Wait: Finished 0x")));
 }
@@ -113,14 +113,14 @@ TEST_F(ServerLines, ShowAMessageWithItsAddress) {
     message.Set("msgCd", "two words");
     proxy.SendRequest(Context, message);
     EXPECT_THAT(
-        LinesOf("app/NavoProxy.cpp"),
+        LinesOfSource("app/NavoProxy.cpp"),
         ElementsAre("T SendRequest: " + peer.Url() + " <= data={\"msgCd\":\"two words\"}"));
 }
 
 TEST_F(ServerLines, ShowWhatGoesIntoASessionKey) {
     Na::NavoProxy::GetSessionKey("150102030405", "ABCD1234", 50);
     EXPECT_THAT(
-        LinesOf("app/NavoProxy.cpp"),
+        LinesOfSource("app/NavoProxy.cpp"),
         ElementsAre(
             "T GetSessionKey: val1[12]: 150102030405", "T GetSessionKey: val2[8]: ABCD1234",
             StartsWith("T GetSessionKey: inp1[60]: "), StartsWith("T GetSessionKey: inp2[56]: "),
@@ -128,16 +128,18 @@ TEST_F(ServerLines, ShowWhatGoesIntoASessionKey) {
     AllLines().clear();
     Na::NavoProxy::GetSessionKey("150102030405", "", 50);
     EXPECT_THAT(
-        LinesOf("app/NavoProxy.cpp"), ElementsAre(
-                                          "T GetSessionKey: val1[12]: 150102030405",
-                                          "T GetSessionKey: val2[0]: ", "D GetSessionKey: Bad parameter"));
+        LinesOfSource("app/NavoProxy.cpp"),
+        ElementsAre(
+            "T GetSessionKey: val1[12]: 150102030405",
+            "T GetSessionKey: val2[0]: ", "D GetSessionKey: Bad parameter"));
 }
 
 TEST_F(ServerLines, ShowNoMoreThanTheBeginOfAJsonText) {
     Na::Json json;
     const std::string value(200, 'x');
     EXPECT_TRUE(json.Parse("{\"a\":\"" + value + "\"}"));
-    EXPECT_THAT(LinesOf("common/Json.cpp"), ElementsAre("T Parse: data: {\"a\":\"" + value.substr(0, 114)));
+    EXPECT_THAT(
+        LinesOfSource("common/Json.cpp"), ElementsAre("T Parse: data: {\"a\":\"" + value.substr(0, 114)));
 }
 
 TEST_F(ServerLines, WarnOfEachMemberThatIsNoText) {
@@ -145,7 +147,7 @@ TEST_F(ServerLines, WarnOfEachMemberThatIsNoText) {
     EXPECT_TRUE(json.Parse(R"({"number":1,"text":"x","list":["y"],"nothing":null})"));
     const char Warning[] = "W Parse: Error parsing JSON object";
     EXPECT_THAT(
-        LinesOf("common/Json.cpp"),
+        LinesOfSource("common/Json.cpp"),
         ElementsAre(
             StartsWith("T Parse: data: "), Warning, "T Parse: number value is NULL", Warning,
             "T Parse: list value is NULL", Warning, "T Parse: nothing value is NULL"));
@@ -154,7 +156,7 @@ TEST_F(ServerLines, WarnOfEachMemberThatIsNoText) {
 TEST_F(ServerLines, ShowTheTextThatCannotBeLoadedBeforeTheReason) {
     const Na::Json json("nonsense");
     EXPECT_THAT(
-        LinesOf("common/Json.cpp"),
+        LinesOfSource("common/Json.cpp"),
         ElementsAre(
             "T Parse: data: nonsense", StartsWith("E Parse: json_parser_load_from_data failed : "),
             "D Json: Json plain data parsing return error"));

@@ -56,7 +56,7 @@ int __wrap_pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) 
 TEST_F(FolderLines, ShowEachFolderFromTheOutermostMissingOne) {
     EXPECT_TRUE(Na::SystemMkDir(root + "/b/c/"));
     EXPECT_THAT(
-        LinesOf("common/Utils.cpp"),
+        LinesOfSource("common/Utils.cpp"),
         ElementsAre(
             "T SystemMkDir: Creating parent folder: " + root + "/b",
             "T SystemMkDir: Creating parent folder: " + root,
@@ -67,13 +67,13 @@ TEST_F(FolderLines, ShowEachFolderFromTheOutermostMissingOne) {
 TEST_F(FolderLines, SayThatAPathExistsWithoutItsSlashesAtTheEnd) {
     EXPECT_TRUE(Na::SystemMkDir(root + "//"));
     EXPECT_THAT(
-        LinesOf("common/Utils.cpp"), ElementsAre("T SystemMkDir: Path '" + root + "' already exists"));
+        LinesOfSource("common/Utils.cpp"), ElementsAre("T SystemMkDir: Path '" + root + "' already exists"));
 }
 
 TEST_F(FolderLines, SayThatAFolderBelowTheRootHasNoParent) {
     EXPECT_FALSE(Na::SystemMkDir("/no-such-folder-at-the-top"));
     EXPECT_THAT(
-        LinesOf("common/Utils.cpp"),
+        LinesOfSource("common/Utils.cpp"),
         ElementsAre("D SystemMkDir: Internal error", "T SystemMkDir: Can't determine parent folder path"));
 }
 
@@ -82,7 +82,7 @@ TEST_F(FolderLines, SayInTheSystemsWordsThatAPathCannotBeLookedAt) {
     const std::string path = root + "/file/b";
     EXPECT_FALSE(Na::SystemMkDir(path));
     EXPECT_THAT(
-        LinesOf("common/Utils.cpp"),
+        LinesOfSource("common/Utils.cpp"),
         ElementsAre(
             "T SystemMkDir: Error obtaining info for path " + path + ": Not a directory",
             "D SystemMkDir: Path '" + path + "' is not a dir"));
@@ -96,7 +96,7 @@ TEST(EventLines, ShowTheEventAtEachStep) {
     event.Wait(0);
     event.Wait(5);
     EXPECT_THAT(
-        LinesOf("common/Utils.cpp"),
+        LinesOfSource("common/Utils.cpp"),
         ElementsAre(
             Line("T Start: Start ", event), Line("T Done: Up ", event), Line("T Wait: ", event),
             Line("T Wait: Wait ", event), Line("T Wait: Finished ", event), Line("T Wait: ", event),
@@ -110,7 +110,7 @@ TEST(EventLines, ShowEachWaitWithoutATimeoutAndTheErrorThatEndsIt) {
     waitResults = {0, EINVAL};
     event.Wait(0);
     EXPECT_THAT(
-        LinesOf("common/Utils.cpp"),
+        LinesOfSource("common/Utils.cpp"),
         ElementsAre(
             Line("T Wait: ", event), Line("T Wait: Wait ", event), "T Wait: Waiting for Done",
             "T Wait: Waiting for Done", "T Wait: cond_wait aborted: " + std::to_string(EINVAL),

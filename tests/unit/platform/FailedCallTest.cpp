@@ -132,7 +132,7 @@ TEST_F(FailedCall, LeavesNoCertificateToLookAt) {
     AllLines().clear();
     EXPECT_FALSE(Na::IsClientPrivileged("com.example.platform"));
     EXPECT_THAT(
-        LinesOf("common/tizen/Runtime.cpp"),
+        LinesOfSource("common/tizen/Runtime.cpp"),
         testing::ElementsAre("T IsClientPrivileged: Checking permission of com.example.platform"));
 }
 
@@ -148,7 +148,7 @@ TEST_F(FailedCall, LeavesAStateOfTheEthernetThatIsShownAndNoMore) {
     AllLines().clear();
     EXPECT_TRUE(Tizen::TizenNetwork().OpenConnection());
     EXPECT_THAT(
-        LinesOf("platform/tizen/TizenNetwork.cpp"),
+        LinesOfSource("platform/tizen/TizenNetwork.cpp"),
         testing::ElementsAre(
             "D OpenConnection: Setting up a network", "D OpenConnection: Ethernet connection",
             "T OpenConnection: Connection state: -1",

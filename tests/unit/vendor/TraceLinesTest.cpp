@@ -19,7 +19,7 @@ protected:
     std::vector<std::string> Ask(const Na::RequestMap& request) {
         AllLines().clear();
         LibraryJobs::Ask(request);
-        std::vector<std::string> lines = LinesOf("app/Agent.cpp");
+        std::vector<std::string> lines = LinesOfSource("app/Agent.cpp");
         const auto isDispatchers = [](const std::string& line) {
             return line.substr(2, 4) != "Do: " || line.substr(0, 16) == "D Do: Job result";
         };
@@ -100,7 +100,7 @@ TEST_F(TraceLines, ShowTheScriptAndTheSearchForItsConverter) {
     EXPECT_THAT(
         Ask({{"Cmd", "90"}, {"CcmScriptData", "C55A58DA0AD2"}}),
         ElementsAre("T Do: CCM[12]: C55A58DA0AD2", "T Do: ", "T Do: "));
-    const std::vector<std::string> lines = LinesOf("app/Lccm.cpp");
+    const std::vector<std::string> lines = LinesOfSource("app/Lccm.cpp");
     EXPECT_THAT(
         lines, testing::IsSupersetOf(
                    {"T loadLibrary: Getting the address of openSecureSpi()",
@@ -116,7 +116,7 @@ TEST_F(TraceLines, ShowEachStepThroughAList) {
     Vendor::Bytes list = Vendor::PackApdus({{0x80, 0x50}, Vendor::Bytes(0x90, 0x80)});
     AllLines().clear();
     LibraryJobs::Ask({{"Cmd", "90"}, {"CcmScriptData", Device::HexText(Vendor::MakeScript(list))}});
-    std::vector<std::string> lines = LinesOf("app/Lccm.cpp");
+    std::vector<std::string> lines = LinesOfSource("app/Lccm.cpp");
     const auto begin = std::find(lines.begin(), lines.end(), "D handleScript: Resolving received apdus");
     const auto end =
         std::find(lines.begin(), lines.end(), "D handleScript: Apdus were successfully distinguished");
