@@ -118,7 +118,7 @@ double CostOfTheMix(const Costs& costs, const std::vector<RequestKind>& kinds) {
 
 void PrintSample(unsigned requests, const Holdings& now) {
     std::printf(
-        "%9U %13llu %9llu %12d %8U %8d\n", requests, static_cast<unsigned long long>(now.privateDirty),
+        "%9u %13llu %9llu %12d %8u %8d\n", requests, static_cast<unsigned long long>(now.privateDirty),
         static_cast<unsigned long long>(now.resident), now.descriptors, now.threads, now.watches);
     std::fflush(stdout);
 }

@@ -144,9 +144,6 @@ CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     if (active != nullptr) {
         active->Record(option, value);
     }
-    if (option == CURLOPT_VERBOSE && active != nullptr && active->IsQuiet()) {
-        return CURLE_OK;
-    }
     return Real("curl_easy_setopt", curl_easy_setopt)(handle, option, value);
 }
 

@@ -42,10 +42,6 @@ public:
     // The version that libcurl gives as its own.
     void DecideVersion(unsigned version);
 
-    // libcurl no longer tells standard error what it does.
-    void Quieten() { quiet = true; }
-    bool IsQuiet() const { return quiet; }
-
     // Options in the order in which they were set; the device's trust store is left out.
     const std::vector<Option>& Options() const { return options; }
     std::vector<CURLoption> OptionNames() const;
@@ -69,7 +65,6 @@ private:
     std::vector<Option> options;
     std::deque<End> ends;
     int passing = 0;
-    bool quiet = false;
     bool decidesStart = false;
     CURLcode startCode = CURLE_OK;
     unsigned decidedVersion = 0;

@@ -149,11 +149,27 @@ TEST_F(KeySession, ReturnsNoMoreThanItsBufferHolds) {
     EXPECT_EQ(Open("wallet", "1", "10000").at("dalmData"), std::string(20000, '0'));
 }
 
+TEST_F(KeySession, GivesDataThatIsNoHexadecimalTextUpToItsFirstZeroByte) {
+    struct {
+        const char* name;
+        const char* value;
+        const char* arriving;
+    } const keys[] = {{"middle", "410042", "A"}, {"trailing", "414200", "AB"}, {"leading", "0041", ""}};
+    for (const auto& key : keys) {
+        ASSERT_EQ(Inject(key.name, key.value), "0");
+        const std::string size = std::to_string(std::string(key.value).size() / 2);
+        EXPECT_THAT(
+            Open(key.name, "2"), ElementsAre(Pair("ReturnCode", size), Pair("dalmData", key.arriving)));
+        Release();
+    }
+}
+
 TEST_F(KeySession, LeavesOutDataThatTheBusCannotCarry) {
     struct {
         const char* name;
         const char* value;
-    } const keys[] = {{"byte", "FF"}, {"cut", "C3"}, {"surrogate", "EDA080"}, {"zero", "410042"}};
+    } const keys[] = {
+        {"byte", "FF"}, {"cut", "C3"}, {"surrogate", "EDA080"}, {"cut before its zero byte", "41FF0042"}};
     for (const auto& key : keys) {
         ASSERT_EQ(Inject(key.name, key.value), "0");
         const std::string size = std::to_string(std::string(key.value).size() / 2);
