@@ -17,9 +17,10 @@ constexpr char Permission[] = "HTTP/1.1 100 Continue\r\n\r\n";
 }  // namespace
 
 Connection::Connection(
-    asio::ip::tcp::socket socket, const HttpOptions& hostOptions, ConnectionOwner& hostOwner,
-    ConnectionTable& hostTable)
-    : transport(std::move(socket)),
+    std::uint64_t ownNumber, asio::ip::tcp::socket socket, const HttpOptions& hostOptions,
+    ConnectionOwner& hostOwner, ConnectionTable& hostTable)
+    : number(ownNumber),
+      transport(std::move(socket)),
       timer(transport.Executor()),
       options(hostOptions),
       owner(hostOwner),
@@ -34,8 +35,7 @@ auto Connection::Kept(Function function) {
     };
 }
 
-void Connection::Begin(std::uint64_t ownNumber) {
-    number = ownNumber;
+void Connection::Begin() {
     asio::post(transport.Executor(), Kept([this] { Open(); }));
 }
 
@@ -62,14 +62,21 @@ void Connection::Secure(SslHandle ssl) {
     Limit(HandshakeTime);
     transport.Secure(std::move(ssl), Kept([this](bool greeted) {
                          if (!greeted) {
-                             owner.NotGreeted(
-                                 number, overdue ? "the client takes too long" : transport.Problem());
-                             End();
+                             GiveUpGreeting();
                              return;
                          }
                          owner.Greeted(number);
                          AwaitRequest();
                      }));
+}
+
+void Connection::GiveUpGreeting() {
+    if (dismissed) {
+        owner.NotGreeted(number, "another connection needed its place, or none is served any more");
+    } else {
+        owner.NotGreeted(number, overdue ? "the client takes too long" : transport.Problem());
+    }
+    End();
 }
 
 void Connection::AwaitRequest() {

@@ -21,11 +21,11 @@ class Connection final : public ConnectionTable::Member, public std::enable_shar
 public:
     // What is given by reference must outlive the connection.
     Connection(
-        boost::asio::ip::tcp::socket socket, const HttpOptions& options, ConnectionOwner& owner,
-        ConnectionTable& table);
+        std::uint64_t number, boost::asio::ip::tcp::socket socket, const HttpOptions& options,
+        ConnectionOwner& owner, ConnectionTable& table);
 
-    // Once it is in the table, under that number.
-    void Begin(std::uint64_t number);
+    // Once it is in the table, under its number.
+    void Begin();
 
     void Dismiss(ConnectionTable::Dismissal reason) override;
     void Abort() override;
@@ -35,6 +35,7 @@ private:
 
     void Open();
     void Secure(SslHandle ssl);
+    void GiveUpGreeting();
     void AwaitRequest();
     void BeginRequest();
     void ReadRequest();
@@ -60,12 +61,12 @@ private:
     template <typename Function>
     auto Kept(Function function);
 
+    const std::uint64_t number;
     Transport transport;
     boost::asio::steady_timer timer;
     const HttpOptions& options;
     ConnectionOwner& owner;
     ConnectionTable& table;
-    std::uint64_t number = 0;
     std::unique_ptr<RequestReader> reader;
     Transmission transmission;
     Phase phase = Phase::Opening;

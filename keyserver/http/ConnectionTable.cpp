@@ -13,11 +13,9 @@ constexpr std::chrono::seconds TimeToReceive{2};
 
 ConnectionTable::ConnectionTable(Clock tableClock) : clock(std::move(tableClock)) {}
 
-std::uint64_t ConnectionTable::Enter(std::shared_ptr<Member> member) {
+void ConnectionTable::Enter(std::uint64_t number, std::shared_ptr<Member> member) {
     const std::lock_guard<std::mutex> lock(mutex);
-    const std::uint64_t number = ++accepted;
     entries[number] = {std::move(member), clock(), Phase::Opening, false};
-    return number;
 }
 
 void ConnectionTable::Leave(std::uint64_t number) {
@@ -71,23 +69,24 @@ bool ConnectionTable::MakeRoom() {
     return true;
 }
 
-void ConnectionTable::DismissAll(Dismissal reason) {
+std::uint64_t ConnectionTable::DismissAll(Dismissal reason) {
     const std::lock_guard<std::mutex> lock(mutex);
     for (auto& [number, entry] : entries) {
         entry.member->Dismiss(reason);
     }
+    return HighestNumber();
 }
 
-void ConnectionTable::AbortAll() {
+std::uint64_t ConnectionTable::AbortAll() {
     const std::lock_guard<std::mutex> lock(mutex);
     for (auto& [number, entry] : entries) {
         entry.member->Abort();
     }
+    return HighestNumber();
 }
 
-bool ConnectionTable::AwaitLeaving(std::chrono::milliseconds longest) {
+bool ConnectionTable::AwaitLeaving(std::uint64_t last, std::chrono::milliseconds longest) {
     std::unique_lock<std::mutex> lock(mutex);
-    const std::uint64_t last = accepted;
     return left.wait_for(
         lock, longest, [this, last] { return entries.empty() || entries.begin()->first > last; });
 }

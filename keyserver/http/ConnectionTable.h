@@ -44,19 +44,23 @@ public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
     explicit ConnectionTable(Clock clock = std::chrono::steady_clock::now);
 
-    // Returns the connection's number. It begins in the phase Opening.
-    std::uint64_t Enter(std::shared_ptr<Member> member);
+    // For the next connection, from 1.
+    std::uint64_t TakeNumber() { return ++accepted; }
+
+    // In the phase Opening.
+    void Enter(std::uint64_t number, std::shared_ptr<Member> member);
     void Leave(std::uint64_t number);
     void SetPhase(std::uint64_t number, Phase phase);
 
     // Dismisses the one of the first phase that has been in it for the longest time. False when all are busy.
     bool MakeRoom();
 
-    void DismissAll(Dismissal reason);
-    void AbortAll();
+    // Both return the highest number that they met.
+    std::uint64_t DismissAll(Dismissal reason);
+    std::uint64_t AbortAll();
 
-    // Whether the connections that are open now have all left in time.
-    bool AwaitLeaving(std::chrono::milliseconds longest = std::chrono::hours(1));
+    // Whether the connections up to this number have all left in time.
+    bool AwaitLeaving(std::uint64_t last, std::chrono::milliseconds longest = std::chrono::hours(1));
 
     // Without those that were dismissed to make room.
     std::size_t Size() const;
@@ -71,6 +75,7 @@ private:
     };
 
     bool CanMakeRoom(const Entry& entry) const;
+    std::uint64_t HighestNumber() const { return entries.empty() ? 0 : entries.rbegin()->first; }
 
     const Clock clock;
     std::atomic<std::uint64_t> accepted{0};

@@ -161,8 +161,10 @@ void HttpHost::Implementation::Serve(int accepted) {
     }
     socket.non_blocking(true, error);
     socket.set_option(tcp::no_delay(true), error);
-    const auto connection = std::make_shared<Connection>(std::move(socket), options, owner, table);
-    connection->Begin(table.Enter(connection));
+    const std::uint64_t number = table.TakeNumber();
+    const auto connection = std::make_shared<Connection>(number, std::move(socket), options, owner, table);
+    table.Enter(number, connection);
+    connection->Begin();
 }
 
 void HttpHost::Implementation::StopListening() {
@@ -181,10 +183,8 @@ void HttpHost::Implementation::StopListening() {
 
 void HttpHost::Implementation::Stop() {
     StopListening();
-    table.DismissAll(ConnectionTable::Dismissal::ForGood);
-    if (!table.AwaitLeaving(TimeToFinish)) {
-        table.AbortAll();
-        table.AwaitLeaving();
+    if (!table.AwaitLeaving(table.DismissAll(ConnectionTable::Dismissal::ForGood), TimeToFinish)) {
+        table.AwaitLeaving(table.AbortAll());
     }
     context.stop();
     for (std::thread& thread : threads) {
@@ -213,8 +213,7 @@ void HttpHost::DismissConnections() {
 }
 
 void HttpHost::CloseConnections() {
-    implementation->table.AbortAll();
-    implementation->table.AwaitLeaving();
+    implementation->table.AwaitLeaving(implementation->table.AbortAll());
 }
 
 void HttpHost::Stop() {

@@ -67,8 +67,8 @@ std::size_t PlaceToCut(const std::string& answer, Delivery::Part part) {
     return inBody ? head + (answer.size() - head) / 2 : head / 2;
 }
 
-std::string Spoiled(std::string answer, const Delivery& delivery) {
-    std::string bytes = delivery.rawBytes ? *delivery.rawBytes : std::move(answer);
+std::string Spoiled(const std::string& answer, const Delivery& delivery) {
+    std::string bytes = delivery.rawBytes.value_or(answer);
     if (delivery.part == Delivery::Part::Nothing) {
         bytes.clear();
     } else if (delivery.part != Delivery::Part::Whole) {

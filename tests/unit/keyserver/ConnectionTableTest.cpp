@@ -30,7 +30,8 @@ protected:
 
     // A connection in this phase since now; a second passes.
     std::uint64_t Entered(const std::string& name, Phase phase) {
-        const std::uint64_t number = table.Enter(std::make_shared<Member>(name, calls));
+        const std::uint64_t number = table.TakeNumber();
+        table.Enter(number, std::make_shared<Member>(name, calls));
         table.SetPhase(number, phase);
         now += seconds(1);
         return number;
@@ -97,10 +98,13 @@ TEST_F(ConnectionTableTest, CountsTheTimeFromTheLastPhase) {
 }
 
 TEST_F(ConnectionTableTest, TellsWhetherThoseThatWereOpenHaveLeft) {
+    constexpr std::chrono::milliseconds Moment{1};
     const std::uint64_t first = Entered("A", Phase::Waiting);
-    EXPECT_FALSE(table.AwaitLeaving(std::chrono::milliseconds(1)));
+    const std::uint64_t met = table.AbortAll();
+    Entered("B", Phase::Opening);
+    EXPECT_FALSE(table.AwaitLeaving(met, Moment));
     table.Leave(first);
-    EXPECT_TRUE(table.AwaitLeaving(std::chrono::milliseconds(1)));
+    EXPECT_TRUE(table.AwaitLeaving(met, Moment)) << "who came later does not matter";
 }
 
 TEST_F(ConnectionTableTest, DismissesAndAbortsAll) {
