@@ -1,6 +1,7 @@
 #include "keyserver/http/HttpHost.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -53,6 +54,7 @@ private:
     void StartThreads();
     void AwaitConnection();
     void TakeConnection();
+    bool SomebodyWaits();
     void TryAgainLater();
     void Serve(int accepted);
 
@@ -126,6 +128,11 @@ void HttpHost::Implementation::AwaitConnection() {
 }
 
 void HttpHost::Implementation::TakeConnection() {
+    // Nobody is sent away for a newcomer who is not there: a wait may also end without one.
+    if (!SomebodyWaits()) {
+        AwaitConnection();
+        return;
+    }
     if (table.Size() >= options.mostConnections && !table.MakeRoom()) {
         TryAgainLater();
         return;
@@ -140,6 +147,11 @@ void HttpHost::Implementation::TakeConnection() {
         return;
     }
     AwaitConnection();
+}
+
+bool HttpHost::Implementation::SomebodyWaits() {
+    pollfd listener{acceptor.native_handle(), POLLIN, 0};
+    return poll(&listener, 1, 0) > 0;
 }
 
 void HttpHost::Implementation::TryAgainLater() {
