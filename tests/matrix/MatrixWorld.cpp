@@ -192,14 +192,14 @@ void MatrixWorld::Check(const Case& row) {
         CurlSpy spy;
         spy.Decide(row.ends);
         spy.LetPass(row.passing);
-        EXPECT_EQ(row.reply, Ask(row.request));
+        EXPECT_EQ(Ask(row.request), row.reply);
     }
     CheckFaults(row);
     CheckLog(row);
     CheckMessages(row);
     keptSoFar += row.keeps;
     Serve(row.after);
-    EXPECT_EQ(keptSoFar, Device::OpenHandles()) << "a channel or another handle was not given back";
+    EXPECT_EQ(Device::OpenHandles(), keptSoFar) << "a channel or another handle was not given back";
     CheckFiles(row.newAddress.empty() ? directedTo : row.newAddress);
     directedTo = row.newAddress.empty() ? directedTo : row.newAddress;
     CheckDescriptors(before);
@@ -226,14 +226,14 @@ void MatrixWorld::CheckFaults(const Case& row) {
 
 void MatrixWorld::CheckLog(const Case& row) {
     const std::string log = TextOf("navo-device.log");
-    EXPECT_EQ(row.endsByException, log.find("Job ended by an exception") != std::string::npos);
+    EXPECT_EQ(log.find("Job ended by an exception") != std::string::npos, row.endsByException);
     if (row.failedAttempts >= 0) {
         int attempts = 0;
         constexpr char Failed[] = "] Error sending request: ";
         for (std::size_t at = 0; (at = log.find(Failed, at)) != std::string::npos; ++at) {
             ++attempts;
         }
-        EXPECT_EQ(row.failedAttempts, attempts) << "attempts that failed";
+        EXPECT_EQ(attempts, row.failedAttempts) << "attempts that failed";
     }
 }
 
@@ -244,11 +244,11 @@ void MatrixWorld::CheckMessages(const Case& row) {
         for (const HttpPeer::Request& request : requests) {
             messages.push_back(MessageOf(request));
         }
-        EXPECT_EQ(*row.sent, messages);
+        EXPECT_EQ(messages, *row.sent);
     }
     for (const auto& member : row.opening) {
         ASSERT_FALSE(requests.empty());
-        EXPECT_EQ(member.second, Na::Json(requests.front().body.substr(5)).Get(member.first)) << member.first;
+        EXPECT_EQ(Na::Json(requests.front().body.substr(5)).Get(member.first), member.second) << member.first;
     }
 }
 
@@ -265,7 +265,7 @@ void MatrixWorld::CheckDescriptors(int before) {
     while (OpenDescriptors() != before && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::yield();
     }
-    EXPECT_EQ(before, OpenDescriptors()) << "a descriptor was left open";
+    EXPECT_EQ(OpenDescriptors(), before) << "a descriptor was left open";
 }
 
 void MatrixWorld::CheckThatTheNextIsServed() {
@@ -277,10 +277,10 @@ void MatrixWorld::CheckThatTheNextIsServed() {
     ASSERT_EQ(requests.size(), 2U) << "of the next request";
     EXPECT_EQ(MessageOf(requests[1]), "NEXTAPDU /01ABCD9000") << "of the next request";
     const auto cookies = requests[0].headers.find("cookie");
-    ASSERT_NE(requests[0].headers.end(), cookies) << "of the next request";
-    EXPECT_NE(std::string::npos, ("; " + cookies->second + ";").find(std::string("; ") + Cookie + ";"))
+    ASSERT_NE(cookies, requests[0].headers.end()) << "of the next request";
+    EXPECT_NE(("; " + cookies->second + ";").find(std::string("; ") + Cookie + ";"), std::string::npos)
         << cookies->second;
-    EXPECT_EQ(keptSoFar, Device::OpenHandles()) << "after the next request";
+    EXPECT_EQ(Device::OpenHandles(), keptSoFar) << "after the next request";
     peer->CloseConnections();
 }
 

@@ -202,7 +202,7 @@ TEST_F(TransportFault, OfAnAddressIsOneReply) {
     CheckReaching("unknown scheme", "abcde://127.0.0.1", ProtocolError, 1);
     CheckReaching("file that is not there", "file:///nowhere", ProtocolError, 1);
     std::ofstream(Folder() + "/IssueCard.do") << DoneAnswer;
-    CheckReaching("file", "file://" + Folder(), ProtocolError, 0);
+    CheckReaching("file", "file://" + Folder(), ProtocolError, 1);
 }
 
 TEST_F(TransportFault, OfAProxyIsOneReply) {

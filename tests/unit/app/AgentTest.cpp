@@ -169,8 +169,8 @@ TEST_F(AgentOfAClient, GivesTheJobItsRequestAndNoResult) {
     ASSERT_NE(job, nullptr);
     ASSERT_NE(job->request, nullptr);
     EXPECT_TRUE(job->result.empty());
-    EXPECT_EQ(&agent, job->request->agent);
-    EXPECT_EQ(&port, job->request->port);
+    EXPECT_EQ(job->request->agent, &agent);
+    EXPECT_EQ(job->request->port, &port);
     EXPECT_EQ(job->request->clientId, ClientId);
     EXPECT_EQ(job->request->readerKind, 0);
     EXPECT_EQ(job->request->cplc, "");

@@ -195,7 +195,7 @@ TEST_F(ClientPortSession, TellsTwoProcessesApart) {
     WaitUntil([&] { return done.load(); }, "gdbus to end");
     runner.join();
     const std::string pid = output.substr(0, output.find('\n'));
-    EXPECT_EQ(pid + "\n({'ReturnCode': 'Success'},)\n", output);
+    EXPECT_EQ(output, pid + "\n({'ReturnCode': 'Success'},)\n");
     EXPECT_EQ(registry->ClientCount(), 2U);
     EXPECT_THAT(world.Log(), Contains("I/info: Client connected: dbus;app_" + pid));
 

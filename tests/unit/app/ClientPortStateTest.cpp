@@ -69,7 +69,7 @@ TEST_F(ClientPortState, OwnsItsNameAndDescribesItsObject) {
     for (const char* const part :
          {"<method name=\"Session\">", "<method name=\"Cmd\">", "<method name=\"Exec\">",
           "name=\"result_tag\"", "<signal name=\"Progress\">"}) {
-        EXPECT_NE(std::string::npos, document.find(part)) << part;
+        EXPECT_NE(document.find(part), std::string::npos) << part;
     }
 }
 

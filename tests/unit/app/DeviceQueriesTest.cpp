@@ -80,7 +80,7 @@ TEST_F(DeviceQueries, AnswersAStatusQueryWithAWrongCommandAlways) {
 }
 
 TEST_F(DeviceQueries, AnswersWithTheCplcAndNothingElse) {
-    EXPECT_EQ((Na::RequestMap{{"ReturnCode", Cplc}}), Ask("[card]\ncplc=" + Cplc + "\n", "67"));
+    EXPECT_EQ(Ask("[card]\ncplc=" + Cplc + "\n", "67"), (Na::RequestMap{{"ReturnCode", Cplc}}));
     EXPECT_THAT(world.Log(), Contains("I/info: Get CPLC"));
     ExpectTheElementToBeOpenedTwiceAndClosed();
     EXPECT_THAT(
@@ -91,15 +91,15 @@ TEST_F(DeviceQueries, AnswersWithTheCplcAndNothingElse) {
 
 TEST_F(DeviceQueries, AnswersWithTheCplcWhateverTheCardSaysToTheSelect) {
     EXPECT_EQ(
-        (Na::RequestMap{{"ReturnCode", Cplc}}),
-        Ask("[card]\ncplc=" + Cplc + "\nanswer 00A4040000=6A82\n", "67"));
+        Ask("[card]\ncplc=" + Cplc + "\nanswer 00A4040000=6A82\n", "67"),
+        (Na::RequestMap{{"ReturnCode", Cplc}}));
 }
 
 TEST_F(DeviceQueries, AnswersWithTheCplcAlthoughTheElementCannotBeClosed) {
     EXPECT_EQ(
-        (Na::RequestMap{{"ReturnCode", Cplc}}),
         Ask("[card]\ncplc=" + Cplc + "\n" + Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
-            "67"));
+            "67"),
+        (Na::RequestMap{{"ReturnCode", Cplc}}));
 }
 
 TEST_F(DeviceQueries, SaysDoneWhenTheCardRefusesTheCplc) {
@@ -198,15 +198,15 @@ TEST_F(DeviceQueries, SayWhatTheyDoBeforeTheyOpenTheElement) {
         const auto starting = std::find_if(log.begin(), log.end(), [](const std::string& each) {
             return each.find("] Starting Job") != std::string::npos;
         });
-        ASSERT_NE(log.end(), starting);
-        EXPECT_EQ(line, *std::next(starting));
+        ASSERT_NE(starting, log.end());
+        EXPECT_EQ(*std::next(starting), line);
     }
 }
 
 TEST_F(DeviceQueries, SaturatesTheFreeMemory) {
     EXPECT_EQ(
-        (Na::RequestMap{{"MemoryInfo", "2147483647"}, {"ReturnCode", "2147483647"}}),
-        Ask(CardThatAnswers("80CAFF2100", "FF21068204FFFFFFFF9000"), "68"));
+        Ask(CardThatAnswers("80CAFF2100", "FF21068204FFFFFFFF9000"), "68"),
+        (Na::RequestMap{{"MemoryInfo", "2147483647"}, {"ReturnCode", "2147483647"}}));
 }
 
 TEST_F(DeviceQueries, AnswersWithABareZeroWhenNoMemoryIsFree) {
@@ -249,12 +249,12 @@ TEST_F(DeviceQueries, AnswersWithSevenLinesAboutTheDevice) {
             "[sim 0]\nmcc=228\nmnc=01\n[sim 1]\nmcc=999\nmnc=99\n",
             "1F4");
     EXPECT_EQ(
+        reply,
         (Na::RequestMap{
             {"ReturnCode", ResultText::Done},
             {"phoneInfo",
              "deviceModel: Wrist 7\nlocation: CH\nagentVersion: 1.0.19\ndeviceCsc: XXV\ndeviceMnc: 01\n"
-             "deviceMcc: 228\ndeviceCodeVersion: W7ATA1"}}),
-        reply);
+             "deviceMcc: 228\ndeviceCodeVersion: W7ATA1"}}));
 }
 
 TEST_F(DeviceQueries, LeavesWhatTheDeviceDoesNotKnowEmpty) {
@@ -277,7 +277,7 @@ TEST_F(DeviceQueries, StoresAnAddressWithASchemeAsItIs) {
           "ftp://x/?to=http://y"}) {
         EXPECT_EQ(Ask("", {{"Cmd", "1F5"}, {"hostAddr", address}}), DoneStatus) << address;
         EXPECT_TRUE(port.replies.front().statusOnly);
-        EXPECT_EQ(address, Na::GetNavoAddress());
+        EXPECT_EQ(Na::GetNavoAddress(), address);
     }
 }
 

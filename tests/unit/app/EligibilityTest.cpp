@@ -43,8 +43,8 @@ TEST_F(Eligibility, HasClosedTheElementBeforeItAsksTheServer) {
     const auto closing = std::find(log.rbegin(), log.rend(), "D Close: Closing SE");
     const auto connecting =
         std::find(log.rbegin(), log.rend(), "D ConnectionUp: Trying to set up Internet connection");
-    ASSERT_NE(log.rend(), closing);
-    ASSERT_NE(log.rend(), connecting);
+    ASSERT_NE(closing, log.rend());
+    ASSERT_NE(connecting, log.rend());
     EXPECT_GT(closing - log.rbegin(), connecting - log.rbegin()) << "closing stands earlier in the log";
 }
 

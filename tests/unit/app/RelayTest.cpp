@@ -231,7 +231,7 @@ TEST_F(Relay, ReadsTheCplcIntoTheRequest) {
         "0123456789ABCDEF0123456789ABCDEF0123456789ABCDEF0123456789ABCDEF0123456789ABCDEF0123";
     Begin("[card]\nanswer 80CA9F7F00=9F7F2A" + cplc + "9000\n");
     Na::ReadCplc(job, se);
-    EXPECT_EQ(cplc, job.request->cplc);
+    EXPECT_EQ(job.request->cplc, cplc);
     EXPECT_EQ(job.request->seId, "0123456789ABCDEF0123456789ABCDEF0123");
 }
 

@@ -186,7 +186,7 @@ TEST(ResultCodeTable, HoldsEveryKeyInItsOrderAndEndsWithTheSentinel) {
     const ResultCodeEntry* row = ResultCodeTable;
     for (const auto& run : Runs) {
         for (int key = run.first; key <= run.second; ++key, ++row) {
-            ASSERT_EQ(key, row->code);
+            ASSERT_EQ(row->code, key);
         }
     }
     EXPECT_EQ(row->code, Sentinel);

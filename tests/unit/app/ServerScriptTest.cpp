@@ -63,7 +63,7 @@ TEST_F(ServerScript, OpensWithTheClientsFieldsAndTheCard) {
 TEST_F(ServerScript, TakesTheFunctionIntoTheSessionKey) {
     peer.Script({Result("00000001")});
     Run();
-    EXPECT_EQ(Na::NavoProxy::GetSessionKey(Sent(0, "msgTime"), "fc", 50), Sent(0, "sessionKey"));
+    EXPECT_EQ(Sent(0, "sessionKey"), Na::NavoProxy::GetSessionKey(Sent(0, "msgTime"), "fc", 50));
 }
 
 TEST_F(ServerScript, KeepsOneFileOfCookiesForTheClient) {
@@ -115,7 +115,7 @@ TEST_F(ServerScript, EndsWithWhateverCodeTheServerGives) {
              {"10600001", ResultText::AddressChanged},
              {"77777777", "77777777"}}) {
         peer.Script({CommandSet("/018001"), Result(code.first)});
-        EXPECT_EQ(code.second, Run());
+        EXPECT_EQ(Run(), code.second);
     }
 }
 
@@ -129,7 +129,7 @@ TEST_F(ServerScript, LooksTheElementUpTwiceAndKeepsItOpenToTheEnd) {
     const auto closing = std::find(log.rbegin(), log.rend(), "D Close: Closing SE");
     const auto lastRequest =
         std::find(log.rbegin(), log.rend(), "D ConnectionUp: Trying to set up Internet connection");
-    ASSERT_NE(log.rend(), lastRequest);
+    ASSERT_NE(lastRequest, log.rend());
     EXPECT_LT(closing - log.rbegin(), lastRequest - log.rbegin()) << "closing stands later in the log";
 }
 
