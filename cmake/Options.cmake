@@ -26,6 +26,13 @@ endif()
 if(NAVO_WERROR)
   add_compile_options(-Werror)
 endif()
+
+# No object carries the place of its tree: another checkout of the same sources has the same objects, and every report
+# names a source as this tree does. A compiler that is called by way of a cache gets relative paths.
+file(RELATIVE_PATH source_from_binary "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}")
+add_compile_options("-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${source_from_binary}="
+                    "-ffile-prefix-map=${CMAKE_BINARY_DIR}=.")
+
 if(NAVO_SANITIZE)
   add_compile_options(-fsanitize=${NAVO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${NAVO_SANITIZE})

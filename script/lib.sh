@@ -12,6 +12,12 @@ unset http_proxy https_proxy all_proxy HTTP_PROXY HTTPS_PROXY ALL_PROXY
 # The programs are awaited by their names in front of each line, and sorted output must not depend on the place.
 export LC_ALL=C.UTF-8
 
+# A compiler's results are kept for the next build, and outside the tree for the next checkout: every path below this one
+# counts as relative, and a precompiled header as what it holds, not as the file that it happens to be.
+compiler_cache=${CMAKE_CXX_COMPILER_LAUNCHER-$(command -v ccache || true)}
+export CCACHE_BASEDIR=$root
+export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros,include_file_mtime,include_file_ctime}
+
 say() {
     printf '%s\n' "$*"
 }
@@ -122,11 +128,11 @@ is_configured() {
 
 # configure_in FOLDER CMAKE-ARGUMENT...: prints nothing but what went wrong.
 configure_in() {
-    local folder=$1 fresh=()
+    local folder=$1 always=(-DCMAKE_CXX_COMPILER_LAUNCHER="$compiler_cache")
     shift
     mkdir -p "$folder"
-    is_configured "$folder" || fresh=(--fresh)
-    if ! cmake -B "$folder" -G Ninja "${fresh[@]}" "$@" >"$folder/configure.log" 2>&1; then
+    is_configured "$folder" || always+=(--fresh)
+    if ! cmake -B "$folder" -G Ninja "${always[@]}" "$@" >"$folder/configure.log" 2>&1; then
         explain "$folder/configure.log" 40
         fail "the build in $folder could not be configured"
     fi
