@@ -35,19 +35,24 @@ fail() {
     exit 1
 }
 
-# choose_checks [CHECK...]: fills `checks` with the named ones, or with all_checks. A check NAME is the function
-# check_NAME of the sourcing script.
+# choose_checks [CHECK...]: fills `checks` with the named ones, or with all_checks; after --but, with all but the named
+# ones. A check NAME is the function check_NAME of the sourcing script.
 choose_checks() {
-    local check
+    local check but=
+    if [[ ${1:-} == --but ]]; then
+        but=yes
+        shift
+    fi
     checks=("$@")
-    [[ $# -gt 0 ]] || checks=("${all_checks[@]}")
-    for check in "${checks[@]}"; do
+    for check in "$@"; do
         if ! declare -F "check_$check" >/dev/null; then
             usage
             [[ $check == -h || $check == --help ]] && exit 0
             exit 2
         fi
     done
+    [[ $# -gt 0 && -z $but ]] || checks=("${all_checks[@]}")
+    [[ -z $but ]] || mapfile -t checks < <(printf '%s\n' "${all_checks[@]}" | grep -vxF "$(printf '%s\n' "$@")")
 }
 
 # Runs the chosen checks, by the sourcing script's own `--only NAME`, and fails when one of them does.
