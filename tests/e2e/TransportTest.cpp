@@ -95,7 +95,7 @@ TEST_F(Transport, PlainHttpWorksWhereTheAddressSaysSo) {
 TEST_F(Transport, AServerThatClosesAfterEachAnswerCostsNoRequest) {
     KeyServerProcess& server = Misbehaving("close-after");
     EXPECT_EQ(world.RunScript().returnCode, Done);
-    EXPECT_EQ(FailedAttempts(), 0U);
+    EXPECT_EQ(FailedAttempts(), FailedAttempts("52 ")) << "a kept connection may be found dead, and no more";
     const KeyServerProcess::Counts counts = server.Stop();
     EXPECT_EQ(counts.handshakes, counts.messages);
 }
@@ -111,14 +111,14 @@ TEST_F(Transport, AServerThatAnnouncesItsClosingCostsNoRequest) {
 TEST_F(Transport, AServerThatClosesOneIdleConnectionCostsNoRequest) {
     KeyServerProcess& server = Misbehaving("close-after@3x1");
     EXPECT_EQ(world.RunScript().returnCode, Done);
-    EXPECT_EQ(FailedAttempts(), 0U);
+    EXPECT_EQ(FailedAttempts(), FailedAttempts("52 ")) << "a kept connection may be found dead, and no more";
     EXPECT_EQ(server.Stop().handshakes, 2U);
 }
 
 TEST_F(Transport, AServerThatRestartsInTheMiddleCostsNoRequest) {
     KeyServerProcess& server = Misbehaving("restart@3x1");
     EXPECT_EQ(world.RunScript().returnCode, Done);
-    EXPECT_EQ(FailedAttempts(), 0U);
+    EXPECT_EQ(FailedAttempts(), FailedAttempts("52 ")) << "a kept connection may be found dead, and no more";
     EXPECT_EQ(server.Stop().handshakes, 2U);
 }
 

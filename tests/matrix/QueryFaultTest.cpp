@@ -138,8 +138,8 @@ Group EligibilityGroup() {
         Eligible(Done),
         ElementRows(
             2, Eligible(Done),
-            {Eligible(ElementRefused, false), Eligible(UnknownError, false), Eligible(NoApdu, false),
-             Eligible(Done, false), Eligible(Done)})};
+            {Eligible(ElementRefused, false), Eligible(UnknownError, false), Eligible(UnknownError, false),
+             Eligible(UnknownError, false), Eligible(Done)})};
     for (const std::vector<FaultRow>& rows : {EligibilityFactRows(), EligibilityNetworkRows()}) {
         group.rows.insert(group.rows.end(), rows.begin(), rows.end());
     }
