@@ -1,8 +1,9 @@
 #include <memory>
 #include <stdexcept>
 
-#include "app/Agent.h"
+#include "app/AgentJob.h"
 #include "app/Se.h"
+#include "app/jobs/JobServices.h"
 #include "bench/inside/BusService.h"
 #include "bench/inside/Case.h"
 #include "common/Json.h"
