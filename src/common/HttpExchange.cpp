@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 #include "common/Debug.h"
@@ -23,6 +24,9 @@ constexpr int SilenceTimeoutMilliseconds = 60000;
 constexpr long MaximumRedirects = 30;
 // Doubled ten times it holds the longest body, and no more.
 constexpr std::size_t FirstReservation = LongestBody / 1024 + 1;
+
+// In a line of libcurl's own about cookies, whichever way it is written.
+constexpr char Cookie[] = {'o', 'o', 'k', 'i', 'e'};
 
 // Of the attempt under way: the write callback knows the text alone.
 bool memoryLacked = false;
@@ -69,7 +73,7 @@ int NoteWhatLibcurlDoes(CURL*, curl_infotype type, char* data, std::size_t size,
             LogLines(data, size);
             break;
         case CURLINFO_TEXT:
-            if (std::search(data, data + size, "ookie", "ookie" + 5) == data + size) {
+            if (std::search(data, data + size, std::begin(Cookie), std::end(Cookie)) == data + size) {
                 LogLines(data, size);
             }
             break;

@@ -50,7 +50,7 @@ void Job_GET_CPLC::Execute() {
 void Job_GET_MEMORY::Execute() {
     LogPrint(LogInfo, "info: Get Memory");
     SetResultCode(ResultCode::UnknownError);
-    result[Key::ReturnCode] = "0";  // stands when the card's answer cannot be read
+    result[Key::ReturnCode] = '0';  // stands when the card's answer cannot be read
     std::int32_t freeMemory = 0;
     {
         SeSession session(request->readerKind);
