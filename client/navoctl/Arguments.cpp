@@ -162,7 +162,9 @@ void AddRun(CLI::App& app, RawValues& values) {
 
 void AddRaw(CLI::App& app, Arguments& arguments, RawValues& values) {
     CLI::App* command = app.add_subcommand("raw", "Send a request as it stands and print the whole reply");
-    command->add_option("KEY=VALUE", values.pairs, "Entries of the request; Cmd=HEX names the command")
+    // A positional argument's own name has no "=" in newer versions of the library.
+    command->add_option("ENTRY", values.pairs, "Entries of the request; Cmd=HEX names the command")
+        ->type_name("KEY=VALUE")
         ->required()
         ->check(CheckPair);
     CLI::Option* exec = command->add_flag("--exec", values.useExec, "Use the method Exec instead of Cmd");
@@ -236,7 +238,7 @@ Navo::Map MapOf(const std::vector<std::string>& pairs) {
     for (const std::string& pair : pairs) {
         const std::size_t at = pair.find('=');
         if (!map.emplace(pair.substr(0, at), pair.substr(at + 1)).second) {
-            throw CLI::ValidationError("KEY=VALUE", "the key '" + pair.substr(0, at) + "' is given twice");
+            throw CLI::ValidationError("ENTRY", "the key '" + pair.substr(0, at) + "' is given twice");
         }
     }
     return map;
