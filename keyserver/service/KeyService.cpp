@@ -66,18 +66,18 @@ KeyService::KeyService(Catalogue served, SessionLimits limits, Journal& log)
     : catalogue(std::move(served)), journal(log), table(limits) {}
 
 void KeyService::Misbehave(std::vector<Misbehaviour> ordered) {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     misbehaviours = std::move(ordered);
     messagesSinceOrder = 0;
 }
 
 std::vector<Misbehaviour> KeyService::ActiveMisbehaviours() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    ++messagesSinceOrder;
+    const Lock lock(mutex);
+    const std::uint64_t message = ++messagesSinceOrder;
     std::vector<Misbehaviour> active;
     std::copy_if(
         misbehaviours.begin(), misbehaviours.end(), std::back_inserter(active),
-        [this](const Misbehaviour& each) { return each.HoldsFor(messagesSinceOrder); });
+        [message](const Misbehaviour& each) { return each.HoldsFor(message); });
     return active;
 }
 
@@ -91,7 +91,7 @@ Reply KeyService::Answer(const std::string& body, std::uint64_t connection) {
                                     : MakeReply(call.turn, call.active);
     if (call.session) {
         reply.undelivered = [session = call.session, message = call.sessionMessage] {
-            const std::lock_guard<std::mutex> lock(session->mutex);
+            const Lock lock(session->mutex);
             session->undelivered = session->undelivered || session->messages == message;
         };
     }
@@ -147,7 +147,7 @@ void KeyService::Initialize(Call& call, const Message& message) {
     if (session) {
         bool same = false;
         {
-            const std::lock_guard<std::mutex> lock(session->mutex);
+            const Lock lock(session->mutex);
             same = session->lastMessage == Digest(call.body);
         }
         if (same) {
@@ -217,7 +217,7 @@ void KeyService::Next(Call& call, const Message& message) {
 // Makes the move, unless the message came again because its answer was lost: then the last move stands.
 template <typename Move>
 void KeyService::Advance(Call& call, const std::shared_ptr<Session>& session, bool repeated, Move move) {
-    const std::lock_guard<std::mutex> lock(session->mutex);
+    const Lock lock(session->mutex);
     call.session = session;
     call.exchange.service = session->service->Name();
     call.sessionMessage = ++session->messages;
@@ -252,7 +252,7 @@ void KeyService::CheckEligibility(Call& call) {
         call.turn = EndingTurn(ResultCode::Success, "eligible");
         return;
     }
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     const std::size_t turn = eligibilityTurn++ % catalogue.eligibility.size();
     call.turn = EndingTurn(
         catalogue.eligibility[turn], "eligibility answer " + std::to_string(turn + 1) + " of " +

@@ -3,13 +3,13 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "keyserver/http/Reply.h"
 #include "keyserver/service/Dialogue.h"
 #include "keyserver/service/Journal.h"
+#include "keyserver/service/Mutex.h"
 #include "keyserver/service/SessionTable.h"
 
 namespace KeyServer {
@@ -47,10 +47,10 @@ private:
     SessionTable table;
     std::atomic<std::uint64_t> messages{0};
     std::atomic<std::uint64_t> sessions{0};
-    std::mutex mutex;  // guards what follows
-    std::vector<Misbehaviour> misbehaviours;
-    std::uint64_t messagesSinceOrder = 0;
-    std::size_t eligibilityTurn = 0;
+    Mutex mutex;
+    std::vector<Misbehaviour> misbehaviours GUARDED_BY(mutex);
+    std::uint64_t messagesSinceOrder GUARDED_BY(mutex) = 0;
+    std::size_t eligibilityTurn GUARDED_BY(mutex) = 0;
 };
 
 }  // namespace KeyServer

@@ -9,7 +9,7 @@ SessionTable::SessionTable(SessionLimits tableLimits, Clock tableClock)
     : limits(tableLimits), clock(std::move(tableClock)) {}
 
 std::shared_ptr<Session> SessionTable::Find(const std::string& id) {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     const auto found = byName.find(id);
     if (found == byName.end()) {
         return nullptr;
@@ -27,7 +27,7 @@ std::shared_ptr<Session> SessionTable::Find(const std::string& id) {
 }
 
 void SessionTable::Add(const std::shared_ptr<Session>& session) {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     const auto found = byName.find(session->id);
     if (found != byName.end()) {
         Remove(found->second);
@@ -65,7 +65,7 @@ void SessionTable::MarkOver(const Session& session) {
 
 // Nothing when the session has had to make room, even if another one of its name has come.
 void SessionTable::Move(const Session& session, Stage stage) {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     const auto found = byName.find(session.id);
     if (found == byName.end() || found->second->session.get() != &session || found->second->stage == Over) {
         return;
@@ -77,7 +77,7 @@ void SessionTable::Move(const Session& session, Stage stage) {
 }
 
 std::size_t SessionTable::Size() const {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     return byName.size();
 }
 

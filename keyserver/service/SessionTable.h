@@ -8,24 +8,25 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "keyserver/service/Dialogue.h"
+#include "keyserver/service/Mutex.h"
 
 namespace KeyServer {
 
 struct Session {
-    std::mutex mutex;  // held while a message of the session is worked on; guards all that is not const
-    std::string id;    // const once the session is in the table, like the next two
+    Mutex mutex;     // held while a message of the session is worked on
+    std::string id;  // const once the session is in the table, like the next two
     std::string seId;
     const Service* service = nullptr;
-    std::unique_ptr<Dialogue> dialogue;
-    std::uint64_t messages = 0;
-    std::string lastMessage;  // digest of its body
-    Turn lastTurn;
-    bool undelivered = false;  // the agent has not seen the answer to lastMessage, and may send that again
+    std::unique_ptr<Dialogue> dialogue;  // moved on under the lock, and so is `over`
     bool over = false;
+    std::uint64_t messages GUARDED_BY(mutex) = 0;
+    std::string lastMessage GUARDED_BY(mutex);  // digest of its body
+    Turn lastTurn GUARDED_BY(mutex);
+    // The agent has not seen the answer to lastMessage, and may send that again.
+    bool undelivered GUARDED_BY(mutex) = false;
 };
 
 struct SessionLimits {
@@ -67,14 +68,15 @@ private:
     using Entries = std::list<Entry>;
 
     void Move(const Session& session, Stage stage);
-    void Remove(Entries::iterator entry);
-    void MakeRoom();
+    void Remove(Entries::iterator entry) REQUIRES_LOCK(mutex);
+    void MakeRoom() REQUIRES_LOCK(mutex);
 
     const SessionLimits limits;
     const Clock clock;
-    mutable std::mutex mutex;             // guards what follows
-    std::array<Entries, Stages> entries;  // in each, the one that was used last is at the end
-    std::map<std::string, Entries::iterator> byName;
+    mutable Mutex mutex;
+    // In each, the one that was used last is at the end.
+    std::array<Entries, Stages> entries GUARDED_BY(mutex);
+    std::map<std::string, Entries::iterator> byName GUARDED_BY(mutex);
 };
 
 }  // namespace KeyServer
