@@ -1,4 +1,5 @@
 #include <glib.h>
+#include <sys/stat.h>
 
 #include <memory>
 #include <utility>
@@ -18,6 +19,7 @@ using MainLoop = Na::OwnedBy<GMainLoop, g_main_loop_unref>;
 
 int main(int argc, char* argv[]) {
     Tizen::RequireStartUp();
+    umask(S_IRWXG | S_IRWXO);  // cookies and settings are nobody else's
     LogPrint(LogTrace, LOCATED("exe: %s"), argc > 0 ? argv[0] : "");
     auto port = std::make_unique<Tizen::DbusClientPort>();
     Na::ClientListener* registry = Na::ClientListener::GetInstance();

@@ -5,6 +5,7 @@
 #include <limits>
 #include <new>
 
+#include "common/HttpExchange.h"
 #include "tests/support/service/PortOnBus.h"
 #include "tests/support/service/ResultTexts.h"
 
@@ -91,6 +92,19 @@ TEST_F(PortWithoutMemory, ClosesASessionWholeOrNotAtAll) {
         }
         ++allocation;
     } while (failed);
+}
+
+TEST_F(PortWithoutMemory, TakesAnAnswerOfAServerToItsEndAndFailsTheAttempt) {
+    Na::HttpExchange exchange;
+    exchange.BeginAttempt();
+    char chunk[] = "an answer";
+    countdown = 0;
+    const std::size_t taken = Na::curl_write_cb(chunk, 1, sizeof chunk, &exchange.received);
+    countdown = Never;
+    EXPECT_EQ(taken, sizeof chunk);
+    EXPECT_EQ(exchange.EndAttempt(CURLE_OK), CURLE_OUT_OF_MEMORY);
+    exchange.BeginAttempt();
+    EXPECT_EQ(exchange.EndAttempt(CURLE_OK), CURLE_OK) << "the next attempt is another";
 }
 
 }  // namespace
