@@ -152,3 +152,14 @@ TEST(NavoctlDocuments, TheBashCompletionOffersFilesWhereAFileIsNamed) {
     EXPECT_EQ(Completed("ccm " + begun, 2), file + "\n");
     EXPECT_EQ(Completed("key inject --data-file " + begun, 4), file + "\n");
 }
+
+TEST(NavoctlDocuments, HelpsAndTellsItsVersionWithoutABus) {
+    const ProgramEnd help = NavoctlProgram::Run("unix:path=/nonexistent/bus", {"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.errors, "");
+    EXPECT_THAT(help.output, HasSubstr("Exit status:"));
+    EXPECT_THAT(help.output, HasSubstr("Examples:"));
+    EXPECT_EQ(NavoctlProgram::Run("", {"run", "--help"}).status, 0);
+    const ProgramEnd version = NavoctlProgram::Run("", {"--version"});
+    EXPECT_EQ(version.output, "navoctl " NAVOCTL_VERSION "\n");
+}

@@ -438,14 +438,3 @@ TEST(Navoctl, SaysThatAResultCouldNotBeWritten) {
     EXPECT_EQ(end.status, 1);
     EXPECT_THAT(end.errors, HasSubstr("cannot write"));
 }
-
-TEST(Navoctl, HelpsAndTellsItsVersionWithoutABus) {
-    const ProgramEnd help = NavoctlProgram::Run("unix:path=/nonexistent/bus", {"--help"});
-    EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(help.errors, "");
-    EXPECT_THAT(help.output, HasSubstr("Exit status:"));
-    EXPECT_THAT(help.output, HasSubstr("Examples:"));
-    EXPECT_EQ(NavoctlProgram::Run("", {"run", "--help"}).status, 0);
-    const ProgramEnd version = NavoctlProgram::Run("", {"--version"});
-    EXPECT_EQ(version.output, "navoctl " NAVOCTL_VERSION "\n");
-}
