@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counts of executed instructions, by valgrind's tool callgrind. They do not depend on how busy the machine
 // is.
 #pragma once

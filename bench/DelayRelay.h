@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A longer way to a server on this machine: everything that goes through arrives later, in both directions.
 #pragma once
 

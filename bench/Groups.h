@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The groups of figures. Each adds what it measures to the report and throws when something cannot be
 // measured.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Figures of what is measured within one process, by the program navo-bench-inside.
 #pragma once
 

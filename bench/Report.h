@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Figures of a run: what our work costs beside a floor that does the same unavoidable work with nothing of
 // ours.
 #pragma once

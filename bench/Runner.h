@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a measuring program of this suite to its end.
 #pragma once
 

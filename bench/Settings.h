@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the person at the command line wants of a run.
 #pragma once
 

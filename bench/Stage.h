@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A service on a bus of its own: ours, or the floor that stands beside it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Measures what the service costs, each figure beside a floor that does the same unavoidable work.
 #include <CLI/CLI.hpp>
 #include <algorithm>

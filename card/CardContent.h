@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a card holds beyond its power: load files, applications, keys, stored data, states, and the memory
 // that they take.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The card's commands. Each gets its command without secure messaging, gives its answer, or throws a Refusal
 // and leaves the content as it was. Clauses are those of GlobalPlatform Card 2.3.1.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card's content, in memory and in its file.
 #pragma once
 

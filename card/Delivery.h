@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How answers reach the reader: within the length that it expects, or in parts that it asks for; ISO 7816-4,
 // 5.1.3 and 11.8.1 (GET RESPONSE), and ISO 7816-3, 12.2, for the protocol T=0.
 #pragma once

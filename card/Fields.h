@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading of command data; what is not so is wrong data (6A80).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From the bytes of a command to the command, through secure messaging.
 #pragma once
 

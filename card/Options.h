@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a software card is made of: its production data, its keys, its memory, its manner and where it is
 // kept.
 #pragma once

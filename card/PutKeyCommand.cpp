@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // PUT KEY for AES keys: GlobalPlatform Card 2.3.1, 11.8, and Amendment D (version 1.1.2), 7.2.
 #include "card/Commands.h"
 #include "globalplatform/Aes.h"

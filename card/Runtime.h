@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card under power: its content, and what a reset makes it forget.
 #pragma once
 

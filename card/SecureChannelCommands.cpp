@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Opening of a secure channel: GlobalPlatform Card, Amendment D (version 1.1.2), 7.1.
 #include "card/Commands.h"
 #include "globalplatform/Aes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A secure element in software: a card as GlobalPlatform Card 2.3.1 has it, with the Secure Channel
 // Protocol 03 of its Amendment D. It keeps a provisioning session's order and verifies its codes, holds keys
 // and data, and carries out no code.

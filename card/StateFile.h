@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A file that one process at a time keeps a card in.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card's content as a text that lasts: JSON, all bytes in hexadecimal.
 //
 //   {"format": "software-card-1", "state": "0F", "issuerDomain": AID, "failedAuthentications": 0,

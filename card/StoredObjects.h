@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The objects that STORE DATA carries, GlobalPlatform Card 2.3.1, 11.11.2.3.
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What a person may choose, and what holds for every target of the tree.
 include(CTest)
 include(GNUInstallDirs)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Decides whose platform functions the service is linked with: the device's own modules when pkg-config has
 # them all, else the virtual device of this tree.
 include(src/cmake/PlatformModules.cmake)

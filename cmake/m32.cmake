@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # A 32-bit build on a machine of 64 bits, with libraries that script/bootstrap m32 unpacked below the build tree.
 set(libraries "${CMAKE_CURRENT_LIST_DIR}/../build/i386")
 get_filename_component(libraries "${libraries}" ABSOLUTE)

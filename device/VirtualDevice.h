@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual device as seen from inside its own process, for tests. What the device is stands in its
 // configuration file; here is what happened to it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // AES-128 in the forms that GlobalPlatform uses. Keys and initialisation vectors have 16 bytes. Each function
 // throws std::invalid_argument for a length that cannot be and std::runtime_error when the cryptographic
 // library fails.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Application identifiers; ISO 7816-4, 8.2.1.2.
 #pragma once
 

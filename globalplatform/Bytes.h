@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes and their hexadecimal text, as the rooms around the service exchange them.
 #pragma once
 

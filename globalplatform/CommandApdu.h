@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Command APDUs of ISO 7816-4, 5.1 (2005).
 #pragma once
 

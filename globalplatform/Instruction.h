@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The instructions of ISO 7816-4 (2005) and GlobalPlatform Card 2.3.1, chapter 11: the codes that a card and
 // its host exchange, what their parameters say, and their names for people.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Life-cycle states as they stand in GET STATUS and SET STATUS; GlobalPlatform Card 2.3.1, 5 and 11.1.1.
 #pragma once
 

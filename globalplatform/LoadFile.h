@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The structure of a load file: GlobalPlatform Card 2.3.1, 11.6.2.3 and C.2.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Secure Channel Protocol 03 with AES-128, as both ends of a channel need it: GlobalPlatform Card,
 // Amendment D (version 1.1.2). Cryptograms, codes and challenges have 8 bytes (S8 mode).
 #pragma once

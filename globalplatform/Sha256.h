@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SHA-256, FIPS 180-4: the hash of load files and the fingerprint of certificates.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Status words in words, for people.
 #pragma once
 

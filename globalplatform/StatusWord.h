@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Status words of ISO 7816-4 and GlobalPlatform.
 #pragma once
 

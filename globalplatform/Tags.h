@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tags of the data objects that cards and their hosts exchange. Clauses are those of GlobalPlatform
 // Card 2.3.1.
 #pragma once

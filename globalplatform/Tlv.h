@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // BER-TLV objects and length-value fields, read with every length checked.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "keyserver/Options.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole key-management server, for the program and for tests in one process with it.
 #pragma once
 

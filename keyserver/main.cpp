@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // navo-keyserver: serves scripts and catalogues to the agent until it is told to end.
 #include <pthread.h>
 

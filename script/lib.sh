@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # What the scripts of this folder share. To be sourced; leaves the caller in the project's root.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines that the service writes about its work, written by a floor.
 #pragma once
 

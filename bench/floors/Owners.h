@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Owners of the C resources that the floors use.
 #pragma once
 

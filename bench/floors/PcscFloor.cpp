@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One command APDU, many times, to the card in a reader, with nothing between the caller and pcscd but its
 // own library. Prints the microseconds that one took.
 //   navo-floor-pcsc READER APDU COUNT

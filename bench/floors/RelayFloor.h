@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What relaying cannot do without: walking a command set, converting both ways, the platform's log and card
 // calls, and the signal that tells the client how far its job is. Nothing is looked up and nothing is
 // checked.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bench/floors/ScriptFloor.h"
 
 #include <json-glib/json-glib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A server-driven script as a bare loop around libcurl and the platform's secure element.
 #pragma once
 

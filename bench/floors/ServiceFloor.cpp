@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The least that answers the service's clients: GDBus, the platform's calls, the same log lines and the same
 // replies. It knows the sessions, the status command and the server-driven script. Its replies carry fixed
 // texts, and nothing is kept of a request.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An APDU through service, virtual device and pcscd to a card in a reader, beside the same APDU by a bare
 // program.
 #include <iostream>

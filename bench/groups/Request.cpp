@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A status command over the bus, beside a bare GDBus service that looks the caller's process up, writes the
 // same log lines and answers the same map.
 #include "bench/Callgrind.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A server-driven script of 30 exchanges over HTTPS, beside a bare loop of the same shape around libcurl and
 // the platform's secure element: with few and with many trusted certificates, and over a longer way.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From exec to the name on the bus, and the memory that a service holds, beside a bare program that links and
 // initialises the same libraries.
 #include <gio/gio.h>

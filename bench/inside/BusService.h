@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service's port on a bus of its own with one client, all in this process.
 #pragma once
 

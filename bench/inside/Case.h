@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One thing that is measured within a process, timed by Google Benchmark or counted by callgrind.
 #pragma once
 

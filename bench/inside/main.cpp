@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // navo-bench-inside count GROUP: under callgrind, leaves a dump for each case, named after it, and prints the
 // operations that each counted. navo-bench-inside time GROUP [GOOGLE-BENCHMARK-OPTION...]: times each case.
 #include <benchmark/benchmark.h>

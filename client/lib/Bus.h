@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A private connection to the bus, served by a main context of its own.
 #pragma once
 

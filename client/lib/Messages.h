@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Between maps and D-Bus messages, and from D-Bus errors to the library's own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Owners of the GLib resources that the library and navoctl hold.
 #pragma once
 

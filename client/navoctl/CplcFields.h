@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Card production life cycle data, field by field (GlobalPlatform Card, GET DATA 9F7F).
 #pragma once
 

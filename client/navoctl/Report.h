@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the user gets to read: results on standard output, everything else on standard error.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Turns the signals that end a program into a cancellation, so that an open session is closed first.
 #pragma once
 

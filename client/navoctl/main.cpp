@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // navoctl: the service's command-line client.
 #include <cstdio>
 #include <exception>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The sections [card] and [card uicc].
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the configuration file says about the device.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Text with sections and keys that remembers where each stands.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the keys of a section, and notes what cannot be followed.
 #pragma once
 

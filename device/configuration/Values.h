@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Readers of single values. Each throws BadValue for a text that is not of its form.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A secure element's place in the device: the element, the answers that the configuration puts in front of
 // it, what went over its channel, and the recording of it.
 #pragma once

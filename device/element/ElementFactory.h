@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes the secure element that the device's file asks for.
 #pragma once
 

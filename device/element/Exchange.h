@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What goes over a secure element's channel.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card in a reader, connected through the PC/SC service.
 #pragma once
 

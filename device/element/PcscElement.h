@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card in a reader, as a secure element of the device.
 #pragma once
 

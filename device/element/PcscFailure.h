@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the functions of PC/SC return, in the platform's terms.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A recording in the place of a secure element.
 #pragma once
 

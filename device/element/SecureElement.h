@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a secure element is to the device, whatever stands behind it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The software card as a secure element of the device.
 #pragma once
 

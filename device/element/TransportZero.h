@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands as the half-duplex character protocol T=0 carries them (ISO 7816-3:2006, 12.2).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Handles that the device gives out.
 #pragma once
 

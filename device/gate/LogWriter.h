@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log's way out of the process.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Objects that outlive everything.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // State of the device's network connection.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // NFC manager: life cycle, presence, and the types of the secure-element calls in nfc_internal.h.
 #pragma once
 

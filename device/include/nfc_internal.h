@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Secure-element channel of the NFC manager. Results are nfc_error_e.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Version and certificates of installed packages. Texts belong to the handle they were read from.
 #pragma once
 

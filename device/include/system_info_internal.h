@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Facts about the platform by number. Results are system_info_error_e.
 #pragma once
 

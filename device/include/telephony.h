@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SIMs, the mobile network and the modem.
 #pragma once
 

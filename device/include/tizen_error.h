@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Error numbers that every platform module shares, and their texts.
 #pragma once
 

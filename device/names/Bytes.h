@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes and their hexadecimal text under the device's own name.
 #pragma once
 

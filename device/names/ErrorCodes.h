@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's error numbers, by name and with their texts.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names of the platform functions that the device answers.
 #pragma once
 

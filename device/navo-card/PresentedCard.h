@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The software card in a virtual reader, and what it writes of its sessions.
 #pragma once
 

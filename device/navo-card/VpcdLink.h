@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card's end of the line to a virtual reader: vpcd, the reader driver of the vsmartcard project, waits at a
 // TCP port for a card to connect to it.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // navo-card: puts the software card into a virtual reader until it is told to end.
 #include <poll.h>
 #include <sys/signalfd.h>

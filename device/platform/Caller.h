@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which package a process belongs to.
 #pragma once
 

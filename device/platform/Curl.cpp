@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device's own trust store. The link option --wrap=curl_easy_init leads the service's calls here, so that
 // the service itself sets no TLS option.
 #include <curl/curl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device's side of the maker's in-house libraries. The link options --wrap=dlopen and --wrap=dlsym lead
 // the program's calls here, where a library or an entry point can be missing; what the libraries themselves
 // ask of the device is exported to them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <system_info.h>
 #include <system_info_internal.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <system_settings.h>
 
 #include "device/gate/Gate.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A failure of a secure element that the caller of the platform's functions is told by a code of its own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A recording of what went between the device and a secure element: a text of one JSON object a line.
 //
 //   {"time":"2026-03-01T12:00:00.250Z","event":"open","atr":"3B80...","code":0}

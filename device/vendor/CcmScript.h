@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The form of the CCM scripts that the stand-in for the secure-SPI library converts. The form is this
 // device's own; docs/in-house-libraries.md describes it for people.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shape of every entry point of the in-house libraries.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the in-house libraries ask of the virtual device, which is in the program that has loaded them. The
 // program exports these functions to its libraries; with another program the device is a plain one.
 #pragma once

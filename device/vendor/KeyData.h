@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Key data in the encodings of the key-provisioning library's calls.
 #pragma once
 

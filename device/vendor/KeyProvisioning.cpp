@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The entry points of liborv_dalm.so: injected keys, and the session in which one of them is read.
 #include <algorithm>
 

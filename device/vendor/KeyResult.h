@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the stand-in for the key-provisioning library answers, besides amounts of data. The numbers are this
 // device's own.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The keys of the virtual device, in a file that a person can read.
 #pragma once
 

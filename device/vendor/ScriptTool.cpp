@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // navo-ccm-script: writes CCM scripts from commands that a person can write, and reads them back.
 #include <algorithm>
 #include <exception>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The entry points of liborv_sem.so: a channel, and the conversion of CCM scripts while it is open.
 #include <algorithm>
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes a certificate authority and a server certificate for development and tests.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The course of one connection: greeting, then request and answer in turn, each within its time, then leave.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connections that are open, so that others can end them. Used by all threads of the server.
 #pragma once
 

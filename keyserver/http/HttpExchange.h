@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the layer of connections and its owner tell each other.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Takes connections, plain or TLS, reads one request after the other from each and sends what its owner
 // answers. A connection costs no thread: a few threads serve them all. Thread-safe.
 #pragma once

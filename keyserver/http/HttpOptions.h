@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where connections are taken, and what each may cost.
 #pragma once
 

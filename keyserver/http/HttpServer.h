@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Listens, speaks HTTP or HTTPS, and hands the body of each POST to one function.
 #pragma once
 

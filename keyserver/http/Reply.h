@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What goes back for one POST, and how.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads one HTTP request from a stream of bytes, as far as they have come.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The server's end of one TLS connection, between the bytes of the wire and those that they carry. It moves
 // none of them itself.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One accepted connection, plain or TLS, as a stream of bytes. It is used on its executor only, and each call
 // has to come to its end before the next; who calls keeps the transport alive until then, by what the given
 // function holds.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the actions of a catalogue and checks that each command fits the channel.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kinds of actions: commands that are known beforehand, and those that depend on the card's answers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "keyserver/provisioning/CardChannel.h"
 
 #include <openssl/rand.h>

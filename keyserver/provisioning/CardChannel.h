@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The server's end of a Secure Channel Protocol 03 session; GlobalPlatform Card, Amendment D.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Command APDUs of card content management; GlobalPlatform Card 2.3.1, chapter 11, without
 // secure messaging. Functions throw std::length_error when a field or the data has no room.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a card says of its contents: the entries of GET STATUS and the key information template, read with
 // every length checked.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One session of a card service: opens the channel when an action needs it, sends the commands of the actions
 // in sets of a few, and ends the session at the first status word that is not expected.
 #include <algorithm>

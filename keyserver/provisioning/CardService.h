@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A service that manages a card's content: an ordered list of actions, carried out over a secure channel that
 // the server opens to the card through the agent. The terms are those of GlobalPlatform
 // Card 2.3.1; clauses named here are its own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Catalogues: files that say which services manage cards, with which keys, and how.
 #pragma once
 

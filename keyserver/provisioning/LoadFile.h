@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A load file as INSTALL [for load] and LOAD carry it; GlobalPlatform Card 2.3.1, 11.6.2.3.
 #pragma once
 

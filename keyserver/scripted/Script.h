@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A script: fixed steps of command APDUs that are played whatever the card answers, as long as the status
 // words are those that the script expects.
 #pragma once

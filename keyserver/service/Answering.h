@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Turns a move of the server into the HTTP answer that carries it, spoiled as ordered.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Command and response APDUs as the agent carries them: hexadecimal text, several of them in one set.
 //
 // A command set is a run of items, each "/", two characters and one command APDU. The agent answers with a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the server does for one service, as seen by the sessions: a script that is played, or anything else
 // that answers the card's responses with the next commands.
 #pragma once

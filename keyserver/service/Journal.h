@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The account of what the server does: readable lines for people, JSON lines for programs.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JSON as a plain tree, so that the rest of the server needs no JSON library.
 #pragma once
 

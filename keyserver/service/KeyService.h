@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Answers the agent's messages; knows nothing of HTTP but status numbers. Used by all threads of the server.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "keyserver/service/Message.h"
 
 #include "keyserver/service/Json.h"

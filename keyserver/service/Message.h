@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One message of the agent: the body of its POST, "data=" and a flat JSON object of texts.
 #pragma once
 

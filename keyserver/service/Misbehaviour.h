@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Faults that the server commits on demand, for tests and for people who study failures.
 #pragma once
 

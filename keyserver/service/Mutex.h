@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A lock that says what it guards, for Clang's -Wthread-safety to check. Other compilers see nothing of it.
 #pragma once
 

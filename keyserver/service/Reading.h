@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the readers of scripts and catalogues share: values that know where they stand, so that a complaint
 // says file, JSON pointer and what would be right.
 #pragma once

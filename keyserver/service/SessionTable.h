@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The sessions that are open, found by the UUID that the agent chose. Used by all threads of the server.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Turns one client request into one job, runs it, and sends the client its reply.
 #pragma once
 

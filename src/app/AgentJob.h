@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One accepted request and the job that serves it.
 #pragma once
 

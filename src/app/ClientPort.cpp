@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "app/ClientPort.h"
 
 bool Na::IClientPort::SendReturnCode(const std::string& clientId, const std::string& code) {

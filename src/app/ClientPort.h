@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the registry and the agents see of a transport.
 #pragma once
 

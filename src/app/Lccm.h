@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CCM scripts, converted by the maker's secure-SPI library and played to the embedded secure element.
 #pragma once
 

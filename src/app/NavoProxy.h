@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The key-management server's protocol: three messages, each one HTTPS POST of a flat JSON object.
 #pragma once
 

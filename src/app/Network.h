@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether the device has a connection, and through which proxy it goes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The result codes, their table and the service's single current result.
 //
 // Every layer that fails sets the current result; the Agent reports it when a job ends. All of this belongs

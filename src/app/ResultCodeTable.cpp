@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "app/ResultCode.h"
 
 // The first match wins, so the order of rows counts. Three irregularities are part of the table: keys

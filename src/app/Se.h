@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Card commands in hexadecimal text, above one reader.
 #pragma once
 

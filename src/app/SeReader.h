@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lowest layer between the service and a secure element.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stored base URL of the key-management server; the platform keeps it.
 #pragma once
 

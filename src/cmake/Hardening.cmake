@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What is built to ship is hardened by its own target, whatever preset or build type it comes from. Tests are not.
 #
 # navo_harden(TARGET...) adds, as far as the compiler knows them:

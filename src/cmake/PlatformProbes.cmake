@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Platform releases differ in a few declarations. Each probe asks the headers at hand; Compat.h settles the rest.
 include(CheckCXXSourceCompiles)
 set(CMAKE_REQUIRED_INCLUDES ${NAVO_PLATFORM_INCLUDE_DIRS} ${NAVO_LIBRARIES_INCLUDE_DIRS})

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Connections that outlive one HTTP exchange.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where one client's cookies are kept.
 #pragma once
 

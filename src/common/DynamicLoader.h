@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What dlopen's family leaves to its callers.
 #pragma once
 

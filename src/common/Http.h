@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One HTTP exchange at a time with libcurl, and libcurl's own start and stop.
 #pragma once
 

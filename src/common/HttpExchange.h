@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What libcurl works with during one HTTP exchange, and what it may do on its own.
 #pragma once
 

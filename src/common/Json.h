@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Flat JSON objects whose members are all texts.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What has to be known of a JSON text before json-glib may see it.
 #pragma once
 

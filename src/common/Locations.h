@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every location that the service fixes. NAVO_SYSROOT is empty on a device; a developer's build puts a
 // folder in front of all of them.
 #pragma once

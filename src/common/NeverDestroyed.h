@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Objects that live as long as the process.
 #pragma once
 

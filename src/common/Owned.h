@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Owners of what C libraries hand out: each gives its object back through the library's own function.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Facts about the device, the clock and the calling application. Each has a definition for each platform.
 //
 // This is the platform's face towards every part of the service, so it is complete: nobody asks for the time

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Says which lock guards what, for Clang's -Wthread-safety to check. Other compilers see nothing of it.
 #pragma once
 

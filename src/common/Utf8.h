@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts from outside are bytes; what goes to clients and to the server has to be UTF-8.
 #pragma once
 

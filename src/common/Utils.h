@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Small shared facilities: a lock, a completion event, folders, and conversions of numbers and bytes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identifiers of sessions and messages towards the server.
 #pragma once
 

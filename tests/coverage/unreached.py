@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Holds the lines of the service that no test ran against the list of those that cannot be reached.
 
 Usage: unreached.py TRACE LIST, where TRACE is the JSON report of gcovr. Ends with status 1 when a line that did not run

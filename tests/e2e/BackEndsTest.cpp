@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One provisioning on every back-end of the secure element, and the manual's examples of them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

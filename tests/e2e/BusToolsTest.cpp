@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service as people meet it who have the bus's own tools and nothing of ours.
 #include <gtest/gtest.h>
 #include <unistd.h>

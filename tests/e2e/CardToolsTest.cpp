@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Other people's card tools on the software card, through the real pcscd.
 #include <gtest/gtest.h>
 

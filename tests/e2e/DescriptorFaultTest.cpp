@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests of nobody, and a service whose descriptors run out.
 #include <gtest/gtest.h>
 #include <sys/resource.h>

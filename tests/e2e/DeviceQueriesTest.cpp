@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What clients learn about the device, its secure element and its eligibility.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Faults of device and server under the real service, each between an ordinary request and the next. A row
 // more in a table is a test more.
 #include <gtest/gtest.h>

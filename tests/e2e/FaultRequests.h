@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests for tests of faults under the real service, and what it holds when it is at rest.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Jobs that end in the maker's in-house libraries.
 #include <gtest/gtest.h>
 

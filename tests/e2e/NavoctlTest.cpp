@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command-line client against the real service: what it prints and how it ends.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whom progress reaches, and from which path.
 #include <gtest/gtest.h>
 

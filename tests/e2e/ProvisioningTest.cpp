@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Provisioning through the whole service: key server, HTTPS, service and card, under SCP03.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole main job through a proxy that other people wrote.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's secure-element functions on a card in a reader, by the real pcscd.
 #include <gtest/gtest.h>
 #include <nfc.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card, a reader or a PC/SC service that goes away at any step of a server's script.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole service on a card in a reader.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A world whose secure element is a card in a reader of the real pcscd.
 #pragma once
 

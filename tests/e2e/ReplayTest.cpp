@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sessions that are recorded on one back-end and answered from the recording afterwards.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scripts that the key server runs on the secure element through the service.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the service comes, stays and goes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

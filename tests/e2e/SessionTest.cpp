@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the service answers to sessions and requests as they stand on the wire.
 #include <gtest/gtest.h>
 

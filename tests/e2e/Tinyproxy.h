@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A real HTTP proxy, one that is not ours, for one test: in the foreground, on a free port of this machine.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The way to the key server: trust, connections, cookies, proxies and what becomes of their failures.
 #include <gtest/gtest.h>
 

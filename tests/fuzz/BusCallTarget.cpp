@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Method calls as they come from the bus. The first byte chooses the method and the kind of its body; the
 // body is lines of "key=value" for a map, and any bytes for the other kinds.
 #include <unistd.h>

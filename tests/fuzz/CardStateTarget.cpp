@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text that a software card is kept in.
 #include <stdexcept>
 

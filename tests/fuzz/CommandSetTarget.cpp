@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A server's command set, relayed to a card that accepts everything.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device's configuration file.
 #include "device/configuration/Configuration.h"
 #include "tests/fuzz/FuzzTarget.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every fuzz target is made of. A target is a program with one function of its own, which takes any
 // bytes and ends the process by abort() when a promise does not hold. The fuzzing build links it to
 // libFuzzer; every other build to Replay.cpp, which runs it over the committed corpus.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Conversions between bytes, hexadecimal text and numbers.
 #include <cctype>
 

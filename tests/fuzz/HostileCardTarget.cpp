@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A command to a card that answers what it likes: each response is a length of two bytes and that many bytes.
 #include <stdexcept>
 

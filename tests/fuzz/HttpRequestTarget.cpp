@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What reaches the key server's port: a stream of requests. The first byte says in pieces of which size it
 // arrives, which must make no difference.
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JSON from a server, and the JSON that the service makes of it.
 #include <glib.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What reaches the key server: the first byte chooses a script, a catalogue, or the bodies of messages, one a
 // line, to a server that plays a script and manages cards.
 #include "keyserver/service/KeyService.h"

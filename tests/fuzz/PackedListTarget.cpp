@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The packed list of APDUs that the secure-SPI library makes of a script: four bytes of length that the
 // library reports, then what it leaves in the buffer.
 #include <algorithm>

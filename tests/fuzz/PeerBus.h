@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A bus made of one peer-to-peer connection: it answers what a service needs of a bus daemon, and sends the
 // service method calls that no bus daemon would let through.
 #pragma once

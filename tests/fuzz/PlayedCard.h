@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card whose every response the fuzzer chooses. It stands in front of the device's: the program has to be
 // linked with --wrap=nfc_se_send_apdu_internal.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A recording of a secure element's exchanges.
 #include "device/recording/Recording.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a fuzz target over files, and over the files of folders, as they are given.
 #include <algorithm>
 #include <cstdio>

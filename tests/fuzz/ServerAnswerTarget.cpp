@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a server sends: every byte of its answer, status line and headers included, over a real connection.
 // The connection closes behind it. The device's proxy leads a redirect to another host back here.
 #include <memory>

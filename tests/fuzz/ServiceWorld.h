@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Surroundings of a target that runs parts of the service: a folder and a device of its own, and no log.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands to the software card: the first byte says whether a channel is open already and in which manner
 // the card answers; then each command is a length of two bytes and that many bytes.
 #include "card/SoftwareCard.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Looking up a tag in a card's response. The first line is the tag, the rest the response, both as text.
 #include <stdexcept>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Answers of the card that no command expects, at each command of a script.
 #include "tests/matrix/MatrixWorld.h"
 

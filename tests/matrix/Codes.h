@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Failure codes of the platform's modules as the virtual device's configuration names them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Cookies of a server that means no good: whatever it sets, the client's file stays one that can be read, and
 // the cookie that is in it stays there.
 #include "tests/matrix/MatrixWorld.h"

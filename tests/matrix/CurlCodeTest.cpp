@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every code with which libcurl can end an exchange, also those that no HTTP peer can bring about.
 #include <algorithm>
 #include <ostream>

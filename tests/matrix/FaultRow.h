@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rows of the fault matrix that differ only in the code a platform function gives and in the call that gives
 // it.
 #pragma once

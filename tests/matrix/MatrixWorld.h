@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fault matrix: one row is a request under a fault, and all that has to hold afterwards. The service, the
 // virtual device and the HTTP peer live in the test's own process, so that a row costs milliseconds.
 #pragma once

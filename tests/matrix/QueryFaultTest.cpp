@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The jobs beside the server's script, each under every failure of every platform function at every call.
 #include <ostream>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A script run by the server, under every failure of every platform function at every call.
 #include <ostream>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Answers of the key-management server, from every status class to hostile bodies, in place of the first
 // message's answer and of a later one's.
 #include <ostream>

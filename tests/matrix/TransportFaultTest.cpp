@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every failure of the way to the server that a peer on this machine can bring about, for real: at the first
 // message, at a later one, and at the eligibility query.
 #include <sys/socket.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # A build folder is configured afresh when it came here with its checkout, and keeps what it was told when it did not.
 set -euo pipefail
 

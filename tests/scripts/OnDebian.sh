@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # script/on-debian says what it cannot do, by its exit status too, before it touches anything.
 set -uo pipefail
 

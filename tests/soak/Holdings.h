@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a process holds of the system at one moment.
 #pragma once
 

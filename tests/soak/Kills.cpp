@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Kills the service without warning, at random moments of address changes and of server-driven scripts, and
 // looks at what it left: the stored address is the old or the new one, cookie files can be read, and the next
 // start serves as before.

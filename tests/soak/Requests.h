@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kinds of requests that a soak is mixed of.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sends the service very many requests of mixed kinds from very many client processes and watches what it
 // holds: all of it has to stay where it is, but for the jobs, which are kept by design and whose cost is
 // measured for each kind first.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A dbus-daemon of a test's own, whatever its configuration says.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The other end of an HTTP exchange, down to its single bytes and connections.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Starts programs: the one place where tests fork for one.
 #pragma once
 

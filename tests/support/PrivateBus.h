@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A system bus of one's own: a real dbus-daemon with the shipped policy, started by any user.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program in a process of its own, held by its real process id.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A certificate made for one test.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The system bus with the shipped policy and accounts of its own: started by root, in a mount namespace where
 // the lists of users and groups are the test's. Nothing of the machine's accounts is touched.
 #pragma once

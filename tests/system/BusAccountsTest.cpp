@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Who may do what on the system bus, by the shipped policy and with accounts that are really different.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the project ships for the system around the service, and how it is filled in.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A booted system for one test: a real systemd in namespaces of its own, with the shipped unit, bus policy,
 // account and folders installed below /usr/local and the service's device described in /etc. The account
 // "member" belongs to the group whose members may talk to the service, "stranger" does not. Everything in it

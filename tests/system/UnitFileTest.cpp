@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The unit as systemd's own tools read it; nothing runs.
 #include <gmock/gmock.h>
 

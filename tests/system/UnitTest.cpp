@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service under its unit, started by the system bus of a booted system.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A session with the service: open, call, close.
 //
 //     Navo::Session session;                                 // throws when there is none to be had

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a reply means. The service reports some values under the key of result messages, and some failures
 // with the code of success, so a reply is judged by its shape and its command; docs/dbus-protocol.md has the
 // table.

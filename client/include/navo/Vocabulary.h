@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names that the service and its clients share on the bus.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Certificates and the visibility that their root grants.
 #pragma once
 

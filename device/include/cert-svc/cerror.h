@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Results of the certificate service. Success is 1, not 0.
 #pragma once
 

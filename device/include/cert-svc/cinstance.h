@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Owner of what the certificate service hands out.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The job that injects, verifies and reads keys through the maker's key-provisioning library.
 #pragma once
 

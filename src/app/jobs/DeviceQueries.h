@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Jobs that answer a question about the device or its secure element, or change the server address.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a running job uses of the agent.
 #pragma once
 

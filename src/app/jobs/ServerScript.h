@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The job that lets the key-management server drive the secure element.
 #pragma once
 

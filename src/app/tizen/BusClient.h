@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client that has opened a session, and what goes back to it over the bus.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Who calls: the package and the process behind a name on the bus.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client port on the D-Bus system bus.
 #pragma once
 

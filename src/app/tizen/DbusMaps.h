@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Request maps and texts in their D-Bus form, and the interface they travel through.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the parts of the client port share: the place of their log lines, and owners of what the bus library
 // gives.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is set up before main and taken down after it.
 #pragma once
 

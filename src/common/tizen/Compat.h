@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One face for platform calls that differ between releases. The build probes which form the headers have
 // (NAVO_HAVE_...); what a type can tell is left to the compiler.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #define G_SETTINGS_ENABLE_BACKEND
 #include <fcntl.h>
 #include <gio/gio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "app/SeReader.h"
 #include "common/Debug.h"
 #include "platform/tizen/SeReader_NFC.h"

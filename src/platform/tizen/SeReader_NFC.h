@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The secure-element reader over the platform's NFC manager.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/tizen/TizenNetwork.h"
 
 #include <tizen_error.h>

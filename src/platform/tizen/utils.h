@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What libraries need before main runs.
 #pragma once
 

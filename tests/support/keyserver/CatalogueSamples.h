@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Catalogues that several tests use.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every line that the service logs, those included that never reach the platform's log. The library that
 // holds this leads the service's calls of LogPrint here before they go on to the platform.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the service asks of libcurl, and what libcurl answers when a test decides. The functions stand in for
 // libcurl's in the whole test program; what a test does not decide, libcurl does.
 #pragma once

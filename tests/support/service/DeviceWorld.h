@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The surroundings of the service inside a test's own process: a working directory of its own, so that the
 // fixed locations lie below it, the virtual device's configuration, and the log.
 #pragma once

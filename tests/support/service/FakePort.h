@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client port whose calls and whose end a test can see.
 #pragma once
 

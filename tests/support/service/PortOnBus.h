@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service's port on a real bus, and its clients, all in the test's own process and main context.
 #pragma once
 

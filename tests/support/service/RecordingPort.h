@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client port that remembers what the agents send, and a job whose work the test gives.
 #pragma once
 

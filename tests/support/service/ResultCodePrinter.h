@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a failed comparison shows a result code.
 #pragma once
 

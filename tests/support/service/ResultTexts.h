@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a client reads of a result: the code's text, "_" and its description. The names are those of
 // Na::ResultCode where the service has one for the code.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A clock that a test sets. It stands in for time() and gettimeofday() in the whole test program.
 #pragma once
 

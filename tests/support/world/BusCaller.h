@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A caller that speaks to the service without the client library: what it sends is exactly what was asked
 // for.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A software card that a test puts into the reader of its private PC/SC service, and that can do something
 // else than answer.
 #pragma once

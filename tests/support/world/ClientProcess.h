@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client application beside the test: it has its own process id, package and session.
 #pragma once
 

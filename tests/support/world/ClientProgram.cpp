@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client of the service in a process of its own, led by lines on its standard input: "open", "close" and
 // "call" with its request as KEY=VALUE after tabs. It answers each on its standard output with "opened",
 // "closed", "reply" with KEY=VALUE after tabs, or "error" with a kind and a message, and says "progress" with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The key-management server as a real process on a free port of this machine.
 #pragma once
 

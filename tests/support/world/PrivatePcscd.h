@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A PC/SC service of a test's own: the real pcscd with two virtual readers, in a mount namespace of its own,
 // so that it neither finds nor disturbs another one on the machine, nor the machine's readers.
 #pragma once

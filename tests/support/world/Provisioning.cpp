@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/support/world/Provisioning.h"
 
 #include <nlohmann/json.hpp>

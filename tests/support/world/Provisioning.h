@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shipped provisioning service, as tests run it on a card: list, delete, load, install, personalise,
 // change keys, select, change state, list.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scripts of the key server, for tests that need their own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual device's configuration file, in the words of what a person does to a device. Each change is on
 // the disk when the call returns and holds from the service's next platform call on.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Everything around a client of the service, for one test: a private system bus with the shipped policy and
 // the activation file of the built service, the virtual device, key servers and client processes, all below
 // one folder, which is also the working directory of every process. At the end every process is ended and

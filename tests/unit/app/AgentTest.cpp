@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a request map to a job, or to the reason why there is none.
 #include "app/Agent.h"
 

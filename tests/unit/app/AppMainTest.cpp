@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The application's lifecycle.
 #include "app/AppMain.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two questions that jobs ask the card.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The registry of ports and clients.
 #include "app/ClientListener.h"
 

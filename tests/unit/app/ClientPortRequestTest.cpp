@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests, their replies, and progress.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sessions: who a client is, and how it comes and goes.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Listening, losing the name or the bus, and stopping.
 #include <gmock/gmock.h>
 

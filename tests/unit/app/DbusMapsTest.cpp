@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Maps and texts in their D-Bus form.
 #include "app/tizen/DbusMaps.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Questions about the device and its secure element, and the address of the server.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

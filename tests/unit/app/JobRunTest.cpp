@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Running a job and sending its reply.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

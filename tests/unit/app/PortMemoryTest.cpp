@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A call is answered though memory lacks at any moment of it. This program's allocator fails to order.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Command sets: relaying them to the card, and telling the client how far they are.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

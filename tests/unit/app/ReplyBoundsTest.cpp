@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is too large for a bus is cut or replaced; the client hears of its request in any case.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The table as clients and servers know it, typed in a second time.
 #include <gtest/gtest.h>
 

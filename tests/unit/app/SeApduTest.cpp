@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Exchanging commands in hexadecimal text, and following the card where it asks for more.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reader over the platform's NFC manager.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

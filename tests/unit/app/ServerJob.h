@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Jobs that talk to a server, in the test's own process and against a real HTTP peer.
 #pragma once
 

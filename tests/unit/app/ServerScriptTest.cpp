@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The job in which the server drives the card.
 #include <gmock/gmock.h>
 

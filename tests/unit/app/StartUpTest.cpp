@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is set up before the entry point runs. Each test looks at a process of its own that begins anew.
 #include "app/tizen/StartUp.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding a value in the card's BER-TLV, with all that the scan does in its own way.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

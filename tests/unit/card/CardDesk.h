@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A software card in a test's hand, and the host's end of a secure channel to it.
 #pragma once
 

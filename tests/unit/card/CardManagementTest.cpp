@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A provisioning session on the software card, and what it leaves behind.
 #include "card/CardContent.h"
 #include "tests/unit/card/CardDesk.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How answers come in the manner of T=0, and in parts.
 #include "tests/unit/card/CardDesk.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whatever is sent, the card answers with a status word and stays usable.
 #include <random>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keys that are added, replaced and deleted.
 #include "tests/unit/card/CardDesk.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Load files, what is installed from them, and how both are listed.
 #include "tests/unit/card/CardDesk.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a card can be made of.
 #include <functional>
 #include <stdexcept>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A secure channel: how it begins, what it protects and how it ends.
 #include "tests/unit/card/CardDesk.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the software card answers before anybody is authenticated, and how a session begins and ends.
 #include "tests/unit/card/CardDesk.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A card that lasts beyond its process.
 #include <chrono>
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Small words for the tests of the client.
 #pragma once
 

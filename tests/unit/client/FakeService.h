@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Somebody with the service's name on a test's bus who does what the test wants.
 #pragma once
 

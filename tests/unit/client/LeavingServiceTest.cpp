@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A service ends with its last session, so a client may meet one that is on its way out.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The manual page and the completions tell of what navoctl has, and of nothing else.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What navoctl sends and prints for CCM scripts and keys.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What navoctl sends, prints and ends with.
 #include <fcntl.h>
 #include <gmock/gmock.h>

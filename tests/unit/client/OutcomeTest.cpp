@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What replies mean.
 #include <gtest/gtest.h>
 

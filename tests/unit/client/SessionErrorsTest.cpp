@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a session tells apart what can go wrong.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

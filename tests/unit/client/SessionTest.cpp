@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a session does when all is well.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A message bus of a test's own: a real dbus-daemon of type "system" below a temporary folder.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Waiting, step by step: what the system's own waits give and how the clock goes is up to the test. The link
 // options --wrap lead the service's calls here.
 #include <gmock/gmock.h>

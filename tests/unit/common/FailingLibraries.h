@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Library functions that fail when a test says so; otherwise the library's own ones run.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Answers that the configuration puts in front of the card.
 #include "device/element/CardSlot.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // When the configuration is read, and what a device does whose configuration cannot be followed.
 #include <aul.h>
 #include <dlog.h>

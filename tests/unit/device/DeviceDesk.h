@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A virtual device of a test's own: its configuration file, its log, and the variables that name them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the example file and the manual show is true.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

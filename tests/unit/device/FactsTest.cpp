@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values, settings and system information.
 #include <gtest/gtest.h>
 #include <system_info.h>

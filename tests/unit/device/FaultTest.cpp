@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any platform function can be made to fail: with which code, from which call on and how often.
 #include <aul.h>
 #include <cert-svc/ccert.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every mistake in a configuration is named with its line and key and with what would be right.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whose process it is, what is installed, and what a package's certificate grants.
 #include <aul.h>
 #include <cert-svc/ccert.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Recordings as texts, and what answers from them.
 #include "device/recording/Recording.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands as the protocol T=0 carries them.
 #include "device/element/TransportZero.h"
 

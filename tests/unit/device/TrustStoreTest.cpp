@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // HTTPS trusts what the device's configuration names, and nothing beside it.
 #include <curl/curl.h>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The card's side of the virtual reader's protocol, against a reader of the test's.
 #include "device/navo-card/VpcdLink.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The structure of load files, as a card takes them apart and a server puts them together.
 #include "globalplatform/LoadFile.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sessions of card services with a card that answers what the test wants.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shipped catalogue, and others, with the software card in one process.
 #include <gmock/gmock.h>
 

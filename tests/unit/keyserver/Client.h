@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // HTTP clients of the server's tests: one that behaves, over libcurl, and one that sends any bytes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "keyserver/service/KeyService.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent and a card behind it, as a dialogue sees them: relays each command set and gives the responses.
 // The card opens SCP03 channels with its keys; what it answers to a command inside is up to the test.
 #pragma once

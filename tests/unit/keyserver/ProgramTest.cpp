@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program as its users start it.
 #include <gmock/gmock.h>
 

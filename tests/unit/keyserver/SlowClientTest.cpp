@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clients that take their time, and those who come meanwhile.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines of the port on the bus, in their order.
 #include <gmock/gmock.h>
 

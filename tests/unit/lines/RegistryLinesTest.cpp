@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines of the registry and of the application, in their order.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the road to the server tells of its work.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

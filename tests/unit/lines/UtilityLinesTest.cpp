@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the small facilities tell of their work.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/tizen/Compat.h"
 
 #include <gtest/gtest.h>

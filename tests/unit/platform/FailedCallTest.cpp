@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Calls that fail and leave something behind all the same. The link options --wrap lead the service's calls
 // here.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stored address where nothing can be written: on a small file system of the test's own.
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Answers that say less than they seem to, or more than the service takes.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an exchange allows a server, a redirect, a planted file and libcurl itself.
 #include <gmock/gmock.h>
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An exchange of the service with a peer of the test's own.
 #pragma once
 

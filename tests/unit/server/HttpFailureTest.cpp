@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Exchanges that fail, and how often they are tried.
 #include <fstream>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What libcurl is asked for, in which order.
 #include <netinet/in.h>
 #include <netinet/tcp.h>

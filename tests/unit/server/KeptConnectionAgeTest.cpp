@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // When a connection that was kept is used no more.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How many connections and handshakes a job costs.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The key that a session's first message carries. The expected values were computed with sha256sum.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests with a CCM script, from the request to the card and back.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

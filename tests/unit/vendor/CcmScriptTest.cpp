@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The form of the scripts that the stand-in converts.
 #include "device/vendor/CcmScript.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the stand-ins show of themselves: each symbol more could keep a closed library in memory, or take the
 // place of one of the program's own.
 #include <elf.h>

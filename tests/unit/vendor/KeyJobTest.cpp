@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Key-provisioning requests, from the request to the library and back.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

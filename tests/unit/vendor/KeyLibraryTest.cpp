@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stand-in for the key-provisioning library, called as the service calls it, and its file.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Get-key sessions, and how long the library stays.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The handler of CCM scripts, operation by operation.
 #include "app/Lccm.h"
 

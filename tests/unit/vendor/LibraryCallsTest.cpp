@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the in-house libraries are loaded, and with which arguments the key-provisioning library is called. The
 // libraries here are the test's own.
 #include <gmock/gmock.h>

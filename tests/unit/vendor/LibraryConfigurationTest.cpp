@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a device's configuration says about the in-house libraries.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

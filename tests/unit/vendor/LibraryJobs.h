@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Jobs that use the in-house libraries, run in the test's own process with the real shared objects.
 #pragma once
 

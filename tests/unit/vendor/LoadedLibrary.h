@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A shared object that a test has loaded itself.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A script handler without memory for its own state. This program's allocator fails to order.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A key-provisioning library that does nothing but write each call down: a line of the file "calls" in the
 // working directory, with the arguments in their order.
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // navo-ccm-script, run as a user runs it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stand-in for the secure-SPI library, called as the service calls it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

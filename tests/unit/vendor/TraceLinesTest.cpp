@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines that never reach the log, which are there for those who make them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A library that needs a function which nobody has: it can only be loaded by those who do not bind it at
 // once.
 extern "C" int nobodyHasThisFunction();
