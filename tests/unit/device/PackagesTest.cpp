@@ -27,7 +27,11 @@ protected:
     class Child {
     public:
         explicit Child(const std::vector<std::string>& environment)
-            : process({"/bin/cat"}, {folder.Path(), environment, "child"}) {}
+            : process({"/bin/cat"}, {folder.Path(), environment, "child"}) {
+            // A program runs before the kernel shows its environment.
+            const std::string shown = "/proc/" + std::to_string(process.Pid()) + "/environ";
+            EXPECT_TRUE(Eventually([&shown] { return !ReadFile(shown).empty(); }));
+        }
 
         pid_t Pid() const { return process.Pid(); }
 
