@@ -12,7 +12,7 @@ namespace Card {
 
 class SoftwareCard::Body {
 public:
-    explicit Body(Options options) : card(std::move(options)) { Restart(); }
+    explicit Body(const Options& options) : card(options) { Restart(); }
 
     void Restart() {
         card.session = Session();

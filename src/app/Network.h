@@ -18,7 +18,7 @@ public:
     virtual std::string GetProxyAddress() = 0;  // empty without a proxy
 
     // Which kind of connection is open, told apart from every other kind; empty while none is.
-    virtual std::string GetConnectionKind() const { return {}; }
+    virtual std::string GetConnectionKind() const = 0;
 };
 
 // What would be told when the network changes; no platform tells it yet.

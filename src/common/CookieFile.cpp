@@ -12,7 +12,7 @@ namespace Na {
 
 namespace {
 
-constexpr off_t LargestFile = 256 * 1024;
+constexpr off_t LargestFile = 256L * 1024;
 
 // A link is not followed: who planted it could lead the service anywhere.
 bool IsOwnFolder(const std::string& path) {

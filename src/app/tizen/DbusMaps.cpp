@@ -29,10 +29,10 @@ namespace {
 
 const char UnknownErrorMessage[] = "10000000_An unknown Error has occurred";
 
-constexpr std::size_t LongestText = 64 * 1024;
+constexpr std::size_t LongestText = 64UL * 1024;
 
 // Far below what any bus takes.
-constexpr std::size_t LargestReply = 8 * 1024 * 1024;
+constexpr std::size_t LargestReply = 8UL * 1024 * 1024;
 
 // The text as the bus may carry it.
 std::string Carried(const std::string& text) {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// The stored address where nothing can be written: on a small file system of the test's own.
+// The stored address where nothing can be written: on a small file system of the test's own, or where files may not grow.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 
@@ -126,6 +128,62 @@ TEST_F(FullDisk, StoresAgainOnceThereIsRoom) {
     Na::SetNavoAddress("https://new.example");
     EXPECT_EQ(Na::GetNavoAddress(), "https://new.example");
     EXPECT_FALSE(fs::exists(file.string() + ".former"));
+}
+
+// For as long as it stands, this process may write to no file.
+class NoGrowth {
+public:
+    NoGrowth() : former(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &limit);
+        const rlimit none = {0, limit.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+    }
+    ~NoGrowth() {
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::signal(SIGXFSZ, former);
+    }
+    NoGrowth(const NoGrowth&) = delete;
+    NoGrowth& operator=(const NoGrowth&) = delete;
+
+private:
+    rlimit limit = {};
+    void (*former)(int);
+};
+
+class GrowthRefused : public testing::Test {
+protected:
+    GrowthRefused() { Na::SetNavoAddress(Former); }
+
+    void ExpectNothingStored() {
+        world.ForgetLog();
+        {
+            const NoGrowth refused;
+            Na::SetNavoAddress("https://new.example");
+        }
+        EXPECT_THAT(world.LocatedLog(), Contains(StoringFailed));
+    }
+
+    DeviceWorld world;
+    const fs::path file = Locations::SettingsFile;
+};
+
+TEST_F(GrowthRefused, KeepsTheFormerAddress) {
+    ExpectNothingStored();
+    EXPECT_EQ(Na::GetNavoAddress(), Former);
+}
+
+TEST_F(GrowthRefused, IsAFailureWhereNoFileWas) {
+    fs::remove(file);
+    ExpectNothingStored();
+    EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(GrowthRefused, KeepsAFileThatHeldNoAddress) {
+    fs::remove(file);
+    WriteFile(file, "[other]\nname='value'\n");
+    ExpectNothingStored();
+    std::ifstream kept(file);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), "[other]\nname='value'\n");
 }
 
 class InterruptedWrite : public testing::Test {

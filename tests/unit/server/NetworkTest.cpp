@@ -38,6 +38,7 @@ public:
     ~Road() override { state->exists = false; }
 
     std::string GetName() const override { return name; }
+    std::string GetConnectionKind() const override { return "kind"; }
     bool OpenConnection() override {
         ++state->openings;
         state->open = state->isPassable;
