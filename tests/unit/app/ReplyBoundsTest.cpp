@@ -8,9 +8,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::IsEmpty;
-
 constexpr std::size_t Limit = 64 * 1024;
 constexpr std::size_t Mebibyte = 1024 * 1024;
 

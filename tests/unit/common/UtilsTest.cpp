@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "common/Debug.h"
+#include "common/ThreadSafety.h"
 #include "tests/support/service/DeviceWorld.h"
 
 using Na::Bytes;
@@ -50,6 +51,11 @@ void MakeStrict(Mutex& mutex) {
     pthread_mutex_destroy(mutex.Native());
     pthread_mutex_init(mutex.Native(), &attributes);
     pthread_mutexattr_destroy(&attributes);
+}
+
+// The mistake is the point.
+void ReleaseUnowned(Mutex& mutex) UNCHECKED_LOCKING {
+    mutex.Release();
 }
 
 // Returns when the wall clock's milliseconds within the second are in the given range.
@@ -106,7 +112,7 @@ TEST(Mutex, ReportsThatItIsReleasedByAThreadThatDoesNotOwnIt) {
     const DeviceWorld world;
     Mutex mutex;
     MakeStrict(mutex);
-    mutex.Release();
+    ReleaseUnowned(mutex);
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre("D Release: Incorrect behaviour: current thread does not own mutex"));
 }

@@ -338,12 +338,12 @@ TEST_F(CardDialogue, ReadsWithoutAChannelAndShowsWhatItRead) {
 TEST_F(CardDialogue, EndsWhenTheAgentRelayedNothingOrSomethingElse) {
     const auto service = ServiceOf(Delete);
     const auto dialogue = service->Open(AnyOpening());
-    dialogue->Begin();
+    static_cast<void>(dialogue->Begin());
     EXPECT_EQ(dialogue->Continue(ParseResponseSet("21_SDAPIException.")).resultCode, ResultCode::RelayFailed);
-    dialogue->Begin();
+    static_cast<void>(dialogue->Begin());
     EXPECT_EQ(dialogue->Continue(ParseResponseSet("/019000")).resultCode, ResultCode::WrongNumberOfResponses);
     for (const std::string response : {"9", "90", "900", "19000", "009", "6F"}) {
-        dialogue->Begin();
+        static_cast<void>(dialogue->Begin());
         const Turn turn = dialogue->Continue(ParseResponseSet("/019000/01" + response));
         EXPECT_TRUE(turn.Ends()) << response;
         EXPECT_NE(turn.resultCode, ResultCode::Success) << response;

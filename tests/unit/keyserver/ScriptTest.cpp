@@ -136,7 +136,7 @@ TEST(ScriptDialogue, PlaysItsStepsInOrder) {
 TEST(ScriptDialogue, EndsAtAnUnexpectedStatusWord) {
     const Script script = ParseScript(TwoSteps, "sample");
     const auto dialogue = script.Open(AnyOpening());
-    dialogue->Begin();
+    static_cast<void>(dialogue->Begin());
     const Turn turn = dialogue->Continue(Responses("/016A82"));
     EXPECT_EQ(turn.resultCode, "90202001");
     EXPECT_EQ(turn.description, "status word 6A82 where 9000 or 61xx was expected");
@@ -149,8 +149,8 @@ TEST(ScriptDialogue, EndsWhenResponsesAreMissingOrTooMany) {
     const Script script = ParseScript(TwoSteps, "sample");
     for (const char* responses : {"/019000", "/019000/019000/019000"}) {
         const auto dialogue = script.Open(AnyOpening());
-        dialogue->Begin();
-        dialogue->Continue(Responses("/019000"));
+        static_cast<void>(dialogue->Begin());
+        static_cast<void>(dialogue->Continue(Responses("/019000")));
         EXPECT_EQ(dialogue->Continue(Responses(responses)).resultCode, "90202002") << responses;
     }
 }
@@ -166,18 +166,18 @@ TEST(ScriptDialogue, DoesAsToldWhenTheAgentRelayedNothing) {
 
     const Script ending = played(R"({"do":"end","code":"10000003"})");
     auto dialogue = ending.Open(AnyOpening());
-    dialogue->Begin();
+    static_cast<void>(dialogue->Begin());
     EXPECT_EQ(dialogue->Continue(failure).resultCode, "10000003");
 
     const Script continuing = played(R"({"do":"continue"})");
     dialogue = continuing.Open(AnyOpening());
-    dialogue->Begin();
+    static_cast<void>(dialogue->Begin());
     EXPECT_EQ(dialogue->Continue(failure).commandSet, "/0100A40401");
     EXPECT_EQ(dialogue->Continue(failure).resultCode, "00000001");
 
     const Script retrying = played(R"({"do":"retry","times":2,"code":"10000004"})");
     dialogue = retrying.Open(AnyOpening());
-    dialogue->Begin();
+    static_cast<void>(dialogue->Begin());
     EXPECT_EQ(dialogue->Continue(failure).commandSet, "/0100A40400");
     EXPECT_EQ(dialogue->Continue(failure).commandSet, "/0100A40400");
     EXPECT_EQ(dialogue->Continue(failure).resultCode, "10000004");

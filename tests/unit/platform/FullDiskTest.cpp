@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The stored address where nothing can be written: on a small file system of the test's own, or where files may not grow.
+// The stored address where nothing can be written: on a small file system of the test's own, or where files
+// may not grow.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sched.h>

@@ -18,10 +18,8 @@ using Na::HttpOutcome;
 using Na::HttpRequest;
 using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 
 namespace fs = std::filesystem;

@@ -97,6 +97,7 @@ public:
     explicit WatchingRoad(std::vector<Na::ResultCode>* seenResults) : results(seenResults) {}
 
     std::string GetName() const override { return "watching"; }
+    std::string GetConnectionKind() const override { return {}; }
     bool OpenConnection() override {
         Note();
         return true;
