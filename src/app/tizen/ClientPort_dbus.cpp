@@ -177,13 +177,28 @@ void UnregisterObject(DbusClientPortImpl& state, GDBusConnection* connection) {
     }
 }
 
+// No request has descriptors. Those that a client attaches are closed as they come, also while a job runs.
+// Runs in the thread of GDBus, which locks what comes.
+GDBusMessage* DropDescriptors(GDBusConnection*, GDBusMessage* message, gboolean incoming, gpointer) noexcept {
+    if (incoming == FALSE || g_dbus_message_get_unix_fd_list(message) == nullptr) {
+        return message;
+    }
+    GDBusMessage* const without = g_dbus_message_copy(message, nullptr);
+    if (without != nullptr) {
+        g_dbus_message_set_unix_fd_list(without, nullptr);
+        g_object_unref(message);
+    }
+    return without != nullptr ? without : message;
+}
+
 // A lost bus leaves the service unreachable, not dead: whoever supervises it decides. GLib would end the
 // process, also when the bus goes before the name is there, so this comes first. The name is asked for on the
 // connection that is returned, as long as it is held.
-OwnedConnection OutliveTheBus() {
+OwnedConnection PrepareTheBus() {
     OwnedConnection bus(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
     if (bus != nullptr) {
         g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+        g_dbus_connection_add_filter(bus.get(), DropDescriptors, nullptr, nullptr);
     }
     return bus;
 }
@@ -291,7 +306,7 @@ int DbusClientPort::StartListen() {
     if (impl == nullptr) {
         impl = std::make_unique<DbusClientPortImpl>(this);
         PreparedAnswer();  // made while there is memory
-        const OwnedConnection bus = OutliveTheBus();
+        const OwnedConnection bus = PrepareTheBus();
         impl->ownerId = g_bus_own_name(
             G_BUS_TYPE_SYSTEM, Bus::Name, G_BUS_NAME_OWNER_FLAGS_NONE, _on_bus_acquired, _on_name_acquired,
             _on_name_lost, impl->ticket, nullptr);

@@ -90,7 +90,7 @@ protected:
     std::unique_ptr<BusClient> client;
     std::string package = "app";
 
-private:
+    // Stops listening and lets go of the process's connection to the bus.
     void ForgetSharedConnection();
 };
 
