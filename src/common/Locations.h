@@ -5,6 +5,9 @@
 
 namespace Locations {
 
+// Whether this build runs on a device, and not on a developer's desk.
+constexpr bool AreTheDevices = sizeof NAVO_SYSROOT == 1;
+
 // Holds gschemas.compiled with the schema of the stored server address.
 constexpr char SchemaDirectory[] = NAVO_SYSROOT "/usr/apps/com.orvenco.navoa/shared/res/gsettings";
 

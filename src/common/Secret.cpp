@@ -2,6 +2,11 @@
 #include "common/Secret.h"
 
 #include <openssl/crypto.h>
+#include <sys/prctl.h>
+
+void Na::KeepMemoryPrivate() noexcept {
+    prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+}
 
 void Na::Cleanse(std::string& text) noexcept {
     if (!text.empty()) {

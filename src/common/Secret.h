@@ -9,6 +9,9 @@
 
 namespace Na {
 
+// No core file is written of this process from here on, and nobody else of its user reads its memory.
+void KeepMemoryPrivate() noexcept;
+
 // Overwrites the content in a way that no compiler leaves out, and gives the memory back.
 void Cleanse(std::string& text) noexcept;
 void Cleanse(Bytes& bytes) noexcept;

@@ -10,7 +10,9 @@
 #include "app/tizen/ClientPort_dbus.h"
 #include "app/tizen/StartUp.h"
 #include "common/Debug.h"
+#include "common/Locations.h"
 #include "common/Owned.h"
+#include "common/Secret.h"
 
 namespace {
 
@@ -20,6 +22,9 @@ using MainLoop = Na::OwnedBy<GMainLoop, g_main_loop_unref>;
 
 int main(int argc, char* argv[]) {
     Tizen::RequireStartUp();
+    if (Locations::AreTheDevices) {
+        Na::KeepMemoryPrivate();  // debuggers have their place on a desk
+    }
     umask(S_IRWXG | S_IRWXO);  // cookies and settings are nobody else's
     LogPrint(LogTrace, LOCATED("exe: %s"), argc > 0 ? argv[0] : "");
     auto port = std::make_unique<Tizen::DbusClientPort>();
