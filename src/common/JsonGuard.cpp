@@ -10,6 +10,10 @@ namespace {
 // So many objects within each other take 87 KB of the parser's stack (64 bits, json-glib 1.6); it has 8 MB.
 constexpr unsigned MaximumDepth = 512;
 
+// An answer has about ten. Each takes 80 bytes and more of the parser's, so that 16 MiB of small ones would
+// take more memory than the service may have, and GLib ends a process that gets none.
+constexpr unsigned MostValues = 65536;
+
 constexpr char Blanks[] = " \t\r\n";
 
 // Walks over a text once, by the lexical rules of json-glib: beside JSON it takes comments and texts in
@@ -38,6 +42,10 @@ private:
             case '[':
             case '{':
                 Descend();
+                CountValue();
+                break;
+            case ',':
+                CountValue();
                 break;
             case ']':
             case '}':
@@ -60,6 +68,13 @@ private:
     void Descend() {
         if (++depth > MaximumDepth) {
             reason = "nested deeper than 512 levels";
+        }
+    }
+
+    // Every value but an only one is behind a bracket or a comma.
+    void CountValue() {
+        if (++values > MostValues) {
+            reason = "more than 65536 values";
         }
     }
 
@@ -127,6 +142,7 @@ private:
     const std::string& text;
     std::size_t position = 0;
     unsigned depth = 0;
+    unsigned values = 0;
     const char* reason = nullptr;
 };
 

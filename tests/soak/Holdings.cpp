@@ -25,9 +25,10 @@ std::uint64_t NumberIn(const fs::path& file, const std::string& key) {
 
 Holdings HoldingsOf(pid_t process) {
     const fs::path folder = "/proc/" + std::to_string(process);
-    Holdings holdings{World::HoldingsOf(process), 0, 0, 0};
+    Holdings holdings{World::HoldingsOf(process), 0, 0, 0, 0};
     holdings.privateDirty = NumberIn(folder / "smaps_rollup", "Private_Dirty");
     holdings.resident = NumberIn(folder / "smaps_rollup", "Rss");
+    holdings.peak = NumberIn(folder / "status", "VmHWM") - NumberIn(folder / "status", "RssFile");
     holdings.threads = static_cast<unsigned>(NumberIn(folder / "status", "Threads"));
     return holdings;
 }

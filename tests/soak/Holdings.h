@@ -11,6 +11,7 @@
 struct Holdings : World::Holdings {
     std::uint64_t privateDirty = 0;  // KiB
     std::uint64_t resident = 0;      // KiB
+    std::uint64_t peak = 0;          // KiB, the most that was resident so far beside the pages of files
     unsigned threads = 0;
 };
 

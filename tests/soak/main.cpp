@@ -12,6 +12,7 @@
 #include <map>
 
 #include "tests/soak/Holdings.h"
+#include "tests/soak/LargeAnswers.h"
 #include "tests/soak/Requests.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
@@ -227,13 +228,20 @@ int Soak(const std::vector<std::string>& arguments) {
     return Judge(run, CostOfTheMix(costs, surroundings.Kinds())) && cheap ? 0 : 1;
 }
 
+int TakeLargeAnswers() {
+    return Check(LargeAnswersStaySmall(), "an answer of 16 MiB takes 64 MiB at the most") ? 0 : 1;
+}
+
 }  // namespace
 
-// navo-soak [REQUESTS]
+// navo-soak [REQUESTS | answers]
 int main(int count, char** words) {
     const std::vector<std::string> arguments(words + 1, words + count);
     try {
-        return !arguments.empty() && arguments.front() == "client" ? BeAClient(arguments) : Soak(arguments);
+        const std::string first = arguments.empty() ? "" : arguments.front();
+        return first == "client"    ? BeAClient(arguments)
+               : first == "answers" ? TakeLargeAnswers()
+                                    : Soak(arguments);
     } catch (const std::exception& error) {
         std::cerr << "navo-soak: " << error.what() << "\n";
         return 2;

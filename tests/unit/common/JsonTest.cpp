@@ -165,6 +165,17 @@ TEST_F(JsonParse, RefusesOneLevelMore) {
     EXPECT_EQ(json.Get("b"), "");
 }
 
+// "{" and "[" begin one each, and so does every comma.
+TEST_F(JsonParse, TakesSixtyFiveThousandFiveHundredAndThirtySixValues) {
+    EXPECT_TRUE(Parse("{\"a\":[0" + Repeated(",0", 65534) + "]}"));
+    EXPECT_TRUE(Parse("{\"a\":\"" + std::string(100000, ',') + "\"}")) << "within a text";
+}
+
+TEST_F(JsonParse, RefusesOneValueMore) {
+    EXPECT_FALSE(Parse("{\"a\":[0" + Repeated(",0", 65535) + "]}"));
+    EXPECT_THAT(world.LocatedLog(), ElementsAre(std::string(LoadFailure) + "more than 65536 values"));
+}
+
 TEST_F(JsonParse, RefusesOneHundredThousandLevels) {
     EXPECT_FALSE(Parse(std::string(100000, '[')));
     EXPECT_FALSE(Parse(Repeated("{\"a\":", 100000)));
