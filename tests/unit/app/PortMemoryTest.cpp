@@ -2,6 +2,7 @@
 // A call is answered though memory lacks at any moment of it. This program's allocator fails to order.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -18,6 +19,7 @@ int planned = Never;    // which allocation of the next call fails, counted from
 int countdown = Never;  // while a call is served
 bool failed = false;
 int answers = 0;
+bool nameFillsItsRoom = false;
 
 // A memory checker such as valgrind puts its own allocator in place of this program's.
 bool CanRunShort() {
@@ -95,6 +97,17 @@ TEST_F(PortWithoutMemory, ClosesASessionWholeOrNotAtAll) {
     } while (failed);
 }
 
+TEST_F(PortOnBus, EndsAPackageNameThatFillsItsRoom) {
+    nameFillsItsRoom = true;
+    EXPECT_EQ(Session("Open"), "Success");
+    EXPECT_EQ(Session("Close"), "Success");
+    nameFillsItsRoom = false;
+    EXPECT_THAT(
+        world.LocatedLog(),
+        testing::Contains(
+            "D _handle_method_call: Registering client " + std::string(254, 'x') + "_" + Pid()));
+}
+
 TEST_F(PortWithoutMemory, TakesAnAnswerOfAServerToItsEndAndFailsTheAttempt) {
     Na::HttpExchange exchange;
     exchange.BeginAttempt();
@@ -140,6 +153,10 @@ void __real_g_dbus_method_invocation_return_value(GDBusMethodInvocation* invocat
 
 int __wrap_aul_app_get_pkgname_bypid(int pid, char* name, int length) {
     const int result = __real_aul_app_get_pkgname_bypid(pid, name, length);
+    if (nameFillsItsRoom) {
+        std::fill(name, name + length, 'x');
+        return 0;
+    }
     countdown = planned;
     planned = Never;
     return result;
