@@ -68,7 +68,7 @@ bool Is(const std::unique_ptr<Na::AgentJob>& job) {
 
 TEST_F(AgentOfAClient, SaysThatTheDataIsMissingWhenTheRequestIsEmpty) {
     Send({});
-    EXPECT_EQ(ResultText::RequestEmpty, Status());
+    EXPECT_EQ(Status(), ResultText::RequestEmpty);
     EXPECT_THAT(world.Log(), Contains("I/info: Request from Client arrived"));
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
@@ -78,7 +78,7 @@ TEST_F(AgentOfAClient, SaysThatTheDataIsMissingWhenTheRequestIsEmpty) {
 
 TEST_F(AgentOfAClient, SaysThatTheCommandIsMissingWhenTheRequestHasNone) {
     Send({{"cmd", "67"}, {"hostAddr", "kms.example"}});
-    EXPECT_EQ(ResultText::CommandMissing, Status());
+    EXPECT_EQ(Status(), ResultText::CommandMissing);
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(
@@ -91,7 +91,7 @@ TEST_F(AgentOfAClient, TakesACommandWithoutDigitsForTheWrongCommandZero) {
         port.replies.clear();
         world.ForgetLog();
         Send({{"Cmd", command}});
-        EXPECT_EQ(ResultText::WrongCommand, Status()) << command;
+        EXPECT_EQ(Status(), ResultText::WrongCommand) << command;
         EXPECT_THAT(
             world.LocatedLog(),
             ElementsAre(
@@ -107,7 +107,7 @@ TEST_F(AgentOfAClient, SaysThatTheDataIsInvalidWhenTheCommandOverflows) {
         port.replies.clear();
         world.ForgetLog();
         Send({{"Cmd", command}});
-        EXPECT_EQ(ResultText::CommandUnreadable, Status()) << command;
+        EXPECT_EQ(Status(), ResultText::CommandUnreadable) << command;
         EXPECT_THAT(
             world.LocatedLog(), ElementsAre(
                                     StartsWith("D Trigger_ClientData: Client ID: "),
@@ -157,7 +157,7 @@ TEST_F(AgentOfAClient, RefusesEveryOtherNumber) {
     for (const std::string command :
          {"1", "64", "6A", "8F", "91", "1F3", "1F6", "3EF", "3F5", "3FD", "400", "167", "-67", "101"}) {
         Na::SetResultCodeText("left behind");
-        EXPECT_EQ(nullptr, Construct(command)) << command;
+        EXPECT_EQ(Construct(command), nullptr) << command;
         EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::WrongCommand) << command;
     }
     EXPECT_THAT(world.LocatedLog(), Contains("D ConstructJob: Wrong command: 106"));
@@ -184,7 +184,7 @@ TEST_F(AgentOfAClient, RefusesPrivilegedCommandsOfARegularClient) {
         port.replies.clear();
         world.ForgetLog();
         Send({{"Cmd", command}, {"hostAddr", "kms.example"}});
-        EXPECT_EQ(ResultText::WrongCommand, Status()) << command;
+        EXPECT_EQ(Status(), ResultText::WrongCommand) << command;
         EXPECT_THAT(
             world.LocatedLog(),
             ElementsAre(
@@ -200,7 +200,7 @@ TEST_F(AgentOfAClient, RefusesPrivilegedCommandsOfARegularClient) {
 
 TEST_F(AgentOfAClient, RefusesTheReservedCommandOfAPrivilegedClientToo) {
     Send({{"Cmd", "3FE"}});
-    EXPECT_EQ(ResultText::WrongCommand, Status());
+    EXPECT_EQ(Status(), ResultText::WrongCommand);
     EXPECT_THAT(port.askedAbout, ElementsAre(ClientId));
     EXPECT_THAT(
         world.LocatedLog(), IsSupersetOf(
@@ -221,7 +221,7 @@ TEST_F(AgentOfAClient, LetsARegularClientUseEveryOtherCommandUnasked) {
 
 TEST_F(AgentOfAClient, StartsTheJobOfAnAcceptedRequest) {
     Send({{"Cmd", "66"}});
-    EXPECT_EQ(ResultText::WrongCommand, Status());
+    EXPECT_EQ(Status(), ResultText::WrongCommand);
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(

@@ -61,13 +61,13 @@ TEST_F(CardQueries, CutTheCplcByCountingAlone) {
 
 TEST_F(CardQueries, GiveNoCplcForAResponseOfUnderTenCharacters) {
     for (const std::string response : {"9000", "9F9000", "9F7F9000", "9F7F009000"}) {
-        EXPECT_EQ("", Cplc(response)) << response;
+        EXPECT_EQ(Cplc(response), "") << response;
         EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     }
 }
 
 TEST_F(CardQueries, GiveNoCplcForARefusal) {
-    EXPECT_EQ("", Cplc("6A88"));
+    EXPECT_EQ(Cplc("6A88"), "");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << "the exchange itself went well";
     EXPECT_THAT(
         world.LocatedLog(),
@@ -113,20 +113,20 @@ TEST_F(CardQueries, SaturateTheFreeMemory) {
 
 TEST_F(CardQueries, FindNoFreeMemoryWhereThereIsNone) {
     for (const std::string response : {"9000", "FF21009000", "FF2104810200009000", "8204000012349000"}) {
-        EXPECT_EQ(0u, FreeMemory(response)) << response;
+        EXPECT_EQ(FreeMemory(response), 0U) << response;
         EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << response;
     }
 }
 
 TEST_F(CardQueries, FindNoFreeMemoryInARefusal) {
-    EXPECT_EQ(0u, FreeMemory("6A88"));
+    EXPECT_EQ(FreeMemory("6A88"), 0U);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     EXPECT_THAT(world.LocatedLog(), Contains("E isValidSW: Card responded with error SW: 6A88"));
     EXPECT_THAT(world.LocatedLog(), Contains("D GetFreeMemory: SE memory: 0"));
 }
 
 TEST_F(CardQueries, SayThatTheApduIsNotAvailableForAnEmptyMemoryResponse) {
-    EXPECT_EQ(0u, FreeMemory("empty"));
+    EXPECT_EQ(FreeMemory("empty"), 0U);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::NoApdu);
 }
 

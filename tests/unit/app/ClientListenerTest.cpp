@@ -148,7 +148,7 @@ TEST_F(ClientRegistry, HandsARequestToTheClientsAgent) {
     world.ForgetLog();
     registry.OnClientData(second, "dbus;a_1", {{"Cmd", "66"}});
     EXPECT_THAT(journal, ElementsAre(std::string("second to dbus;a_1: ") + ResultText::WrongCommand));
-    EXPECT_EQ("D OnClientData: port : second, remote : dbus;a_1", world.LocatedLog().front());
+    EXPECT_EQ(world.LocatedLog().front(), "D OnClientData: port : second, remote : dbus;a_1");
     EXPECT_THAT(world.LocatedLog(), Contains("D Trigger_ClientData: Client ID: dbus;a_1"));
 }
 

@@ -57,7 +57,7 @@ TEST_F(ClientPortRequest, OfAStrangerIsAnsweredWithWrongParameters) {
 TEST_F(ClientPortRequest, IsAnsweredByTheAgent) {
     Session("Open");
     world.ForgetLog();
-    EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}}));
+    EXPECT_EQ(Call("Cmd", {{"Cmd", "66"}}), ResultText::WrongCommand);
     EXPECT_THAT(
         world.LocatedLog(),
         ElementsAre(
@@ -92,7 +92,7 @@ TEST_F(ClientPortRequest, WithAnEmptyMapIsForwardedAndAnsweredWithWrongParameter
         world.LocatedLog(), testing::IsSupersetOf(std::vector<std::string>{
                                 "E Trigger_ClientData: Empty request from client application",
                                 "D SendReply: Client is not registered: " + Identifier()}));
-    EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}})) << "the session goes on";
+    EXPECT_EQ(Call("Cmd", {{"Cmd", "66"}}), ResultText::WrongCommand) << "the session goes on";
 }
 
 TEST_F(ClientPortRequest, IsRefusedByTheBusLibraryWhenItHasAnotherForm) {
@@ -198,7 +198,7 @@ TEST_F(ClientPortRequest, CarriesOnlyUtf8Back) {
 TEST_F(ClientPortRequest, IsPrivilegedForAPackageOfPlatformVisibilityOnly) {
     BecomeSigned("platform");
     Session("Open");
-    EXPECT_EQ(ResultText::Done, Call("Cmd", {{"Cmd", "1F4"}}));
+    EXPECT_EQ(Call("Cmd", {{"Cmd", "1F4"}}), ResultText::Done);
     world.ForgetLog();
     EXPECT_TRUE(port->IsTrusted(ClientId()));
     EXPECT_THAT(world.Log(), IsEmpty());
@@ -206,7 +206,7 @@ TEST_F(ClientPortRequest, IsPrivilegedForAPackageOfPlatformVisibilityOnly) {
     for (const std::string level : {"partner", "public", "unsigned"}) {
         BecomeSigned(level);
         Session("Open");
-        EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "1F4"}})) << level;
+        EXPECT_EQ(Call("Cmd", {{"Cmd", "1F4"}}), ResultText::WrongCommand) << level;
         EXPECT_FALSE(port->IsTrusted(ClientId())) << level;
         Session("Close");
     }

@@ -69,7 +69,7 @@ TEST_F(ClientPortSession, FailsASecondOpenAndThenNeedsTwoCloses) {
     EXPECT_EQ(Session("Close"), "Success");
     EXPECT_EQ(registry->ClientCount(), 1U);
     EXPECT_TRUE(LoopRuns());
-    EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}}));
+    EXPECT_EQ(Call("Cmd", {{"Cmd", "66"}}), ResultText::WrongCommand);
 
     EXPECT_EQ(Session("Close"), "Success");
     EXPECT_EQ(registry->ClientCount(), 0U);
@@ -129,9 +129,9 @@ TEST_F(ClientPortSession, IsNoBusinessOfTheAgentWhateverElseTheMapHolds) {
 }
 
 TEST_F(ClientPortSession, IsServedByEveryMethodAlike) {
-    EXPECT_EQ("Success", Call("Exec", {{"Session", "Open"}}));
-    EXPECT_EQ("Failed", Call("Cmd", {{"Session", "Open"}}));
-    EXPECT_EQ(ResultText::WrongCommand, Call("Session", {{"Cmd", "66"}}));
+    EXPECT_EQ(Call("Exec", {{"Session", "Open"}}), "Success");
+    EXPECT_EQ(Call("Cmd", {{"Session", "Open"}}), "Failed");
+    EXPECT_EQ(Call("Session", {{"Cmd", "66"}}), ResultText::WrongCommand);
 }
 
 TEST_F(ClientPortSession, NamesAClientByItsPackageAndProcess) {
@@ -172,8 +172,8 @@ TEST_F(ClientPortSession, KnowsAPackageOf254BytesByItsNameAndALongerOneAsApp) {
 
 TEST_F(ClientPortSession, KnowsAPackageWithASemicolonByItsWholeName) {
     BecomePackage("com.example;wallet");
-    EXPECT_EQ("Success", Session("Open"));
-    EXPECT_EQ(ResultText::WrongCommand, Call("Cmd", {{"Cmd", "66"}}));
+    EXPECT_EQ(Session("Open"), "Success");
+    EXPECT_EQ(Call("Cmd", {{"Cmd", "66"}}), ResultText::WrongCommand);
     EXPECT_TRUE(port->SendProgressCode("dbus;com.example;wallet_" + Pid(), "C0_"));
 }
 

@@ -36,19 +36,19 @@ TEST(FreshResult, IsUnknownAndReadsAsABareUnderscoreBeforeAnythingWasSet) {
 TEST_F(CurrentResult, TakesTheTextOfAKnownCode) {
     Na::SetResultCode(Na::ResultCode::Done);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
-    EXPECT_EQ("00000001", Na::GetResultCodeText());
-    EXPECT_EQ(ResultText::Done, Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultCodeText(), "00000001");
+    EXPECT_EQ(Na::GetResultMessage(), ResultText::Done);
 }
 
 TEST_F(CurrentResult, TakesTheIrregularTextOfAKey) {
     Na::SetResultCode(Na::ResultCode(10600002));
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(10600002));
-    EXPECT_EQ("10600001", Na::GetResultCodeText());
-    EXPECT_EQ(ResultText::AddressChanged, Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultCodeText(), "10600001");
+    EXPECT_EQ(Na::GetResultMessage(), ResultText::AddressChanged);
     Na::SetResultCode(Na::ResultCode(10600003));
-    EXPECT_EQ(ResultText::AddressNotChanged, Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), ResultText::AddressNotChanged);
     Na::SetResultCode(Na::ResultCode(20000000));
-    EXPECT_EQ("20000001_", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), "20000001_");
 }
 
 TEST_F(CurrentResult, StoresAnUnknownCodeWithAnEmptyText) {
@@ -57,21 +57,21 @@ TEST_F(CurrentResult, StoresAnUnknownCodeWithAnEmptyText) {
         Na::SetResultCodeText("left behind");
         Na::SetResultCode(Na::ResultCode(code));
         EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(code));
-        EXPECT_EQ("", Na::GetResultCodeText());
-        EXPECT_EQ("_", Na::GetResultMessage());
+        EXPECT_EQ(Na::GetResultCodeText(), "");
+        EXPECT_EQ(Na::GetResultMessage(), "_");
     }
 }
 
 TEST_F(CurrentResult, ReadsAsABareUnderscoreForAKnownCodeWithoutText) {
     for (const int code : {3, 8, 10300001, 10400000, 10500000, 10600001, 20100003, 90202000, 999999999}) {
         Na::SetResultCode(Na::ResultCode(code));
-        EXPECT_EQ("_", Na::GetResultMessage()) << code;
+        EXPECT_EQ(Na::GetResultMessage(), "_") << code;
     }
 }
 
 TEST_F(CurrentResult, KeepsTheUnderscoreWhereADescriptionIsEmpty) {
     Na::SetResultCode(Na::ResultCode(20100000));
-    EXPECT_EQ("20100000_", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), "20100000_");
     Na::SetResultCodeText("20300025");
     EXPECT_EQ(Na::GetResultMessage(), "20300025_");
 }
@@ -79,45 +79,45 @@ TEST_F(CurrentResult, KeepsTheUnderscoreWhereADescriptionIsEmpty) {
 TEST_F(CurrentResult, TakesAnyTextAsGiven) {
     Na::SetResultCodeText("77777777");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Unknown);
-    EXPECT_EQ("77777777", Na::GetResultCodeText());
-    EXPECT_EQ("77777777", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultCodeText(), "77777777");
+    EXPECT_EQ(Na::GetResultMessage(), "77777777");
 
     Na::SetResultCodeText("00000001 ");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Unknown);
-    EXPECT_EQ("00000001 ", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), "00000001 ");
 
     Na::SetResultCodeText("0000000");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Unknown);
-    EXPECT_EQ("0000000", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), "0000000");
 }
 
 TEST_F(CurrentResult, TakesTheCodeOfTheFirstRowWithItsText) {
     Na::SetResultCodeText("00000000");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::CommandSetToRun);
-    EXPECT_EQ(ResultText::CommandSetToRun, Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), ResultText::CommandSetToRun);
     Na::SetResultCodeText("20000001");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(20000000));
     Na::SetResultCodeText("10500006");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::PleaseWait);
-    EXPECT_EQ(ResultText::PleaseWait, Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), ResultText::PleaseWait);
     Na::SetResultCodeText("");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(3));
-    EXPECT_EQ("_", Na::GetResultMessage());
+    EXPECT_EQ(Na::GetResultMessage(), "_");
 }
 
 TEST_F(CurrentResult, CanBeSetToItsOwnText) {
     Na::SetResultCode(Na::ResultCode::ElementNotClosed);
     Na::SetResultCodeText(Na::GetResultCodeText());
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementNotClosed);
-    EXPECT_EQ("10400005", Na::GetResultCodeText());
+    EXPECT_EQ(Na::GetResultCodeText(), "10400005");
 }
 
 TEST_F(CurrentResult, HandsOutMessagesThatLaterOnesDoNotChange) {
     Na::SetResultCode(Na::ResultCode::Done);
     const std::string first = Na::GetResultMessage();
     Na::SetResultCode(Na::ResultCode::UnknownError);
-    EXPECT_EQ(ResultText::UnknownError, Na::GetResultMessage());
-    EXPECT_EQ(ResultText::Done, first);
+    EXPECT_EQ(Na::GetResultMessage(), ResultText::UnknownError);
+    EXPECT_EQ(first, ResultText::Done);
 }
 
 TEST(RequestKeys, AreSpeltAsClientsSpellThem) {

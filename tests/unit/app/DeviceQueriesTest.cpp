@@ -77,7 +77,7 @@ const Na::RequestMap NoMemory = {{"ReturnCode", "0"}};
 
 TEST_F(DeviceQueries, AnswersAStatusQueryWithAWrongCommandAlways) {
     EXPECT_THAT(Ask("", "66"), ElementsAre(Pair("ReturnCode", ResultText::WrongCommand)));
-    EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
+    EXPECT_EQ(Device::Calls("nfc_se_open_secure_element"), 0U);
 }
 
 TEST_F(DeviceQueries, AnswersWithTheCplcAndNothingElse) {
@@ -220,10 +220,10 @@ TEST_F(DeviceQueries, AnswersWithABareZeroWhenTheFreeMemoryCannotBeRead) {
         EXPECT_EQ(Ask(CardThatAnswers("80CAFF2100", response), "68"), NoMemory) << response;
         ExpectTheElementToBeOpenedTwiceAndClosed();
     }
-    EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_send_apdu", "-1"), "68"));
-    EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_open_secure_element", "-13"), "68"));
+    EXPECT_EQ(Ask(Fault("nfc_se_send_apdu", "-1"), "68"), NoMemory);
+    EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", "-13"), "68"), NoMemory);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementRefused);
-    EXPECT_EQ(NoMemory, Ask(Fault("nfc_se_open_secure_element", "-1"), "68"));
+    EXPECT_EQ(Ask(Fault("nfc_se_open_secure_element", "-1"), "68"), NoMemory);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
 }
 
@@ -238,9 +238,10 @@ TEST_F(DeviceQueries, AnswersWithABareZeroWhenTheMemoryResponseIsCutShort) {
 
 TEST_F(DeviceQueries, HasTheUnknownErrorAfterAnExceptionEvenWhenTheElementCannotBeClosed) {
     EXPECT_EQ(
-        NoMemory, Ask(CardThatAnswers("80CAFF2100", "FF219000") +
-                          Fault("nfc_se_close_secure_element", "-1", 2) + "times=1\n",
-                      "68"));
+        Ask(CardThatAnswers("80CAFF2100", "FF219000") + Fault("nfc_se_close_secure_element", "-1", 2) +
+                "times=1\n",
+            "68"),
+        NoMemory);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
 }
 

@@ -20,19 +20,19 @@ protected:
 
 TEST_F(Eligibility, EndsWithTheServersVerdict) {
     peer.Script({Answer(R"({"resultCode":"10500001"})")});
-    EXPECT_EQ(ResultText::DeviceNotAvailable1, Run());
-    ASSERT_EQ(1u, peer.Requests().size());
-    EXPECT_EQ("/IssueCard.do", peer.Requests()[0].target);
-    EXPECT_EQ("ELIGIBILITY", Sent(0, "msgCd"));
-    EXPECT_EQ(SeId, Sent(0, "seId"));
+    EXPECT_EQ(Run(), ResultText::DeviceNotAvailable1);
+    ASSERT_EQ(peer.Requests().size(), 1U);
+    EXPECT_EQ(peer.Requests()[0].target, "/IssueCard.do");
+    EXPECT_EQ(Sent(0, "msgCd"), "ELIGIBILITY");
+    EXPECT_EQ(Sent(0, "seId"), SeId);
     EXPECT_THAT(world.Log(), Contains("I/info: Eligibility"));
 }
 
 TEST_F(Eligibility, SucceedsWhenTheServerSaysSoOrNothing) {
     peer.Script({Answer(R"({"resultCode":"00000001"})"), Answer("{}"), Answer("no JSON at all")});
-    EXPECT_EQ(ResultText::Done, Run());
-    EXPECT_EQ(ResultText::Done, Run());
-    EXPECT_EQ(ResultText::Done, Run());
+    EXPECT_EQ(Run(), ResultText::Done);
+    EXPECT_EQ(Run(), ResultText::Done);
+    EXPECT_EQ(Run(), ResultText::Done);
 }
 
 TEST_F(Eligibility, HasClosedTheElementBeforeItAsksTheServer) {
@@ -52,19 +52,19 @@ TEST_F(Eligibility, HasClosedTheElementBeforeItAsksTheServer) {
 TEST_F(Eligibility, AsksThreeTimesWhileTheServerSaysToWait) {
     const HttpReaction wait = Answer(R"({"resultCode":"10500006"})");
     peer.Script({wait, wait, wait, Answer("{}")});
-    EXPECT_EQ(ResultText::PleaseWait, Run());
-    EXPECT_EQ(3u, peer.Requests().size());
+    EXPECT_EQ(Run(), ResultText::PleaseWait);
+    EXPECT_EQ(peer.Requests().size(), 3U);
 }
 
 TEST_F(Eligibility, SendsNothingWithoutANetwork) {
-    EXPECT_EQ(ResultText::NetworkUnavailable, Run(Card() + "[network]\ntype=disconnected\n"));
+    EXPECT_EQ(Run(Card() + "[network]\ntype=disconnected\n"), ResultText::NetworkUnavailable);
     EXPECT_THAT(peer.Requests(), IsEmpty());
 }
 
 TEST_F(Eligibility, SaysThatTheHostCannotBeReached) {
     const ClosedPort nobody;
     Na::SetNavoAddress("http://" + nobody.Address());
-    EXPECT_EQ(ResultText::HostUnreachable, Run());
+    EXPECT_EQ(Run(), ResultText::HostUnreachable);
 }
 
 TEST_F(Eligibility, EndsWithABareHttpStatus) {
@@ -73,9 +73,9 @@ TEST_F(Eligibility, EndsWithABareHttpStatus) {
 }
 
 TEST_F(Eligibility, SendsNothingForACardWithoutCplc) {
-    EXPECT_EQ(ResultText::UnknownError, Run(Card("answer 80CA9F7F00=6A88\n")));
-    EXPECT_EQ(ResultText::UnknownError, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
-    EXPECT_EQ(ResultText::UnknownError, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"));
-    EXPECT_EQ(ResultText::ElementRefused, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"));
+    EXPECT_EQ(Run(Card("answer 80CA9F7F00=6A88\n")), ResultText::UnknownError);
+    EXPECT_EQ(Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"), ResultText::UnknownError);
+    EXPECT_EQ(Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"), ResultText::UnknownError);
+    EXPECT_EQ(Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"), ResultText::ElementRefused);
     EXPECT_THAT(peer.Requests(), IsEmpty());
 }

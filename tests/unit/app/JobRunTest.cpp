@@ -47,7 +47,7 @@ protected:
 TEST_F(JobRun, SendsABareStatusWhenTheJobLeftNoResult) {
     Run([](GivenJob&) { Na::SetResultCode(Na::ResultCode::ElementRefused); });
     EXPECT_TRUE(Reply().statusOnly);
-    EXPECT_EQ(ClientId, Reply().clientId);
+    EXPECT_EQ(Reply().clientId, ClientId);
     EXPECT_THAT(Reply().result, ElementsAre(Pair("ReturnCode", ResultText::ElementRefused)));
     EXPECT_THAT(
         world.Log(),
@@ -63,7 +63,7 @@ TEST_F(JobRun, AddsTheStatusToTheResultOfTheJob) {
         Na::SetResultCode(Na::ResultCode::Done);
     });
     EXPECT_FALSE(Reply().statusOnly);
-    EXPECT_EQ(ClientId, Reply().clientId);
+    EXPECT_EQ(Reply().clientId, ClientId);
     EXPECT_THAT(Reply().result, ElementsAre(Pair("ReturnCode", ResultText::Done), Pair("phoneInfo", "text")));
     EXPECT_THAT(
         world.LocatedLog(),

@@ -151,9 +151,9 @@ TEST_F(Relay, ReportsAnUnknownInstructionWithAnUnderscoreAndNothingMore) {
 
 TEST_F(Relay, RefusesASetWithAnApduOfOneCharacter) {
     BeginOrdinarily();
-    EXPECT_EQ("21_taken wrong adpu.", Send("/018"));
+    EXPECT_EQ(Send("/018"), "21_taken wrong adpu.");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet);
-    EXPECT_EQ(0u, Device::ExchangeCount());
+    EXPECT_EQ(Device::ExchangeCount(), 0U);
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D SendApdu: CAPDU: 8 [1]", "E SendApdu: Wrong cApdu"));
 }
 
@@ -161,7 +161,7 @@ TEST_F(Relay, RefusesASetWithAnItemThatHasNoApdu) {
     BeginOrdinarily();
     for (const std::string set : {"/", "/0", "/01", "/01/", "//", "/0/018001", "//018001", "80"}) {
         Na::SetResultCodeText("left behind");
-        EXPECT_EQ("21_taken wrong adpu.", Send(set)) << set;
+        EXPECT_EQ(Send(set), "21_taken wrong adpu.") << set;
         EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet) << set;
     }
     EXPECT_EQ(Device::ExchangeCount(), 0U);
@@ -170,8 +170,8 @@ TEST_F(Relay, RefusesASetWithAnItemThatHasNoApdu) {
 
 TEST_F(Relay, ForgetsEarlierResponsesWhenALaterItemIsMalformed) {
     BeginOrdinarily();
-    EXPECT_EQ("21_taken wrong adpu.", Send("/018001/018002/"));
-    EXPECT_EQ(2u, Device::ExchangeCount());
+    EXPECT_EQ(Send("/018001/018002/"), "21_taken wrong adpu.");
+    EXPECT_EQ(Device::ExchangeCount(), 2U);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet);
 }
 
@@ -184,27 +184,27 @@ TEST_F(Relay, SendsAnApduOfTwoCharacters) {
 TEST_F(Relay, SendsAnApduOf65544CharactersAndRefusesALongerOne) {
     BeginOrdinarily();
     const std::string longest = "0102" + std::string(65540, '0');
-    EXPECT_EQ("/019000", Send("/01" + longest));
-    EXPECT_EQ(1u, Device::ExchangeCount());
-    EXPECT_EQ("21_taken wrong adpu.", Send("/01" + longest + "0"));
-    EXPECT_EQ(1u, Device::ExchangeCount());
+    EXPECT_EQ(Send("/01" + longest), "/019000");
+    EXPECT_EQ(Device::ExchangeCount(), 1U);
+    EXPECT_EQ(Send("/01" + longest + "0"), "21_taken wrong adpu.");
+    EXPECT_EQ(Device::ExchangeCount(), 1U);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::MalformedCommandSet);
     EXPECT_THAT(world.LocatedLog(), Contains("D SendApdu: CAPDU: " + longest + "0 [65545]"));
 }
 
 TEST_F(Relay, TellsTheServerWhenTheCardGivesNoResponse) {
     Begin("[card]\nanswer 80*=9000\n[fault nfc_se_send_apdu]\nresult=NFC_ERROR_OPERATION_FAILED\nfrom=2\n");
-    EXPECT_EQ("21_SD API Exception.", Send("/018001/018002/018003"));
+    EXPECT_EQ(Send("/018001/018002/018003"), "21_SD API Exception.");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::NoApdu);
-    EXPECT_EQ(2u, Device::Calls("nfc_se_send_apdu")) << "the third command is not sent";
+    EXPECT_EQ(Device::Calls("nfc_se_send_apdu"), 2U) << "the third command is not sent";
     EXPECT_THAT(world.LocatedLog(), Contains("E SendApdu: Empty rAPDU"));
 }
 
 TEST_F(Relay, TellsTheServerWhenTheResponseHasNoStatusWordAndKeepsTheCodeOfTheExchange) {
     Begin("[card]\nanswer 8001=90\nanswer 8002=empty\n");
-    EXPECT_EQ("21_SD API Exception.", Send("/018001"));
+    EXPECT_EQ(Send("/018001"), "21_SD API Exception.");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
-    EXPECT_EQ("21_SD API Exception.", Send("/018002"));
+    EXPECT_EQ(Send("/018002"), "21_SD API Exception.");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 

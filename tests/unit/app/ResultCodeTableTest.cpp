@@ -218,7 +218,7 @@ TEST(ResultCodeTable, FindsTheTextOfEveryKey) {
 
 TEST(ResultCodeTable, HasNoTextForAnUnknownKey) {
     for (const int key : {-1, 10, 9999999, 10000006, 10600000, 12345, 100000011, Sentinel}) {
-        EXPECT_STREQ("", Na::FindCodeText(Na::ResultCode(key))) << key;
+        EXPECT_STREQ(Na::FindCodeText(Na::ResultCode(key)), "") << key;
     }
 }
 

@@ -43,15 +43,15 @@ std::string Zeros(std::size_t count) {
 
 TEST_F(SeApdu, GivesTheWholeResponseInUpperCase) {
     Begin("answer 80CA9F7F00=abcdef9000\n");
-    EXPECT_EQ("ABCDEF9000", se.Apdu("80ca9f7f00"));
+    EXPECT_EQ(se.Apdu("80ca9f7f00"), "ABCDEF9000");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
     EXPECT_THAT(Device::Exchanges(), ElementsAre(Exchange{"80CA9F7F00", "ABCDEF9000"}));
 }
 
 TEST_F(SeApdu, GivesABareStatusWordAsItIs) {
     Begin("answer 8001=9000\nanswer 8002=6A82\n");
-    EXPECT_EQ("9000", se.Apdu("8001"));
-    EXPECT_EQ("6A82", se.Apdu("8002"));
+    EXPECT_EQ(se.Apdu("8001"), "9000");
+    EXPECT_EQ(se.Apdu("8002"), "6A82");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
 }
 
@@ -62,7 +62,7 @@ TEST_F(SeApdu, EndsAnOddTextWithALowNibbleOfZero) {
 
 TEST_F(SeApdu, RefusesAResponseShorterThanAStatusWord) {
     Begin("answer 8001=90\nanswer 8002=empty\n");
-    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(se.Apdu("8001"), "");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << "the exchange itself went well";
     EXPECT_THAT(world.LocatedLog(), Contains("E Apdu: eSE communication problem. rAPDU len 1"));
     EXPECT_EQ(se.Apdu("8002"), "");
@@ -80,7 +80,7 @@ TEST_F(SeApdu, AcceptsAResponseOf65538BytesAndNoLongerOne) {
 
 TEST_F(SeApdu, SaysThatTheApduIsNotAvailableWhenItCannotBeSent) {
     Begin("", "[fault nfc_se_send_apdu]\nresult=NFC_ERROR_OPERATION_FAILED\n");
-    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(se.Apdu("8001"), "");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::NoApdu);
     EXPECT_THAT(
         world.LocatedLog(),
@@ -93,9 +93,9 @@ TEST_F(SeApdu, ReportsAnUnknownErrorWhileTheChannelIsClosed) {
     Begin("");
     se.Close();
     world.ForgetLog();
-    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(se.Apdu("8001"), "");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
-    EXPECT_EQ(0u, Device::Calls("nfc_se_send_apdu"));
+    EXPECT_EQ(Device::Calls("nfc_se_send_apdu"), 0U);
     EXPECT_THAT(world.LocatedLog(), Contains("D Apdu: SE not opened"));
 }
 
@@ -150,8 +150,8 @@ TEST_F(SeApdu, EndsAFollowUpThatFailsWithoutAResponse) {
 
 TEST_F(SeApdu, GivesUpAfter65536FollowUps) {
     Begin("answer 8001=6100\nanswer 000C00=6100\n");
-    EXPECT_EQ("", se.Apdu("8001"));
-    EXPECT_EQ(MostFollowUps + 1u, Device::ExchangeCount());
+    EXPECT_EQ(se.Apdu("8001"), "");
+    EXPECT_EQ(MostFollowUps + 1U, Device::ExchangeCount());
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done) << "as after any other communication problem";
     EXPECT_THAT(
         world.LocatedLog(),
@@ -211,8 +211,8 @@ TEST(SeWithoutReader, CannotBeOpenedOrUsed) {
     Na::SetResultCodeText("left behind");
     world.ForgetLog();
     se.Close();
-    EXPECT_EQ("left behind", Na::GetResultCodeText());
-    EXPECT_EQ("", se.Apdu("8001"));
+    EXPECT_EQ(Na::GetResultCodeText(), "left behind");
+    EXPECT_EQ(se.Apdu("8001"), "");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
     EXPECT_THAT(world.LocatedLog(), ElementsAre("E Apdu: FATAL: pReader is NULL"));
     EXPECT_EQ(se.GetCplc(), "");

@@ -82,10 +82,10 @@ TEST_F(SeReader, IsMadeForTheEmbeddedElementByKindsZeroAndOne) {
     for (const int kind : {0, 1}) {
         Configure("");
         const auto made = Na::CreateSeReader(kind);
-        ASSERT_NE(nullptr, made);
-        EXPECT_EQ(1u, Device::Calls(Open));
-        EXPECT_EQ(1u, Device::Calls(Close));
-        EXPECT_EQ(0u, Device::OpenHandles()) << "probed, and closed again";
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(Device::Calls(Open), 1U);
+        EXPECT_EQ(Device::Calls(Close), 1U);
+        EXPECT_EQ(Device::OpenHandles(), 0U) << "probed, and closed again";
         EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
         EXPECT_THAT(
             world.LocatedLog(),
@@ -122,7 +122,7 @@ TEST_F(SeReader, IsNotMadeForAnyOtherKind) {
 
 TEST_F(SeReader, IsNotMadeWhenTheElementRefusesAccess) {
     Configure(Fault(Open, "0xFE3E000C"));
-    EXPECT_EQ(nullptr, Na::CreateSeReader(0));
+    EXPECT_EQ(Na::CreateSeReader(0), nullptr);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementRefused);
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
@@ -181,8 +181,8 @@ TEST_F(SeReader, JoinsAnOpenChannelAndClosesItWithTheLastUser) {
     EXPECT_TRUE(reader.Open());
     EXPECT_TRUE(reader.Open());
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
-    EXPECT_EQ(1u, Device::Calls(Open));
-    EXPECT_EQ(1u, Device::Calls("nfc_se_get_atr"));
+    EXPECT_EQ(Device::Calls(Open), 1U);
+    EXPECT_EQ(Device::Calls("nfc_se_get_atr"), 1U);
     EXPECT_THAT(
         world.LocatedLog(), ElementsAre(
                                 "D Open: Opening SE", "D Open: Starting to work with SE of type: 1",
@@ -191,8 +191,8 @@ TEST_F(SeReader, JoinsAnOpenChannelAndClosesItWithTheLastUser) {
     EXPECT_EQ(Device::Calls(Close), 0U);
     EXPECT_EQ(Device::OpenHandles(), 1U);
     reader.Close();
-    EXPECT_EQ(1u, Device::Calls(Close));
-    EXPECT_EQ(0u, Device::OpenHandles());
+    EXPECT_EQ(Device::Calls(Close), 1U);
+    EXPECT_EQ(Device::OpenHandles(), 0U);
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened) << "a good close leaves the result alone";
 }
 
@@ -210,7 +210,7 @@ TEST_F(SeReader, StaysOpenWhenThePlatformCannotClose) {
     reader.Open();
     reader.Close();
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementNotClosed);
-    EXPECT_EQ(1u, Device::Calls(Close));
+    EXPECT_EQ(Device::Calls(Close), 1U);
 
     // The count goes below zero and wraps: nobody is the last user any more.
     Na::SetResultCodeText("left behind");
@@ -228,7 +228,7 @@ TEST_F(SeReader, ClosesAfterAFailedCloseOnceItIsOpenedAgain) {
     reader.Close();
     EXPECT_TRUE(reader.Open());
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
-    EXPECT_EQ(1u, Device::Calls(Open)) << "the channel was never closed";
+    EXPECT_EQ(Device::Calls(Open), 1U) << "the channel was never closed";
     reader.Close();
     EXPECT_EQ(Device::Calls(Close), 2U);
     EXPECT_EQ(Device::OpenHandles(), 0U);
@@ -321,7 +321,7 @@ TEST_F(SeReader, LeavesAnUnknownErrorForAnApduWhileItIsClosed) {
     Configure("");
     EXPECT_THAT(reader.Apdu({0x80, 0x01}), IsEmpty());
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
-    EXPECT_EQ(0u, Device::Calls("nfc_se_send_apdu"));
+    EXPECT_EQ(Device::Calls("nfc_se_send_apdu"), 0U);
     EXPECT_THAT(world.LocatedLog(), ElementsAre("D Apdu: Sending command to SE", "D Apdu: SE not opened"));
 }
 
@@ -340,8 +340,8 @@ TEST_F(SeReader, KeepsTheEarlierAnswerToResetWhenItCannotBeReadAgain) {
     reader.Close();
     EXPECT_TRUE(reader.Open()) << "a missing answer to reset is no failure";
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::ElementOpened);
-    EXPECT_EQ("\x3BhA", reader.GetAtr());
-    EXPECT_EQ(2u, Device::Calls("nfc_se_get_atr"));
+    EXPECT_EQ(reader.GetAtr(), "\x3BhA");
+    EXPECT_EQ(Device::Calls("nfc_se_get_atr"), 2U);
 }
 
 TEST_F(SeReader, KeepsTheEarlierAnswerToResetWhenThePlatformHasNone) {

@@ -84,7 +84,7 @@ TEST_F(ServerScript, DrivesTheElementThatItsRequestNames) {
     job.request->readerKind = 2;
     job.Execute();
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::Done);
-    EXPECT_EQ(3u, Device::ExchangeCount(Device::Element::Uicc));
+    EXPECT_EQ(Device::ExchangeCount(Device::Element::Uicc), 3U);
 }
 
 TEST_F(ServerScript, MakesOneExchangeAndOneFurtherRequestForASetOfOneItem) {
@@ -102,7 +102,7 @@ TEST_F(ServerScript, MakesOneExchangeAndOneFurtherRequestForASetOfOneItem) {
 
 TEST_F(ServerScript, RunsSetAfterSetAndReportsProgress) {
     peer.Script({CommandSet("/0180E20000/018001"), CommandSet("/0180E20001"), Result("00000002")});
-    EXPECT_EQ(ResultText::DoneButNfcOff, Run());
+    EXPECT_EQ(Run(), ResultText::DoneButNfcOff);
     EXPECT_THAT(
         port.progress, ElementsAre(Pair(ClientId, "E2_Change Info"), Pair(ClientId, "E2_Change Info")));
     EXPECT_EQ(Sent(1, "rApduSet"), "/019000/01AA9000");
@@ -167,20 +167,20 @@ TEST_F(ServerScript, EndsWithTheTransportsCodeWhenTheServerDoesNotTakeAFailureTe
     peer.Script({CommandSet("/018"), Answer("", 503)});
     EXPECT_EQ(Run(), "503");
     peer.Script({CommandSet("/018"), Answer("")});
-    EXPECT_EQ(ResultText::NoResponseFromServer, Run());
+    EXPECT_EQ(Run(), ResultText::NoResponseFromServer);
 }
 
 TEST_F(ServerScript, SendsTheFailureTextOfASilentCardAndLetsTheServerDecide) {
     peer.Script({CommandSet("/018001"), Result("90202001")});
-    EXPECT_EQ(ResultText::CardJobFailed, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\nfrom=3\n"));
-    EXPECT_EQ("21_SDAPIException.", Sent(1, "rApduSet"));
+    EXPECT_EQ(Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\nfrom=3\n"), ResultText::CardJobFailed);
+    EXPECT_EQ(Sent(1, "rApduSet"), "21_SDAPIException.");
 }
 
 TEST_F(ServerScript, EndsWithAnErrorWhenTheCommandSetIsEmptyOrMissing) {
     for (const HttpReaction& reaction : {CommandSet(""), Result("00000000")}) {
         const std::size_t before = peer.Requests().size();
         peer.Script({reaction, Result("00000001")});
-        EXPECT_EQ(ResultText::NoApdu, Run());
+        EXPECT_EQ(Run(), ResultText::NoApdu);
         EXPECT_EQ(before + 1, peer.Requests().size()) << "no further request goes out";
         EXPECT_EQ(Device::ExchangeCount(), 2U);
         EXPECT_THAT(world.LocatedLog(), Contains("D Do: cAPDU: "));
@@ -192,9 +192,9 @@ TEST_F(ServerScript, SendsAResponseSetOf65537CharactersAndNoLongerOne) {
     const std::string item = "/018001";
     const std::string response = "00{32765}9000";  // 65534 characters behind "/01"
     peer.Script({CommandSet(item), Result("00000009")});
-    EXPECT_EQ(ResultText::Retry, Run(Card("answer 8001=" + response + "\n")));
-    ASSERT_EQ(2u, peer.Requests().size());
-    EXPECT_EQ(65537u, Sent(1, "rApduSet").size());
+    EXPECT_EQ(Run(Card("answer 8001=" + response + "\n")), ResultText::Retry);
+    ASSERT_EQ(peer.Requests().size(), 2U);
+    EXPECT_EQ(Sent(1, "rApduSet").size(), 65537U);
 
     // "/01" and 65526 characters, then "/01" and 6.
     peer.Script({CommandSet(item + "/018002"), Result("00000009")});
@@ -210,11 +210,11 @@ TEST_F(ServerScript, TellsTheServerWhenTheClientHasGone) {
     Na::Job_SET_JOB_EXECUTOR job(RequestOf(&agent, &port, request));
     port.onProgress = [&] { job.request->port = nullptr; };
     job.Execute();
-    EXPECT_EQ(3u, peer.Requests().size());
-    EXPECT_EQ("/019000", Sent(1, "rApduSet")) << "the set that was running is finished";
-    EXPECT_EQ("21_clientdisappeared./", Sent(2, "rApduSet"));
+    EXPECT_EQ(peer.Requests().size(), 3U);
+    EXPECT_EQ(Sent(1, "rApduSet"), "/019000") << "the set that was running is finished";
+    EXPECT_EQ(Sent(2, "rApduSet"), "21_clientdisappeared./");
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode(9));
-    EXPECT_EQ(3u, Device::ExchangeCount());
+    EXPECT_EQ(Device::ExchangeCount(), 3U);
     EXPECT_THAT(world.LocatedLog(), Contains("D Do: Client disappeared. Terminating"));
     EXPECT_THAT(world.LocatedLog(), Contains("D Do: rAPDU: 21_client disappeared./"));
 }
@@ -229,16 +229,16 @@ TEST_F(ServerScript, EndsWithItsOwnCodeWhenTheServerDoesNotAnswerTheLastText) {
 }
 
 TEST_F(ServerScript, EndsWhenTheElementCannotBeOpened) {
-    EXPECT_EQ(ResultText::ElementRefused, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"));
-    EXPECT_EQ(ResultText::UnknownError, Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"));
+    EXPECT_EQ(Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-13\n"), ResultText::ElementRefused);
+    EXPECT_EQ(Run(Card() + "[fault nfc_se_open_secure_element]\nresult=-1\n"), ResultText::UnknownError);
     EXPECT_THAT(
         world.Log(), Contains(ContainsRegex("^E/\\[/src/app/Agent\\.cpp:[0-9]+ Do\\] Error opening SE$")));
     EXPECT_THAT(peer.Requests(), IsEmpty());
 }
 
 TEST_F(ServerScript, EndsWhenTheCardHasNoCplc) {
-    EXPECT_EQ(Done, Run(Card("answer 80CA9F7F00=6A88\n")));
-    EXPECT_EQ(ResultText::NoApdu, Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"));
+    EXPECT_EQ(Run(Card("answer 80CA9F7F00=6A88\n")), Done);
+    EXPECT_EQ(Run(Card() + "[fault nfc_se_send_apdu]\nresult=-1\n"), ResultText::NoApdu);
     EXPECT_THAT(peer.Requests(), IsEmpty());
     EXPECT_EQ(Device::Calls("nfc_se_close_secure_element"), 2U);
 }
@@ -248,14 +248,14 @@ TEST_F(ServerScript, DoesNothingWithoutARequest) {
     Na::Job_SET_JOB_EXECUTOR job(nullptr);
     job.Execute();
     EXPECT_EQ(Na::GetResultCode(), Na::ResultCode::UnknownError);
-    EXPECT_EQ(0u, Device::Calls("nfc_se_open_secure_element"));
+    EXPECT_EQ(Device::Calls("nfc_se_open_secure_element"), 0U);
 }
 
 TEST_F(ServerScript, ReportsAnElementThatCannotBeClosedInPlaceOfTheServersCode) {
     peer.Script({Result("00000002")});
     EXPECT_EQ(
-        ResultText::ElementNotClosed,
-        Run(Card() + "[fault nfc_se_close_secure_element]\nresult=-1\nfrom=2\ntimes=1\n"));
+        Run(Card() + "[fault nfc_se_close_secure_element]\nresult=-1\nfrom=2\ntimes=1\n"),
+        ResultText::ElementNotClosed);
 }
 
 TEST_F(ServerScript, EndsWithASuccessWhenTheAnswerIsNoJson) {
@@ -273,6 +273,6 @@ TEST_F(ServerScript, EndsWithATransportFailureBetweenTwoSets) {
 }
 
 TEST_F(ServerScript, SendsNothingWithoutANetwork) {
-    EXPECT_EQ(ResultText::NetworkUnavailable, Run(Card() + "[network]\ntype=disconnected\n"));
+    EXPECT_EQ(Run(Card() + "[network]\ntype=disconnected\n"), ResultText::NetworkUnavailable);
     EXPECT_THAT(peer.Requests(), IsEmpty());
 }
