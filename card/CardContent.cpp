@@ -34,13 +34,22 @@ std::uint64_t DataMemory(const StoredData& data) {
 }  // namespace
 
 bool KeySet::Complete() const {
-    return keys.count(EncryptionKeyIdentifier) != 0 && keys.count(MacKeyIdentifier) != 0 &&
-           keys.count(DataEncryptionKeyIdentifier) != 0;
+    std::size_t length = 0;
+    for (const std::uint8_t identifier :
+         {EncryptionKeyIdentifier, MacKeyIdentifier, DataEncryptionKeyIdentifier}) {
+        const auto found = keys.find(identifier);
+        if (found == keys.end() || !found->second.IsAes() ||
+            (length != 0 && found->second.Length() != length)) {
+            return false;
+        }
+        length = found->second.Length();
+    }
+    return true;
 }
 
 StaticKeys KeySet::Static() const {
-    return {
-        keys.at(EncryptionKeyIdentifier), keys.at(MacKeyIdentifier), keys.at(DataEncryptionKeyIdentifier)};
+    const auto value = [this](std::uint8_t identifier) { return keys.at(identifier).Value(); };
+    return {value(EncryptionKeyIdentifier), value(MacKeyIdentifier), value(DataEncryptionKeyIdentifier)};
 }
 
 CardContent::CardContent(const Options& options) {
@@ -48,9 +57,20 @@ CardContent::CardContent(const Options& options) {
     issuerDomain.privileges = {0x9E, 0xFE, 0x80};
     issuerDomain.state = options.lifeCycle;
     keySets[options.keyVersion].keys = {
-        {EncryptionKeyIdentifier, options.keys.encryption},
-        {MacKeyIdentifier, options.keys.mac},
-        {DataEncryptionKeyIdentifier, options.keys.dataEncryption}};
+        {EncryptionKeyIdentifier, AesKey(options.keys.encryption)},
+        {MacKeyIdentifier, AesKey(options.keys.mac)},
+        {DataEncryptionKeyIdentifier, AesKey(options.keys.dataEncryption)}};
+}
+
+Bytes CardContent::IssuerPrivileges() const {
+    Bytes privileges = issuerDomain.privileges;
+    const bool lent = std::any_of(applications.begin(), applications.end(), [](const Application& each) {
+        return (each.privileges.front() & CardResetPrivilege) != 0;
+    });
+    if (lent) {
+        privileges.front() &= static_cast<std::uint8_t>(~CardResetPrivilege);
+    }
+    return privileges;
 }
 
 const LoadFile* CardContent::FindLoadFile(const Bytes& aid) const {
@@ -84,7 +104,9 @@ std::uint64_t CardContent::UsedMemory() const {
     }
     std::uint64_t keys = 0;
     for (const auto& versioned : keySets) {
-        keys += versioned.second.keys.size() * AesKeyLength;
+        for (const auto& numbered : versioned.second.keys) {
+            keys += numbered.second.Length();
+        }
     }
     return used + keys - std::min(keys, FirstKeysMemory);
 }

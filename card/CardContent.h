@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "card/Key.h"
 #include "card/Options.h"
 #include "globalplatform/Bytes.h"
 #include "globalplatform/LifeCycle.h"
@@ -21,7 +22,6 @@ constexpr std::uint8_t SecurityDomainPrivilege = 0x80;
 constexpr std::uint8_t CardResetPrivilege = 0x04;
 
 constexpr std::size_t PrivilegesLength = 3;
-constexpr std::uint8_t HighestKeyIdentifier = 127;
 constexpr std::uint32_t GreatestSequenceCounter = 0xFFFFFF;
 
 // By tag or by data grouping identifier.
@@ -29,8 +29,10 @@ using StoredData = std::map<std::uint32_t, Bytes>;
 
 struct LoadFile {
     Bytes aid;
-    std::uint64_t size = 0;      // of its code, in bytes
-    std::vector<Bytes> modules;  // none when its code does not name them
+    std::uint64_t size = 0;        // of its code, in bytes
+    bool describesItself = false;  // its code, with the next two; else its modules are what is installed
+    Bytes version;                 // major, minor
+    std::vector<Bytes> modules;
 };
 
 // Something that can be selected: the issuer security domain, which has the card's state, or an installed
@@ -42,15 +44,18 @@ struct Application {
     Bytes privileges = Bytes(PrivilegesLength);
     std::uint8_t state = LifeCycle::Installed;
     std::uint64_t parameters = 0;  // their length
+    Bytes implicitSelection;       // a byte for each parameter, 11.1.7
     StoredData data;
+
+    [[nodiscard]] bool IsLocked() const { return (state & LifeCycle::LockedFlag) != 0; }
 };
 
-// Keys that share a version. All are of AES-128.
+// Keys that share a version.
 struct KeySet {
     std::uint32_t sequenceCounter = 0;
-    std::map<std::uint8_t, Bytes> keys;  // by identifier
+    std::map<std::uint8_t, Key> keys;  // by identifier
 
-    // Whether a secure channel can be opened with it; Amendment D, 4.1.2.
+    // Whether a secure channel can be opened with it: three AES keys of one length; Amendment D, 6.1.
     [[nodiscard]] bool Complete() const;
     [[nodiscard]] StaticKeys Static() const;  // of a complete one
 };
@@ -64,6 +69,9 @@ struct CardContent {
     std::vector<Application> applications;    // in the order of their installation
     std::map<std::uint8_t, KeySet> keySets;   // by version
     std::uint32_t failedAuthentications = 0;  // since the last that succeeded
+
+    // 9EFE80, but for card reset while an application has it; 6.6.2.
+    [[nodiscard]] Bytes IssuerPrivileges() const;
 
     [[nodiscard]] const LoadFile* FindLoadFile(const Bytes& aid) const;
     [[nodiscard]] const Application* FindApplication(const Bytes& aid) const;

@@ -7,20 +7,23 @@
 
 namespace Card {
 
-[[nodiscard]] Answer Select(Runtime& card, const CommandApdu& command);     // 11.9
-[[nodiscard]] Answer GetData(Runtime& card, const CommandApdu& command);    // 11.3
-[[nodiscard]] Answer GetStatus(Runtime& card, const CommandApdu& command);  // 11.4
-[[nodiscard]] Answer Install(Runtime& card, const CommandApdu& command);    // 11.5
-[[nodiscard]] Answer Load(Runtime& card, const CommandApdu& command);       // 11.6
-[[nodiscard]] Answer Delete(Runtime& card, const CommandApdu& command);     // 11.2
-[[nodiscard]] Answer StoreData(Runtime& card, const CommandApdu& command);  // 11.11
-[[nodiscard]] Answer PutKey(Runtime& card, const CommandApdu& command);     // 11.8; Amendment D, 7.2
-[[nodiscard]] Answer SetStatus(Runtime& card, const CommandApdu& command);  // 11.10
+[[nodiscard]] Answer Select(Runtime& card, const CommandApdu& command);         // 11.9
+[[nodiscard]] Answer GetData(Runtime& card, const CommandApdu& command);        // 11.3
+[[nodiscard]] Answer GetListedData(Runtime& card, const CommandApdu& command);  // 11.3
+[[nodiscard]] Answer GetStatus(Runtime& card, const CommandApdu& command);      // 11.4
+[[nodiscard]] Answer Install(Runtime& card, const CommandApdu& command);        // 11.5
+[[nodiscard]] Answer Load(Runtime& card, const CommandApdu& command);           // 11.6
+[[nodiscard]] Answer Delete(Runtime& card, const CommandApdu& command);         // 11.2
+[[nodiscard]] Answer StoreData(Runtime& card, const CommandApdu& command);      // 11.11
+[[nodiscard]] Answer PutKey(Runtime& card, const CommandApdu& command);         // 11.8; Amendment D, 7.2
+[[nodiscard]] Answer SetStatus(Runtime& card, const CommandApdu& command);      // 11.10
 
 [[nodiscard]] Answer InitializeUpdate(Runtime& card, const CommandApdu& command);      // Amendment D, 7.1.1
 [[nodiscard]] Answer ExternalAuthenticate(Runtime& card, const CommandApdu& command);  // Amendment D, 7.1.2
+[[nodiscard]] Answer BeginResponseMac(Runtime& card, const CommandApdu& command);      // Amendment D, 7.1.3
+[[nodiscard]] Answer EndResponseMac(Runtime& card, const CommandApdu& command);        // Amendment D, 7.1.4
 
-// What a reset selects: the application with the privilege of card reset, else the issuer domain; 6.6.
+// What a reset selects: the application that is registered for it, else the issuer domain; 6.4.1.
 [[nodiscard]] Bytes SelectedByReset(const CardContent& content);
 
 // The ten bytes that tell one card's keys from another's; Amendment D, 7.1.1.
@@ -30,8 +33,5 @@ namespace Card {
 [[nodiscard]] inline Answer NoConfirmation() {
     return {{0x00}, StatusWord::Success};
 }
-
-// Of the secure channel protocol: a pseudo-random challenge, nothing on responses; Amendment D, 5.1.
-constexpr std::uint8_t SecureChannelOption = 0x10;
 
 }  // namespace Card

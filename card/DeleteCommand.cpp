@@ -3,6 +3,7 @@
 
 #include "card/Commands.h"
 #include "card/Fields.h"
+#include "card/KeyChange.h"
 #include "globalplatform/Instruction.h"
 #include "globalplatform/Tags.h"
 
@@ -24,7 +25,7 @@ void DeleteObject(CardContent& content, const Bytes& aid, bool withRelated) {
     }
     if (content.FindLoadFile(aid) == nullptr) {
         const bool issuer = aid == content.issuerDomain.aid;
-        Refuse(issuer ? StatusWord::ConditionsNotSatisfied : StatusWord::ReferencedDataNotFound);
+        Refuse(issuer ? StatusWord::ConditionsNotSatisfied : StatusWord::FileNotFound);
     }
     const auto isOfFile = [&](const Application& each) { return each.loadFile == aid; };
     const auto& applications = content.applications;
@@ -65,24 +66,34 @@ void DeleteKeys(
     for (auto set = content.keySets.begin(); set != content.keySets.end();) {
         set = set->second.keys.empty() ? content.keySets.erase(set) : std::next(set);
     }
-    if (content.FirstCompleteSet() == content.keySets.end()) {
-        Refuse(StatusWord::ConditionsNotSatisfied);
+    RequireCompleteSet(content);
+}
+
+// The AID, and behind it what belongs to a token, 11.2.2.3.1: the domain that verifies it, and the token
+// itself, which is an error where none is asked for.
+const Bytes* ObjectName(const std::vector<TlvObject>& objects) {
+    if (objects.empty() || objects.front().tag != Tag::Aid) {
+        return nullptr;
     }
+    for (auto object = objects.begin() + 1; object != objects.end(); ++object) {
+        const bool emptyToken = object->tag == Tag::Token && object->value.empty();
+        if (object->tag != Tag::ControlReference && !emptyToken) {
+            return nullptr;
+        }
+    }
+    return &objects.front().value;
 }
 
 }  // namespace
 
 Answer Delete(Runtime& card, const CommandApdu& command) {
-    if (command.p1 != 0 || (command.p2 != Deletion::OfObject && command.p2 != Deletion::WithRelatedObjects)) {
-        Refuse(StatusWord::WrongParameters);
-    }
     const std::vector<TlvObject> objects = Objects(command.data);
     const Bytes* identifier = FindObject(objects, Tag::KeyIdentifier);
     const Bytes* version = FindObject(objects, Tag::KeyVersion);
     const std::size_t keyObjects = (identifier != nullptr ? 1U : 0U) + (version != nullptr ? 1U : 0U);
     CardContent changed = card.Content();
-    if (objects.size() == 1 && objects.front().tag == Tag::Aid) {
-        DeleteObject(changed, objects.front().value, command.p2 == Deletion::WithRelatedObjects);
+    if (const Bytes* name = ObjectName(objects)) {
+        DeleteObject(changed, *name, (command.p2 & Deletion::WithRelatedObjects) != 0);
     } else if (!objects.empty() && objects.size() == keyObjects) {
         DeleteKeys(changed, KeyNumber(identifier), KeyNumber(version));
     } else {

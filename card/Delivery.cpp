@@ -4,11 +4,13 @@
 #include <algorithm>
 
 #include "globalplatform/Instruction.h"
+#include "globalplatform/Scp03.h"
 
 namespace Card {
 
 namespace {
 
+constexpr std::size_t HeaderLength = 4;
 constexpr std::size_t LongestPart = 256;
 
 Bytes Whole(Answer answer) {
@@ -79,22 +81,22 @@ Bytes Delivery::NextPart(std::size_t length) {
     return part;
 }
 
-bool Delivery::Continues(const Bytes& command, bool byteProtocol) const {
-    const bool isGetResponse = command.size() >= 4 && (command[0] & ~ProprietaryClassBit) == 0 &&
-                               command[1] == Instruction::GetResponse;
-    return isGetResponse && (byteProtocol || waiting);
+// Its class is that of the command before, or 00, as hosts like it: it has no part in secure messaging.
+bool Delivery::IsGetResponse(const Bytes& command) {
+    return command.size() >= HeaderLength && command[1] == Instruction::GetResponse &&
+           (command[0] & ~(ProprietaryClassBit | SecureMessagingClassBit)) == 0;
 }
 
 Bytes Delivery::Continue(const Bytes& command, bool byteProtocol) {
+    if (!waiting) {
+        return StatusBytes(StatusWord::InstructionNotSupported);
+    }
     const std::optional<CommandApdu> apdu = ParseCommand(command);
     if (!apdu || !apdu->data.empty()) {
         return StatusBytes(StatusWord::WrongLength);
     }
     if (apdu->p1 != 0 || apdu->p2 != 0) {
         return StatusBytes(StatusWord::WrongParameters);
-    }
-    if (!waiting) {
-        return StatusBytes(StatusWord::ConditionsNotSatisfied);
     }
     const std::size_t left = std::min(waiting->data.size(), LongestPart);
     const std::size_t expected = apdu->expectedLength.value_or(LongestPart);

@@ -14,10 +14,10 @@ public:
     // The response, with its status word, to the command that gave this answer.
     [[nodiscard]] Bytes Deliver(Answer answer, const CommandApdu& command, bool byteProtocol);
 
-    // Whether the bytes are GET RESPONSE and the manner, or an answer that waits, gives it a meaning.
-    [[nodiscard]] bool Continues(const Bytes& command, bool byteProtocol) const;
+    [[nodiscard]] static bool IsGetResponse(const Bytes& command);
 
-    // The next part of the answer that waits.
+    // The next part of the answer that waits. With none, the instruction is an unknown one, which tells hosts
+    // that they have had it all; no session minds.
     [[nodiscard]] Bytes Continue(const Bytes& command, bool byteProtocol);
 
     void Forget() { waiting.reset(); }

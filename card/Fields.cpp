@@ -9,7 +9,8 @@ std::vector<Bytes> Fields(const Bytes& data, std::size_t count) {
     std::vector<Bytes> fields;
     LengthValueReader reader(data);
     while (fields.size() < count) {
-        std::optional<Bytes> field = reader.Next();
+        const bool isLong = count - fields.size() <= 2;
+        std::optional<Bytes> field = isLong ? reader.NextLong() : reader.Next();
         if (!field) {
             Refuse(StatusWord::WrongData);
         }

@@ -7,7 +7,8 @@
 
 namespace Card {
 
-// Exactly `count` fields of a length byte and that many bytes.
+// The fields of INSTALL, exactly `count`: each has its length in front, the last two, parameters and token,
+// of one to three bytes; 11.5.2.3.
 [[nodiscard]] std::vector<Bytes> Fields(const Bytes& data, std::size_t count);
 
 [[nodiscard]] std::vector<TlvObject> Objects(const Bytes& data);
@@ -15,7 +16,7 @@ namespace Card {
 // The value of `tag` among the objects, or nothing.
 [[nodiscard]] const Bytes* FindObject(const std::vector<TlvObject>& objects, std::uint32_t tag);
 
-// Privileges of 1 or 3 bytes, in 3; 11.1.2.
+// Privileges of 1 or 3 bytes, in 3; 11.1.2. An application gets none of those that one byte leaves out.
 [[nodiscard]] Bytes Privileges(const Bytes& field);
 
 }  // namespace Card

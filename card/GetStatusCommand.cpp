@@ -3,6 +3,8 @@
 #include <set>
 
 #include "card/Commands.h"
+#include "card/Fields.h"
+#include "globalplatform/Aes.h"
 #include "globalplatform/Aid.h"
 #include "globalplatform/Instruction.h"
 #include "globalplatform/Tags.h"
@@ -36,27 +38,24 @@ std::set<std::uint32_t> TagList(const Bytes& list) {
     return tags;
 }
 
-// 11.4.2.3: the AID first, then a tag list if there is one.
+// 11.4.2.3: the AID first, then a tag list if there is one, among criteria that the card passes over.
 Criteria ReadCriteria(const Bytes& data) {
     const std::optional<std::vector<TlvObject>> objects = ParseTlv(data);
-    if (!objects || objects->empty() || objects->size() > 2 || objects->front().tag != Tag::Aid ||
+    if (!objects || objects->empty() || objects->front().tag != Tag::Aid ||
         objects->front().value.size() > LongestAid) {
         Refuse(StatusWord::WrongData);
     }
     Criteria criteria{objects->front().value, std::nullopt};
-    if (objects->size() == 2) {
-        if (objects->back().tag != Tag::TagList) {
-            Refuse(StatusWord::WrongData);
-        }
-        criteria.tags = TagList(objects->back().value);
+    if (const Bytes* list = FindObject(*objects, Tag::TagList)) {
+        criteria.tags = TagList(*list);
     }
     return criteria;
 }
 
-// The modules that a file names, or else that were installed from it.
+// The modules that a file names; of code that says nothing of itself, those that were installed from it.
 std::vector<Bytes> ModulesOf(const CardContent& content, const LoadFile& file) {
     std::vector<Bytes> modules = file.modules;
-    if (modules.empty()) {
+    if (!file.describesItself) {
         for (const Application& application : content.applications) {
             const bool known = std::find(modules.begin(), modules.end(), application.module) != modules.end();
             if (application.loadFile == file.aid && !known && modules.size() < MostModules) {
@@ -73,12 +72,21 @@ public:
     EntryWriter(const CardContent& cardContent, const Criteria& askedFor, bool asTags)
         : content(cardContent), criteria(askedFor), tagged(asTags) {}
 
+    Bytes OfIssuer() const {
+        Application issuer = content.issuerDomain;
+        issuer.privileges = content.IssuerPrivileges();
+        return Of(issuer);
+    }
+
     Bytes Of(const Application& application) const {
         if (!tagged) {
             return Plain(application.aid, application.state, application.privileges.front());
         }
         Bytes entry = Beginning(application.aid, application.state);
         Add(entry, Tag::Privileges, application.privileges);
+        for (const std::uint8_t parameter : application.implicitSelection) {
+            Add(entry, Tag::ImplicitSelection, {parameter});
+        }
         if (!application.loadFile.empty()) {
             Add(entry, Tag::LoadFileAid, application.loadFile);
         }
@@ -92,6 +100,9 @@ public:
             return PlainFile(file, withModules, modules);
         }
         Bytes entry = Beginning(file.aid, LifeCycle::Loaded);
+        if (!file.version.empty()) {
+            Add(entry, Tag::LoadFileVersion, file.version);
+        }
         for (const Bytes& module : modules) {
             Add(entry, Tag::Name, module);
         }
@@ -141,10 +152,11 @@ std::vector<Bytes> Entries(const CardContent& content, const CommandApdu& comman
     const Criteria criteria = ReadCriteria(command.data);
     const EntryWriter writer(content, criteria, (command.p2 & StatusFlag::InTlv) != 0);
     const auto asked = [&](const Bytes& aid) { return BeginsWith(aid, criteria.aidBeginning); };
+    const bool withModules = (command.p1 & StatusSubset::LoadFilesAndModules) != 0;
     std::vector<Bytes> entries;
-    switch (command.p1) {
+    switch (command.p1 & StatusSubset::Mask) {
         case StatusSubset::IssuerDomain:  // there is one, whatever is searched for
-            entries.push_back(writer.Of(content.issuerDomain));
+            entries.push_back(writer.OfIssuer());
             break;
         case StatusSubset::Applications:
             for (const Application& application : content.applications) {
@@ -157,7 +169,7 @@ std::vector<Bytes> Entries(const CardContent& content, const CommandApdu& comman
         case StatusSubset::LoadFilesAndModules:
             for (const LoadFile& file : content.loadFiles) {
                 if (asked(file.aid)) {
-                    entries.push_back(writer.Of(file, command.p1 == StatusSubset::LoadFilesAndModules));
+                    entries.push_back(writer.Of(file, withModules));
                 }
             }
             break;
@@ -167,32 +179,40 @@ std::vector<Bytes> Entries(const CardContent& content, const CommandApdu& comman
     return entries;
 }
 
-// How many entries were shown by the commands before; a search goes on only where it began.
+// How many entries were shown by the commands before; a search goes on only where it began, and there is but
+// one issuer domain.
 std::size_t Shown(const Session& session, const CommandApdu& command) {
     if ((command.p2 & StatusFlag::Next) == 0) {
         return 0;
     }
-    if (!session.listing || session.listing->subset != command.p1 ||
+    const bool several = (command.p1 & StatusSubset::IssuerDomain) == 0;
+    if (!several || !session.listing || session.listing->subset != command.p1 ||
         session.listing->criteria != command.data) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
     return session.listing->shown;
 }
 
+// The plain bytes that a response of this length holds, beside its code and its padding.
+std::size_t RoomIn(std::size_t length, SecurityLevel level) {
+    const std::size_t taken = ProtectsResponses(level) ? ResponseMacLength : 0;
+    const std::size_t room = length - std::min(length, taken);
+    const std::size_t blocks = room / AesBlockLength * AesBlockLength;
+    return level == SecurityLevel::BothEncrypted ? blocks - std::min<std::size_t>(blocks, 1) : room;
+}
+
 }  // namespace
 
 // A list that is longer than a response goes on with the next command.
 Answer GetStatus(Runtime& card, const CommandApdu& command) {
-    if ((command.p2 & ~(StatusFlag::Next | StatusFlag::InTlv)) != 0) {
-        Refuse(StatusWord::WrongParameters);
-    }
     const std::vector<Bytes> entries = Entries(card.Content(), command);
     std::size_t at = Shown(card.session, command);
     if (at >= entries.size()) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
-    const std::size_t room =
-        std::max(LongestResponse, command.extended ? command.expectedLength.value_or(0) : 0);
+    const SecurityLevel level = card.session.channel->level;
+    const std::size_t asked = command.extended ? command.expectedLength.value_or(0) : 0;
+    const std::size_t room = RoomIn(std::max(LongestResponse, asked), level);
     Answer answer;
     do {
         Append(answer.data, entries[at++]);
@@ -201,7 +221,7 @@ Answer GetStatus(Runtime& card, const CommandApdu& command) {
         answer.status = StatusWord::MoreDataAvailable;
     }
     // The same part is asked for again when the expected length was too short for it.
-    if (answer.data.size() <= command.expectedLength.value_or(LongestResponse)) {
+    if (answer.data.size() <= RoomIn(command.expectedLength.value_or(LongestResponse), level)) {
         card.session.listing = Listing{command.p1, command.data, at};
     }
     return answer;

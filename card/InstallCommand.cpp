@@ -3,9 +3,10 @@
 
 #include "card/Commands.h"
 #include "card/Fields.h"
+#include "card/Installation.h"
 #include "globalplatform/Aid.h"
+#include "globalplatform/Digest.h"
 #include "globalplatform/Instruction.h"
-#include "globalplatform/Sha256.h"
 #include "globalplatform/Tags.h"
 
 namespace Card {
@@ -19,31 +20,19 @@ constexpr std::uint8_t NoInformation = 0x00;
 constexpr std::uint8_t BeginsCombination = 0x01;
 constexpr std::uint8_t EndsCombination = 0x03;
 
+// The issuer domain manages content by itself, so that a token is an error; 9.1.3.2.
 void RefuseToken(const Bytes& token) {
-    // There is no security domain that could verify one; 9.1.3.1.
     if (!token.empty()) {
         Refuse(StatusWord::WrongData);
     }
 }
 
-// Memory that the parameters ask for in advance, 11.5.2.3.7: the card must have it free.
-void RequireFreeMemory(const Runtime& card, const Bytes& parameters, std::uint32_t tag) {
-    const std::vector<TlvObject> objects = Objects(parameters);
-    const Bytes* system = FindObject(objects, Tag::SystemParameters);
-    const std::vector<TlvObject> limits = system == nullptr ? std::vector<TlvObject>() : Objects(*system);
-    const Bytes* needed = FindObject(limits, tag);
-    if (needed == nullptr) {
-        return;
-    }
-    if (needed->size() != 2 && needed->size() != 4) {
-        Refuse(StatusWord::WrongData);
-    }
-    std::uint64_t size = 0;
-    for (const std::uint8_t byte : *needed) {
-        size = size << 8 | byte;
-    }
-    if (size > FreeMemory(card.Content(), card.options)) {
-        Refuse(StatusWord::NotEnoughMemory);
+// Fields that a form of the command leaves out are there, and empty.
+void RequireEmpty(const std::vector<Bytes>& fields, std::initializer_list<std::size_t> which) {
+    for (const std::size_t at : which) {
+        if (!fields[at].empty()) {
+            Refuse(StatusWord::WrongData);
+        }
     }
 }
 
@@ -51,17 +40,21 @@ void RequireFreeMemory(const Runtime& card, const Bytes& parameters, std::uint32
 void InstallForLoad(Runtime& card, const CommandApdu& command) {
     const std::vector<Bytes> fields = Fields(command.data, 5);
     const Bytes& hash = fields[2];
-    if (!IsAid(fields[0]) || (!hash.empty() && hash.size() != Sha256Length)) {
+    if (!IsAid(fields[0]) || (!hash.empty() && !IsDigestLength(hash.size()))) {
         Refuse(StatusWord::WrongData);
     }
     RefuseToken(fields[4]);
+    const LoadParameters parameters = ReadLoadParameters(fields[3]);
     if (!fields[1].empty() && fields[1] != card.Content().issuerDomain.aid) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
     if (card.Content().IsTaken(fields[0])) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    RequireFreeMemory(card, fields[3], Tag::CodeMemory);
+    if (parameters.memory > FreeMemory(card.Content(), card.options) ||
+        parameters.volatileMemory > card.options.volatileMemory) {
+        Refuse(StatusWord::NotEnoughMemory);
+    }
     Loading loading;
     loading.aid = fields[0];
     loading.hash = hash;
@@ -69,74 +62,71 @@ void InstallForLoad(Runtime& card, const CommandApdu& command) {
     card.session.loading = std::move(loading);
 }
 
-// Only one application has the privilege of card reset; others that the card could not honour are
-// refused, 6.6.
-void RequirePrivileges(const CardContent& content, const Bytes& privileges) {
-    const bool others =
-        (privileges[0] & ~CardResetPrivilege) != 0 || privileges[1] != 0 || privileges[2] != 0;
-    if (others) {
-        Refuse(StatusWord::WrongData);
-    }
-    const bool taken = std::any_of(
-        content.applications.begin(), content.applications.end(),
-        [](const Application& each) { return (each.privileges[0] & CardResetPrivilege) != 0; });
-    if (privileges[0] != 0 && taken) {
-        Refuse(StatusWord::ConditionsNotSatisfied);
-    }
-}
-
-void RequireModule(const CardContent& content, const Bytes& loadFile, const Bytes& module) {
-    const LoadFile* file = content.FindLoadFile(loadFile);
-    if (file == nullptr) {
+// The file with the module; 11.5.2.3.2. Without a name, the one that says that it has the module.
+const LoadFile& FileOf(const CardContent& content, const Bytes& name, const Bytes& module) {
+    const auto has = [&](const LoadFile& file) {
+        return std::find(file.modules.begin(), file.modules.end(), module) != file.modules.end();
+    };
+    const auto found =
+        std::find_if(content.loadFiles.begin(), content.loadFiles.end(), [&](const LoadFile& file) {
+            return name.empty() ? has(file) : file.aid == name && (!file.describesItself || has(file));
+        });
+    if (found == content.loadFiles.end()) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
-    const bool named = std::find(file->modules.begin(), file->modules.end(), module) != file->modules.end();
-    if (!file->modules.empty() && !named) {
-        Refuse(StatusWord::ReferencedDataNotFound);
-    }
+    return *found;
 }
 
-// Fields of 11.5.2.3.2: load file, module, application, privileges, parameters, token.
-void InstallForInstall(Runtime& card, const CommandApdu& command) {
+// Fields of 11.5.2.3.2: load file, module, application, privileges, parameters, token. The content is the
+// card's, in a combined process with the file that was loaded, which need not be named then.
+void InstallForInstall(
+    Runtime& card, const CommandApdu& command, CardContent changed, const Bytes& loadedFile = {}) {
     const std::vector<Bytes> fields = Fields(command.data, 6);
-    Application application;
-    application.aid = fields[2].empty() ? fields[1] : fields[2];
-    application.loadFile = fields[0];
-    application.module = fields[1];
-    application.privileges = Privileges(fields[3]);
-    application.parameters = fields[4].size();
-    if ((command.p1 & InstallFor::MakeSelectable) != 0) {
-        application.state = LifeCycle::Selectable;
-    }
-    if (!IsAid(application.aid) || !IsAid(application.module)) {
+    const Bytes& file = fields[0].empty() ? loadedFile : fields[0];
+    const bool selectable = (command.p1 & InstallFor::MakeSelectable) != 0;
+    const InstallParameters parameters = ReadInstallParameters(fields[4], selectable);
+    if ((!file.empty() && !IsAid(file)) || !IsAid(fields[1]) || !IsAid(fields[2])) {
         Refuse(StatusWord::WrongData);
     }
     RefuseToken(fields[5]);
-    RequireModule(card.Content(), application.loadFile, application.module);
-    RequirePrivileges(card.Content(), application.privileges);
-    if (card.Content().IsTaken(application.aid)) {
+    Application application;
+    application.aid = fields[2];
+    application.module = fields[1];
+    application.loadFile = FileOf(changed, file, fields[1]).aid;
+    application.privileges = ApplicationPrivileges(fields[3], selectable);
+    application.parameters = fields[4].size();
+    if (changed.IsTaken(application.aid)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    RequireFreeMemory(card, fields[4], Tag::InstanceMemory);
-    CardContent changed = card.Content();
+    if (parameters.reservedMemory > FreeMemory(changed, card.options) ||
+        parameters.reservedVolatileMemory > card.options.volatileMemory) {
+        Refuse(StatusWord::NotEnoughMemory);
+    }
+    if (selectable) {
+        MakeSelectable(changed, application, parameters.implicitSelection);
+    }
     changed.applications.push_back(std::move(application));
     card.Commit(std::move(changed));
 }
 
-// Both parts of a combined process name the same load file, 11.5.2.2.
-void EndCombination(Runtime& card, const CommandApdu& command) {
-    const Bytes loaded = std::move(card.session.combinedFile);
-    card.session.combinedFile.clear();
-    if (loaded.empty() || Fields(command.data, 6)[0] != loaded) {
+// The loaded file comes to be with its application, or not at all; 9.3.8. It may be named again.
+void EndCombination(Runtime& card, const CommandApdu& command, std::optional<LoadFile> loaded) {
+    const Bytes name = Fields(command.data, 6)[0];
+    if (!loaded || (!name.empty() && name != loaded->aid) || card.Content().IsTaken(loaded->aid)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    InstallForInstall(card, command);
+    CardContent changed = card.Content();
+    changed.loadFiles.push_back(*loaded);
+    InstallForInstall(card, command, std::move(changed), loaded->aid);
 }
 
 // Fields of 11.5.2.3.3; the first two are empty.
 void InstallForMakeSelectable(Runtime& card, const CommandApdu& command) {
     const std::vector<Bytes> fields = Fields(command.data, 6);
+    RequireEmpty(fields, {0, 1});
     RefuseToken(fields[5]);
+    const Bytes implicitSelection = ReadSelectionParameters(fields[4]);
+    const bool cardReset = (Privileges(fields[3]).front() & CardResetPrivilege) != 0;
     CardContent changed = card.Content();
     Application* application = changed.FindApplication(fields[2]);
     if (application == nullptr) {
@@ -145,28 +135,34 @@ void InstallForMakeSelectable(Runtime& card, const CommandApdu& command) {
     if (application->state != LifeCycle::Installed) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    application->state = LifeCycle::Selectable;
+    Application selectable = *application;
+    selectable.privileges.front() |= cardReset ? CardResetPrivilege : std::uint8_t{0};
+    MakeSelectable(changed, selectable, implicitSelection);
+    *application = std::move(selectable);
     card.Commit(std::move(changed));
 }
 
 // Fields of 11.5.2.3.6; all but the application are empty. STORE DATA goes to the application then.
 void InstallForPersonalization(Runtime& card, const CommandApdu& command) {
+    card.session.personalized.clear();
+    card.session.storing.reset();
     const std::vector<Bytes> fields = Fields(command.data, 6);
+    RequireEmpty(fields, {0, 1, 3, 4, 5});
     const Application* application = card.Content().FindApplication(fields[2]);
     if (application == nullptr) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
-    if ((application->state & LifeCycle::LockedFlag) != 0) {
+    if (application->IsLocked()) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    Storing storing;
-    storing.aid = application->aid;
-    card.session.storing = std::move(storing);
+    card.session.personalized = application->aid;
 }
 
 }  // namespace
 
 Answer Install(Runtime& card, const CommandApdu& command) {
+    std::optional<LoadFile> loaded = std::move(card.session.loaded);
+    card.session.loaded.reset();
     switch (command.p1 << 8 | command.p2) {
         case InstallFor::Load << 8 | NoInformation:
         case Combined << 8 | BeginsCombination:
@@ -174,10 +170,10 @@ Answer Install(Runtime& card, const CommandApdu& command) {
             break;
         case InstallFor::Install << 8 | NoInformation:
         case (InstallFor::Install | InstallFor::MakeSelectable) << 8 | NoInformation:
-            InstallForInstall(card, command);
+            InstallForInstall(card, command, card.Content());
             break;
         case Combined << 8 | EndsCombination:
-            EndCombination(card, command);
+            EndCombination(card, command, std::move(loaded));
             break;
         case InstallFor::MakeSelectable << 8 | NoInformation:
             InstallForMakeSelectable(card, command);

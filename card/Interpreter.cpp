@@ -13,6 +13,9 @@ namespace {
 constexpr std::uint8_t ChannelMask = 0x03;
 constexpr std::size_t HeaderLength = 4;
 
+// What the parts of one command may carry together.
+constexpr std::size_t LongestChain = 4096;
+
 // How a command stands to class byte and secure channel.
 enum class Protection {
     Selection,       // interindustry, never protected
@@ -30,21 +33,25 @@ struct Rule {
     Answer (*carryOut)(Runtime&, const CommandApdu&);
     Protection protection;
     Availability availability;
+    bool chains = false;  // may come in parts, 11.1.5.1
 };
 
 constexpr Rule Rules[] = {
     {Instruction::Select, Select, Protection::Selection, Availability::Locked},
     {Instruction::GetData, GetData, Protection::Reading, Availability::Always},
+    {Instruction::GetListedData, GetListedData, Protection::Reading, Availability::Always},
     {Instruction::InitializeUpdate, InitializeUpdate, Protection::Opening, Availability::Locked},
     {Instruction::ExternalAuthenticate, ExternalAuthenticate, Protection::Authentication,
      Availability::Locked},
+    {Instruction::BeginResponseMac, BeginResponseMac, Protection::Management, Availability::Locked},
+    {Instruction::EndResponseMac, EndResponseMac, Protection::Management, Availability::Locked},
     {Instruction::GetStatus, GetStatus, Protection::Management, Availability::Locked},
     {Instruction::SetStatus, SetStatus, Protection::Management, Availability::Locked},
-    {Instruction::Install, Install, Protection::Management, Availability::Working},
+    {Instruction::Install, Install, Protection::Management, Availability::Working, true},
     {Instruction::Load, Load, Protection::Management, Availability::Working},
-    {Instruction::Delete, Delete, Protection::Management, Availability::Working},
+    {Instruction::Delete, Delete, Protection::Management, Availability::Working, true},
     {Instruction::StoreData, StoreData, Protection::Management, Availability::Working},
-    {Instruction::PutKey, PutKey, Protection::Management, Availability::Working},
+    {Instruction::PutKey, PutKey, Protection::Management, Availability::Working, true},
 };
 
 const Rule* FindRule(std::uint8_t instruction) {
@@ -52,6 +59,10 @@ const Rule* FindRule(std::uint8_t instruction) {
         return each.instruction == instruction;
     });
     return found == std::end(Rules) ? nullptr : found;
+}
+
+bool IsMarked(const CommandApdu& command) {
+    return (command.cla & SecureMessagingClassBit) != 0;
 }
 
 // ISO 7816-4, 5.1.1, and GlobalPlatform, 11.1.4: classes 00 and 80, each with secure messaging, on channel 0.
@@ -64,19 +75,18 @@ void CheckClass(std::uint8_t cla) {
     }
 }
 
-void CheckClassUnder(const Rule& rule, std::uint8_t cla) {
-    const bool proprietary = (cla & ProprietaryClassBit) != 0;
-    const bool isProtected = (cla & SecureMessagingClassBit) != 0;
+void CheckClassUnder(const Rule& rule, const CommandApdu& command) {
+    const bool proprietary = (command.cla & ProprietaryClassBit) != 0;
     bool right = proprietary;
     switch (rule.protection) {
         case Protection::Selection:
             right = !proprietary;
             break;
         case Protection::Opening:
-            right = proprietary && !isProtected;
+            right = proprietary && !IsMarked(command);
             break;
         case Protection::Authentication:
-            right = proprietary && isProtected;
+            right = proprietary && IsMarked(command);
             break;
         case Protection::Reading:
             right = true;
@@ -87,7 +97,7 @@ void CheckClassUnder(const Rule& rule, std::uint8_t cla) {
     if (!right) {
         Refuse(StatusWord::ClassNotSupported);
     }
-    if (rule.protection == Protection::Selection && isProtected) {
+    if (rule.protection == Protection::Selection && IsMarked(command)) {
         Refuse(StatusWord::SecureMessagingNotSupported);
     }
 }
@@ -103,48 +113,114 @@ bool IsAvailable(Availability availability, std::uint8_t cardState) {
     }
 }
 
-// Each command under an open channel is protected at its level, or ends it; 10.6 and Amendment D, 6.2.4.
+// The ways out of a channel, which it does not protect: a selection and the beginning of another.
+bool LeavesChannel(const Rule* rule, const CommandApdu& command) {
+    return rule != nullptr && !IsMarked(command) &&
+           (rule->protection == Protection::Selection || rule->protection == Protection::Opening);
+}
+
+// Each command under an open channel is protected at its level, or aborts it; Amendment D, 5.6 and 6.2.4.
 CommandApdu Unprotected(Runtime& card, const CommandApdu& command) {
     Channel& channel = *card.session.channel;
-    const bool marked = (command.cla & SecureMessagingClassBit) != 0;
     std::optional<CommandApdu> plain;
-    if (marked == (channel.level != SecurityLevel::None)) {
+    if (IsMarked(command) == (channel.level != SecurityLevel::None)) {
         plain = channel.messaging.Unwrap(command, channel.level);
     }
     if (!plain) {
-        card.EndChannel();
+        card.AbortChannel();
         Refuse(StatusWord::SecurityNotSatisfied);
     }
     return *plain;
 }
 
-CommandApdu WithoutProtection(Runtime& card, const Rule& rule, const CommandApdu& command) {
-    const bool needsChannel = rule.protection == Protection::Management;
-    if (!needsChannel && rule.protection != Protection::Reading) {
-        return command;
-    }
-    if (card.session.channel) {
-        return Unprotected(card, command);
-    }
-    if (needsChannel || (command.cla & SecureMessagingClassBit) != 0) {
-        Refuse(StatusWord::SecurityNotSatisfied);
-    }
-    return command;
-}
-
-// What goes over several commands is given up by a command that does not belong to it.
-void GiveUpOthers(Session& session, const Rule& rule) {
-    if (rule.instruction != Instruction::ExternalAuthenticate) {
+// What goes over several commands is given up by a command that does not belong to it. A listing goes on
+// within the selection, and data is stored until its last block, whatever comes between.
+void GiveUpOthers(Session& session, std::uint8_t instruction) {
+    if (instruction != Instruction::ExternalAuthenticate) {
         session.challenge.reset();
     }
-    if (rule.instruction != Instruction::Load) {
+    if (instruction != Instruction::Load) {
         session.loading.reset();
     }
-    if (rule.instruction != Instruction::GetStatus) {
-        session.listing.reset();
+}
+
+bool IsPart(const Rule* rule, const CommandApdu& command) {
+    return rule != nullptr && rule->chains && (command.p1 & MoreCommandsFlag) != 0;
+}
+
+bool GoesOn(const Chain& chain, const CommandApdu& command) {
+    return command.cla == chain.beginning.cla && command.ins == chain.beginning.ins &&
+           (command.p1 & ~MoreCommandsFlag) == (chain.beginning.p1 & ~MoreCommandsFlag) &&
+           command.p2 == chain.beginning.p2;
+}
+
+// A part has no code of its own: that of the whole comes with the last one; Amendment D, 6.2.4.
+Answer TakePart(Runtime& card, const CommandApdu& part) {
+    const std::optional<Channel>& channel = card.session.channel;
+    if (!channel) {
+        Refuse(StatusWord::SecurityNotSatisfied);
     }
-    if (rule.instruction != Instruction::StoreData && rule.protection != Protection::Reading) {
-        session.storing.reset();
+    if (IsMarked(part) != (channel->level != SecurityLevel::None)) {
+        card.AbortChannel();
+        Refuse(StatusWord::SecurityNotSatisfied);
+    }
+    std::optional<Chain> chain = std::move(card.session.chain);
+    card.session.chain.reset();
+    if (chain && !GoesOn(*chain, part)) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    if (!chain) {
+        chain = Chain{part, {}};
+    }
+    Append(chain->data, part.data);
+    if (chain->data.size() > LongestChain) {
+        Refuse(StatusWord::WrongParameters);
+    }
+    card.session.chain = std::move(chain);
+    return {};
+}
+
+// The command that all parts make.
+CommandApdu Joined(const Chain& chain, const CommandApdu& last) {
+    CommandApdu whole = last;
+    whole.data = chain.data;
+    Append(whole.data, last.data);
+    whole.extended = false;
+    return whole;
+}
+
+// The plain command. What the channel protects is unwrapped whatever becomes of it, so that both ends go on
+// with the same chaining value. A command that breaks into another's parts is refused, 11.1.5.1.
+CommandApdu Received(Runtime& card, const Rule* rule, const CommandApdu& command) {
+    const std::optional<Chain> chain = std::move(card.session.chain);
+    card.session.chain.reset();
+    const bool last = chain && GoesOn(*chain, command);
+    CommandApdu plain = last ? Joined(*chain, command) : command;
+    if (card.session.channel) {
+        plain = Unprotected(card, plain);
+    }
+    if (chain && !last) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    if (rule == nullptr) {
+        Refuse(StatusWord::InstructionNotSupported);
+    }
+    return plain;
+}
+
+void CheckAccess(const Runtime& card, const Rule& rule, const CommandApdu& command) {
+    CheckClassUnder(rule, command);
+    const bool everybodys =
+        rule.protection == Protection::Selection || rule.protection == Protection::Reading;
+    if (!everybodys && !card.IssuerSelected()) {
+        Refuse(StatusWord::InstructionNotSupported);
+    }
+    if (!IsAvailable(rule.availability, card.Content().issuerDomain.state)) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    const bool protectedInVain = rule.protection == Protection::Reading && IsMarked(command);
+    if (!card.session.channel && (rule.protection == Protection::Management || protectedInVain)) {
+        Refuse(StatusWord::SecurityNotSatisfied);
     }
 }
 
@@ -155,29 +231,40 @@ CommandApdu ReadCommand(const Bytes& bytes) {
         Refuse(StatusWord::WrongLength);
     }
     CheckClass(bytes[0]);
-    if (FindRule(bytes[1]) == nullptr) {
-        Refuse(StatusWord::InstructionNotSupported);
-    }
     std::optional<CommandApdu> command = ParseCommand(bytes);
     if (!command) {
-        Refuse(StatusWord::WrongLength);
+        const bool known = FindRule(bytes[1]) != nullptr;
+        Refuse(known ? StatusWord::WrongLength : StatusWord::InstructionNotSupported);
     }
     return std::move(*command);
 }
 
 Answer Interpret(Runtime& card, const CommandApdu& command) {
     const Rule* rule = FindRule(command.ins);
-    GiveUpOthers(card.session, *rule);
-    CheckClassUnder(*rule, command.cla);
-    const bool everybodys =
-        rule->protection == Protection::Selection || rule->protection == Protection::Reading;
-    if (!everybodys && !card.IssuerSelected()) {
-        Refuse(StatusWord::InstructionNotSupported);
+    GiveUpOthers(card.session, command.ins);
+    if (LeavesChannel(rule, command)) {
+        card.session.chain.reset();
+        CheckAccess(card, *rule, command);
+        return rule->carryOut(card, command);
     }
-    if (!IsAvailable(rule->availability, card.Content().issuerDomain.state)) {
-        Refuse(StatusWord::ConditionsNotSatisfied);
+    if (card.session.aborted) {
+        Refuse(StatusWord::SecurityNotSatisfied);
     }
-    return rule->carryOut(card, WithoutProtection(card, *rule, command));
+    if (IsPart(rule, command)) {
+        CheckClassUnder(*rule, command);
+        return TakePart(card, command);
+    }
+    const CommandApdu plain = Received(card, rule, command);
+    CheckAccess(card, *rule, command);
+    // The answer that begins a channel is not protected by it, and the last one that it protects is.
+    const std::optional<Channel>& channel = card.session.channel;
+    const SecurityLevel level = channel ? channel->level : SecurityLevel::None;
+    Answer answer = rule->carryOut(card, plain);
+    if (channel && ProtectsResponses(level)) {
+        answer.data =
+            channel->messaging.WrapResponse(answer.data, static_cast<std::uint16_t>(answer.status), level);
+    }
+    return answer;
 }
 
 }  // namespace Card

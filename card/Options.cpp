@@ -45,8 +45,11 @@ void Check(const Options& options) {
         options.issuerNumber.size() <= LongestIssuerNumber,
         "an issuer identification number of at most 32 bytes");
     for (const Bytes* key : {&options.keys.encryption, &options.keys.mac, &options.keys.dataEncryption}) {
-        Require(key->size() == AesKeyLength, "keys of 16 bytes");
+        Require(
+            IsAesKeyLength(key->size()) && key->size() == options.keys.mac.size(),
+            "three keys of 16, 24 or 32 bytes");
     }
+    Require(IsChannelOption(options.channelOption), "an option i of 00, 10, 20, 30, 60 or 70");
     Require(
         options.keyVersion >= 1 && options.keyVersion <= HighestKeyVersion, "a key version from 1 to 127");
     Require(IsCardState(options.lifeCycle), "a life-cycle state of 01, 07, 0F, 7F or FF");

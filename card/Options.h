@@ -30,12 +30,15 @@ struct Options {
 
     // Of a card that is new; a state file has its own.
     Bytes issuerAid;                                                  // of the issuer security domain
-    GlobalPlatform::StaticKeys keys;                                  // 16 bytes each
+    GlobalPlatform::StaticKeys keys;                                  // each of the same 16, 24 or 32 bytes
     std::uint8_t keyVersion = 1;                                      // from 1
     std::uint8_t lifeCycle = GlobalPlatform::LifeCycle::CardSecured;  // a card's state
 
     std::uint64_t memory = 1310720;  // non-volatile, of an empty card, in bytes
     std::uint64_t volatileMemory = 32768;
+
+    // The option "i" of the secure channel: 00, 10, 20, 30, 60 or 70; Amendment D, 5.1.
+    std::uint8_t channelOption = GlobalPlatform::ChannelOption::PseudoRandomChallenge;
 
     // How often in a row authentication may fail before the card refuses it for ever.
     std::uint32_t authenticationAttempts = 10;

@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// PUT KEY for AES keys: GlobalPlatform Card 2.3.1, 11.8, and Amendment D (version 1.1.2), 7.2.
+// PUT KEY: GlobalPlatform Card 2.3.1, 11.8, and Amendment D (version 1.1.1), 7.2.
+#include <algorithm>
+
 #include "card/Commands.h"
+#include "card/KeyChange.h"
 #include "globalplatform/Aes.h"
 #include "globalplatform/Instruction.h"
+#include "globalplatform/KeyType.h"
 #include "globalplatform/Tlv.h"
 
 namespace Card {
 
 namespace {
 
-constexpr std::uint8_t MoreCommandsFlag = 0x80;
 constexpr std::uint8_t GreatestNumber = 0x7F;
-
-using Keys = std::map<std::uint8_t, Bytes>;
 
 struct NewKeys {
     std::uint8_t version = 0;
@@ -20,46 +21,77 @@ struct NewKeys {
     Bytes confirmation;  // the version and the check values
 };
 
-// The length of the key, then the key under the static key for data encryption.
-Bytes DecryptedKey(const Bytes& field, const Bytes& dataEncryptionKey) {
-    if (field.size() != 1 + AesKeyLength || field.front() != AesKeyLength) {
+// A field of the command, or wrong data.
+Bytes Taken(std::optional<Bytes> field) {
+    if (!field) {
         Refuse(StatusWord::WrongData);
     }
-    return AesDecryptCbc(dataEncryptionKey, Bytes(AesBlockLength), Last(field, AesKeyLength));
+    return std::move(*field);
 }
 
-Bytes ReadKey(LengthValueReader& reader, const Bytes& dataEncryptionKey, Bytes& confirmation) {
-    const std::optional<Bytes> type = reader.Take(1);
-    const std::optional<Bytes> field = type ? reader.Next() : std::nullopt;
-    const std::optional<Bytes> checkValue = field ? reader.Next() : std::nullopt;
-    if (!checkValue) {
+// A secret in either form: the whole component encrypted, or the secret's length in front of it; the
+// component's own length tells them apart, 11.8.2.3.2.
+Bytes DecryptedSecret(const Bytes& component, const Bytes& dataEncryptionKey) {
+    const Bytes initialVector(AesBlockLength);
+    if (component.size() % AesBlockLength == 0) {
+        return AesDecryptCbc(dataEncryptionKey, initialVector, component);
+    }
+    LengthValueReader reader(component);
+    const std::optional<std::size_t> length = reader.LongLength();
+    const Bytes encrypted = Last(component, reader.Left());
+    if (!length || encrypted.size() % AesBlockLength != 0 || encrypted.size() < *length ||
+        encrypted.size() - *length >= AesBlockLength) {
         Refuse(StatusWord::WrongData);
     }
-    if (type->front() != AesKeyType) {
-        Refuse(StatusWord::AlgorithmNotSupported);
+    return First(AesDecryptCbc(dataEncryptionKey, initialVector, encrypted), *length);
+}
+
+KeyComponent ReadComponent(
+    LengthValueReader& reader, std::uint8_t type, bool extended, const Bytes& dataEncryptionKey) {
+    if (extended) {
+        type = Taken(reader.Take(1)).front();
     }
-    Bytes key = DecryptedKey(*field, dataEncryptionKey);
-    if (!checkValue->empty() && checkValue->size() != AesKeyCheckValueLength) {
+    const std::optional<bool> secret = IsSecretType(type);
+    if (!secret) {
         Refuse(StatusWord::WrongData);
     }
-    if (!checkValue->empty() && !SameSecret(AesKeyCheckValue(key), *checkValue)) {
-        Refuse(StatusWord::InvalidKeyCheckValue);
+    Bytes value = Taken(reader.NextLong());
+    if (*secret) {
+        value = DecryptedSecret(value, dataEncryptionKey);
     }
-    Append(confirmation, *checkValue);
+    return {type, std::move(value)};
+}
+
+// Types and components, check value, and in the extended form what the key is for. The length of the check
+// value is told from a type by its being smaller.
+Key ReadKey(LengthValueReader& reader, const Bytes& dataEncryptionKey, Bytes& confirmation) {
+    Key key;
+    std::uint8_t next = Taken(reader.Take(1)).front();
+    const bool extended = next == KeyType::Extended;
+    for (; next >= KeyType::LowestStandard; next = Taken(reader.Take(1)).front()) {
+        if ((next == KeyType::Extended) != extended) {
+            Refuse(StatusWord::WrongData);
+        }
+        key.components.push_back(ReadComponent(reader, next, extended, dataEncryptionKey));
+    }
+    const Bytes checkValue = Taken(reader.Take(next));
+    if (extended) {
+        key.usage = Taken(reader.Next());
+        key.access = Taken(reader.Next());
+    }
+    RequireKey(key, checkValue);
+    Append(confirmation, checkValue);
     return key;
 }
 
-// New version, then for each key its type, its value and its check value. Several keys have identifiers that
-// follow each other.
+// New version, then the keys. Several have identifiers that follow each other.
 NewKeys ReadKeys(const CommandApdu& command, const Bytes& dataEncryptionKey) {
     LengthValueReader reader(command.data);
-    const std::optional<Bytes> version = reader.Take(1);
-    if (!version || version->front() == 0 || version->front() > GreatestNumber || reader.AtEnd()) {
+    const std::uint8_t version = Taken(reader.Take(1)).front();
+    if (version == 0 || version > GreatestNumber || reader.AtEnd()) {
         Refuse(StatusWord::WrongData);
     }
-    NewKeys read;
-    read.version = version->front();
-    read.confirmation = *version;
+    NewKeys read{version, {}, {version}};
     unsigned identifier = command.p2 & GreatestNumber;
     const bool several = (command.p2 & SeveralKeysFlag) != 0;
     while (!reader.AtEnd()) {
@@ -72,16 +104,21 @@ NewKeys ReadKeys(const CommandApdu& command, const Bytes& dataEncryptionKey) {
     return read;
 }
 
-// Takes the keys that are replaced out of their version; 11.8.2.1.
+// Takes the keys that are replaced out of their version; 11.8.2.1. Their kind stays, 11.8.2.3.3.
 void TakeReplaced(CardContent& content, std::uint8_t version, const Keys& keys) {
     const auto set = content.keySets.find(version);
     if (set == content.keySets.end()) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
-    for (const auto& key : keys) {
-        if (set->second.keys.erase(key.first) == 0) {
+    for (const auto& [identifier, key] : keys) {
+        const auto replaced = set->second.keys.find(identifier);
+        if (replaced == set->second.keys.end()) {
             Refuse(StatusWord::ReferencedDataNotFound);
         }
+        if (!SameKind(replaced->second, key)) {
+            Refuse(StatusWord::WrongData);
+        }
+        set->second.keys.erase(replaced);
     }
     if (set->second.keys.empty()) {
         content.keySets.erase(set);
@@ -91,8 +128,8 @@ void TakeReplaced(CardContent& content, std::uint8_t version, const Keys& keys) 
 // A set that goes on keeps its sequence counter, so that none of its challenges comes again.
 void PutIn(CardContent& content, const NewKeys& read) {
     KeySet& set = content.keySets[read.version];
-    for (const auto& [identifier, value] : read.keys) {
-        if (!set.keys.emplace(identifier, value).second) {
+    for (const auto& [identifier, key] : read.keys) {
+        if (!set.keys.emplace(identifier, key).second) {
             Refuse(StatusWord::WrongData);
         }
     }
@@ -101,18 +138,13 @@ void PutIn(CardContent& content, const NewKeys& read) {
 }  // namespace
 
 Answer PutKey(Runtime& card, const CommandApdu& command) {
-    if ((command.p1 & MoreCommandsFlag) != 0 || (command.p2 & GreatestNumber) == 0) {
-        Refuse(StatusWord::WrongParameters);
-    }
     const NewKeys read = ReadKeys(command, card.session.channel->dataEncryptionKey);
     CardContent changed = card.Content();
     if (command.p1 != 0) {
         TakeReplaced(changed, command.p1, read.keys);
     }
     PutIn(changed, read);
-    if (changed.FirstCompleteSet() == changed.keySets.end()) {
-        Refuse(StatusWord::ConditionsNotSatisfied);
-    }
+    RequireCompleteSet(changed);
     card.Commit(std::move(changed));
     return {read.confirmation};
 }

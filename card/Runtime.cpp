@@ -15,9 +15,16 @@ Options Checked(const Options& options) {
 Runtime::Runtime(const Options& initialOptions) : options(Checked(initialOptions)), store(options) {}
 
 void Runtime::EndChannel() {
-    const Bytes selected = session.selected;
-    session = Session();
-    session.selected = selected;
+    Session rest;
+    rest.selected = std::move(session.selected);
+    rest.searched = session.searched;
+    rest.listing = std::move(session.listing);
+    session = std::move(rest);
+}
+
+void Runtime::AbortChannel() {
+    EndChannel();
+    session.aborted = true;
 }
 
 // What takes no more memory than before is let through also on a card whose memory was made smaller.

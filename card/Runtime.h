@@ -27,8 +27,15 @@ struct Challenge {
 
 struct Channel {
     SecureMessaging messaging;
-    SecurityLevel level;
+    SecurityLevel agreed;     // by EXTERNAL AUTHENTICATE
+    SecurityLevel level;      // in an R-MAC session, more than that
     Bytes dataEncryptionKey;  // the static one of the set that opened the channel
+};
+
+// A command that comes in parts, as far as it has come.
+struct Chain {
+    CommandApdu beginning;  // the first part's header
+    Bytes data;
 };
 
 struct Loading {
@@ -39,11 +46,23 @@ struct Loading {
     Bytes received;
 };
 
+// A key that STORE DATA announces before its value, 11.11.4.
+struct KeyTemplate {
+    std::uint8_t type = 0;
+    std::size_t length = 0;  // of the value without its padding
+    std::uint8_t identifier = 0;
+    std::uint8_t version = 0;
+    Bytes usage;
+    Bytes access;
+    Bytes checkValue;
+};
+
 struct Storing {
-    Bytes aid;
     unsigned nextBlock = 0;
     std::uint8_t structure = 0;
     Bytes remainder;  // the beginning of an object that goes on in the next block
+    std::vector<KeyTemplate> announced;
+    std::vector<Bytes> keyValues;  // of the first that are announced
 };
 
 struct Listing {
@@ -53,13 +72,18 @@ struct Listing {
 };
 
 struct Session {
-    Bytes selected;  // AID
+    Bytes selected;         // AID
+    bool searched = false;  // by SELECT, so that the next one can be searched for
+    std::optional<Listing> listing;
+
     std::optional<Challenge> challenge;
     std::optional<Channel> channel;
+    bool aborted = false;  // the channel, but not terminated: nothing is carried out until it is
+    std::optional<Chain> chain;
     std::optional<Loading> loading;
+    std::optional<LoadFile> loaded;  // in a combined process that goes on with its installation
+    Bytes personalized;              // whom STORE DATA goes to; empty: the domain itself
     std::optional<Storing> storing;
-    std::optional<Listing> listing;
-    Bytes combinedFile;  // loaded in a combined process that goes on with its installation
 };
 
 struct Runtime {
@@ -68,8 +92,11 @@ struct Runtime {
     const CardContent& Content() const { return store.Content(); }
     bool IssuerSelected() const { return session.selected == Content().issuerDomain.aid; }
 
-    // Ends the secure channel and what was begun in it; the selection stays.
+    // Terminates the secure channel and what was begun in it; the selection and its listing stay.
     void EndChannel();
+
+    // Aborts the secure channel: Amendment D, 5.6. Until it is terminated, every command is refused.
+    void AbortChannel();
 
     // Makes the changed content last. Refuses it when it takes more memory than there is.
     void Commit(CardContent changed);

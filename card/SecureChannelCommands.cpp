@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Opening of a secure channel: GlobalPlatform Card, Amendment D (version 1.1.2), 7.1.
+// Opening of a secure channel: GlobalPlatform Card, Amendment D (version 1.1.1), 7.1.
+#include <openssl/rand.h>
+
+#include <stdexcept>
+
 #include "card/Commands.h"
 #include "globalplatform/Aes.h"
 
@@ -36,15 +40,34 @@ void CountFailures(Runtime& card, std::uint32_t count) {
     Refuse(status);
 }
 
-bool IsLevel(std::uint8_t level) {
-    return level == static_cast<std::uint8_t>(SecurityLevel::None) ||
-           level == static_cast<std::uint8_t>(SecurityLevel::CommandMac) ||
-           level == static_cast<std::uint8_t>(SecurityLevel::CommandMacAndDecryption);
+// What answers INITIALIZE UPDATE behind the diversification data; 7.1.1.6.
+struct CardChallenge {
+    Bytes challenge;
+    Bytes counter;  // behind the cryptogram; none with a random challenge
+};
+
+// Without a sequence counter, what the system thinks of.
+Bytes RandomChallenge() {
+    Bytes challenge(ChallengeLength);
+    if (RAND_bytes(challenge.data(), static_cast<int>(challenge.size())) != 1) {
+        throw std::runtime_error("the system has no random numbers");
+    }
+    return challenge;
+}
+
+CardChallenge NextChallenge(Runtime& card, std::uint8_t version, const StaticKeys& keys) {
+    if ((card.options.channelOption & ChannelOption::PseudoRandomChallenge) == 0) {
+        return {RandomChallenge(), {}};
+    }
+    const Bytes counter = BigEndian(NextSequenceCounter(card, version), SequenceCounterLength);
+    return {DeriveCardChallenge(keys.encryption, counter, card.session.selected), counter};
 }
 
 }  // namespace
 
+// The attempt alone terminates the channel that was open; 5.6.
 Answer InitializeUpdate(Runtime& card, const CommandApdu& command) {
+    card.EndChannel();
     if (command.p2 != 0) {
         Refuse(StatusWord::WrongParameters);
     }
@@ -56,35 +79,34 @@ Answer InitializeUpdate(Runtime& card, const CommandApdu& command) {
     if (found == content.keySets.end() || !found->second.Complete()) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
-    card.EndChannel();
     if (content.failedAuthentications >= card.options.authenticationAttempts) {
         Refuse(StatusWord::AuthenticationBlocked);
     }
     const std::uint8_t version = found->first;
     const StaticKeys keys = found->second.Static();
-    const Bytes counter = BigEndian(NextSequenceCounter(card, version), SequenceCounterLength);
-    const Bytes challenge = DeriveCardChallenge(keys.encryption, counter, card.Content().issuerDomain.aid);
+    const CardChallenge next = NextChallenge(card, version, keys);
+    const Bytes& challenge = next.challenge;
     const SessionKeys sessionKeys = DeriveSessionKeys(keys, command.data, challenge);
     Bytes response = KeyDiversificationData(card.options);
-    Append(response, {version, SecureChannelProtocol, SecureChannelOption});
+    Append(response, {version, SecureChannelProtocol, card.options.channelOption});
     Append(response, challenge);
     Append(response, CardCryptogram(sessionKeys, command.data, challenge));
-    Append(response, counter);
+    Append(response, next.counter);
     card.session.challenge = Challenge{
         HostCryptogram(sessionKeys, command.data, challenge), SecureMessaging(sessionKeys),
         keys.dataEncryption};
     return {response};
 }
 
-// Gets its command with its code. Only the command right behind a challenge answers it.
+// Gets its command with its code. Only the command right behind a challenge answers it; a channel that is
+// open goes on.
 Answer ExternalAuthenticate(Runtime& card, const CommandApdu& command) {
     if (!card.session.challenge) {
-        card.EndChannel();
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
     Challenge challenge = std::move(*card.session.challenge);
     card.EndChannel();
-    if (!IsLevel(command.p1) || command.p2 != 0) {
+    if (!IsSecurityLevel(command.p1, card.options.channelOption) || command.p2 != 0) {
         Refuse(StatusWord::WrongParameters);
     }
     if (command.data.size() != CryptogramLength + CommandMacLength) {
@@ -97,9 +119,9 @@ Answer ExternalAuthenticate(Runtime& card, const CommandApdu& command) {
         FailAuthentication(card, StatusWord::SecurityNotSatisfied);
     }
     CountFailures(card, 0);
-    card.session.channel = Channel{
-        std::move(challenge.messaging), static_cast<SecurityLevel>(command.p1),
-        std::move(challenge.dataEncryptionKey)};
+    const SecurityLevel level{command.p1};
+    card.session.channel =
+        Channel{std::move(challenge.messaging), level, level, std::move(challenge.dataEncryptionKey)};
     return {};
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "card/Commands.h"
+#include "card/Installation.h"
 #include "globalplatform/Instruction.h"
 #include "globalplatform/Tags.h"
 #include "globalplatform/Tlv.h"
@@ -25,11 +26,14 @@ std::vector<const Application*> Candidates(const CardContent& content) {
     return candidates;
 }
 
-// The first whose AID begins with the name, or the next behind the selected one. No name is the issuer
-// domain's.
+// The first whose AID begins with the name, or the next behind the selected one, which was searched for too.
+// No name is the issuer domain's; 6.4.2.1.2.
 const Application* Find(const Runtime& card, const Bytes& name, bool next) {
-    if (name.empty() && !next) {
+    if (name.empty()) {
         return &card.Content().issuerDomain;
+    }
+    if (next && !card.session.searched) {
+        return nullptr;
     }
     bool passed = !next;
     for (const Application* candidate : Candidates(card.Content())) {
@@ -59,23 +63,24 @@ Answer Select(Runtime& card, const CommandApdu& command) {
         Refuse(StatusWord::WrongParameters);
     }
     const Application* application = Find(card, command.data, command.p2 == Selection::Next);
-    if (application == nullptr) {
-        Refuse(StatusWord::FileNotFound);
-    }
     const bool issuer = application == &card.Content().issuerDomain;
     const bool locked = card.Content().issuerDomain.state == LifeCycle::CardLocked;
     if (locked && !issuer) {
         Refuse(StatusWord::FunctionNotSupported);
     }
-    card.EndChannel();
+    if (application == nullptr) {
+        Refuse(StatusWord::FileNotFound);
+    }
+    card.session = Session();
     card.session.selected = application->aid;
+    card.session.searched = true;
     return {
         ControlInformation(*application, issuer), locked ? StatusWord::CardIsLocked : StatusWord::Success};
 }
 
 Bytes SelectedByReset(const CardContent& content) {
     for (const Application& application : content.applications) {
-        if ((application.privileges.front() & CardResetPrivilege) != 0 && IsSelectable(application) &&
+        if (IsSelectedByReset(application) && IsSelectable(application) &&
             content.issuerDomain.state < LifeCycle::CardLocked) {
             return application.aid;
         }

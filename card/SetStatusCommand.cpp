@@ -22,7 +22,7 @@ bool MayBecome(std::uint8_t current, std::uint8_t state) {
 
 void SetCardState(CardContent& content, std::uint8_t state) {
     if (!IsCardState(state)) {
-        Refuse(StatusWord::WrongParameters);
+        Refuse(StatusWord::WrongData);
     }
     if (!MayBecome(content.issuerDomain.state, state)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
@@ -30,23 +30,35 @@ void SetCardState(CardContent& content, std::uint8_t state) {
     content.issuerDomain.state = state;
 }
 
-// Locking keeps the state below, and unlocking brings it back, 5.3.1.3. Else an application that can be
-// selected goes to a state of its own, 5.3.1.4.
-void SetApplicationState(CardContent& content, const Bytes& aid, std::uint8_t state) {
+// Of another's state only its lock can be set, 11.10.2.2. Locking keeps the state below, and unlocking brings
+// it back, 9.6.2.
+void Lock(Application& application, bool lock) {
+    if (application.IsLocked() != lock) {
+        application.state ^= LifeCycle::LockedFlag;
+    }
+}
+
+void LockApplication(CardContent& content, const Bytes& aid, bool lock) {
     Application* application = content.FindApplication(aid);
     if (application == nullptr) {
         const bool issuer = aid == content.issuerDomain.aid;
         Refuse(issuer ? StatusWord::ConditionsNotSatisfied : StatusWord::ReferencedDataNotFound);
     }
-    const bool lock = (state & LifeCycle::LockedFlag) != 0;
-    const bool locked = (application->state & LifeCycle::LockedFlag) != 0;
-    const bool ownState = (state & LifeCycle::Selectable) == LifeCycle::Selectable;
-    if (lock != locked) {
-        application->state ^= LifeCycle::LockedFlag;
-    } else if (lock || application->state < LifeCycle::Selectable || !ownState) {
+    if (application->IsLocked() == lock) {
         Refuse(StatusWord::ConditionsNotSatisfied);
-    } else {
-        application->state = state;
+    }
+    Lock(*application, lock);
+}
+
+// All that is below the domain; the issuer domain is the only one, and has itself the card's state. What is
+// in that state already stays so.
+void LockBelow(CardContent& content, const Bytes& aid, bool lock) {
+    if (aid != content.issuerDomain.aid) {
+        const bool application = content.FindApplication(aid) != nullptr;
+        Refuse(application ? StatusWord::ConditionsNotSatisfied : StatusWord::ReferencedDataNotFound);
+    }
+    for (Application& application : content.applications) {
+        Lock(application, lock);
     }
 }
 
@@ -54,18 +66,17 @@ void SetApplicationState(CardContent& content, const Bytes& aid, std::uint8_t st
 
 Answer SetStatus(Runtime& card, const CommandApdu& command) {
     CardContent changed = card.Content();
-    switch (command.p1) {
+    const bool lock = (command.p2 & LifeCycle::LockedFlag) != 0;
+    switch (command.p1 & StatusTarget::Mask) {
         case StatusTarget::IssuerDomain:
             SetCardState(changed, command.p2);
             break;
         case StatusTarget::Application:
-            SetApplicationState(changed, command.data, command.p2);
+            LockApplication(changed, command.data, lock);
             break;
         case StatusTarget::DomainAndItsApplications:
-            // The issuer domain is the only one, and it has the card's state.
-            Refuse(
-                command.data == changed.issuerDomain.aid ? StatusWord::ConditionsNotSatisfied
-                                                         : StatusWord::ReferencedDataNotFound);
+            LockBelow(changed, command.data, lock);
+            break;
         default:
             Refuse(StatusWord::WrongParameters);
     }

@@ -22,7 +22,7 @@ public:
 
     Bytes Transmit(const Bytes& bytes) {
         const bool byteProtocol = card.options.byteProtocol;
-        if (delivery.Continues(bytes, byteProtocol)) {
+        if (Delivery::IsGetResponse(bytes)) {
             return delivery.Continue(bytes, byteProtocol);
         }
         delivery.Forget();

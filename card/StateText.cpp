@@ -15,7 +15,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr char Format[] = "software-card-1";
+constexpr char Format[] = "software-card-2";
+constexpr char FirstFormat[] = "software-card-1";  // of version 1.6.0; all its keys are of AES-128
 
 [[noreturn]] void Fail(const std::string& what) {
     throw std::runtime_error(what);
@@ -40,12 +41,25 @@ Json EncodeData(const StoredData& data) {
     return objects;
 }
 
+Json EncodeKey(std::uint8_t identifier, const Key& key) {
+    Json components = Json::array();
+    for (const KeyComponent& component : key.components) {
+        components.push_back({{"type", Hex(component.type)}, {"value", HexText(component.value)}});
+    }
+    Json text = {{"identifier", identifier}, {"components", components}};
+    if (!key.usage.empty() || !key.access.empty()) {
+        text["usage"] = HexText(key.usage);
+        text["access"] = HexText(key.access);
+    }
+    return text;
+}
+
 Json EncodeKeySets(const CardContent& content) {
     Json sets = Json::array();
     for (const auto& [version, set] : content.keySets) {
         Json keys = Json::array();
-        for (const auto& [identifier, value] : set.keys) {
-            keys.push_back({{"identifier", identifier}, {"value", HexText(value)}});
+        for (const auto& [identifier, key] : set.keys) {
+            keys.push_back(EncodeKey(identifier, key));
         }
         sets.push_back({{"version", version}, {"sequenceCounter", set.sequenceCounter}, {"keys", keys}});
     }
@@ -59,7 +73,12 @@ Json EncodeLoadFiles(const CardContent& content) {
         for (const Bytes& module : file.modules) {
             modules.push_back(HexText(module));
         }
-        files.push_back({{"aid", HexText(file.aid)}, {"size", file.size}, {"modules", modules}});
+        Json text = {{"aid", HexText(file.aid)}, {"size", file.size}};
+        if (file.describesItself) {
+            text["version"] = HexText(file.version);
+            text["modules"] = modules;
+        }
+        files.push_back(std::move(text));
     }
     return files;
 }
@@ -74,6 +93,7 @@ Json EncodeApplications(const CardContent& content) {
              {"privileges", HexText(each.privileges)},
              {"state", Hex(each.state)},
              {"parameters", each.parameters},
+             {"implicitSelection", HexText(each.implicitSelection)},
              {"data", EncodeData(each.data)}});
     }
     return applications;
@@ -85,6 +105,8 @@ public:
     Members(const Json& object, std::string objectPlace) : json(object), place(std::move(objectPlace)) {
         Require(json.is_object(), place + " is no object");
     }
+
+    bool Has(const char* name) const { return json.contains(name); }
 
     const Json& Get(const char* name) {
         Require(json.contains(name), place + " has no \"" + name + "\"");
@@ -132,6 +154,10 @@ private:
 };
 
 constexpr std::size_t LongestValue = 0xFFFFFF;
+constexpr std::size_t LongestKeyComponent = 0xFFFF;
+constexpr std::size_t LongestKeyUse = 0x7F;
+constexpr std::size_t LoadFileVersionLength = 2;
+constexpr std::size_t MostImplicitSelections = 0xFFFF;
 
 StoredData DecodeData(const Json& list, const std::string& place) {
     StoredData data;
@@ -148,14 +174,34 @@ StoredData DecodeData(const Json& list, const std::string& place) {
     return data;
 }
 
-KeySet DecodeKeySet(Members& members) {
+Bytes DecodeKeyValue(Members& members) {
+    return members.Hexadecimal("value", 1, LongestKeyComponent);
+}
+
+Key DecodeKey(Members& members) {
+    Key key;
+    for (const Json& each : members.List("components")) {
+        Members component(each, "a component of a key");
+        const std::uint8_t type = component.Hexadecimal("type", 1, 1).front();
+        key.components.push_back({type, DecodeKeyValue(component)});
+        component.End();
+    }
+    if (members.Has("usage")) {
+        key.usage = members.Hexadecimal("usage", 0, LongestKeyUse);
+        key.access = members.Hexadecimal("access", 0, LongestKeyUse);
+    }
+    Require(IsKey(key), "a key is none");
+    return key;
+}
+
+KeySet DecodeKeySet(Members& members, bool first) {
     KeySet set;
     set.sequenceCounter =
         static_cast<std::uint32_t>(members.Number("sequenceCounter", 0, GreatestSequenceCounter));
     for (const Json& each : members.List("keys")) {
         Members key(each, "a key");
-        const auto identifier = static_cast<std::uint8_t>(key.Number("identifier", 1, HighestKeyIdentifier));
-        Bytes value = key.Hexadecimal("value", AesKeyLength, AesKeyLength);
+        const auto identifier = static_cast<std::uint8_t>(key.Number("identifier", 0, HighestKeyIdentifier));
+        Key value = first ? AesKey(key.Hexadecimal("value", AesKeyLength, AesKeyLength)) : DecodeKey(key);
         key.End();
         Require(set.keys.emplace(identifier, std::move(value)).second, "a key set has a key twice");
     }
@@ -163,26 +209,32 @@ KeySet DecodeKeySet(Members& members) {
     return set;
 }
 
-void DecodeKeySets(const Json& list, CardContent& content) {
+void DecodeKeySets(const Json& list, CardContent& content, bool first) {
     content.keySets.clear();
     for (const Json& each : list) {
         Members members(each, "a key set");
         const auto version = static_cast<std::uint8_t>(members.Number("version", 1, HighestKeyVersion));
-        KeySet set = DecodeKeySet(members);
+        KeySet set = DecodeKeySet(members, first);
         members.End();
         Require(content.keySets.emplace(version, std::move(set)).second, "a key version is there twice");
     }
     Require(content.FirstCompleteSet() != content.keySets.end(), "no key set opens a secure channel");
 }
 
-void DecodeLoadFiles(const Json& list, CardContent& content) {
+// A file that names no modules says nothing of itself; in the first format it had none.
+void DecodeLoadFiles(const Json& list, CardContent& content, bool first) {
     for (const Json& each : list) {
         Members members(each, "a load file");
         LoadFile file;
         file.aid = members.Hexadecimal("aid", ShortestAid, LongestAid);
         file.size = members.Number("size", 1, UINT32_MAX);
-        for (const Json& module : members.List("modules")) {
-            file.modules.push_back(Members::BytesOf(module, "a module", ShortestAid, LongestAid));
+        file.describesItself = first || members.Has("modules");
+        if (file.describesItself) {
+            for (const Json& module : members.List("modules")) {
+                file.modules.push_back(Members::BytesOf(module, "a module", ShortestAid, LongestAid));
+            }
+            file.version = first ? Bytes() : members.Hexadecimal("version", 0, LoadFileVersionLength);
+            file.describesItself = !first || !file.modules.empty();
         }
         members.End();
         content.loadFiles.push_back(std::move(file));
@@ -195,7 +247,7 @@ std::uint8_t StateByte(Members& members, bool (*known)(std::uint8_t)) {
     return state;
 }
 
-void DecodeApplications(const Json& list, CardContent& content) {
+void DecodeApplications(const Json& list, CardContent& content, bool first) {
     for (const Json& each : list) {
         Members members(each, "an application");
         Application application;
@@ -205,6 +257,10 @@ void DecodeApplications(const Json& list, CardContent& content) {
         application.privileges = members.Hexadecimal("privileges", PrivilegesLength, PrivilegesLength);
         application.state = StateByte(members, IsApplicationState);
         application.parameters = members.Number("parameters", 0, UINT16_MAX);
+        if (!first) {
+            application.implicitSelection =
+                members.Hexadecimal("implicitSelection", 0, MostImplicitSelections);
+        }
         application.data = DecodeData(members.List("data"), "an application's");
         members.End();
         Require(
@@ -249,15 +305,17 @@ std::string EncodeState(const CardContent& content) {
 CardContent DecodeState(const std::string& text) {
     const Json json = Parse(text);
     Members members(json, "the card");
-    Require(members.Get("format") == Format, std::string("its format is not \"") + Format + "\"");
+    const Json& format = members.Get("format");
+    const bool first = format == FirstFormat;
+    Require(first || format == Format, std::string("its format is not \"") + Format + "\"");
     CardContent content{Options()};
     content.issuerDomain.state = StateByte(members, IsCardState);
     content.issuerDomain.aid = members.Hexadecimal("issuerDomain", ShortestAid, LongestAid);
     content.failedAuthentications =
         static_cast<std::uint32_t>(members.Number("failedAuthentications", 0, UINT32_MAX));
-    DecodeKeySets(members.List("keySets"), content);
-    DecodeLoadFiles(members.List("loadFiles"), content);
-    DecodeApplications(members.List("applications"), content);
+    DecodeKeySets(members.List("keySets"), content, first);
+    DecodeLoadFiles(members.List("loadFiles"), content, first);
+    DecodeApplications(members.List("applications"), content, first);
     content.issuerDomain.data = DecodeData(members.List("data"), "the issuer domain's");
     members.End();
     RequireDifferentAids(content);

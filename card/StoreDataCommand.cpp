@@ -2,7 +2,10 @@
 #include <algorithm>
 
 #include "card/Commands.h"
+#include "card/Fields.h"
+#include "card/KeyChange.h"
 #include "card/StoredObjects.h"
+#include "globalplatform/Aid.h"
 #include "globalplatform/Instruction.h"
 #include "globalplatform/Tags.h"
 
@@ -12,31 +15,92 @@ namespace {
 
 // P1, 11.11.2.1.
 constexpr std::uint8_t EncryptionMask = 0x60;
+constexpr std::uint8_t Encrypted = 0x60;
+constexpr std::uint8_t EncryptionReserved = 0x40;
 constexpr std::uint8_t StructureMask = 0x18;
 
-// What the card works out by itself cannot be stored in the issuer domain.
+// What a domain takes in data groups, 11.11.3 and 11.11.4.
+constexpr std::uint32_t ObjectsGroup = 0x0070;
+constexpr std::uint32_t KeyTemplatesGroup = 0x00B9;
+constexpr std::uint32_t SymmetricKeyGroup = 0x8113;
+
+// What the card works out by itself cannot be stored in the issuer domain, 11.11.3.1.
 bool IsComputed(std::uint32_t tag) {
     constexpr std::uint32_t Computed[] = {
-        Tag::Aid,
-        Tag::SequenceCounter,
-        Tag::KeyDiversification,
-        Tag::KeyInformation,
-        Tag::ApplicationList,
-        Tag::ProductionLifeCycle,
-        Tag::ExtendedResources};
+        Tag::SequenceCounter, Tag::ConfirmationCounter, Tag::KeyDiversification,  Tag::CurrentSecurityLevel,
+        Tag::KeyInformation,  Tag::ApplicationList,     Tag::ProductionLifeCycle, Tag::ExtendedResources};
     return std::find(std::begin(Computed), std::end(Computed), tag) != std::end(Computed);
 }
 
-// The structure of the data. Without a word about it, the issuer domain reads what it knows, BER-TLV, and an
-// application what only its code would know.
-std::uint8_t StructureOf(const CommandApdu& command, bool issuer) {
-    const std::uint8_t structure = command.p1 & StructureMask;
-    return structure == 0 && issuer ? DataStructure::BerTlv : structure;
+// The issuer domain gets another name; 11.11.3.1.
+void Rename(CardContent& content, const Bytes& aid) {
+    const bool taken = aid != content.issuerDomain.aid && content.IsTaken(aid);
+    if (!IsAid(aid) || taken) {
+        Refuse(StatusWord::WrongData);
+    }
+    content.issuerDomain.aid = aid;
 }
 
-// The objects that are whole with this block; what is left over begins the next block's.
-std::vector<TlvObject> WholeObjects(Storing& storing, const CommandApdu& command, bool issuer) {
-    const std::uint8_t structure = StructureOf(command, issuer);
+void StoreInDomain(CardContent& content, const std::vector<TlvObject>& objects) {
+    for (const TlvObject& object : objects) {
+        if (IsComputed(object.tag)) {
+            Refuse(StatusWord::WrongData);
+        }
+        if (object.tag == Tag::Aid) {
+            Rename(content, object.value);
+        } else {
+            content.issuerDomain.data[object.tag] = object.value;
+        }
+    }
+}
+
+// All keys of a template come to be together, behind the last value.
+void TakeKeyValue(CardContent& content, Storing& storing, const Bytes& value, const Bytes& transportKey) {
+    storing.keyValues.push_back(value);
+    if (storing.keyValues.size() < storing.announced.size()) {
+        return;
+    }
+    std::map<std::uint8_t, Keys> byVersion;
+    for (std::size_t at = 0; at < storing.announced.size(); ++at) {
+        const KeyTemplate& announced = storing.announced[at];
+        byVersion[announced.version][announced.identifier] =
+            StoredKey(announced, storing.keyValues[at], transportKey);
+    }
+    StoreKeys(content, byVersion);
+    storing.announced.clear();
+    storing.keyValues.clear();
+}
+
+void StoreGroup(CardContent& content, Storing& storing, const TlvObject& group, const Bytes& transportKey) {
+    const bool keysDue = !storing.announced.empty();
+    if (keysDue && group.tag == SymmetricKeyGroup) {
+        TakeKeyValue(content, storing, group.value, transportKey);
+    } else if (!keysDue && group.tag == KeyTemplatesGroup) {
+        storing.announced = ReadKeyTemplates(group.value);
+    } else if (!keysDue && group.tag == ObjectsGroup) {
+        StoreInDomain(content, Objects(group.value));
+    } else {
+        Refuse(StatusWord::WrongData);
+    }
+}
+
+// What the card can do with P1. Objects in BER-TLV are plain; in data groups, what is secret is encrypted in
+// any case. Without a word about the structure, a domain reads BER-TLV.
+void CheckManner(std::uint8_t p1, bool domain) {
+    const std::uint8_t structure = p1 & StructureMask;
+    const std::uint8_t encryption = p1 & EncryptionMask;
+    const bool encryptedObjects = domain && encryption == Encrypted && structure != DataStructure::DataGroups;
+    if (structure == StructureMask || encryption == EncryptionReserved || encryptedObjects) {
+        Refuse(StatusWord::WrongParameters);
+    }
+}
+
+// The objects that are whole with this block; what is left over begins the next block's. What has no
+// structure that is told, only an application's code would know.
+std::vector<TlvObject> WholeObjects(Storing& storing, const CommandApdu& command, bool domain) {
+    const std::uint8_t told = command.p1 & StructureMask;
+    const std::uint8_t structure =
+        domain && told == DataStructure::Unknown ? std::uint8_t{DataStructure::BerTlv} : told;
     if (!storing.remainder.empty() && structure != storing.structure) {
         Refuse(StatusWord::WrongData);
     }
@@ -55,44 +119,73 @@ std::vector<TlvObject> WholeObjects(Storing& storing, const CommandApdu& command
     return std::move(leading->objects);
 }
 
-void Keep(Runtime& card, const Storing& storing, std::vector<TlvObject> objects, bool issuer) {
+void KeepForDomain(
+    CardContent& content, Storing& storing, const std::vector<TlvObject>& objects,
+    const Bytes& transportKey) {
+    if (storing.structure != DataStructure::DataGroups) {
+        StoreInDomain(content, objects);
+        return;
+    }
+    for (const TlvObject& group : objects) {
+        StoreGroup(content, storing, group, transportKey);
+    }
+}
+
+Application& Personalized(Runtime& card, CardContent& content, const Bytes& aid) {
+    Application* application = content.FindApplication(aid);
+    if (application == nullptr || application->IsLocked()) {
+        card.session.personalized.clear();
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    return *application;
+}
+
+void Keep(Runtime& card, Storing& storing, const CommandApdu& command, const Bytes& target) {
+    const bool domain = target.empty();
     CardContent changed = card.Content();
-    StoredData& data = issuer ? changed.issuerDomain.data : changed.FindApplication(storing.aid)->data;
-    for (TlvObject& object : objects) {
-        if (issuer && IsComputed(object.tag)) {
-            Refuse(StatusWord::WrongData);
+    Application* application = domain ? nullptr : &Personalized(card, changed, target);
+    std::vector<TlvObject> objects = WholeObjects(storing, command, domain);
+    if (domain) {
+        KeepForDomain(changed, storing, objects, card.session.channel->dataEncryptionKey);
+    } else {
+        for (TlvObject& object : objects) {
+            application->data[object.tag] = std::move(object.value);
         }
-        data[object.tag] = std::move(object.value);
+    }
+    const bool last = (command.p1 & LastBlockFlag) != 0;
+    if (last && !storing.announced.empty()) {
+        Refuse(StatusWord::WrongData);
     }
     if (storing.remainder.size() > FreeMemory(changed, card.options)) {
         Refuse(StatusWord::NotEnoughMemory);
     }
     if (!objects.empty()) {
+        const Bytes issuer = changed.issuerDomain.aid;
         card.Commit(std::move(changed));
+        card.session.selected = issuer;
     }
 }
 
 }  // namespace
 
-// Goes to the application that INSTALL named for personalisation, else to the issuer domain. Each block's
-// whole objects last when it is answered; a block that is refused ends the sequence.
+// Goes to the application that INSTALL named for personalization, else to the issuer domain. Each block's
+// whole objects last when it is answered. A block that is refused ends the sequence; the last one, whatever
+// becomes of it, ends the personalization, 7.3.2.
 Answer StoreData(Runtime& card, const CommandApdu& command) {
-    Storing storing;
-    storing.aid = card.Content().issuerDomain.aid;
-    if (card.session.storing) {
-        storing = std::move(*card.session.storing);
-    }
+    const Bytes target = card.session.personalized;
+    Storing storing = card.session.storing ? std::move(*card.session.storing) : Storing();
     card.session.storing.reset();
-    const bool issuer = storing.aid == card.Content().issuerDomain.aid;
-    const std::uint8_t structure = command.p1 & StructureMask;
-    const bool encryptedForIssuer = issuer && (command.p1 & EncryptionMask) != 0;
-    if (structure == StructureMask || encryptedForIssuer || command.p2 != (storing.nextBlock & 0xFF)) {
+    const bool last = (command.p1 & LastBlockFlag) != 0;
+    if (last) {
+        card.session.personalized.clear();
+    }
+    CheckManner(command.p1, target.empty());
+    if (command.p2 != (storing.nextBlock & 0xFF)) {
         Refuse(StatusWord::WrongParameters);
     }
-    std::vector<TlvObject> objects = WholeObjects(storing, command, issuer);
-    Keep(card, storing, std::move(objects), issuer);
+    Keep(card, storing, command, target);
     ++storing.nextBlock;
-    if ((command.p1 & LastBlockFlag) == 0) {
+    if (!last) {
         card.session.storing = std::move(storing);
     }
     return {};

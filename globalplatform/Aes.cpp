@@ -35,10 +35,28 @@ void RequireLength(const Bytes& bytes, std::size_t length, const char* what) {
     }
 }
 
+void RequireKey(const Bytes& key) {
+    if (!IsAesKeyLength(key.size())) {
+        throw std::invalid_argument(
+            "an AES key has " + std::to_string(key.size()) + " bytes, not 16, 24 or 32");
+    }
+}
+
+const EVP_CIPHER* CbcOf(const Bytes& key) {
+    switch (key.size()) {
+        case 16:
+            return EVP_aes_128_cbc();
+        case 24:
+            return EVP_aes_192_cbc();
+        default:
+            return EVP_aes_256_cbc();
+    }
+}
+
 enum class Direction { Decrypt = 0, Encrypt = 1 };
 
 Bytes RunCbc(const Bytes& key, const Bytes& initialVector, const Bytes& input, Direction direction) {
-    RequireLength(key, AesKeyLength, "an AES-128 key");
+    RequireKey(key);
     RequireLength(initialVector, AesBlockLength, "an initialisation vector");
     if (input.size() % AesBlockLength != 0) {
         throw std::invalid_argument(std::to_string(input.size()) + " bytes are no whole AES blocks");
@@ -46,9 +64,9 @@ Bytes RunCbc(const Bytes& key, const Bytes& initialVector, const Bytes& input, D
     const std::unique_ptr<EVP_CIPHER_CTX, FreeCipher> context(EVP_CIPHER_CTX_new());
     Require(
         context && EVP_CipherInit_ex2(
-                       context.get(), EVP_aes_128_cbc(), key.data(), initialVector.data(),
+                       context.get(), CbcOf(key), key.data(), initialVector.data(),
                        static_cast<int>(direction), nullptr) == 1,
-        "AES-128-CBC");
+        "AES in CBC mode");
     EVP_CIPHER_CTX_set_padding(context.get(), 0);
     Bytes output(input.size());
     int length = 0;
@@ -56,7 +74,7 @@ Bytes RunCbc(const Bytes& key, const Bytes& initialVector, const Bytes& input, D
         input.empty() ||
             EVP_CipherUpdate(
                 context.get(), output.data(), &length, input.data(), static_cast<int>(input.size())) == 1,
-        "AES-128-CBC");
+        "AES in CBC mode");
     return output;
 }
 
@@ -68,11 +86,12 @@ EVP_MAC* CmacAlgorithm() {
 }  // namespace
 
 Bytes AesCmac(const Bytes& key, const Bytes& message) {
-    RequireLength(key, AesKeyLength, "an AES-128 key");
+    RequireKey(key);
     const std::unique_ptr<EVP_MAC_CTX, FreeMac> context(EVP_MAC_CTX_new(CmacAlgorithm()));
-    char cipher[] = "AES-128-CBC";
+    std::string cipher = "AES-" + std::to_string(8 * key.size()) + "-CBC";
     const OSSL_PARAM parameters[] = {
-        OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_CIPHER, cipher, 0), OSSL_PARAM_construct_end()};
+        OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_CIPHER, cipher.data(), 0),
+        OSSL_PARAM_construct_end()};
     Bytes code(AesBlockLength);
     std::size_t length = 0;
     Require(

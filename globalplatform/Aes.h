@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// AES-128 in the forms that GlobalPlatform uses. Keys and initialisation vectors have 16 bytes. Each function
-// throws std::invalid_argument for a length that cannot be and std::runtime_error when the cryptographic
-// library fails.
+// AES in the forms that GlobalPlatform uses. Keys have 16, 24 or 32 bytes, initialisation vectors 16. Each
+// function throws std::invalid_argument for a length that cannot be and std::runtime_error when the
+// cryptographic library fails.
 #pragma once
 
 #include "globalplatform/Bytes.h"
@@ -9,11 +9,15 @@
 namespace GlobalPlatform {
 
 constexpr std::size_t AesBlockLength = 16;
-constexpr std::size_t AesKeyLength = 16;
+constexpr std::size_t AesKeyLength = 16;  // of AES-128, the shortest
 constexpr std::size_t AesKeyCheckValueLength = 3;
 
 // Type of such a key where keys are listed or put; GlobalPlatform Card 2.3.1, 11.1.8.
 constexpr std::uint8_t AesKeyType = 0x88;
+
+[[nodiscard]] constexpr bool IsAesKeyLength(std::size_t length) {
+    return length == 16 || length == 24 || length == 32;
+}
 
 // The whole code of 16 bytes; NIST SP 800-38B.
 [[nodiscard]] Bytes AesCmac(const Bytes& key, const Bytes& message);

@@ -13,10 +13,13 @@ constexpr std::uint8_t ProprietaryClassBit = 0x80;
 
 namespace Instruction {
 constexpr std::uint8_t InitializeUpdate = 0x50;
+constexpr std::uint8_t EndResponseMac = 0x78;
+constexpr std::uint8_t BeginResponseMac = 0x7A;
 constexpr std::uint8_t ExternalAuthenticate = 0x82;
 constexpr std::uint8_t Select = 0xA4;
 constexpr std::uint8_t GetResponse = 0xC0;
 constexpr std::uint8_t GetData = 0xCA;
+constexpr std::uint8_t GetListedData = 0xCB;  // GET DATA of ISO, whose data is in BER-TLV
 constexpr std::uint8_t PutKey = 0xD8;
 constexpr std::uint8_t StoreData = 0xE2;
 constexpr std::uint8_t Delete = 0xE4;
@@ -29,6 +32,9 @@ constexpr std::uint8_t GetStatus = 0xF2;
 // "GET DATA", as the standards spell it. The class decides between two instructions of one code. Empty when
 // the standards know none.
 [[nodiscard]] std::string_view InstructionName(std::uint8_t cla, std::uint8_t ins);
+
+// P1 of INSTALL, DELETE and PUT KEY, 11.1.5.1: the command goes on with the next one.
+constexpr std::uint8_t MoreCommandsFlag = 0x80;
 
 // P1 of LOAD and STORE DATA, 11.6.2.1 and 11.11.2.1.
 constexpr std::uint8_t LastBlockFlag = 0x80;
@@ -67,6 +73,7 @@ constexpr std::uint8_t IssuerDomain = 0x80;
 constexpr std::uint8_t Applications = 0x40;
 constexpr std::uint8_t LoadFiles = 0x20;
 constexpr std::uint8_t LoadFilesAndModules = 0x10;
+constexpr std::uint8_t Mask = 0xF0;
 }  // namespace StatusSubset
 
 // P2 of GET STATUS, 11.4.2.2.
@@ -80,6 +87,7 @@ namespace StatusTarget {
 constexpr std::uint8_t IssuerDomain = 0x80;
 constexpr std::uint8_t Application = 0x40;
 constexpr std::uint8_t DomainAndItsApplications = 0x60;
+constexpr std::uint8_t Mask = 0xE0;
 }  // namespace StatusTarget
 
 // P2 of PUT KEY, 11.8.2.2, beside the first key's identifier.

@@ -28,6 +28,37 @@ std::optional<std::vector<Bytes>> Applets(const Bytes& component) {
     return count && reader.AtEnd() ? std::optional<std::vector<Bytes>>(std::move(aids)) : std::nullopt;
 }
 
+// Magic number, version of the format, flags, then the package: minor and major version and AID. Newer ones
+// have its name behind that.
+bool ReadHeader(const Bytes& component, CodeDescription* description) {
+    LengthValueReader reader(component);
+    const bool begins = reader.Take(7).has_value();
+    const std::optional<Bytes> version = begins ? reader.Take(2) : std::nullopt;
+    std::optional<Bytes> package = version ? reader.Next() : std::nullopt;
+    if (!package || !IsAid(*package)) {
+        return false;
+    }
+    description->known = true;
+    description->version = {version->back(), version->front()};
+    description->package = std::move(*package);
+    return true;
+}
+
+// Of the components only these two are looked into. False when one is damaged.
+bool ReadComponent(std::uint8_t tag, const Bytes& component, CodeDescription* description) {
+    if (tag == HeaderComponent) {
+        return ReadHeader(component, description);
+    }
+    if (tag != AppletComponent) {
+        return true;
+    }
+    std::optional<std::vector<Bytes>> applets = Applets(component);
+    if (applets) {
+        description->modules = std::move(*applets);
+    }
+    return applets.has_value();
+}
+
 bool HasMagic(const Bytes& code) {
     constexpr std::uint8_t Magic[] = {0xDE, 0xCA, 0xFF, 0xED};
     return code.size() >= 7 && code[0] == HeaderComponent &&
@@ -66,10 +97,10 @@ Bytes MakeLoadFile(const Bytes& dataBlock) {
     return MakeTlv(Tag::LoadFileDataBlock, dataBlock);
 }
 
-std::optional<std::vector<Bytes>> ModulesOfCode(const Bytes& dataBlock) {
-    std::optional<std::vector<Bytes>> modules(std::in_place);
+std::optional<CodeDescription> DescribeCode(const Bytes& dataBlock) {
+    CodeDescription description;
     if (!HasMagic(dataBlock)) {
-        return modules;
+        return description;
     }
     LengthValueReader reader(dataBlock);
     while (!reader.AtEnd()) {
@@ -78,17 +109,11 @@ std::optional<std::vector<Bytes>> ModulesOfCode(const Bytes& dataBlock) {
         const std::optional<Bytes> component =
             length ? reader.Take(static_cast<std::size_t>(length->front()) << 8 | length->back())
                    : std::nullopt;
-        if (!component) {
+        if (!component || !ReadComponent(tag->front(), *component, &description)) {
             return std::nullopt;
         }
-        if (tag->front() == AppletComponent) {
-            modules = Applets(*component);
-            if (!modules) {
-                return std::nullopt;
-            }
-        }
     }
-    return modules;
+    return description;
 }
 
 }  // namespace GlobalPlatform

@@ -31,9 +31,16 @@ struct LoadFileParts {
 // The load file of a data block that nobody has to authenticate.
 [[nodiscard]] Bytes MakeLoadFile(const Bytes& dataBlock);
 
-// The AIDs of the applets when the data block is in the CAP file format of Java Card (Virtual Machine,
-// chapter 6): components, of which the first has the magic number DECAFFED. None of other code. Nothing when
-// the components are damaged.
-[[nodiscard]] std::optional<std::vector<Bytes>> ModulesOfCode(const Bytes& dataBlock);
+// What a data block in the CAP file format of Java Card (Virtual Machine, chapter 6) says of itself:
+// components, of which the first has the magic number DECAFFED.
+struct CodeDescription {
+    bool known = false;          // the format; other code says nothing
+    Bytes package;               // AID
+    Bytes version;               // major, minor
+    std::vector<Bytes> modules;  // the AIDs of its applets; none in a library
+};
+
+// Nothing when the components are damaged.
+[[nodiscard]] std::optional<CodeDescription> DescribeCode(const Bytes& dataBlock);
 
 }  // namespace GlobalPlatform

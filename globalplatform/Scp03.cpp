@@ -15,8 +15,15 @@ constexpr std::uint8_t HostCryptogramConstant = 0x01;
 constexpr std::uint8_t CardChallengeConstant = 0x02;
 constexpr std::uint8_t EncryptionKeyConstant = 0x04;
 constexpr std::uint8_t CommandMacKeyConstant = 0x06;
+constexpr std::uint8_t ResponseMacKeyConstant = 0x07;
+
+// The bits of a security level.
+constexpr std::uint8_t DecryptionBit = 0x02;
+constexpr std::uint8_t ResponseMacBit = 0x10;
+constexpr std::uint8_t ResponseEncryptionBit = 0x20;
 
 constexpr std::size_t LabelZeros = 11;
+constexpr std::uint8_t ResponseCounterMark = 0x80;
 constexpr std::size_t MostDerivedBits = std::size_t{255} * 8 * AesBlockLength;
 
 Bytes Joined(Bytes first, const Bytes& second) {
@@ -24,11 +31,51 @@ Bytes Joined(Bytes first, const Bytes& second) {
     return first;
 }
 
+bool Has(SecurityLevel level, std::uint8_t bit) {
+    return (static_cast<std::uint8_t>(level) & bit) != 0;
+}
+
 bool Encrypts(SecurityLevel level) {
-    return level == SecurityLevel::CommandMacAndDecryption;
+    return Has(level, DecryptionBit);
+}
+
+bool EncryptsResponses(SecurityLevel level) {
+    return Has(level, ResponseEncryptionBit);
+}
+
+// Nothing when the bytes are no padded blocks.
+std::optional<Bytes> Decrypted(const Bytes& key, const Bytes& initialVector, const Bytes& encrypted) {
+    return encrypted.size() % AesBlockLength == 0 ? Unpad80(AesDecryptCbc(key, initialVector, encrypted))
+                                                  : std::nullopt;
 }
 
 }  // namespace
+
+bool IsChannelOption(std::uint8_t option) {
+    const std::uint8_t responses = option & ~ChannelOption::PseudoRandomChallenge;
+    return responses == 0 || responses == ChannelOption::ResponseMac ||
+           responses == (ChannelOption::ResponseMac | ChannelOption::ResponseEncryption);
+}
+
+bool IsSecurityLevel(std::uint8_t level, std::uint8_t option) {
+    switch (SecurityLevel{level}) {
+        case SecurityLevel::None:
+        case SecurityLevel::CommandMac:
+        case SecurityLevel::CommandMacAndDecryption:
+            return true;
+        case SecurityLevel::CommandAndResponseMac:
+        case SecurityLevel::DecryptionAndResponseMac:
+            return (option & ChannelOption::ResponseMac) != 0;
+        case SecurityLevel::BothEncrypted:
+            return (option & ChannelOption::ResponseEncryption) != 0;
+        default:
+            return false;
+    }
+}
+
+bool ProtectsResponses(SecurityLevel level) {
+    return Has(level, ResponseMacBit);
+}
 
 Bytes DeriveInCounterMode(const Bytes& key, const Bytes& before, const Bytes& after, std::size_t bits) {
     if (bits > MostDerivedBits) {
@@ -57,8 +104,9 @@ SessionKeys DeriveSessionKeys(
     const StaticKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge) {
     const Bytes context = Joined(hostChallenge, cardChallenge);
     return {
-        DeriveData(keys.encryption, EncryptionKeyConstant, context, 8 * AesKeyLength),
-        DeriveData(keys.mac, CommandMacKeyConstant, context, 8 * AesKeyLength)};
+        DeriveData(keys.encryption, EncryptionKeyConstant, context, 8 * keys.encryption.size()),
+        DeriveData(keys.mac, CommandMacKeyConstant, context, 8 * keys.mac.size()),
+        DeriveData(keys.mac, ResponseMacKeyConstant, context, 8 * keys.mac.size())};
 }
 
 Bytes DeriveCardChallenge(
@@ -141,10 +189,7 @@ std::optional<CommandApdu> SecureMessaging::Unwrap(const CommandApdu& wrapped, S
     if (authenticated) {
         const Bytes initialVector = NextInitialVector();
         if (Encrypts(level) && !plain.data.empty()) {
-            if (plain.data.size() % AesBlockLength != 0) {
-                return std::nullopt;
-            }
-            std::optional<Bytes> data = Unpad80(AesDecryptCbc(keys.encryption, initialVector, plain.data));
+            std::optional<Bytes> data = Decrypted(keys.encryption, initialVector, plain.data);
             if (!data) {
                 return std::nullopt;
             }
@@ -153,6 +198,49 @@ std::optional<CommandApdu> SecureMessaging::Unwrap(const CommandApdu& wrapped, S
     }
     authenticated = true;
     return plain;
+}
+
+// That of the command, with its first byte told apart.
+Bytes SecureMessaging::ResponseInitialVector() const {
+    Bytes block = BigEndian(counter, AesBlockLength);
+    block.front() = ResponseCounterMark;
+    return AesEncryptBlock(keys.encryption, block);
+}
+
+// Chained to the command's code, which it leaves as it is.
+Bytes SecureMessaging::ResponseMac(const Bytes& data, std::uint16_t status) const {
+    Bytes input = chain;
+    Append(input, data);
+    Append(input, BigEndian(status, 2));
+    return First(AesCmac(keys.responseMac, input), ResponseMacLength);
+}
+
+Bytes SecureMessaging::WrapResponse(const Bytes& data, std::uint16_t status, SecurityLevel level) const {
+    Bytes wrapped = data;
+    if (EncryptsResponses(level) && !data.empty()) {
+        wrapped = AesEncryptCbc(keys.encryption, ResponseInitialVector(), Pad80(data));
+    }
+    if (ProtectsResponses(level)) {
+        Append(wrapped, ResponseMac(wrapped, status));
+    }
+    return wrapped;
+}
+
+std::optional<Bytes> SecureMessaging::UnwrapResponse(
+    const Bytes& wrapped, std::uint16_t status, SecurityLevel level) const {
+    if (!ProtectsResponses(level)) {
+        return wrapped;
+    }
+    if (wrapped.size() < ResponseMacLength) {
+        return std::nullopt;
+    }
+    const Bytes data = First(wrapped, wrapped.size() - ResponseMacLength);
+    if (!SameSecret(ResponseMac(data, status), Last(wrapped, ResponseMacLength))) {
+        return std::nullopt;
+    }
+    return EncryptsResponses(level) && !data.empty()
+               ? Decrypted(keys.encryption, ResponseInitialVector(), data)
+               : data;
 }
 
 }  // namespace GlobalPlatform

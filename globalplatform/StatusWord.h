@@ -29,8 +29,6 @@ enum class StatusWord : std::uint16_t {
     InstructionNotSupported = 0x6D00,
     ClassNotSupported = 0x6E00,
     NoDiagnosis = 0x6F00,
-    AlgorithmNotSupported = 0x9484,
-    InvalidKeyCheckValue = 0x9485,
 };
 
 }  // namespace GlobalPlatform

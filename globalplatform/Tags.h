@@ -27,7 +27,10 @@ constexpr std::uint32_t CardRecognition = 0x73;
 constexpr std::uint32_t CardManagementType = 0x60;
 constexpr std::uint32_t CardIdentification = 0x63;
 constexpr std::uint32_t ChannelProtocol = 0x64;
+constexpr std::uint32_t CardCapability = 0x67;
 constexpr std::uint32_t SequenceCounter = 0xC1;
+constexpr std::uint32_t ConfirmationCounter = 0xC2;
+constexpr std::uint32_t CurrentSecurityLevel = 0xD3;
 constexpr std::uint32_t KeyDiversification = 0xCF;
 constexpr std::uint32_t KeyInformation = 0xE0;
 constexpr std::uint32_t KeyInformationData = 0xC0;
@@ -42,6 +45,7 @@ constexpr std::uint32_t FreeVolatileMemory = 0x83;
 constexpr std::uint32_t RegistryEntry = 0xE3;
 constexpr std::uint32_t LifeCycleState = 0x9F70;
 constexpr std::uint32_t LoadFileAid = 0xC4;
+constexpr std::uint32_t LoadFileVersion = 0xCE;
 constexpr std::uint32_t Privileges = 0xC5;
 constexpr std::uint32_t SecurityDomainAid = 0xCC;
 
@@ -55,6 +59,23 @@ constexpr std::uint32_t SystemParameters = 0xEF;
 constexpr std::uint32_t CodeMemory = 0xC6;
 constexpr std::uint32_t InstanceMemory = 0xC8;
 constexpr std::uint32_t ApplicationParameters = 0xC9;
+
+constexpr std::uint32_t ControlReference = 0xB6;  // of a token, 11.1.6
+constexpr std::uint32_t VolatileQuota = 0xC7;
+constexpr std::uint32_t ReservedVolatileMemory = 0xD7;
+constexpr std::uint32_t ReservedMemory = 0xD8;
+constexpr std::uint32_t ImplicitSelection = 0xCF;  // also in an entry of GET STATUS
+constexpr std::uint32_t Token = 0x9E;              // of DELETE, 11.2.2.3.1
+
+// A key that STORE DATA brings, 11.11.4.
+constexpr std::uint32_t KeyTemplate = 0xB9;
+constexpr std::uint32_t KeyTypeCode = 0x80;
+constexpr std::uint32_t KeyLength = 0x81;
+constexpr std::uint32_t KeyIdentifierOfTemplate = 0x82;
+constexpr std::uint32_t KeyVersionOfTemplate = 0x83;
+constexpr std::uint32_t KeyCheckValue = 0x84;
+constexpr std::uint32_t KeyUsage = 0x95;
+constexpr std::uint32_t KeyAccess = 0x96;
 
 // What DELETE names a key by, 11.2.2.3.2.
 constexpr std::uint32_t KeyIdentifier = 0xD0;

@@ -117,4 +117,27 @@ std::optional<Bytes> LengthValueReader::Next() {
     return length ? Take(length->front()) : std::nullopt;
 }
 
+std::optional<std::size_t> LengthValueReader::LongLength() {
+    constexpr std::uint8_t OneMore = 0x81;
+    constexpr std::uint8_t TwoMore = 0x82;
+    const std::optional<Bytes> first = Take(1);
+    if (!first || first->front() > TwoMore) {
+        return std::nullopt;
+    }
+    if (first->front() < OneMore) {
+        return first->front();
+    }
+    const bool two = first->front() == TwoMore;
+    const std::optional<Bytes> bytes = Take(two ? 2 : 1);
+    if (!bytes || bytes->front() < (two ? 0x01 : 0x80)) {
+        return std::nullopt;
+    }
+    return two ? std::size_t{bytes->front()} << 8 | bytes->back() : bytes->front();
+}
+
+std::optional<Bytes> LengthValueReader::NextLong() {
+    const std::optional<std::size_t> length = LongLength();
+    return length ? Take(*length) : std::nullopt;
+}
+
 }  // namespace GlobalPlatform

@@ -31,10 +31,18 @@ public:
     // Nothing when the field reaches past the end.
     [[nodiscard]] std::optional<Bytes> Next();
 
+    // A length of one to three bytes: 00 to 80, 81 80 to 81 FF, 82 0100 to 82 FFFF; GlobalPlatform
+    // Card 2.3.1, 11.5.2.3 and 11.8.2.3. Nothing also when a shorter one would do.
+    [[nodiscard]] std::optional<std::size_t> LongLength();
+
+    // As Next, behind such a length.
+    [[nodiscard]] std::optional<Bytes> NextLong();
+
     // Nothing when fewer are left.
     [[nodiscard]] std::optional<Bytes> Take(std::size_t length);
 
-    [[nodiscard]] bool AtEnd() const { return at == data.size(); }
+    [[nodiscard]] std::size_t Left() const { return data.size() - at; }
+    [[nodiscard]] bool AtEnd() const { return Left() == 0; }
 
 private:
     const Bytes& data;

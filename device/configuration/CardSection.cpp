@@ -44,7 +44,8 @@ BackEnd BackEndValue(const std::string& text) {
 }
 
 Card::Bytes KeyValue(const std::string& text) {
-    return BytesValue(text, GlobalPlatform::AesKeyLength, GlobalPlatform::AesKeyLength);
+    constexpr std::size_t LongestAesKey = 32;
+    return BytesValue(text, GlobalPlatform::AesKeyLength, LongestAesKey);
 }
 
 GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
@@ -52,7 +53,22 @@ GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
     if (parts.size() != 3) {
         throw BadValue("the card has three keys; write ENC;MAC;DEK, each as 16 bytes in hexadecimal");
     }
-    return {KeyValue(parts[0]), KeyValue(parts[1]), KeyValue(parts[2])};
+    GlobalPlatform::StaticKeys keys{KeyValue(parts[0]), KeyValue(parts[1]), KeyValue(parts[2])};
+    const std::size_t length = keys.mac.size();
+    if (!GlobalPlatform::IsAesKeyLength(length) || keys.encryption.size() != length ||
+        keys.dataEncryption.size() != length) {
+        throw BadValue(
+            "the keys differ in length, or have none of AES; write three of the same 16, 24 or 32 bytes");
+    }
+    return keys;
+}
+
+std::uint8_t ChannelOptionValue(const std::string& text) {
+    const std::uint8_t option = BytesValue(text, 1, 1).front();
+    if (!GlobalPlatform::IsChannelOption(option)) {
+        throw BadValue("\"" + text + "\" is no option of the secure channel; write 00, 10, 20, 30, 60 or 70");
+    }
+    return option;
 }
 
 std::uint8_t LifeCycleValue(const std::string& text) {
@@ -206,6 +222,8 @@ Keys CardReader::SoftwareKeys() {
          [&](const std::string& value) {
              options.authenticationAttempts = static_cast<std::uint32_t>(NumberValue(value, 1, UINT32_MAX));
          }},
+        {"channel-option",
+         [&](const std::string& value) { options.channelOption = ChannelOptionValue(value); }},
         {"keys", [&](const std::string& value) { options.keys = KeysValue(value); }},
         {"key-version",
          [&](const std::string& value) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Commands to the software card: the first byte says whether a channel is open already and in which manner
-// the card answers; then each command is a length of two bytes and that many bytes.
+// Commands to the software card: the first byte says whether a channel is open already, whether it protects
+// both directions, and in which manner the card answers; then each command is a length of two bytes and that
+// many bytes.
 #include "card/SoftwareCard.h"
 
 #include "globalplatform/Scp03.h"
@@ -10,9 +11,13 @@ namespace {
 
 using GlobalPlatform::Bytes;
 using GlobalPlatform::CommandApdu;
+using GlobalPlatform::SecurityLevel;
 
 constexpr std::uint8_t ChannelFlag = 0x01;
 constexpr std::uint8_t ByteProtocolFlag = 0x02;
+constexpr std::uint8_t ProtectionFlag = 0x04;
+
+constexpr std::uint8_t EveryAbility = 0x70;  // of SCP03
 
 Bytes Hex(const char* text) {
     return GlobalPlatform::FromHexText(text).value();
@@ -23,12 +28,13 @@ Bytes Transmit(Card::SoftwareCard& card, const Bytes& command) {
     Require(response.size() >= 2, "every command is answered with a status word");
     const std::uint8_t first = response[response.size() - 2];
     const bool interindustry = first >= 0x61 && first <= 0x6F;
-    Require(interindustry || first == 0x90 || first == 0x94, "a status word is a published one");
+    Require(interindustry || first == 0x90, "a status word is a published one");
     return response;
 }
 
-// A channel that protects nothing, so that what the fuzzer sends gets to the commands' own code.
-void OpenChannel(Card::SoftwareCard& card, const GlobalPlatform::StaticKeys& staticKeys) {
+// The host's end of a channel. At level None, what the fuzzer sends gets to the commands' own code as it is.
+GlobalPlatform::SecureMessaging OpenChannel(
+    Card::SoftwareCard& card, const GlobalPlatform::StaticKeys& staticKeys, SecurityLevel level) {
     const Bytes host = Hex("0102030405060708");
     const Bytes update = Transmit(card, Hex("8050000008010203040506070800"));
     Require(update.size() == 34, "a plain card gives a challenge");
@@ -37,6 +43,7 @@ void OpenChannel(Card::SoftwareCard& card, const GlobalPlatform::StaticKeys& sta
     CommandApdu authenticate;
     authenticate.cla = 0x80;
     authenticate.ins = 0x82;
+    authenticate.p1 = static_cast<std::uint8_t>(level);
     authenticate.data = GlobalPlatform::HostCryptogram(keys, host, challenge);
     GlobalPlatform::SecureMessaging channel(keys);
     Require(
@@ -44,6 +51,36 @@ void OpenChannel(Card::SoftwareCard& card, const GlobalPlatform::StaticKeys& sta
             card, GlobalPlatform::EncodeCommand(
                       channel.Wrap(authenticate, GlobalPlatform::SecurityLevel::CommandMac))) == Hex("9000"),
         "the card lets its host in");
+    return channel;
+}
+
+// A part of a command has no code of its own, nor has its answer.
+bool IsPart(const CommandApdu& command) {
+    const bool chains = command.ins == 0xD8 || command.ins == 0xE4 || command.ins == 0xE6;
+    return chains && (command.p1 & 0x80) != 0;
+}
+
+// What can be protected goes so, and what is answered is protected too.
+void TransmitProtected(
+    Card::SoftwareCard& card, GlobalPlatform::SecureMessaging& channel, const Bytes& bytes) {
+    const std::optional<CommandApdu> command = GlobalPlatform::ParseCommand(bytes);
+    if (!command || (command->cla & 0x7F) != 0 || IsPart(*command) || command->data.size() > 60000) {
+        Transmit(card, bytes);
+        return;
+    }
+    CommandApdu plain = *command;
+    plain.extended = true;
+    plain.expectedLength = 65536;
+    const CommandApdu wrapped = channel.Wrap(plain, SecurityLevel::BothEncrypted);
+    const Bytes response = Transmit(card, GlobalPlatform::EncodeCommand(wrapped));
+    const auto status =
+        static_cast<std::uint16_t>(response[response.size() - 2] << 8 | response[response.size() - 1]);
+    const bool isProtected = status == 0x9000 || status >> 8 == 0x62 || status >> 8 == 0x63;
+    Require(
+        !isProtected ||
+            channel.UnwrapResponse(
+                GlobalPlatform::First(response, response.size() - 2), status, SecurityLevel::BothEncrypted),
+        "the host opens what the card protects");
 }
 
 Bytes NextCommand(FuzzInput& input) {
@@ -59,15 +96,24 @@ Bytes NextCommand(FuzzInput& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzInput input(data, size);
     const std::uint8_t manner = input.Byte();
+    const bool protects = (manner & ProtectionFlag) != 0;
     Card::Options options;
+    options.channelOption = EveryAbility;
     Card::SoftwareCard card(options);
+    std::optional<GlobalPlatform::SecureMessaging> channel;
     if ((manner & ChannelFlag) != 0) {
-        OpenChannel(card, options.keys);
+        channel =
+            OpenChannel(card, options.keys, protects ? SecurityLevel::BothEncrypted : SecurityLevel::None);
     }
-    options.byteProtocol = (manner & ByteProtocolFlag) != 0;
+    options.byteProtocol = (manner & ByteProtocolFlag) != 0 && !protects;
     card.Configure(options);
     while (!input.AtEnd()) {
-        Transmit(card, NextCommand(input));
+        const Bytes command = NextCommand(input);
+        if (channel && protects) {
+            TransmitProtected(card, *channel, command);
+        } else {
+            Transmit(card, command);
+        }
     }
     return 0;
 }

@@ -28,7 +28,7 @@ TEST_F(CardManagement, ListsNothingOnACardWithoutApplications) {
 
 TEST_F(CardManagement, RefusesAListingThatIsNotWellAskedFor) {
     EXPECT_EQ(Send("80F20100 02 4F00"), "6A86");
-    EXPECT_EQ(Send("80F24004 02 4F00"), "6A86");
+    EXPECT_EQ(Send("80F26000 02 4F00"), "6A86");
     EXPECT_EQ(Send("80F24000 02 5000"), "6A80");
     EXPECT_EQ(Send("80F24000 03 4F05A0"), "6A80");
     EXPECT_EQ(Send("80F24000"), "6A80");
@@ -101,24 +101,33 @@ TEST_F(CardManagement, ChecksTheOrderOfTheBlocks) {
     EXPECT_EQ(Send("80E88001 01 01"), "6985");  // another command came between
 }
 
-TEST_F(CardManagement, CountsBlocksBeyondTwoHundredAndFiftySix) {
-    ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
-    ASSERT_EQ(StatusOf("80E80000 04 C482012C"), "9000");
-    for (int block = 1; block < 300; ++block) {
-        const std::string number = GlobalPlatform::HexText({static_cast<std::uint8_t>(block)});
-        ASSERT_EQ(StatusOf("80E800" + number + "01AA"), "9000") << block;
+// 11.6.2.2: block numbers go from 00 to FF.
+TEST_F(CardManagement, TakesTwoHundredAndFiftySixBlocksAndNoMore) {
+    for (const bool oneMore : {false, true}) {
+        ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
+        ASSERT_EQ(StatusOf(oneMore ? "80E80000 04 C4820100" : "80E80000 04 C48200FF"), "9000");
+        for (int block = 1; block < 255; ++block) {
+            const std::string number = GlobalPlatform::HexText({static_cast<std::uint8_t>(block)});
+            ASSERT_EQ(StatusOf("80E800" + number + "01AA"), "9000") << block;
+        }
+        if (oneMore) {
+            EXPECT_EQ(Send("80E800FF 01 AA"), "009000");
+            EXPECT_EQ(Send("80E88000 01 AA"), "6A86");
+        } else {
+            EXPECT_EQ(Send("80E880FF 01 AA"), "009000");
+            EXPECT_EQ(Send("80E40000 09 4F07A0000009990001"), "009000");
+        }
     }
-    EXPECT_EQ(Send("80E8802C 01 AA"), "009000");
-    EXPECT_EQ(StatusOf("80F22000 02 4F00"), "9000");
+    EXPECT_EQ(StatusOf("80F22000 02 4F00"), "6A88");
 }
 
 TEST_F(CardManagement, RefusesAFileThatIsNoLoadBlock) {
     for (const char* block : {"03C40201", "02C400", "03C50101", "06E20101C40201", "08C40101C40101E200"}) {
         ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
-        EXPECT_EQ(Send(std::string("80E88000") + block), "6A80") << block;
+        EXPECT_EQ(Send(std::string("80E88000") + block), "6985") << block;
     }
     ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
-    EXPECT_EQ(Send("80E88000 06 E20101 C40101"), "6A80");
+    EXPECT_EQ(Send("80E88000 06 E20101 C40101"), "6985");
 }
 
 TEST_F(CardManagement, RefusesAnInstallationThatCannotBe) {
@@ -140,14 +149,14 @@ TEST_F(CardManagement, RefusesAnInstallationThatCannotBe) {
 }
 
 TEST_F(CardManagement, DeletesWhatThereIsAndNothingElse) {
-    EXPECT_EQ(Send("80E40000 0A 4F08A000000999000102"), "6A88");
+    EXPECT_EQ(Send("80E40000 0A 4F08A000000999000102"), "6A82");
     LoadFile();
     InstallApplication();
     EXPECT_EQ(Send("80E40000 09 4F07A0000009990001"), "6985");  // an application still needs it
     EXPECT_EQ(Send("80E40000 0A 4F08A000000999000102"), "009000");
     EXPECT_EQ(Send("80E40000 09 4F07A0000009990001"), "009000");
     EXPECT_EQ(Send("80E40000 0A 4F08A000000151000000"), "6985");
-    EXPECT_EQ(Send("80E40100 0A 4F08A000000151000000"), "6A86");
+    EXPECT_EQ(Send("80E40101 0A 4F08A000000151000000"), "6985");  // bits without a meaning do not count
     EXPECT_EQ(Send("80E40000 02 4F08"), "6A80");
     EXPECT_EQ(Send("80E40000"), "6A80");
     EXPECT_EQ(Send("80E40000 02 5000"), "6A80");
@@ -161,7 +170,7 @@ TEST_F(CardManagement, StoresDataForTheApplicationThatIsPersonalised) {
     EXPECT_EQ(Send("80E28801 07 0102 FF0002 CCDD"), "9000");
     EXPECT_EQ(StatusOf("00A4040008A00000099900010200"), "9000");
     EXPECT_EQ(Send("80CA010100"), "010102AABB9000");
-    EXPECT_EQ(Send("00CA010200"), "010202CCDD9000");
+    EXPECT_EQ(Send("00CA010200"), "CCDD9000");
     EXPECT_EQ(Send("80CA010300"), "6A88");
 }
 
@@ -176,8 +185,8 @@ TEST_F(CardManagement, ChecksTheOrderAndTheFormOfStoredData) {
     EXPECT_EQ(Send("80E28800 02 0101"), "6A80");
     EXPECT_EQ(Send("80E29000 05 4284000000"), "6A80");
     EXPECT_EQ(Send("80E29000 05 5F80808001"), "6A80");
-    EXPECT_EQ(Send("80E20800 05 0101 02 AABB"), "9000");
-    EXPECT_EQ(Send("80E20800 05 0101 02 AABB"), "6A86");
+    EXPECT_EQ(Send("80E20800 07 0070 04 5F50 01 AA"), "9000");
+    EXPECT_EQ(Send("80E20800 07 0070 04 5F50 01 AA"), "6A86");
     EXPECT_EQ(Send("80E29800 05 0101 02 AABB"), "6A86");
     EXPECT_EQ(Send("80E62000 0E 00 00 08A000000999000102 00 00 00"), "6A88");
 }
@@ -204,12 +213,20 @@ TEST_F(CardManagement, LocksAndUnlocksAnApplication) {
     EXPECT_EQ(StatusOf("00A4040008A00000099900010200"), "9000");
 }
 
-TEST_F(CardManagement, ChangesTheStateOfAnApplicationThatIsThere) {
+// 11.10.2.2: of another's state only the lock can be set, and not to what it is.
+TEST_F(CardManagement, SetsNoStateOfAnApplicationsOwn) {
     LoadFile();
     InstallApplication();
-    EXPECT_EQ(Send("80F0400F 08 A000000999000102"), "9000");
-    EXPECT_EQ(Send("80F24000 02 4F00 00"), "08A0000009990001020F009000");
-    EXPECT_EQ(Send("80F04008 08 A000000999000102"), "6985");
+    for (const char* state : {"03", "07", "0F", "17", "00"}) {
+        EXPECT_EQ(Send(std::string("80F040") + state + "08 A000000999000102"), "6985") << state;
+    }
+    EXPECT_EQ(Send("80F24000 02 4F00 00"), "08A00000099900010207009000");
+    for (const char* locked : {"80", "83", "8F", "FF"}) {
+        EXPECT_EQ(Send(std::string("80F040") + locked + "08 A000000999000102"), "9000");
+        EXPECT_EQ(Send("80F24000 02 4F00 00"), "08A00000099900010287009000");
+        EXPECT_EQ(Send("80F04000 08 A000000999000102"), "9000");
+        EXPECT_EQ(Send("80F24000 02 4F00 00"), "08A00000099900010207009000");
+    }
     EXPECT_EQ(Send("80F0400F 08 A000000999000103"), "6A88");
     EXPECT_EQ(Send("80F0110F 08 A000000999000102"), "6A86");
 }
@@ -220,7 +237,7 @@ TEST_F(CardManagement, MovesTheCardForwardInItsLifeOnly) {
     EXPECT_EQ(Send("80F0807F"), "9000");
     EXPECT_EQ(Send("80F28000 02 4F00 00"), "08A0000001510000007F9E9000");
     EXPECT_EQ(Send("80F0800F"), "9000");
-    EXPECT_EQ(Send("80F08033"), "6A86");
+    EXPECT_EQ(Send("80F08033"), "6A80");
     EXPECT_EQ(Send("80F080FF"), "9000");
     EXPECT_EQ(Send("80F0800F"), "6985");
     EXPECT_EQ(Send("80F28000 02 4F00"), "6985");

@@ -44,7 +44,7 @@ TEST_F(Delivery, ByBytesHoldsTheAnswerOfACommandWithData) {
     EXPECT_EQ(Send("00A40400 05 A000000151"), "6112");
     EXPECT_EQ(Send("00C0000000"), "6C12");
     EXPECT_EQ(Send("00C0000012"), "6F108408A000000151000000A5049F6501FF9000");
-    EXPECT_EQ(Send("00C0000012"), "6985");
+    EXPECT_EQ(Send("00C0000012"), "6D00");
     EXPECT_EQ(Send("00A40400 05 A000000151 00"), "6112");
     EXPECT_EQ(Send("00C0000004"), "6F108408610E");
     EXPECT_EQ(Send("00C000000E"), "A000000151000000A5049F6501FF9000");
@@ -54,10 +54,10 @@ TEST_F(Delivery, ByBytesForgetsAnAnswerThatNobodyTakes) {
     TalkByBytes();
     EXPECT_EQ(Send("00A40400 05 A000000151"), "6112");
     EXPECT_EQ(Send("80CA9F7F00"), "6C2D");
-    EXPECT_EQ(Send("00C0000012"), "6985");
+    EXPECT_EQ(Send("00C0000012"), "6D00");
     EXPECT_EQ(Send("00A40400 05 A000000151"), "6112");
     card->Reset();
-    EXPECT_EQ(Send("00C0000012"), "6985");
+    EXPECT_EQ(Send("00C0000012"), "6D00");
 }
 
 TEST_F(Delivery, ByBytesRefusesWrongWaysToAsk) {
@@ -67,6 +67,7 @@ TEST_F(Delivery, ByBytesRefusesWrongWaysToAsk) {
     EXPECT_EQ(Send("00C00000 02 0000"), "6700");
     EXPECT_EQ(Send("01C0000012"), "6881");
     EXPECT_EQ(Send("10C0000012"), "6E00");
+    EXPECT_EQ(Send("00C0000012"), "6D00");  // it is gone
 }
 
 TEST_F(Delivery, ByBytesKeepsAWarningForTheEnd) {

@@ -87,9 +87,8 @@ TEST_F(CardKeys, AreRefusedWhenTheyAreNotWhatTheySay) {
     const std::string key = KeyField(Repeated("77"));
     std::string wrongCheck = key;
     wrongCheck.back() = wrongCheck.back() == '0' ? '1' : '0';
-    EXPECT_EQ(Send("80D80001 18 30" + wrongCheck), "9485");
-    EXPECT_EQ(Send("80D80001 18 30 80" + key.substr(2)), "9484");
-    EXPECT_EQ(Send("80D80001 17 30 8810" + key.substr(6)), "6A80");
+    EXPECT_EQ(Send("80D80001 18 30" + wrongCheck), "6982");
+    EXPECT_EQ(Send("80D80001 18 30 87" + key.substr(2)), "6A80");
     EXPECT_EQ(Send("80D80001 18 30 881120" + key.substr(6)), "6A80");
     EXPECT_EQ(Send("80D80001 17 30" + key.substr(0, 38) + "02" + key.substr(40, 4)), "6A80");
     for (const char* fields : {"00", "01 30", "02 3088", "03 308811"}) {
@@ -102,8 +101,6 @@ TEST_F(CardKeys, AreRefusedWhereTheyCannotGo) {
     const std::string key = KeyField(Repeated("77"));
     EXPECT_EQ(Send("80D80001 18 00" + key), "6A80");
     EXPECT_EQ(Send("80D80001 18 80" + key), "6A80");
-    EXPECT_EQ(Send("80D80000 18 30" + key), "6A86");
-    EXPECT_EQ(Send("80D88001 18 30" + key), "6A86");
     EXPECT_EQ(Send("80D80001 18 01" + key), "6A80");  // it is there already
     EXPECT_EQ(Send("80D83001 18 30" + key), "6A88");  // there is none to replace
     EXPECT_EQ(Send("80D80104 18 01" + key), "6A88");

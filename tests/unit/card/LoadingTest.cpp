@@ -39,17 +39,19 @@ constexpr char TwoApplets[] =
 TEST_F(Loading, ChecksTheHashOfTheCode) {
     EXPECT_EQ(LoadOneBlock("C403616263", HashOfAbc), "009000");
     EXPECT_EQ(Send("80E40000 09 4F07A0000009990001"), "009000");
-    EXPECT_EQ(LoadOneBlock("C403616264", HashOfAbc), "6A80");
+    EXPECT_EQ(LoadOneBlock("C403616264", HashOfAbc), "6985");
     EXPECT_EQ(Send("80F22000 02 4F00"), "6A88");
     EXPECT_EQ(
-        Send("80E60200 20 07A0000009990001 00 14 0102030405060708090A0B0C0D0E0F1011121314 00 00"), "6A80");
+        Send("80E60200 1F 07A0000009990001 00 13 0102030405060708090A0B0C0D0E0F10111213 00 00"), "6A80");
 }
 
-TEST_F(Loading, TakesBlocksForAuthenticationOnlyWithAHash) {
+// 11.6.2.3 and 9.3.5: a block is verified by the domain that it names, and encrypted code read by its own.
+TEST_F(Loading, RefusesWhatADomainThatIsNotThereWouldVerifyOrRead) {
     const std::string block = Tlv("E2", Tlv("4F", "A000000999") + Tlv("C3", "0102030405060708"));
-    EXPECT_EQ(LoadOneBlock(block + "C403616263"), "6A80");
-    EXPECT_EQ(LoadOneBlock(Tlv("E2", Tlv("4F", "A000000999")) + "C403616263", HashOfAbc), "6A80");
-    EXPECT_EQ(LoadOneBlock(block + block + "C403616263", HashOfAbc), "009000");
+    EXPECT_EQ(LoadOneBlock(block + "C403616263"), "6985");
+    EXPECT_EQ(LoadOneBlock(block + "C403616263", HashOfAbc), "6985");
+    EXPECT_EQ(LoadOneBlock("D403616263", HashOfAbc), "6985");
+    EXPECT_EQ(LoadOneBlock("C403616263", HashOfAbc), "009000");
 }
 
 TEST_F(Loading, RefusesTokensThatNobodyVerifies) {
@@ -80,10 +82,13 @@ TEST_F(Loading, KnowsTheModulesThatTheCodeNames) {
         "9000");
     EXPECT_EQ(
         Send("80F21002 02 4F00 00"),
-        "E32B4F07A00000099900019F7001018408A0000009990001018408A000000999000102CC08A0000001510000009000");
+        "E32F4F07A00000099900019F700101CE0201008408A0000009990001018408A000000999000102CC08A00000015100000090"
+        "0"
+        "0");
     EXPECT_EQ(
         Send("80E60C00 20 07A0000009990001 08A000000999000103 08A000000999000103 0100 02C900 00"), "6A88");
-    EXPECT_EQ(Send("80E60C00 18 07A0000009990001 08A000000999000101 00 0100 02C900 00"), "009000");
+    EXPECT_EQ(
+        Send("80E60C00 20 07A0000009990001 08A000000999000101 08A000000999000101 0100 02C900 00"), "009000");
     EXPECT_EQ(StatusOf("00A4040008A00000099900010100"), "9000");  // the instance has its module's AID
 }
 
@@ -91,7 +96,7 @@ TEST_F(Loading, RefusesDamagedComponents) {
     for (const char* code :
          {"010004DECAFFED0300", "010004DECAFFED03000102", "010004DECAFFED030004010404A0",
           "010004DECAFFED03000100FF"}) {
-        EXPECT_EQ(LoadOneBlock(Tlv("C4", code)), "6A80") << code;
+        EXPECT_EQ(LoadOneBlock(Tlv("C4", code)), "6985") << code;
     }
 }
 
@@ -113,7 +118,6 @@ TEST_F(Loading, ListsTheModulesThatWereInstalledFromOtherCode) {
         Send("80F22000 02 4F00 00"),
         "07A00000099900010100"
         "9000");
-    EXPECT_EQ(Send("80CA2F0000"), "2F000C610A4F08A0000009990001029000");
 }
 
 TEST_F(Loading, ListsOnlyTheTagsThatAreAskedFor) {
@@ -122,7 +126,6 @@ TEST_F(Loading, ListsOnlyTheTagsThatAreAskedFor) {
     EXPECT_EQ(Send("80F24002 07 4F00 5C03 4F9F70 00"), "E30E4F08A0000009990001029F7001079000");
     EXPECT_EQ(Send("80F24002 05 4F00 5C01C4 00"), "E309C407A00000099900019000");
     EXPECT_EQ(Send("80F24002 05 4F00 5C019F 00"), "6A80");
-    EXPECT_EQ(Send("80F24002 05 4F00 5D01C4 00"), "6A80");
 }
 
 TEST_F(Loading, FindsByTheBeginningOfAnAid) {
@@ -144,8 +147,11 @@ TEST_F(Loading, ContinuesOnlyTheSearchThatWasBegun) {
     EXPECT_EQ(StatusOf("80F22000 02 4F00 00"), "9000");
     EXPECT_EQ(Send("80F22001 02 4F00 00"), "6A88");  // all was shown
     EXPECT_EQ(StatusOf("80F22000 02 4F00 00"), "9000");
-    EXPECT_EQ(StatusOf("80CA9F7F00"), "9000");
-    EXPECT_EQ(Send("80F22001 02 4F00 00"), "6985");
+    EXPECT_EQ(StatusOf("00A4040000"), "9000");
+    Authenticate();
+    EXPECT_EQ(Send("80F22001 02 4F00 00"), "6985");  // another application session, 11.4.2.2
+    EXPECT_EQ(StatusOf("80F28000 02 4F00 00"), "9000");
+    EXPECT_EQ(Send("80F28001 02 4F00 00"), "6985");  // there is but one
 }
 
 TEST_F(Loading, ShowsThePartAgainThatDidNotFitTheExpectedLength) {
@@ -165,8 +171,7 @@ TEST_F(Loading, GoesOnToInstallationInACombinedProcess) {
 }
 
 TEST_F(Loading, RefusesPurposesThatTheCardDoesNotHave) {
-    for (const char* parameters :
-         {"0000", "0100", "1000", "4000", "8200", "0E00", "0E02", "0601", "0C03", "2C00"}) {
+    for (const char* parameters : {"0000", "0100", "1000", "4000", "0E00", "0E02", "0601", "0C03", "2C00"}) {
         EXPECT_EQ(Send(std::string("80E6") + parameters + "0C 07A0000009990001 00 00 00 00"), "6A86")
             << parameters;
     }
@@ -241,7 +246,7 @@ TEST_F(Loading, NeedsACardThatWorks) {
     }
     EXPECT_EQ(StatusOf("80F24000 02 4F00 00"), "9000");
     EXPECT_EQ(Send("00A4040008A00000099900010200"), "6A81");
-    EXPECT_EQ(Send("00A4040008A00000099900010900"), "6A82");
+    EXPECT_EQ(Send("00A4040008A00000099900010900"), "6A81");
     EXPECT_EQ(Send("00A4040000"), "6F108408A000000151000000A5049F6501FF6283");
     Authenticate();
     EXPECT_EQ(Send("80F0800F"), "9000");
@@ -256,7 +261,7 @@ TEST_F(Loading, FollowsTheLifeOfANewCard) {
     EXPECT_EQ(Send("80F0807F"), "6985");
     EXPECT_EQ(Send("80F08007"), "9000");
     EXPECT_EQ(Send("80F0800F"), "9000");
-    EXPECT_EQ(Send("80F06080 08 A000000151000000"), "6985");
+    EXPECT_EQ(Send("80F06080 08 A000000151000000"), "9000");  // all that is below it, which is nothing
     EXPECT_EQ(Send("80F06080 08 A000000999000102"), "6A88");
     EXPECT_EQ(Send("80F04080 08 A000000151000000"), "6985");
 }

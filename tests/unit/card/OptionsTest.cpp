@@ -34,6 +34,9 @@ TEST_F(CardOptions, AreRefusedByNameWhenTheyCannotBe) {
         Refusal([](Options& each) { each.issuerNumber = Bytes(33); }).find("number"), std::string::npos);
     EXPECT_NE(
         Refusal([](Options& each) { each.keys.mac = Bytes(15); }).find("keys of 16"), std::string::npos);
+    EXPECT_NE(
+        Refusal([](Options& each) { each.keys.mac = Bytes(24); }).find("keys of 16"), std::string::npos);
+    EXPECT_NE(Refusal([](Options& each) { each.channelOption = 0x40; }).find("option i"), std::string::npos);
     EXPECT_NE(Refusal([](Options& each) { each.keyVersion = 0; }).find("key version"), std::string::npos);
     EXPECT_NE(Refusal([](Options& each) { each.keyVersion = 128; }).find("key version"), std::string::npos);
     EXPECT_NE(Refusal([](Options& each) { each.lifeCycle = 2; }).find("life-cycle"), std::string::npos);

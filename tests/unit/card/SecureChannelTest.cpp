@@ -82,7 +82,7 @@ TEST_F(SecureChannel, OpensOnlyRightBehindAChallenge) {
     Initialize();
     const std::string right = Authentication();
     EXPECT_EQ(Send(right), "9000");
-    EXPECT_EQ(Send(right), "6985");
+    EXPECT_EQ(Send(right), "6982");
     EXPECT_EQ(Send(ListIssuer), "6982");
 }
 
@@ -141,7 +141,7 @@ TEST_F(SecureChannel, EndsWithACommandThatComesAgain) {
 TEST_F(SecureChannel, GoesOnAfterACommandThatIsRefusedForItsContent) {
     Authenticate(Level::CommandMacAndDecryption);
     EXPECT_EQ(SendProtected("80F24000 02 4F00 00"), "6A88");
-    EXPECT_EQ(SendProtected("80E40000 09 4F07A0000009990001"), "6A88");
+    EXPECT_EQ(SendProtected("80E40000 09 4F07A0000009990001"), "6A82");
     EXPECT_EQ(SendProtected("80E20000"), "9000");
     EXPECT_EQ(SendProtected(ListIssuer), IssuerEntry);
 }

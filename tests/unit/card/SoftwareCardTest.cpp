@@ -28,7 +28,7 @@ TEST_F(SoftwareCard, RefusesOtherWaysToSelect) {
 
 TEST_F(SoftwareCard, TellsItsProductionDataFromTheConfiguration) {
     EXPECT_EQ(Send("80CA9F7F00"), "9F7F2A" + GlobalPlatform::HexText(options.cplc) + "9000");
-    EXPECT_EQ(Send("00CA9F7F00"), "9F7F2A" + GlobalPlatform::HexText(options.cplc) + "9000");
+    EXPECT_EQ(Send("00CA9F7F00"), GlobalPlatform::HexText(options.cplc) + "9000");
     options.cplc = GlobalPlatform::Bytes(42, 0x5A);
     card->Configure(options);
     EXPECT_EQ(Send("80CA9F7F00"), "9F7F2A" + GlobalPlatform::HexText(options.cplc) + "9000");
@@ -61,7 +61,6 @@ TEST_F(SoftwareCard, TellsItsNumbers) {
     EXPECT_EQ(Send("80CA004500"), "4508506100C0FFEE00429000");
     EXPECT_EQ(Send("80CA00CF00"), "CF0A4F525731506100C0FFEE9000");
     EXPECT_EQ(Send("80CA00C100"), "C1030000009000");
-    EXPECT_EQ(Send("80CA2F0000"), "2F00009000");
 }
 
 TEST_F(SoftwareCard, DoesNotKnowOtherData) {

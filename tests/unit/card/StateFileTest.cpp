@@ -80,6 +80,61 @@ TEST_F(StateFile, BringsBackAllThatTheCardHeld) {
     EXPECT_EQ(Send("80CA010100"), "010102AABB9000");
 }
 
+// Keys of other kinds, code that describes itself and what is selected by a reset.
+TEST_F(StateFile, BringsBackWhatIsNotOnEveryCard) {
+    Authenticate();
+    const std::string applet =
+        "010011DECAFFED010204000107A0000009990001"
+        "03000C0108A0000009990001010010";
+    ASSERT_EQ(StatusOf("80E60200 0C 07A0000009990001 00 00 00 00"), "9000");
+    ASSERT_EQ(StatusOf("80E88000 25 C423" + applet), "9000");
+    ASSERT_EQ(
+        StatusOf(
+            "80E60C00 25 07A0000009990001 08A000000999000101 08A000000999000102 0104 07C900EF03CF0140 00"),
+        "9000");
+    const std::string exponent = "A003010001";
+    ASSERT_EQ(StatusOf("80D80000 89 73 A180" + std::string(256, 'C') + exponent + "00"), "9000");
+    ASSERT_EQ(
+        StatusOf("80D80001 1D 73 FF" + KeyField("00112233445566778899AABBCCDDEEFF") + "0181 0101"), "9000");
+    const std::string before = Everything();
+    const std::string keys = Send("80CA00E000");
+    EXPECT_NE(keys.find("C0060073A180A003"), std::string::npos);
+    Restart();
+    EXPECT_EQ(Send("80F28000024F00"), "6D00");  // a reset selects the application
+    EXPECT_EQ(StatusOf("00A4040000"), "9000");
+    Authenticate();
+    EXPECT_EQ(Everything(), before);
+    EXPECT_EQ(Send("80CA00E000"), keys);
+}
+
+TEST_F(StateFile, MayBeOfTheFirstFormat) {
+    card.reset();
+    const std::string key = R"("value": "404142434445464748494A4B4C4D4E4F")";
+    folder.Write(
+        "card.json", R"({"format": "software-card-1", "state": "0F", "issuerDomain": "A000000151000000",
+            "failedAuthentications": 0, "keySets": [{"version": 1, "sequenceCounter": 7, "keys": [
+            {"identifier": 1, )" +
+                         key + R"(}, {"identifier": 2, )" + key + R"(}, {"identifier": 3, )" + key +
+                         R"(}]}], "loadFiles": [
+            {"aid": "A0000009990001", "size": 20, "modules": []},
+            {"aid": "A0000009990002", "size": 20, "modules": ["A000000999000201"]}],
+            "applications": [{"aid": "A000000999000102", "loadFile": "A0000009990001",
+            "module": "A000000999000101", "privileges": "040000", "state": "07", "parameters": 2, "data": []}],
+            "data": []})");
+    Restart();
+    EXPECT_EQ(Send("80CA9F7F00"), "6A88");
+    EXPECT_EQ(StatusOf("00A4040000"), "9000");
+    Authenticate();
+    EXPECT_EQ(Send("80CA00C100"), "C1030000089000");
+    EXPECT_EQ(
+        Send("80F21000 02 4F00 00"),
+        "07A000000999000101000108A00000099900010107A000000999000201000108A0000009990002019000");
+    Restart();
+    EXPECT_EQ(StatusOf("00A4040000"), "9000");
+    Authenticate();
+    EXPECT_NE(ReadFile(Path()).find("software-card-2"), std::string::npos);
+}
+
 TEST_F(StateFile, IsWrittenAtOnceForANewCardAndForItsOwnerOnly) {
     ASSERT_TRUE(std::filesystem::exists(Path()));
     const auto others = std::filesystem::perms::group_all | std::filesystem::perms::others_all;
@@ -149,13 +204,13 @@ TEST_F(StateFile, IsDamagedWhenItDescribesNoCard) {
     card.reset();
     const std::string whole = ReadFile(Path());
     ExpectDamaged("[]", "no object");
-    ExpectDamaged(Replaced(whole, "software-card-1", "software-card-2"), "its format is not");
+    ExpectDamaged(Replaced(whole, "software-card-2", "software-card-3"), "its format is not");
     ExpectDamaged(Replaced(whole, "\"state\": \"0F\"", "\"state\": \"0E\""), "is no state");
     ExpectDamaged(Replaced(whole, "\"state\": \"07\"", "\"state\": \"05\""), "is no state");
     ExpectDamaged(Replaced(whole, "\"version\": 1", "\"version\": 128"), "no number from 1 to 127");
     ExpectDamaged(Replaced(whole, "\"version\": 48", "\"version\": 1"), "twice");
     ExpectDamaged(Replaced(whole, "\"identifier\": 1,", "\"identifier\": 9,"), "no key set opens");
-    ExpectDamaged(Replaced(whole, "404142434445", "4041424344"), "hexadecimal text of 16 to 16 bytes");
+    ExpectDamaged(Replaced(whole, "404142434445", "4041424344"), "a key is none");
     ExpectDamaged(Replaced(whole, "404142434445", "40414243444X"), "hexadecimal text");
     ExpectDamaged(
         Replaced(whole, "\"loadFile\": \"A0000009990001\"", "\"loadFile\": \"A0000009990009\""),

@@ -95,7 +95,12 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"[card]\nback-end=pcsc\nprotocol=T=2\n", 3, "[card] protocol", "write T=0, T=1 or any"},
         Wrong{"[card]\nprotocol=any\n", 2, "[card] protocol", "write T=0 or T=1"},
         Wrong{"[card]\nkeys=00;00\n", 2, "[card] keys", "ENC;MAC;DEK"},
-        Wrong{"[card]\nkeys=00;00;00\n", 2, "[card] keys", "16 bytes"},
+        Wrong{"[card]\nkeys=00;00;00\n", 2, "[card] keys", "16 to 32 bytes"},
+        Wrong{
+            "[card]\nkeys=000102030405060708090A0B0C0D0E0F;000102030405060708090A0B0C0D0E0F;"
+            "000102030405060708090A0B0C0D0E0F1011121314151617\n",
+            2, "[card] keys", "the same 16, 24 or 32 bytes"},
+        Wrong{"[card]\nchannel-option=40\n", 2, "[card] channel-option", "00, 10, 20, 30, 60 or 70"},
         Wrong{"[card]\nkey-version=128\n", 2, "[card] key-version", "from 1 to 127"},
         Wrong{
             "[card]\nlife-cycle=0F\n", 2, "[card] life-cycle",

@@ -9,7 +9,6 @@
 using namespace GlobalPlatform;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Optional;
 
 namespace {
 
@@ -60,22 +59,42 @@ TEST(LoadFile, IsAuthenticatedByADomainsAidAndItsSignature) {
     EXPECT_FALSE(IsAuthenticationBlock({0xE2, FromHex("4F05A0")}));
 }
 
-TEST(ModulesOfCode, AreTheAppletsOfACapFile) {
-    EXPECT_THAT(
-        ModulesOfCode(FromHex(TwoApplets)),
-        Optional(ElementsAre(FromHex("A000000999000101"), FromHex("A000000999000102"))));
+TEST(DescribeCode, ReadsTheHeaderAndTheAppletsOfACapFile) {
+    const auto code = DescribeCode(FromHex(TwoApplets));
+    ASSERT_TRUE(code);
+    EXPECT_TRUE(code->known);
+    EXPECT_EQ(HexText(code->package), "A0000009990001");
+    EXPECT_EQ(HexText(code->version), "0100");
+    EXPECT_THAT(code->modules, ElementsAre(FromHex("A000000999000101"), FromHex("A000000999000102")));
 }
 
-TEST(ModulesOfCode, AreNotNamedByOtherCode) {
-    EXPECT_THAT(ModulesOfCode(FromHex("616263")), Optional(IsEmpty()));
-    EXPECT_THAT(ModulesOfCode({}), Optional(IsEmpty()));
+TEST(DescribeCode, FindsNoModulesInALibrary) {
+    const auto code = DescribeCode(FromHex("010011DECAFFED010204020307A0000009990001"));
+    ASSERT_TRUE(code);
+    EXPECT_TRUE(code->known);
+    EXPECT_EQ(HexText(code->version), "0302");
+    EXPECT_THAT(code->modules, IsEmpty());
 }
 
-TEST(ModulesOfCode, AreNoneOfDamagedComponents) {
+TEST(DescribeCode, KnowsNothingOfOtherCode) {
+    for (const char* bytes : {"616263", ""}) {
+        const auto code = DescribeCode(FromHex(bytes));
+        ASSERT_TRUE(code);
+        EXPECT_FALSE(code->known);
+        EXPECT_THAT(code->modules, IsEmpty());
+    }
+}
+
+TEST(DescribeCode, GivesNothingForDamagedComponents) {
+    const std::string header = "010011DECAFFED010204000107A0000009990001";
     // Cut off in a length, in a component, in an applet's AID; one behind the number that is told.
+    for (const char* rest : {"0300", "03000102", "030004010404A0", "03000100FF"}) {
+        EXPECT_FALSE(DescribeCode(FromHex(header + rest))) << rest;
+    }
+    // Cut off in its versions and in its AID; an AID that is none.
     for (const char* code :
-         {"010004DECAFFED0300", "010004DECAFFED03000102", "010004DECAFFED030004010404A0",
-          "010004DECAFFED03000100FF"}) {
-        EXPECT_EQ(ModulesOfCode(FromHex(code)), std::nullopt) << code;
+         {"010004DECAFFED", "010009DECAFFED0102040001", "01000EDECAFFED010204000107A0000009",
+          "01000EDECAFFED010204000104A0000009"}) {
+        EXPECT_FALSE(DescribeCode(FromHex(code))) << code;
     }
 }

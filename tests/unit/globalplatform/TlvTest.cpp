@@ -66,3 +66,26 @@ TEST(LengthValueFields, EndWhereTheDataEnds) {
     EXPECT_FALSE(reader.AtEnd());
     EXPECT_EQ(reader.Next(), std::nullopt);
 }
+
+// GlobalPlatform Card 2.3.1, 11.5.2.3: 80 is a length of 128, and every length is told as shortly as it can
+// be.
+TEST(LengthValueReader, ReadsLengthsOfUpToThreeBytes) {
+    const auto next = [](const std::string& length, std::size_t count) {
+        Bytes bytes = FromHexText(length).value();
+        bytes.resize(bytes.size() + count, 0x5A);
+        LengthValueReader reader(bytes);
+        const auto value = reader.NextLong();
+        return value && reader.AtEnd() ? static_cast<int>(value->size()) : -1;
+    };
+    EXPECT_EQ(next("00", 0), 0);
+    EXPECT_EQ(next("7F", 127), 127);
+    EXPECT_EQ(next("80", 128), 128);
+    EXPECT_EQ(next("8180", 128), 128);
+    EXPECT_EQ(next("81FF", 255), 255);
+    EXPECT_EQ(next("820100", 256), 256);
+    EXPECT_EQ(next("82FFFF", 65535), 65535);
+    for (const char* length : {"", "817F", "81", "8200FF", "8201", "83000100", "FF"}) {
+        EXPECT_EQ(next(length, 127), -1) << length;
+    }
+    EXPECT_EQ(next("80", 127), -1);
+}

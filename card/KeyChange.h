@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+// What PUT KEY and STORE DATA have in common: keys that come to the card, checked.
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "card/Runtime.h"
+#include "globalplatform/Tlv.h"
+
+namespace Card {
+
+using Keys = std::map<std::uint8_t, Key>;  // by identifier
+
+// Throws a Refusal for what is no key (6A80), and for a check value that is missing or superfluous (6A80) or
+// wrong (6982); 11.8.2.3 and table 11-78.
+void RequireKey(const Key& key, const Bytes& checkValue);
+
+// The card keeps a set that opens a channel.
+void RequireCompleteSet(const CardContent& content);
+
+// The keys that DGI 00B9 announces, 11.11.4; those behind it bring their values, in the same order.
+[[nodiscard]] std::vector<KeyTemplate> ReadKeyTemplates(const Bytes& value);
+
+// The key of a template and its encrypted value. Throws a Refusal when they do not agree.
+[[nodiscard]] Key StoredKey(
+    const KeyTemplate& announced, const Bytes& encrypted, const Bytes& dataEncryptionKey);
+
+// Puts keys in, beside those that are there or in their place. A set that is new or replaced as a whole
+// begins its sequence counter anew; Amendment D, 6.2.2.1.
+void StoreKeys(CardContent& content, const std::map<std::uint8_t, Keys>& byVersion);
+
+}  // namespace Card
