@@ -17,6 +17,8 @@ using Card::LongestAtr;
 using GlobalPlatform::AesKeyLength;
 using GlobalPlatform::Bytes;
 
+constexpr std::size_t LongestAesKey = 32;
+
 constexpr char Version[] = NAVO_VERSION;
 
 // ISO 7816-3, 8.2: one protocol each, and the historical bytes "NAVOCARD". A reader is not left to choose the
@@ -31,6 +33,7 @@ struct RawOptions {
     std::string cplc;
     std::string keys;
     unsigned keyVersion = 0;
+    std::string channelOption;
 };
 
 Bytes HexadecimalValue(
@@ -51,10 +54,23 @@ GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
         throw CLI::ValidationError("--keys", "write three keys, ENC;MAC;DEK");
     }
     GlobalPlatform::StaticKeys keys;
-    keys.encryption = HexadecimalValue("--keys", parts[0], AesKeyLength, AesKeyLength);
-    keys.mac = HexadecimalValue("--keys", parts[1], AesKeyLength, AesKeyLength);
-    keys.dataEncryption = HexadecimalValue("--keys", parts[2], AesKeyLength, AesKeyLength);
+    keys.encryption = HexadecimalValue("--keys", parts[0], AesKeyLength, LongestAesKey);
+    keys.mac = HexadecimalValue("--keys", parts[1], AesKeyLength, LongestAesKey);
+    keys.dataEncryption = HexadecimalValue("--keys", parts[2], AesKeyLength, LongestAesKey);
+    const std::size_t length = keys.mac.size();
+    if (!GlobalPlatform::IsAesKeyLength(length) || keys.encryption.size() != length ||
+        keys.dataEncryption.size() != length) {
+        throw CLI::ValidationError("--keys", "write three keys of the same 16, 24 or 32 bytes");
+    }
     return keys;
+}
+
+std::uint8_t ChannelOptionValue(const std::string& text) {
+    const std::uint8_t option = HexadecimalValue("--channel-option", text, 1, 1).front();
+    if (!GlobalPlatform::IsChannelOption(option)) {
+        throw CLI::ValidationError("--channel-option", "write 00, 10, 20, 30, 60 or 70");
+    }
+    return option;
 }
 
 void AddReader(CLI::App& app, Options& options) {
@@ -93,6 +109,11 @@ void AddCard(CLI::App& app, Options& options, RawOptions& raw) {
            "--atr", raw.atr, "Answer-to-reset, at most 33 bytes; by default one that offers the protocol")
         ->type_name("HEX")
         ->group(group);
+    app.add_option(
+           "--channel-option", raw.channelOption,
+           "Option i of the secure channel: 00, 10, 20, 30, 60 or 70; 10 by default")
+        ->type_name("HEX")
+        ->group(group);
     app.add_option("--cplc", raw.cplc, "Production life-cycle data, 42 bytes")
         ->type_name("HEX")
         ->group(group);
@@ -108,7 +129,8 @@ void AddCard(CLI::App& app, Options& options, RawOptions& raw) {
 
 void AddKeys(CLI::App& app, RawOptions& raw) {
     const char* group = "Keys of a new card";
-    app.add_option("--keys", raw.keys, "AES keys of 16 bytes each; 40 to 4F three times by default")
+    app.add_option(
+           "--keys", raw.keys, "AES keys of the same 16, 24 or 32 bytes; 40 to 4F three times by default")
         ->type_name("ENC;MAC;DEK")
         ->group(group);
     app.add_option("--key-version", raw.keyVersion, "Their version")
@@ -127,6 +149,9 @@ void Finish(Options& options, const RawOptions& raw) {
     }
     if (!raw.keys.empty()) {
         options.card.keys = KeysValue(raw.keys);
+    }
+    if (!raw.channelOption.empty()) {
+        options.card.channelOption = ChannelOptionValue(raw.channelOption);
     }
     options.card.keyVersion = static_cast<std::uint8_t>(raw.keyVersion);
 }

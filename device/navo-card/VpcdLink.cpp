@@ -18,7 +18,7 @@ namespace NavoCard {
 
 namespace {
 
-enum Control : std::uint8_t { PowerOff = 0, PowerOn = 1, Reset = 2, AskAnswerToReset = 4 };
+enum Control : std::uint8_t { PowerOff = 0, PowerOn = 1, Reset = 2, AskAnswerToReset = 4, NoControl = 0xFF };
 
 constexpr std::size_t LengthBytes = 2;
 
@@ -101,13 +101,19 @@ void VpcdLink::Disconnect() {
     socket = -1;
 }
 
-// False when everything has to end.
-bool VpcdLink::Await(short event) {
+// False when everything has to end, or the time is over.
+bool VpcdLink::Await(short event, int milliseconds) {
     std::array<pollfd, 2> watched{{{socket, event, 0}, {stopDescriptor, POLLIN, 0}}};
-    while (poll(watched.data(), watched.size(), -1) < 0 && errno == EINTR) {
-    }
+    int ready = 0;
+    do {
+        ready = poll(watched.data(), watched.size(), milliseconds);
+    } while (ready < 0 && errno == EINTR);
     stopped = watched[1].revents != 0;
-    return !stopped;
+    return ready > 0 && !stopped;
+}
+
+bool VpcdLink::IsTakenWithin(std::chrono::milliseconds time) {
+    return Await(POLLIN, static_cast<int>(time.count()));
 }
 
 // The reader sends a length and what follows in two writes, and its system keeps the second one back until
@@ -152,10 +158,10 @@ bool VpcdLink::Answer(const Bytes& answer) {
 }
 
 bool VpcdLink::Handle(InsertedCard& card, const Bytes& message) {
-    if (message.size() != 1) {
-        return message.empty() || Answer(card.Transmit(message));
+    if (message.empty()) {
+        return true;
     }
-    switch (message.front()) {
+    switch (message.size() == 1 ? message.front() : NoControl) {
         case PowerOff:
             card.PowerOff();
             return true;
@@ -168,9 +174,7 @@ bool VpcdLink::Handle(InsertedCard& card, const Bytes& message) {
         case AskAnswerToReset:
             return Answer(card.AnswerToReset());
         default:
-            std::cerr << "navo-card: the reader sent control byte " << int{message.front()}
-                      << ", which has no meaning here\n";
-            return true;
+            return Answer(card.Transmit(message));
     }
 }
 

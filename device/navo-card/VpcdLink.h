@@ -4,12 +4,13 @@
 //
 // Each message, in both directions, is a length of two bytes, most significant first, and that many bytes. A
 // message of one byte from the reader controls the card: 0 power off, 1 power on, 2 reset, 4 the reader asks
-// for the answer-to-reset. Any longer one is a command APDU. The card answers the last two kinds, and nothing
-// else.
+// for the answer-to-reset. Any other is a command APDU. The card answers the last two kinds, and nothing
+// else, so that a command of the one byte 00, 01 or 02 stays without an answer: the protocol cannot tell it.
 #pragma once
 
 #include <netdb.h>
 
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -57,13 +58,19 @@ public:
     // Whether `stop` became readable while the link was being made; it is of no use then.
     [[nodiscard]] bool Stopped() const { return stopped; }
 
+    // Whether the reader has taken the card before the time is over; it does when it speaks to it or goes. A
+    // reader with another card lets it wait.
+    [[nodiscard]] bool IsTakenWithin(std::chrono::milliseconds time);
+
     // Lets the card answer the reader until one of them goes.
     LinkEnd Serve(InsertedCard& card);
 
 private:
+    static constexpr int Forever = -1;
+
     int Connect(const addrinfo& address);
     void Disconnect();
-    bool Await(short event);
+    bool Await(short event, int milliseconds = Forever);
     bool ReadExactly(std::uint8_t* target, std::size_t length);
     bool Answer(const Bytes& answer);
     bool Handle(InsertedCard& card, const Bytes& message);

@@ -22,6 +22,11 @@ using namespace NavoCard;
 constexpr std::chrono::milliseconds FirstPause{50};
 constexpr std::chrono::milliseconds LongestPause{2000};
 
+// A reader without a card takes the next one within its own polling, which is less than a second.
+constexpr std::chrono::milliseconds TakingTime{3000};
+constexpr std::chrono::milliseconds TakingTimeOnce{10000};
+constexpr std::chrono::milliseconds Forever{-1};
+
 // SIGTERM and SIGINT as a descriptor that becomes readable.
 class EndingSignals {
 public:
@@ -52,10 +57,27 @@ private:
     int descriptor = -1;
 };
 
+// Until the reader takes the card. One that has another card connects too, but says nothing. False when
+// everything has to end; throws NoReader when the card is to be presented once and the reader does not take
+// it.
+bool AwaitReader(VpcdLink& link, const Options& options) {
+    if (link.IsTakenWithin(options.once ? TakingTimeOnce : TakingTime)) {
+        return true;
+    }
+    const std::string place = options.host + " port " + std::to_string(options.port);
+    if (!link.Stopped() && options.once) {
+        throw NoReader(place + ": another card is in it");
+    }
+    if (!link.Stopped()) {
+        std::cerr << "navo-card: " << place << " has another card; waiting until it is pulled\n";
+    }
+    return !link.Stopped() && link.IsTakenWithin(Forever);
+}
+
 // One connection from its beginning to its end.
 LinkEnd Present(PresentedCard& card, const Options& options, const EndingSignals& signals) {
     VpcdLink link(options.host, options.port, signals.Descriptor());
-    if (link.Stopped()) {
+    if (link.Stopped() || !AwaitReader(link, options)) {
         return LinkEnd::Stopped;
     }
     std::cout << "navo-card presented to " << options.host << " port " << options.port << std::endl;
@@ -101,6 +123,11 @@ int main(int count, char** arguments) {
     try {
         const EndingSignals signals;
         PresentedCard card(options->card, options->recordFile);
+        if (options->card.byteProtocol) {
+            std::cerr << "navo-card: with T=0, the service's own follow-up of 61xx and 6Cxx gets 6700, and a "
+                         "key server "
+                         "no answer\n";
+        }
         if (options->once) {
             Present(card, *options, signals);
         } else {

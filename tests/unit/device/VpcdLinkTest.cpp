@@ -130,13 +130,38 @@ TEST_F(VpcdLink, SaysThatAResponseIsTooLongForTheReader) {
     EXPECT_EQ(end.get(), NavoCard::LinkEnd::ReaderGone);
 }
 
-TEST_F(VpcdLink, PassesOverWhatHasNoMeaning) {
+TEST_F(VpcdLink, PassesOverAMessageOfNothing) {
     auto end = Insert();
-    Send("0000 0001 09 0001 04");
+    Send("0000 0001 04");
     EXPECT_EQ(Receive(4), "00023B00");
     Leave();
     EXPECT_EQ(end.get(), NavoCard::LinkEnd::ReaderGone);
     EXPECT_EQ(card.events, "atr ");
+}
+
+TEST_F(VpcdLink, AnswersACommandOfOneByteThatIsNoControl) {
+    auto end = Insert();
+    Send("0001 80 0001 03 0001 FF");
+    EXPECT_EQ(Receive(5), "0003809000");
+    EXPECT_EQ(Receive(5), "0003039000");
+    EXPECT_EQ(Receive(5), "0003FF9000");
+    Leave();
+    EXPECT_EQ(end.get(), NavoCard::LinkEnd::ReaderGone);
+    EXPECT_EQ(card.events, "command command command ");
+}
+
+TEST_F(VpcdLink, TellsAReaderThatTakesTheCardFromOneThatLetsItWait) {
+    using std::chrono::milliseconds;
+    NavoCard::VpcdLink link("127.0.0.1", port, stop);
+    EXPECT_FALSE(link.IsTakenWithin(milliseconds(0)));  // the system took the connection, and nobody else
+    EXPECT_FALSE(link.Stopped());
+    reader = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    EXPECT_FALSE(link.IsTakenWithin(milliseconds(0)));
+    Send("0001 04");
+    EXPECT_TRUE(link.IsTakenWithin(milliseconds(10000)));
+    eventfd_write(stop, 1);
+    EXPECT_FALSE(link.IsTakenWithin(milliseconds(10000)));
+    EXPECT_TRUE(link.Stopped());
 }
 
 TEST_F(VpcdLink, EndsWithAReaderThatGoesInTheMiddleOfAMessage) {
