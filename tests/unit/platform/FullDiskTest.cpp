@@ -30,7 +30,8 @@ void WriteFile(const std::string& path, const std::string& text) {
     std::ofstream(path) << text;
 }
 
-// Gives this process mounts of its own; false where the system forbids it.
+// Gives this process mounts of its own, each with a type, which valgrind wants to see; false where the system
+// forbids it.
 bool HasOwnMounts() {
     static const bool own = [] {
         const std::string user = std::to_string(getuid());
@@ -43,7 +44,7 @@ bool HasOwnMounts() {
             WriteFile("/proc/self/uid_map", user + " " + user + " 1");
             WriteFile("/proc/self/gid_map", group + " " + group + " 1");
         }
-        return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+        return mount(nullptr, "/", "", MS_REC | MS_PRIVATE, nullptr) == 0;
     }();
     return own;
 }
@@ -113,12 +114,12 @@ TEST_F(FullDisk, KeepsTheFormerAddressWhenNoNameIsLeft) {
 }
 
 TEST_F(FullDisk, KeepsTheFormerAddressWhenItMayOnlyBeRead) {
-    ASSERT_EQ(mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, folder.c_str(), "", MS_REMOUNT | MS_RDONLY, nullptr), 0);
     ExpectTheFormerAddressAfterStoring("https://new.example");
 }
 
 TEST_F(FullDisk, KeepsTheFormerAddressWhenTheFileCannotBeReplaced) {
-    ASSERT_EQ(mount(file.c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(file.c_str(), file.c_str(), "", MS_BIND, nullptr), 0);
     ExpectTheFormerAddressAfterStoring("https://new.example");
 }
 
