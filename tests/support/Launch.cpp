@@ -50,6 +50,10 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
     if (launch.ownGroup) {
         setpgid(0, 0);
     }
+    // Whoever starts the tests may ignore them, and what is ignored stays so.
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE}) {
+        std::signal(number, SIG_DFL);
+    }
     bool ready = chdir(launch.directory.c_str()) == 0;
     for (int number = 0; number < static_cast<int>(launch.descriptors.size()); ++number) {
         ready = ready && dup2(launch.descriptors[static_cast<std::size_t>(number)], number) >= 0 &&
