@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/ResultCode.h"
 
+#include <array>
+#include <limits>
+
 namespace {
 
 using Na::ResultCode;
@@ -30,11 +33,25 @@ const ResultCodeEntry& RowOf(ResultCode code) {
     return *row;
 }
 
-// First row with that text, or null. Asked for each command that is reported, so most rows are passed by
-// their first character alone.
-const ResultCodeEntry* RowOf(const std::string& text) {
-    const char first = text.c_str()[0];
+using Beginnings = std::array<const ResultCodeEntry*, std::numeric_limits<unsigned char>::max() + 1>;
+
+// For each character the first row whose text begins with it; null where there is none.
+Beginnings FindBeginnings() {
+    Beginnings beginnings = {};
     for (const ResultCodeEntry* row = ResultCodeTable; !IsLast(*row); ++row) {
+        const ResultCodeEntry*& first = beginnings[static_cast<unsigned char>(row->codeText[0])];
+        first = first != nullptr ? first : row;
+    }
+    return beginnings;
+}
+
+// First row with that text, or null. Asked for each command that is reported, so the search begins where the
+// first character does.
+const ResultCodeEntry* RowOf(const std::string& text) {
+    static const Beginnings beginnings = FindBeginnings();
+    const char first = text.c_str()[0];
+    const ResultCodeEntry* row = beginnings[static_cast<unsigned char>(first)];
+    for (; row != nullptr && !IsLast(*row); ++row) {
         if (row->codeText[0] == first && text == row->codeText) {
             return row;
         }

@@ -122,16 +122,17 @@ void Se::Close() {
 
 std::string Se::Apdu(const std::string& command) {
     std::string result;
-    std::string next = command;
+    std::string next;
     unsigned followUps = 0;
     for (;; ++followUps) {
+        const std::string& sent = followUps == 0 ? command : next;
         SetResultCode(ResultCode::UnknownError);
         if (pReader == nullptr) {
             LogPrint(LogError, LOCATED("FATAL: pReader is NULL"));
             return result;
         }
-        LogPrint(LogTrace, LOCATED("APDU: %s"), next.c_str());
-        const Bytes response = pReader->Apdu(HexToBytes(next));
+        LogPrint(LogTrace, LOCATED("APDU: %s"), sent.c_str());
+        const Bytes response = pReader->Apdu(HexToBytes(sent));
         const std::size_t length = response.size();
         if (length < ShortestResponse || length > LongestResponse) {
             LogPrint(LogError, LOCATED("eSE communication problem. rAPDU len %d"), static_cast<int>(length));
@@ -143,7 +144,7 @@ std::string Se::Apdu(const std::string& command) {
             result = BytesToHex(response);
             break;
         }
-        next = FollowUp(next, sw1, sw2);
+        next = FollowUp(sent, sw1, sw2);
         if (sw1 == MoreData) {
             LogPrint(LogTrace, LOCATED("0x61: %s"), next.c_str());
         } else {

@@ -6,6 +6,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -238,12 +239,31 @@ std::string UintToString(std::uint32_t value, int base) {
     }
 }
 
-std::string BytesToHex(const std::uint8_t* data, std::size_t length) {
+namespace {
+
+constexpr std::size_t ByteValues = 256;
+
+using DigitPairs = std::array<char, 2 * ByteValues>;
+
+// Both digits of each byte, one behind the other.
+DigitPairs WriteDigitPairs() {
     static const char digits[] = "0123456789ABCDEF";
+    DigitPairs pairs = {};
+    for (std::size_t byte = 0; byte < ByteValues; ++byte) {
+        pairs[2 * byte] = digits[byte >> 4];
+        pairs[2 * byte + 1] = digits[byte & 0x0F];
+    }
+    return pairs;
+}
+
+}  // namespace
+
+std::string BytesToHex(const std::uint8_t* data, std::size_t length) {
+    static const DigitPairs pairs = WriteDigitPairs();
     std::string text(length * 2, '0');
-    for (std::size_t i = 0; i < length; ++i) {
-        text[2 * i] = digits[data[i] >> 4];
-        text[2 * i + 1] = digits[data[i] & 0x0F];
+    char* digit = &text[0];
+    for (const std::uint8_t* const end = data + length; data != end; ++data, digit += 2) {
+        std::memcpy(digit, &pairs[std::size_t{2} * *data], 2);
     }
     return text;
 }
@@ -254,20 +274,30 @@ std::string BytesToHex(const Bytes& bytes) {
 
 namespace {
 
+using Nibbles = std::array<std::uint8_t, ByteValues>;
+
 // Not masked: a character that is no digit can give up to 24, whose carry goes into the high digit.
-unsigned NibbleOf(char character) {
-    const auto code = static_cast<unsigned char>(character);
-    return (code < 'A' ? 0 : 9) + (code & 0x0F);
+Nibbles ReadNibbles() {
+    Nibbles nibbles = {};
+    for (std::size_t code = 0; code < ByteValues; ++code) {
+        nibbles[code] = static_cast<std::uint8_t>((code < 'A' ? 0 : 9) + (code & 0x0F));
+    }
+    return nibbles;
+}
+
+std::size_t CodeOf(char character) {
+    return static_cast<unsigned char>(character);
 }
 
 }  // namespace
 
 Bytes HexToBytes(const std::string& text) {
+    static const Nibbles nibbles = ReadNibbles();
     Bytes bytes((text.size() + 1) / 2);
     // Behind the last character of an odd count stands the text's own zero.
     const char* digit = text.c_str();
     for (std::uint8_t& byte : bytes) {
-        byte = static_cast<std::uint8_t>(NibbleOf(digit[0]) * 16 + NibbleOf(digit[1]));
+        byte = static_cast<std::uint8_t>(nibbles[CodeOf(digit[0])] * 16U + nibbles[CodeOf(digit[1])]);
         digit += 2;
     }
     return bytes;

@@ -18,15 +18,16 @@ constexpr std::size_t ItemPrefixLength = 3;
 constexpr std::size_t LongestApdu = 65544;
 constexpr std::size_t LongestApduWithoutProgress = 6;
 constexpr std::size_t SeIdLength = 36;
+constexpr std::size_t UsualProgressLength = 32;
 
 // What the server gets in place of the responses. The first is spelled so in the protocol.
 constexpr char MalformedSet[] = "21_taken wrong adpu.";
 constexpr char NoResponse[] = "21_SD API Exception.";
 
-// Text of the item that begins at `begin` and ends before `end`, without its prefix.
-std::string ApduOfItem(const std::string& commandSet, std::size_t begin, std::size_t end) {
-    const std::size_t first = begin + ItemPrefixLength;
-    return first < end ? commandSet.substr(first, end - first) : std::string();
+// Takes the text of the item that begins at `begin` and ends before `end`, without its prefix.
+void TakeApdu(std::string& apdu, const std::string& commandSet, std::size_t begin, std::size_t end) {
+    const std::size_t first = std::min(begin + ItemPrefixLength, end);
+    apdu.assign(commandSet, first, end - first);
 }
 
 }  // namespace
@@ -41,7 +42,10 @@ void SendProgress(const AgentJob& job, const std::string& instruction) {
     const char* const known = FindDescription(instruction);
     const char* const description = known != nullptr ? known : "";
     LogPrint(LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "Sending progress: %s"), description);
-    job.request->port->SendProgressCode(job.request->clientId, instruction + "_" + description);
+    std::string value;
+    value.reserve(UsualProgressLength);
+    value.append(instruction).append("_").append(description);
+    job.request->port->SendProgressCode(job.request->clientId, value);
 }
 
 std::string SendApdu(const AgentJob& job, Se& se, const std::string& commandSet) {
@@ -49,10 +53,11 @@ std::string SendApdu(const AgentJob& job, Se& se, const std::string& commandSet)
         return std::string();
     }
     std::string output(1, commandSet.front());
+    std::string apdu;  // one for all, so that its memory is asked for once
     std::size_t begin = 0;
     while (begin < commandSet.size()) {
         const std::size_t end = std::min(commandSet.find('/', begin + 1), commandSet.size());
-        const std::string apdu = ApduOfItem(commandSet, begin, end);
+        TakeApdu(apdu, commandSet, begin, end);
         LogPrint(
             LogDebug, LOCATED_AS(AGENT_SOURCE_FILE, __func__, "CAPDU: %s [%d]"), apdu.c_str(),
             static_cast<int>(apdu.size()));

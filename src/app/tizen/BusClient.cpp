@@ -34,7 +34,8 @@ void Answer(OwnedInvocation& invocation, const Na::RequestMap& result) {
     g_dbus_method_invocation_return_value(invocation.release(), body.get());
 }
 
-_Client::_Client(const std::string& identifier) : id(identifier), objectPath(ObjectPathOf(identifier)) {}
+_Client::_Client(const std::string& identifier)
+    : id(identifier), objectPath(ObjectPathOf(identifier)), progressPath(ProgressPathOf(identifier)) {}
 
 bool _Client::SendReply(const Na::RequestMap& result) {
     if (invocation == nullptr) {
@@ -61,14 +62,14 @@ void _Client::SendProgress(const std::string& value) {
         LogDebug, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Sending progress to %s. %p"), id.c_str(),
         connectionAddress);
     LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Invocation: %p"), invocationAddress);
-    const std::string path = ProgressPathOf(id);
     LogPrint(
         LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Progress for: c %p, i %p, o %s"), connectionAddress,
-        invocationAddress, path.c_str());
+        invocationAddress, progressPath.c_str());
     const OwnedVariant body = TextBody(value);
     GError* failure = nullptr;
     const gboolean sent = g_dbus_connection_emit_signal(
-        connection.get(), nullptr, path.c_str(), Bus::Interface, Bus::ProgressSignal, body.get(), &failure);
+        connection.get(), nullptr, progressPath.c_str(), Bus::Interface, Bus::ProgressSignal, body.get(),
+        &failure);
     const Na::OwnedError error(failure);
     if (sent != FALSE) {
         LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "Sent progress"));

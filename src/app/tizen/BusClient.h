@@ -26,6 +26,7 @@ struct _Client {
 
     std::string id;
     std::string objectPath;      // for the log
+    std::string progressPath;    // of the progress signal
     OwnedConnection connection;  // of the latest request; null before the first
     OwnedInvocation invocation;  // call still to be answered, or null
     unsigned count = 0;          // calls of "Open" without a "Close"

@@ -98,7 +98,7 @@ void Dispatch(DbusClientPortImpl& state, const MethodCall& call, OwnedInvocation
         HandleSession(state, identifier, session->second, invocation);
         return;
     }
-    if (_Client* const client = state.FindClient(identifier)) {
+    if (_Client* const client = state.FindClient(identifier.c_str())) {
         HandleRequest(state, *client, data, call, invocation);
         return;
     }

@@ -117,7 +117,7 @@ void DbusClientPortImpl::ForgetClients() {
     clients.clear();
 }
 
-_Client* DbusClientPortImpl::FindClient(const std::string& identifier) {
+_Client* DbusClientPortImpl::FindClient(const char* identifier) {
     const auto client = clients.find(identifier);
     return client != clients.end() ? client->second.get() : nullptr;
 }
@@ -125,8 +125,8 @@ _Client* DbusClientPortImpl::FindClient(const std::string& identifier) {
 _Client* DbusClientPortImpl::get_client_from_id(const std::string& id) {
     LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "%s"), id.c_str());
     const std::size_t semicolon = id.find(';');
-    const std::string identifier = semicolon == std::string::npos ? std::string() : id.substr(semicolon + 1);
-    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "%s"), identifier.c_str());
+    const char* const identifier = semicolon == std::string::npos ? "" : id.c_str() + semicolon + 1;
+    LogPrint(LogTrace, LOCATED_AS(PORT_SOURCE_FILE, __func__, "%s"), identifier);
     return FindClient(identifier);
 }
 

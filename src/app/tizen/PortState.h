@@ -2,6 +2,7 @@
 // What the client port holds while it listens.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -40,7 +41,7 @@ struct DbusClientPortImpl {
 
     // Null when there is no such client. The second one takes the port-qualified id. Neither takes the lock,
     // which some of their callers hold.
-    _Client* FindClient(const std::string& identifier) UNCHECKED_LOCKING;
+    _Client* FindClient(const char* identifier) UNCHECKED_LOCKING;
     _Client* get_client_from_id(const std::string& id);
 
     void OnClientData(const std::string& identifier, const Na::RequestMap& data);
@@ -58,7 +59,8 @@ private:
 
     _Client& CreateClient(const std::string& identifier) REQUIRES_LOCK(lock);
 
-    std::map<std::string, std::unique_ptr<_Client>> clients GUARDED_BY(lock);
+    // By identifier; a look-up with a part of an id makes no text of its own.
+    std::map<std::string, std::unique_ptr<_Client>, std::less<>> clients GUARDED_BY(lock);
 };
 
 }  // namespace Tizen
