@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -22,6 +23,7 @@ namespace {
 
 constexpr char DefaultPath[] = NAVO_SYSROOT "/etc/navo-device.conf";
 constexpr std::size_t LargestFile = 16 << 20;
+constexpr std::chrono::milliseconds UnseenByLines{100};
 
 // What tells one version of a file from another.
 struct Stamp {
@@ -44,12 +46,12 @@ Stamp MakeStamp(const struct stat& status) {
 
 class State {
 public:
-    Visit Enter(const char* function);
+    Visit Enter(const char* function, Look look);
     Visit Enquire();
     std::uint64_t Count(const std::string& function);
 
 private:
-    void Refresh();
+    void Refresh(Look look = Look::AtEachCall);
     std::shared_ptr<Configuration> Load(const std::string& path, bool named);
     void Hold(int newDescriptor);
 
@@ -58,6 +60,7 @@ private:
     std::uint64_t number = 0;
     std::map<std::string, std::uint64_t, std::less<>> counts;
     Stamp stamp;
+    std::chrono::steady_clock::time_point looked;
     // The file is kept open: its inode number is not given to another file meanwhile, so that a replaced file
     // is always seen to be another.
     int descriptor = -1;
@@ -125,13 +128,19 @@ std::shared_ptr<Configuration> State::Load(const std::string& path, bool named) 
 }
 
 // Stands before each call, also before each line of the log, so nothing is allocated while nothing changes.
-void State::Refresh() {
+void State::Refresh(Look look) {
     const char* variable = std::getenv("NAVO_DEVICE_CONF");
     const bool named = variable != nullptr && *variable != '\0';
     const char* const path = named ? variable : DefaultPath;
+    const bool known = configuration && configuration->path == path;
+    const auto now = std::chrono::steady_clock::now();
+    if (known && look == Look::NowAndThen && now - looked < UnseenByLines) {
+        return;
+    }
+    looked = now;
     struct stat status = {};
     const Stamp found = stat(path, &status) == 0 ? MakeStamp(status) : Stamp();
-    if (configuration && configuration->path == path && stamp == found) {
+    if (known && stamp == found) {
         return;
     }
     const std::shared_ptr<Configuration> loaded = Load(path, named);
@@ -146,9 +155,9 @@ void State::Refresh() {
     }
 }
 
-Visit State::Enter(const char* function) {
+Visit State::Enter(const char* function, Look look) {
     const std::lock_guard<std::mutex> lock(mutex);
-    Refresh();
+    Refresh(look);
     const auto known = counts.find(function);
     std::uint64_t& count = known == counts.end() ? counts[function] : known->second;
     ++count;
@@ -180,11 +189,11 @@ State& TheState() {
 
 }  // namespace
 
-Visit Enter(const char* function) {
+Visit Enter(const char* function, Look look) {
     if (!IsPlatformFunction(function)) {
         throw std::logic_error(std::string(function) + " is missing among the names of platform functions");
     }
-    return TheState().Enter(function);
+    return TheState().Enter(function, look);
 }
 
 Visit Enquire() {

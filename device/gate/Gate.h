@@ -18,9 +18,13 @@ struct Visit {
     std::optional<int> fault;
 };
 
+// When a call looks whether the configuration's file changed. A line of the log stands between other calls,
+// which look anyway, so that it looks itself only when nothing has for a tenth of a second.
+enum class Look { AtEachCall, NowAndThen };
+
 // Reads the configuration again if its file changed, counts the call and decides whether the function's fault
 // applies to it. `function` is a canonical name. Thread-safe.
-[[nodiscard]] Visit Enter(const char* function);
+[[nodiscard]] Visit Enter(const char* function, Look look);
 
 // The same without a call: nothing is counted and no fault applies.
 [[nodiscard]] Visit Enquire();
@@ -39,9 +43,10 @@ enum class OnBrokenDevice { Fails, Works };
 // the body throws becomes its failure. `faulted` makes the function's result from a fault's number.
 template <typename Result, typename Faulted, typename Body>
 Result Pass(
-    const char* function, OnBrokenDevice broken, Result failure, Faulted faulted, Body body) noexcept {
+    const char* function, OnBrokenDevice broken, Result failure, Faulted faulted, Body body,
+    Look look = Look::AtEachCall) noexcept {
     try {
-        const Visit visit = Enter(function);
+        const Visit visit = Enter(function, look);
         if (visit.fault) {
             return faulted(*visit.fault);
         }

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "device/gate/OwnProcess.h"
 #include "device/gate/Permanent.h"
 
 namespace Device {
@@ -71,7 +72,7 @@ void LogFile::Open(const std::string& wanted) {
 
 std::string Lines(char priority, const std::string& tag, const std::string& message) {
     char pid[16];
-    std::snprintf(pid, sizeof pid, "%5d", static_cast<int>(getpid()));
+    std::snprintf(pid, sizeof pid, "%5d", OwnProcess());
     std::string text;
     text.reserve(tag.size() + message.size() + sizeof pid + 8);  // the usual message is one line
     for (std::size_t start = 0;;) {

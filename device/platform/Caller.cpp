@@ -2,6 +2,7 @@
 #include "device/platform/Caller.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,23 +10,24 @@
 #include <cstdlib>
 #include <memory>
 
+#include "device/gate/OwnProcess.h"
+
 namespace Device {
 
 namespace {
 
 constexpr char Variable[] = "NAVO_PACKAGE=";
 
-// /proc/PID/environ shows what a process was started with, and no more than the kernel's page of it matters
-// here; a process of another user shows nothing.
+// What a process was started with; a process of another user shows nothing. The kernel fills the buffer as
+// far as there is something, so that the first short read is the last one.
 std::string ReadAll(const std::string& path) {
     std::string text;
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    std::array<char, 4096> buffer;
-    for (ssize_t count; file >= 0 && (count = read(file, buffer.data(), buffer.size())) != 0;) {
-        if (count < 0 && errno != EINTR) {
-            break;
-        }
+    std::array<char, 16384> buffer;
+    for (bool more = file >= 0; more;) {
+        const ssize_t count = read(file, buffer.data(), buffer.size());
         text.append(buffer.data(), count < 0 ? 0 : static_cast<std::size_t>(count));
+        more = count < 0 ? errno == EINTR : static_cast<std::size_t>(count) == buffer.size();
     }
     if (file >= 0) {
         close(file);
@@ -34,7 +36,7 @@ std::string ReadAll(const std::string& path) {
 }
 
 std::string PackageInEnvironment(int pid) {
-    if (pid == getpid()) {
+    if (pid == OwnProcess()) {
         const char* value = std::getenv("NAVO_PACKAGE");
         return value == nullptr ? "" : value;
     }
@@ -59,6 +61,14 @@ std::string RealPath(const std::string& path) {
     return real ? real.get() : "";
 }
 
+// The program that a process runs, as the kernel tells it: without links. Empty when it tells none.
+std::string ProgramOf(int pid) {
+    std::array<char, PATH_MAX> path;
+    const std::string link = "/proc/" + std::to_string(pid) + "/exe";
+    const ssize_t length = readlink(link.c_str(), path.data(), path.size());
+    return {path.data(), length < 0 ? 0 : static_cast<std::size_t>(length)};
+}
+
 }  // namespace
 
 std::string PackageOfProcess(const Configuration& device, int pid) {
@@ -68,10 +78,12 @@ std::string PackageOfProcess(const Configuration& device, int pid) {
             return named;
         }
     }
-    const std::string executable = RealPath("/proc/" + std::to_string(pid) + "/exe");
+    std::string program;
     for (const auto& package : device.packages) {
         for (const std::string& listed : package.second.executables) {
-            if (!executable.empty() && RealPath(listed) == executable) {
+            program = program.empty() ? ProgramOf(pid) : program;
+            // To follow links takes a look at each part of a path.
+            if (!program.empty() && (listed == program || RealPath(listed) == program)) {
                 return package.first;
             }
         }

@@ -54,7 +54,8 @@ int Print(
             constexpr char Letters[] = "VDIWEF";
             return Device::WriteLog(
                 Letters[priority - DLOG_VERBOSE], tag == nullptr ? "" : tag, Format(format, arguments));
-        });
+        },
+        Device::Look::NowAndThen);
 }
 
 }  // namespace

@@ -28,7 +28,14 @@ using testing::IsEmpty;
 
 namespace {
 
-class Fault : public DeviceDesk {};
+class Fault : public DeviceDesk {
+protected:
+    // Replaces the configuration and lets the device see it, as another call than one of the log does.
+    void ConfigureSeen(const std::string& text) {
+        Configure(text);
+        EXPECT_THAT(Device::ConfigurationMistakes(), IsEmpty());
+    }
+};
 
 // A function whose result is a code, and a call of it with nothing to work on.
 struct CodeFunction {
@@ -109,7 +116,7 @@ const CodeFunction CodeFunctions[] = {
     {"vconf_get_ext_errno", [] { return vconf_get_ext_errno(); }},
 };
 
-class FaultOfACodeFunction : public DeviceDesk, public testing::WithParamInterface<CodeFunction> {};
+class FaultOfACodeFunction : public Fault, public testing::WithParamInterface<CodeFunction> {};
 
 int OpenAndClose() {
     connection_h connection = nullptr;
@@ -124,10 +131,10 @@ int OpenAndClose() {
 
 TEST_P(FaultOfACodeFunction, IsItsResultAndTheCallIsCounted) {
     EXPECT_NE(GetParam().call(), -1234567);
-    Configure("[fault " + std::string(GetParam().name) + "]\nresult=-1234567\n");
+    ConfigureSeen("[fault " + std::string(GetParam().name) + "]\nresult=-1234567\n");
     EXPECT_EQ(GetParam().call(), -1234567);
     EXPECT_EQ(Device::Calls(GetParam().name), 1U);
-    Configure("");
+    ConfigureSeen("");
     EXPECT_NE(GetParam().call(), -1234567);
 }
 
@@ -242,9 +249,21 @@ TEST_F(Fault, OfARelaseWithoutAResultKeepsTheThing) {
 }
 
 TEST_F(Fault, OfTheLogLosesTheLine) {
-    Configure("[fault dlog_print]\nresult=DLOG_ERROR_NOT_PERMITTED\ntimes=1\n");
+    ConfigureSeen("[fault dlog_print]\nresult=DLOG_ERROR_NOT_PERMITTED\ntimes=1\n");
     EXPECT_EQ(dlog_print(DLOG_ERROR, "Tag", "lost"), -1);
     EXPECT_THAT(LogLines(), IsEmpty());
     EXPECT_GT(dlog_print(DLOG_ERROR, "Tag", "kept"), 0);
     EXPECT_THAT(LogLines(), testing::SizeIs(1));
+}
+
+// The file of a device whose log is all that is called is still followed.
+TEST_F(Fault, OfTheLogIsSeenByLinesAloneToo) {
+    ConfigureSeen("");
+    Configure("[fault dlog_print]\nresult=-1\n");
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    int result = 0;
+    while (result != -1 && std::chrono::steady_clock::now() < deadline) {
+        result = dlog_print(DLOG_ERROR, "Tag", "line");
+    }
+    EXPECT_EQ(result, -1);
 }

@@ -125,6 +125,21 @@ TEST_F(Log, KeepsLinesOfThreadsAndProcessesWhole) {
     EXPECT_THAT(lines, Each(MatchesRegex("I/Tag\\( *[0-9]+\\): y{300}")));
 }
 
+TEST_F(Log, NamesAForkedProcessByItsOwnNumber) {
+    dlog_print(DLOG_INFO, "Tag", "parent");
+    const pid_t child = fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        dlog_print(DLOG_INFO, "Tag", "child");
+        _exit(0);
+    }
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_THAT(
+        LogLines(),
+        ElementsAre(
+            Prefix('I') + "parent", MatchesRegex("I/Tag\\( *" + std::to_string(child) + "\\): child")));
+}
+
 TEST_F(ErrorText, KnowsTheCodesOfEveryModule) {
     EXPECT_STREQ(get_error_message(0), "Successful");
     EXPECT_STREQ(get_error_message(-13), "Permission denied");
