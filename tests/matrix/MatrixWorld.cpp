@@ -182,8 +182,11 @@ void MatrixWorld::Check(const Case& row) {
     SCOPED_TRACE(row.label);
     ++checkedRows;
     Na::ConnectionShare::OfProcess().Close();  // a row begins as a process does, without a kept connection
-    Direct(row.address.empty() ? peer->Url() : row.address);
     const int before = OpenDescriptors();
+    if (row.earlier) {
+        LeaveConnection(*row.earlier);
+    }
+    Direct(row.address.empty() ? peer->Url() : row.address);
     Serve(row.before);
     peer->TakeRequests();
     peer->Script(row.reactions);
@@ -212,6 +215,17 @@ void MatrixWorld::Serve(const std::vector<Map>& requests) {
         Configure({"ordinary device", {}, {}});
         Ask(request);
     }
+}
+
+void MatrixWorld::LeaveConnection(const Earlier& earlier) {
+    Case device = {"before a kept connection dies", {}, {}};
+    device.network = earlier.network;
+    device.sections = earlier.sections;
+    Direct(earlier.address.empty() ? peer->Url() : earlier.address);
+    Configure(device);
+    peer->Script(earlier.reactions);
+    EXPECT_EQ(Ask(ScriptRequest()), Status(Done)) << "the job before";
+    earlier.then();
 }
 
 void MatrixWorld::CheckFaults(const Case& row) {

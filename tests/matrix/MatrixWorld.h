@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -31,6 +32,15 @@ struct Fault {
     unsigned times = 1;
 };
 
+// A job before the row's own, whose connection the service keeps, and what then becomes of that connection.
+struct Earlier {
+    std::string network = "type=wifi";
+    std::string sections = {};
+    std::string address = {};  // of the server; empty for the peer's
+    std::deque<HttpReaction> reactions = {};
+    std::function<void()> then = [] {};
+};
+
 // One row. The server's address, its reactions and the ends of libcurl concern the row's own request alone.
 struct Case {
     std::string label;
@@ -51,6 +61,7 @@ struct Case {
     std::optional<std::vector<std::string>> sent = std::nullopt;
     std::vector<Map> before = {};  // requests to the ordinary device; nobody looks at their replies
     std::vector<Map> after = {};
+    std::optional<Earlier> earlier = std::nullopt;
     Map opening = {};             // members that the first of them has
     std::size_t keeps = 0;        // handles that the platform does not take back
     int failedAttempts = -1;      // of HTTP exchanges; below 0 when that is not looked at
@@ -107,6 +118,7 @@ private:
     static void CheckFiles(const std::string& address);
     void CheckDescriptors(int before);
     void Serve(const std::vector<Map>& requests);
+    void LeaveConnection(const Earlier& earlier);
     void CheckThatTheNextIsServed();
 
     DeviceWorld world;
