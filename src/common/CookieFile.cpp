@@ -15,9 +15,9 @@ namespace {
 constexpr off_t LargestFile = 256L * 1024;
 
 // A link is not followed: who planted it could lead the service anywhere.
-bool IsOwnFolder(const std::string& path) {
+bool IsOwnFolder(const std::string& path, uid_t own) {
     struct stat facts = {};
-    return lstat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode) && facts.st_uid == geteuid() &&
+    return lstat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode) && facts.st_uid == own &&
            (facts.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
@@ -37,7 +37,8 @@ std::string CookieFileOf(std::string context) {
 
 bool MayKeepCookiesIn(const std::string& file) {
     const std::string folder = FolderOf(file);
-    if (!IsOwnFolder(folder) || !IsOwnFolder(FolderOf(folder))) {
+    const uid_t own = geteuid();
+    if (!IsOwnFolder(folder, own) || !IsOwnFolder(FolderOf(folder), own)) {
         return false;
     }
     struct stat facts = {};
@@ -47,7 +48,7 @@ bool MayKeepCookiesIn(const std::string& file) {
     if (S_ISDIR(facts.st_mode)) {
         return file.back() == '/';  // a client without a context has no file
     }
-    if (!S_ISREG(facts.st_mode) || facts.st_uid != geteuid() || facts.st_nlink != 1) {
+    if (!S_ISREG(facts.st_mode) || facts.st_uid != own || facts.st_nlink != 1) {
         return false;
     }
     return facts.st_size <= LargestFile || unlink(file.c_str()) == 0;

@@ -3,6 +3,7 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <signal.h>
 #include <strings.h>
 #include <sys/socket.h>
 
@@ -98,6 +99,14 @@ int PrepareSocket(void* target, curl_socket_t socket, curlsocktype) noexcept {
     return CURL_SOCKOPT_OK;
 }
 
+// Whether libcurl can do without signals: it looks names up in a thread, and the process itself ignores that
+// the other end of a socket has gone, as a user of GLib's sockets does.
+bool CanDoWithoutSignals() {
+    struct sigaction handling = {};
+    return (curl_version_info(CURLVERSION_NOW)->features & CURL_VERSION_ASYNCHDNS) != 0 &&
+           sigaction(SIGPIPE, nullptr, &handling) == 0 && handling.sa_handler == SIG_IGN;
+}
+
 void SetProtocols(CURL* curl, bool encryptedOnly) {
 #if LIBCURL_VERSION_NUM >= 0x075500
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
@@ -145,6 +154,10 @@ void HttpExchange::SetBounds(const std::string& url) {
     SetProtocols(curl.get(), BeginsWith(url.data(), url.size(), "https:"));
     curl_easy_setopt(curl.get(), CURLOPT_DEBUGFUNCTION, NoteWhatLibcurlDoes);
     curl_easy_setopt(curl.get(), CURLOPT_DEBUGDATA, this);
+    // It would otherwise ignore the signal and then not, a dozen times in each exchange.
+    if (CanDoWithoutSignals()) {
+        curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
+    }
 }
 
 void HttpExchange::BeginAttempt() {

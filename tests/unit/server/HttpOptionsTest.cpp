@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <iterator>
+
 #include "tests/unit/server/HttpExchange.h"
 
 using Na::ConnectionShare;
@@ -33,7 +35,27 @@ TEST_F(FailingExchange, LooksForHttpAnywhereInTheProxy) {
     }
 }
 
+// How the process takes the signal, for as long as it lives.
+class PipeSignal {
+public:
+    explicit PipeSignal(void (*handler)(int)) : before(std::signal(SIGPIPE, handler)) {}
+    ~PipeSignal() { static_cast<void>(std::signal(SIGPIPE, before)); }
+    PipeSignal(const PipeSignal&) = delete;
+    PipeSignal& operator=(const PipeSignal&) = delete;
+
+private:
+    void (*before)(int);
+};
+
+TEST_F(FailingExchange, LeavesTheSignalToLibcurlInAProcessThatDoesNotIgnoreIt) {
+    const PipeSignal fatal(SIG_DFL);
+    spy.Decide(CURLE_OK, 1);
+    Get();
+    EXPECT_THAT(spy.OptionNames(), Not(Contains(CURLOPT_NOSIGNAL)));
+}
+
 TEST_F(FailingExchange, SetsItsOptionsInTheirOrder) {
+    const PipeSignal ignored(SIG_IGN);
     spy.Decide(CURLE_OK, 1);
     Post("data={}", "10.0.0.1:3128");
     EXPECT_THAT(
@@ -44,7 +66,7 @@ TEST_F(FailingExchange, SetsItsOptionsInTheirOrder) {
             CURLOPT_COPYPOSTFIELDS, CURLOPT_WRITEFUNCTION, CURLOPT_WRITEDATA, CURLOPT_COOKIEFILE,
             CURLOPT_HTTPHEADER, CURLOPT_COOKIEFILE, CURLOPT_COOKIEJAR, CURLOPT_MAXREDIRS,
             CURLOPT_SOCKOPTFUNCTION, CURLOPT_SOCKOPTDATA, CURLOPT_PROTOCOLS_STR, CURLOPT_REDIR_PROTOCOLS_STR,
-            CURLOPT_DEBUGFUNCTION, CURLOPT_DEBUGDATA));
+            CURLOPT_DEBUGFUNCTION, CURLOPT_DEBUGDATA, CURLOPT_NOSIGNAL));
     EXPECT_EQ(spy.Last(CURLOPT_VERBOSE).number, 1);
     EXPECT_EQ(spy.Last(CURLOPT_FOLLOWLOCATION).number, 1);
     EXPECT_EQ(spy.Last(CURLOPT_CONNECTTIMEOUT).number, 20);
@@ -59,6 +81,7 @@ TEST_F(FailingExchange, SetsItsOptionsInTheirOrder) {
 }
 
 TEST_F(FailingExchange, SetsFewerOptionsForAGetThroughNoProxy) {
+    const PipeSignal ignored(SIG_IGN);
     spy.Decide(CURLE_OK, 1);
     Get();
     EXPECT_THAT(
@@ -68,7 +91,7 @@ TEST_F(FailingExchange, SetsFewerOptionsForAGetThroughNoProxy) {
             CURLOPT_USE_SSL, CURLOPT_URL, CURLOPT_HTTPGET, CURLOPT_WRITEFUNCTION, CURLOPT_WRITEDATA,
             CURLOPT_COOKIEFILE, CURLOPT_HTTPHEADER, CURLOPT_COOKIEFILE, CURLOPT_COOKIEJAR, CURLOPT_MAXREDIRS,
             CURLOPT_SOCKOPTFUNCTION, CURLOPT_SOCKOPTDATA, CURLOPT_PROTOCOLS_STR, CURLOPT_REDIR_PROTOCOLS_STR,
-            CURLOPT_DEBUGFUNCTION, CURLOPT_DEBUGDATA));
+            CURLOPT_DEBUGFUNCTION, CURLOPT_DEBUGDATA, CURLOPT_NOSIGNAL));
 }
 
 TEST_F(FailingExchange, SetsItsHeadersInTheirOrder) {
