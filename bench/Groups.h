@@ -10,6 +10,8 @@ namespace Bench {
 
 void MeasureRelay(Report& report, const Settings& settings);
 void MeasureRequest(Report& report, const Settings& settings);
+void MeasureJobs(Report& report, const Settings& settings);
+void MeasurePeers(Report& report, const Settings& settings);
 void MeasureScript(Report& report, const Settings& settings);
 void MeasurePcsc(Report& report, const Settings& settings);
 void MeasureStart(Report& report, const Settings& settings);

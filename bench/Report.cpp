@@ -12,11 +12,16 @@ namespace Bench {
 
 namespace {
 
-constexpr std::array<const char*, 5> Units = {Instructions, Microseconds, Milliseconds, ByteCount, Count};
+constexpr std::array<const char*, 6> Units = {Instructions, Microseconds, Milliseconds,
+                                              ByteCount,    Count,        Calls};
 
 // Short enough for a column.
 std::string Abbreviated(const std::string& unit) {
-    return unit == Instructions ? "ins" : unit == ByteCount ? "B" : unit == Count ? "" : unit;
+    return unit == Instructions ? "ins"
+           : unit == ByteCount  ? "B"
+           : unit == Calls      ? "sys"
+           : unit == Count      ? ""
+                                : unit;
 }
 
 void RequireRules(const Figure& figure, const std::vector<Figure>& others) {
@@ -101,6 +106,7 @@ bool Holds(const std::vector<std::string>& groups, const std::string& key) {
 }
 
 constexpr double Tolerance = 1.05;
+constexpr char SystemCallsSuffix[] = ", system calls";
 
 }  // namespace
 
@@ -170,18 +176,22 @@ nlohmann::json Report::ToJson() const {
     return {{"figures", list}};
 }
 
-Baseline InstructionsOf(const Report& report) {
+Baseline CountsOf(const Report& report) {
     Baseline counts;
     for (const Figure& figure : report.Figures()) {
         if (figure.unit == Instructions) {
             counts[figure.group + "/" + figure.name] = std::round(Median(figure.ours));
+        } else if (figure.unit == Calls) {
+            // Of so few that a part of one may be a hundredth of all.
+            counts[figure.group + "/" + figure.name + SystemCallsSuffix] =
+                std::round(10 * Median(figure.ours)) / 10;
         }
     }
     return counts;
 }
 
 Baseline Updated(const Baseline& earlier, const Report& report, const std::vector<std::string>& groups) {
-    Baseline updated = InstructionsOf(report);
+    Baseline updated = CountsOf(report);
     for (const auto& [key, count] : earlier) {
         if (!Holds(groups, key)) {
             updated.emplace(key, count);
@@ -192,7 +202,7 @@ Baseline Updated(const Baseline& earlier, const Report& report, const std::vecto
 
 std::vector<std::string> Deviations(
     const Baseline& baseline, const Report& report, const std::vector<std::string>& groups) {
-    const Baseline counts = InstructionsOf(report);
+    const Baseline counts = CountsOf(report);
     std::vector<std::string> sentences;
     for (const auto& [key, count] : counts) {
         const auto known = baseline.find(key);
@@ -200,8 +210,7 @@ std::vector<std::string> Deviations(
             sentences.push_back(key + " is not in the baseline");
         } else if (count > known->second * Tolerance) {
             sentences.push_back(
-                key + " takes " + Written(count) + " instructions; the baseline has " +
-                Written(known->second));
+                key + " takes " + Written(count) + "; the baseline has " + Written(known->second));
         }
     }
     for (const auto& [key, count] : baseline) {

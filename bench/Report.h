@@ -17,6 +17,7 @@ constexpr char Microseconds[] = "us";
 constexpr char Milliseconds[] = "ms";
 constexpr char ByteCount[] = "bytes";
 constexpr char Count[] = "count";
+constexpr char Calls[] = "calls";  // of the system, judged like instructions
 
 struct Figure {
     std::string group;
@@ -56,11 +57,12 @@ private:
     std::vector<Figure> figures;
 };
 
-// Instruction counts of an earlier run that later ones are held against: "group/name" to count.
+// Counts of an earlier run that later ones are held against: "group/name" to instructions, and "group/name,
+// system calls".
 using Baseline = std::map<std::string, double>;
 
-// Medians of those figures that count instructions.
-Baseline InstructionsOf(const Report& report);
+// Medians of those figures that count instructions or system calls.
+Baseline CountsOf(const Report& report);
 
 // The earlier baseline with the given groups' counts replaced by those of the report.
 Baseline Updated(const Baseline& earlier, const Report& report, const std::vector<std::string>& groups);

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "bench/Callgrind.h"
+#include "bench/SystemCalls.h"
 
 namespace fs = std::filesystem;
 
@@ -73,15 +74,22 @@ void Stage::UseServer(const std::string& address, const fs::path& trusted) {
 }
 
 fs::path Stage::ProgramOf(Side side) {
-    return side == Side::Ours ? NAVO_AGENT_PROGRAM : NAVO_FLOOR_PROGRAM;
+    switch (side) {
+        case Side::Floor:
+            return NAVO_FLOOR_PROGRAM;
+        case Side::SdBusFloor:
+            return NAVO_FLOOR_SD_BUS_PROGRAM;
+        default:
+            return NAVO_AGENT_PROGRAM;
+    }
 }
 
 std::vector<std::string> Stage::Command() const {
     std::vector<std::string> command = {ProgramOf(side)};
-    if (side == Side::Floor && silent) {
+    if (side != Side::Ours && silent) {
         command.emplace_back("--silent");
     }
-    if (side == Side::Floor && !server.empty()) {
+    if (side != Side::Ours && !server.empty()) {
         command.push_back(server);
     }
     return command;
@@ -93,6 +101,10 @@ void Stage::Start() {
 
 void Stage::StartCounted(const fs::path& count) {
     Run(CountedCommand(count, Command()));
+}
+
+void Stage::StartTraced(const fs::path& calls) {
+    Run(TracedCommand(calls, Command()));
 }
 
 void Stage::Run(const std::vector<std::string>& command) {

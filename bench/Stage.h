@@ -13,7 +13,8 @@
 
 namespace Bench {
 
-enum class Side { Ours, Floor };
+// Ours, and floors over GDBus and over systemd's bus library.
+enum class Side { Ours, Floor, SdBusFloor };
 
 class Stage {
 public:
@@ -34,7 +35,10 @@ public:
     void Start();
     // The same under callgrind, which leaves its count in the file when the service ends.
     void StartCounted(const std::filesystem::path& count);
+    // The same under strace, which leaves each system call in the file.
+    void StartTraced(const std::filesystem::path& calls);
 
+    // Not of a service that is counted or traced.
     pid_t Pid() const { return service->Pid(); }
 
     // Microseconds of processor time that the service's threads have taken so far, system calls included.

@@ -20,4 +20,10 @@ struct Client {
 // Relays like the service does, with its log lines and its signal, and returns the set of responses.
 std::string RelaySet(const Client& client, const std::string& commandSet);
 
+// The same with the signal on a connection of systemd's bus library.
+std::string RelaySetOnSdBus(const Client& client, const std::string& commandSet);
+
+// Returns when that connection has sent everything.
+void FlushSdBus();
+
 }  // namespace Floor

@@ -269,6 +269,17 @@ int LimitSilence(void*, curl_socket_t socket, curlsocktype) {
     return CURL_SOCKOPT_OK;
 }
 
+// Keeps the connection for the scripts that follow.
+CURLSH* ShareOfProcess() {
+    static const Floor::ShareHandle share = [] {
+        Floor::ShareHandle made(curl_share_init());
+        curl_share_setopt(made.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+        curl_share_setopt(made.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+        return made;
+    }();
+    return share.get();
+}
+
 // The exchanges of one script: one easy handle each, over one connection.
 class Server {
 public:
@@ -278,7 +289,6 @@ public:
         };
         std::replace_if(client.begin(), client.end(), isReplaced, '_');
         cookies = std::string(CookieFolder) + "/" + client;
-        curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
     }
 
     ServerAnswer Post(const std::string& body) {
@@ -324,9 +334,10 @@ private:
         g_mkdir_with_parents(CookieFolder, OwnerOnly);
         curl_easy_setopt(curl, CURLOPT_COOKIEFILE, cookies.c_str());
         curl_easy_setopt(curl, CURLOPT_COOKIEJAR, cookies.c_str());
-        curl_easy_setopt(curl, CURLOPT_SHARE, share.get());
+        curl_easy_setopt(curl, CURLOPT_SHARE, ShareOfProcess());
         curl_easy_setopt(curl, CURLOPT_MAXREDIRS, 30L);
         curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, LimitSilence);
+        curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     }
 
     std::string Plain(CURL* curl) const {
@@ -340,7 +351,6 @@ private:
     std::string cookies;
     std::string received;
     std::array<char, CURL_ERROR_SIZE> errors{};
-    Floor::ShareHandle share{curl_share_init()};
 };
 
 class Job {

@@ -2,6 +2,7 @@
 #include "bench/Callgrind.h"
 #include "bench/Groups.h"
 #include "bench/Inside.h"
+#include "bench/Memory.h"
 #include "bench/Stage.h"
 
 namespace Bench {
@@ -76,6 +77,40 @@ void AddLiveTimes(Report& report, const Settings& settings) {
     report.Add(std::move(figure));
 }
 
+struct Payload {
+    const char* name;
+    std::size_t size;
+    unsigned requests;
+};
+
+constexpr Payload Payloads[] = {
+    {"kept of a request of 16 B", 16, 4000},
+    {"kept of a request of 64 KiB", 64 << 10, 4000},
+    {"kept of a request of 4 MiB", 4 << 20, 400}};
+constexpr double MostKept = 350;  // bytes
+
+// What a request leaves behind. What the first ones need once is no growth.
+double KeptOf(Stage& stage, const Payload& payload) {
+    const Navo::Map request = {{"Cmd", "66"}, {"payload", std::string(payload.size, 'x')}};
+    const auto send = [&] {
+        for (unsigned sent = 0; sent < payload.requests; ++sent) {
+            stage.Session().Call(request);
+        }
+        return MemoryOf(stage.Pid()).privateDirty;
+    };
+    const double before = send();
+    return (send() - before) / payload.requests;
+}
+
+void AddKept(Report& report) {
+    for (const Payload& payload : Payloads) {
+        Stage stage(Side::Ours);
+        stage.Start();
+        report.Add({Group, payload.name, ByteCount, {KeptOf(stage, payload)}, {}, std::nullopt, MostKept});
+        stage.End();
+    }
+}
+
 }  // namespace
 
 void MeasureGrowth(Report& report, const Settings& settings) {
@@ -92,6 +127,7 @@ void MeasureGrowth(Report& report, const Settings& settings) {
     if (settings.wall) {
         AddInside(report, TimesInside(settings, Group), Microseconds);
         AddLiveTimes(report, settings);
+        AddKept(report);
     }
 }
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <array>
+
 #include "bench/Groups.h"
 #include "bench/Inside.h"
 
@@ -11,36 +13,67 @@ constexpr double LongestWithProgress = 30;    // us for an APDU
 constexpr double LongestWithoutProgress = 5;  // us for an APDU
 constexpr double MostGrowth = 1.05;           // of an APDU's cost from a set of 10 to one of 5,000
 
-constexpr const char* Commands[] = {"3 bytes", "5 bytes", "261 bytes"};
-constexpr const char* Counts[] = {"1", "10", "1000", "5000"};
+struct Command {
+    const char* name;
+    std::array<const char*, 4> counts;  // of sets; for many long ones there is no room in a message
+    bool hasProgress;
+};
+
+constexpr Command Commands[] = {
+    {"3 bytes", {"1", "10", "1000", "5000"}, false},
+    {"5 bytes", {"1", "10", "1000", "5000"}, true},
+    {"261 bytes", {"1", "10", "50", "120"}, true}};
+
+constexpr char CountOnSdBus[] = "10";
+constexpr double MostExcess = 3000;  // instructions for an APDU of 261 bytes, beside the floor
 
 std::string NameOf(const std::string& command, const std::string& count) {
     return command + ", set of " + count;
 }
 
-double LimitOf(const std::string& command) {
-    return command == Commands[0] ? LongestWithoutProgress : LongestWithProgress;
-}
-
 // An APDU's cost within sets of so many.
-void AddSets(
-    Report& report, const InsideValues& values, const std::string& unit, const std::string& command) {
+void AddSets(Report& report, const InsideValues& values, const std::string& unit, const Command& command) {
     const bool counted = unit == Instructions;
-    for (const char* count : Counts) {
-        const std::string name = NameOf(command, count);
+    const double limit = command.hasProgress ? LongestWithProgress : LongestWithoutProgress;
+    for (const char* count : command.counts) {
+        const std::string name = NameOf(command.name, count);
         Figure figure{"relay", name, unit, values.at("relay/ours/" + name), values.at("relay/floor/" + name)};
         figure.target = counted ? std::optional(MostInstructions) : std::nullopt;
-        figure.limit = counted ? std::nullopt : std::optional(LimitOf(command));
+        figure.limit = counted ? std::nullopt : std::optional(limit);
         report.Add(std::move(figure));
     }
 }
 
+// The floor over systemd's bus library, which differs where there is a signal.
+void AddSdBus(Report& report, const InsideValues& values, const std::string& unit, const Command& command) {
+    if (command.hasProgress) {
+        const std::string name = NameOf(command.name, CountOnSdBus);
+        report.Add(
+            {"relay", name + ", floor on sd-bus", unit, values.at("relay/ours/" + name),
+             values.at("relay/sd-bus/" + name)});
+    }
+}
+
 // In place of a floor stands the shorter set.
-void AddGrowth(Report& report, const InsideValues& values, const std::string& command) {
+void AddGrowth(Report& report, const InsideValues& values, const Command& command) {
+    const std::string longest = NameOf(command.name, command.counts.back());
     report.Add(
-        {"relay", command + ", set of 5000 beside 10", Instructions,
-         values.at("relay/ours/" + NameOf(command, "5000")), values.at("relay/ours/" + NameOf(command, "10")),
-         MostGrowth});
+        {"relay", longest + " beside 10", Instructions, values.at("relay/ours/" + longest),
+         values.at("relay/ours/" + NameOf(command.name, "10")), MostGrowth});
+}
+
+// What the service adds to the floor.
+void AddExcess(Report& report, const InsideValues& values, const Command& command) {
+    const std::string longest = NameOf(command.name, command.counts.back());
+    const double excess = values.at("relay/ours/" + longest)[0] - values.at("relay/floor/" + longest)[0];
+    report.Add(
+        {"relay",
+         std::string(command.name) + ", more than the floor",
+         Instructions,
+         {excess},
+         {},
+         std::nullopt,
+         MostExcess});
 }
 
 }  // namespace
@@ -48,15 +81,18 @@ void AddGrowth(Report& report, const InsideValues& values, const std::string& co
 void MeasureRelay(Report& report, const Settings& settings) {
     if (settings.instructions) {
         const InsideValues counts = CountsInside(settings, "relay");
-        for (const char* command : Commands) {
+        for (const Command& command : Commands) {
             AddSets(report, counts, Instructions, command);
+            AddSdBus(report, counts, Instructions, command);
             AddGrowth(report, counts, command);
+            AddExcess(report, counts, command);
         }
     }
     if (settings.wall) {
         const InsideValues times = TimesInside(settings, "relay");
-        for (const char* command : Commands) {
+        for (const Command& command : Commands) {
             AddSets(report, times, Microseconds, command);
+            AddSdBus(report, times, Microseconds, command);
         }
     }
 }

@@ -43,8 +43,14 @@ void CountAll(Report& report, const Settings& settings) {
                 return CountRequests(side, payload, count, settings);
             });
         };
+        const double ours = each(Side::Ours);
+        report.Add({"request", payload.name, Instructions, {ours}, {each(Side::Floor)}, LargestRatio});
         report.Add(
-            {"request", payload.name, Instructions, {each(Side::Ours)}, {each(Side::Floor)}, LargestRatio});
+            {"request",
+             std::string(payload.name) + ", floor on sd-bus",
+             Instructions,
+             {ours},
+             {each(Side::SdBusFloor)}});
     }
 }
 
@@ -85,7 +91,12 @@ void MeasureRequest(Report& report, const Settings& settings) {
     Stage floor(Side::Floor);
     ours.Start();
     floor.Start();
-    RequireSameLines(ours, floor, 0, [](Stage& stage) { Send(stage, Payloads[0], 1); });
+    const auto sendOne = [](Stage& stage) { Send(stage, Payloads[0], 1); };
+    RequireSameLines(ours, floor, 0, sendOne);
+    Stage sdBusFloor(Side::SdBusFloor);
+    sdBusFloor.Start();
+    RequireSameLines(ours, sdBusFloor, 0, sendOne);
+    sdBusFloor.End();
     if (settings.wall) {
         TimeAll(report, settings, ours, floor);
     }

@@ -8,6 +8,7 @@
 
 #include "bench/Callgrind.h"
 #include "bench/Groups.h"
+#include "bench/Memory.h"
 #include "bench/Runner.h"
 #include "bench/Stage.h"
 
@@ -109,26 +110,6 @@ double CountOfAStart(Side side, const Settings& settings) {
     stage.StartCounted(result);
     stage.End();
     return CountIn(result);
-}
-
-// In bytes.
-struct Memory {
-    double privateDirty = 0;
-    double proportional = 0;
-};
-
-Memory MemoryOf(pid_t process) {
-    std::ifstream stream("/proc/" + std::to_string(process) + "/smaps_rollup");
-    Memory memory;
-    std::string word;
-    for (double kibibytes = 0; stream >> word;) {
-        if (word == "Private_Dirty:" && stream >> kibibytes) {
-            memory.privateDirty = kibibytes * 1024;
-        } else if (word == "Pss:" && stream >> kibibytes) {
-            memory.proportional = kibibytes * 1024;
-        }
-    }
-    return memory;
 }
 
 // After the start, after the first requests, and what a further one leaves behind.

@@ -19,6 +19,9 @@ namespace {
 // A run relays so many APDUs at least, in as many sets as that takes.
 constexpr unsigned LeastApdus = 1000;
 
+// The set that is relayed by systemd's bus library as well.
+constexpr unsigned CountOnSdBus = 10;
+
 class IdleJob : public Na::AgentJob {
 public:
     using AgentJob::AgentJob;
@@ -53,6 +56,7 @@ private:
 struct Command {
     const char* name;
     std::string digits;
+    std::vector<unsigned> counts;  // of the sets; a longer set's responses would not be sent any more
 };
 
 // The shortest form of SELECT, a full STORE-like command, and one so short that no progress is reported.
@@ -61,7 +65,10 @@ std::vector<Command> Commands() {
     for (int i = 0; i < 255; ++i) {
         full += "5A";
     }
-    return {{"3 bytes", "00A404"}, {"5 bytes", "00A4040000"}, {"261 bytes", full + "00"}};
+    return {
+        {"3 bytes", "00A404", {1, 10, 1000, 5000}},
+        {"5 bytes", "00A4040000", {1, 10, 1000, 5000}},
+        {"261 bytes", full + "00", {1, 10, 50, 120}}};
 }
 
 std::string SetOf(const std::string& command, unsigned count) {
@@ -122,6 +129,16 @@ void AddSet(Cases& cases, const std::shared_ptr<OpenJob>& job, const Command& co
     };
     cases.push_back({"relay/ours/" + figure, times * count, ours, flush});
     cases.push_back({"relay/floor/" + figure, times * count, floor, flush});
+    if (count == CountOnSdBus) {
+        const auto onSdBus = [=] {
+            for (unsigned i = 0; i < times; ++i) {
+                Floor::RelaySetOnSdBus(client, set);
+            }
+        };
+        onSdBus();
+        Floor::FlushSdBus();
+        cases.push_back({"relay/sd-bus/" + figure, times * count, onSdBus, Floor::FlushSdBus});
+    }
 }
 
 }  // namespace
@@ -129,7 +146,7 @@ void AddSet(Cases& cases, const std::shared_ptr<OpenJob>& job, const Command& co
 void AddRelay(Cases& cases) {
     const auto job = std::make_shared<OpenJob>();
     for (const Command& command : Commands()) {
-        for (const unsigned count : {1U, 10U, 1000U, 5000U}) {
+        for (const unsigned count : command.counts) {
             AddSet(cases, job, command, count);
         }
     }
