@@ -37,7 +37,7 @@ std::string CookieFileOf(std::string context) {
 
 bool MayKeepCookiesIn(const std::string& file) {
     const std::string folder = FolderOf(file);
-    const uid_t own = geteuid();
+    static const uid_t own = geteuid();  // the service never becomes another user
     if (!IsOwnFolder(folder, own) || !IsOwnFolder(FolderOf(folder), own)) {
         return false;
     }
