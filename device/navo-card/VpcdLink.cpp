@@ -161,7 +161,8 @@ bool VpcdLink::Handle(InsertedCard& card, const Bytes& message) {
     if (message.empty()) {
         return true;
     }
-    switch (message.size() == 1 ? message.front() : NoControl) {
+    const std::uint8_t control = message.size() == 1 ? message.front() : std::uint8_t{NoControl};
+    switch (control) {
         case PowerOff:
             card.PowerOff();
             return true;
