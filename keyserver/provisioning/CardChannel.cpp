@@ -67,6 +67,23 @@ CardIdentification ParseIdentification(const Bytes& data) {
 
 }  // namespace
 
+CardResponse ResponseOpener::Open(CardResponse response) const {
+    const std::string& status = response.statusWord;
+    const std::string kind = status.substr(0, 2);
+    if (!messaging || (status != "9000" && kind != "62" && kind != "63")) {
+        return response;
+    }
+    std::optional<Bytes> data = messaging->UnwrapResponse(
+        response.data, static_cast<std::uint16_t>(std::stoul(status, nullptr, 16)), level);
+    if (!data) {
+        throw CardProblem(
+            ResultCode::WrongCryptogram,
+            "a response with " + status + " does not have the code of the channel");
+    }
+    response.data = std::move(*data);
+    return response;
+}
+
 CardChannel::CardChannel(const ChannelPlan& channelPlan, const KeyRing& keyRing)
     : plan(channelPlan), ring(keyRing), hostChallenge(plan.hostChallenge.value_or(RandomChallenge())) {}
 
@@ -76,6 +93,12 @@ std::vector<PlainCommand> CardChannel::OpeningCommands() const {
 
 PlainCommand CardChannel::Authenticate(const std::vector<CardResponse>& responses) {
     const CardIdentification card = ParseIdentification(responses.at(1).data);
+    if (!IsSecurityLevel(static_cast<std::uint8_t>(plan.level), card.parameter)) {
+        throw CardProblem(
+            ResultCode::UnknownAlgorithm, "the card's SCP03 with i=" + HexText({card.parameter}) +
+                                              " has no security level " +
+                                              HexText({static_cast<std::uint8_t>(plan.level)}));
+    }
     const auto found = ring.find(card.keyVersion);
     if (found == ring.end()) {
         throw CardProblem(

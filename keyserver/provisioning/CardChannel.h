@@ -6,6 +6,21 @@
 
 namespace KeyServer {
 
+// Takes off what protects a response. The default is that of one that nothing protects.
+class ResponseOpener {
+public:
+    ResponseOpener() = default;
+    ResponseOpener(GlobalPlatform::SecureMessaging atCommand, GlobalPlatform::SecurityLevel agreed)
+        : messaging(std::move(atCommand)), level(agreed) {}
+
+    // Throws CardProblem when the code or the padding is wrong. An error is never protected.
+    [[nodiscard]] CardResponse Open(CardResponse response) const;
+
+private:
+    std::optional<GlobalPlatform::SecureMessaging> messaging;  // as it was behind its command
+    GlobalPlatform::SecurityLevel level = GlobalPlatform::SecurityLevel::None;
+};
+
 class CardChannel {
 public:
     // The ring must outlive the channel.
@@ -19,6 +34,10 @@ public:
     [[nodiscard]] PlainCommand Authenticate(const std::vector<CardResponse>& responses);
 
     [[nodiscard]] CommandApdu Wrap(const CommandApdu& plain) { return messaging->Wrap(plain, plan.level); }
+
+    // What opens the response to the command that was wrapped last, also once others have been.
+    [[nodiscard]] ResponseOpener Opener() const { return {*messaging, plan.level}; }
+
     bool IsOpen() const { return messaging.has_value(); }
     const ChannelKeys& Keys() const { return keys; }
 

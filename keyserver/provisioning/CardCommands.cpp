@@ -55,10 +55,13 @@ std::string Numbered(const std::string& title, std::size_t index, std::size_t co
     return title + " block " + std::to_string(index + 1) + " of " + std::to_string(count);
 }
 
-// Type, the key with its length in front, and its check value; Amendment D, 7.2.
+// Type, the key with its length in front and filled up to whole blocks, and its check value; Amendment
+// D, 7.2.
 void AppendKey(Bytes& data, const Bytes& key, const Bytes& dataEncryptionKey) {
     Bytes component{static_cast<std::uint8_t>(key.size())};
-    Append(component, AesEncryptCbc(dataEncryptionKey, Bytes(AesBlockLength, 0), key));
+    Bytes padded = key;
+    padded.resize((key.size() + AesBlockLength - 1) / AesBlockLength * AesBlockLength);
+    Append(component, AesEncryptCbc(dataEncryptionKey, Bytes(AesBlockLength, 0), padded));
     data.push_back(AesKeyType);
     AppendField(data, component);
     AppendField(data, AesKeyCheckValue(key));
@@ -70,12 +73,13 @@ std::size_t RoomForData(SecurityLevel level) {
     constexpr std::size_t ShortData = 255;
     const std::size_t behindMac = ShortData - CommandMacLength;
     switch (level) {
-        case SecurityLevel::CommandMacAndDecryption:
-            return behindMac / AesBlockLength * AesBlockLength - 1;
+        case SecurityLevel::None:
+            return ShortData;
         case SecurityLevel::CommandMac:
+        case SecurityLevel::CommandAndResponseMac:
             return behindMac;
         default:
-            return ShortData;
+            return behindMac / AesBlockLength * AesBlockLength - 1;
     }
 }
 

@@ -19,6 +19,7 @@ struct SentCommand {
     PlainCommand plain;
     std::string text;  // as the agent got it
     bool ofAction = true;
+    ResponseOpener opener;
 };
 
 std::string Joined(const std::vector<std::string>& texts) {
@@ -128,7 +129,7 @@ private:
         std::vector<CardResponse> taken;
         for (std::size_t i = 0; i < responses.size(); ++i) {
             if (sent[i].ofAction) {
-                taken.push_back(ParseResponse(responses[i]));
+                taken.push_back(sent[i].opener.Open(ParseResponse(responses[i])));
             }
         }
         Take(taken);
@@ -159,8 +160,8 @@ private:
         }
     }
 
-    void Send(const PlainCommand& plain, const CommandApdu& apdu, bool ofAction) {
-        sent.push_back({plain, HexText(EncodeCommand(apdu)), ofAction});
+    void Send(const PlainCommand& plain, const CommandApdu& apdu, bool ofAction, ResponseOpener opener = {}) {
+        sent.push_back({plain, HexText(EncodeCommand(apdu)), ofAction, std::move(opener)});
     }
 
     // The next commands, after EXTERNAL AUTHENTICATE if that is due: a card that refuses it refuses them too.
@@ -179,7 +180,12 @@ private:
         const std::size_t count = std::min(planned.size(), service.commandsPerTurn);
         for (std::size_t i = 0; i < count; ++i) {
             const PlainCommand& plain = planned[i];
-            Send(plain, channel ? channel->Wrap(plain.apdu) : plain.apdu, true);
+            if (channel) {
+                const CommandApdu wrapped = channel->Wrap(plain.apdu);
+                Send(plain, wrapped, true, channel->Opener());
+            } else {
+                Send(plain, plain.apdu, true);
+            }
         }
         planned.erase(planned.begin(), planned.begin() + static_cast<std::ptrdiff_t>(count));
         return SentTurn();

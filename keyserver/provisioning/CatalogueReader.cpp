@@ -14,7 +14,21 @@ namespace {
 
 using GlobalPlatform::AesKeyLength;
 using GlobalPlatform::HexText;
+using GlobalPlatform::IsAesKeyLength;
 using GlobalPlatform::SecurityLevel;
+using GlobalPlatform::StaticKeys;
+
+// Of AES-128, 192 or 256, and all of one length; Amendment D, 6.1.
+StaticKeys ReadKeys(const Place& place) {
+    constexpr std::size_t LongestAesKey = 32;
+    const auto read = [&](const char* name) { return ReadHex(place.At(name), AesKeyLength, LongestAesKey); };
+    StaticKeys keys{read("enc"), read("mac"), read("dek")};
+    const std::size_t length = keys.mac.size();
+    if (!IsAesKeyLength(length) || keys.encryption.size() != length || keys.dataEncryption.size() != length) {
+        place.Complain("the keys must have 16, 24 or 32 bytes, all the same");
+    }
+    return keys;
+}
 
 KeyRing ReadKeyRing(const Place& place) {
     KeyRing ring;
@@ -24,28 +38,36 @@ KeyRing ReadKeyRing(const Place& place) {
         if (version == 0) {
             keys.At("version").Complain("version 00 is none: it leaves the choice to the card");
         }
-        const auto read = [&](const char* name) {
-            return ReadHex(keys.At(name), AesKeyLength, AesKeyLength);
-        };
-        if (!ring.insert({version, {read("enc"), read("mac"), read("dek")}}).second) {
+        if (!ring.insert({version, ReadKeys(keys)}).second) {
             keys.At("version").Complain("there are keys of version " + HexText({version}) + " already");
         }
     }
     return ring;
 }
 
+struct NamedLevel {
+    const char* name;
+    SecurityLevel level;
+};
+
+constexpr NamedLevel Levels[] = {
+    {"none", SecurityLevel::None},
+    {"mac", SecurityLevel::CommandMac},
+    {"mac+encryption", SecurityLevel::CommandMacAndDecryption},
+    {"mac+r-mac", SecurityLevel::CommandAndResponseMac},
+    {"mac+encryption+r-mac", SecurityLevel::DecryptionAndResponseMac},
+    {"mac+encryption+r-mac+r-encryption", SecurityLevel::BothEncrypted}};
+
 SecurityLevel ReadLevel(const Place& place) {
     const std::string level = place.Text();
-    if (level == "none") {
-        return SecurityLevel::None;
+    std::string known;
+    for (const NamedLevel& each : Levels) {
+        if (level == each.name) {
+            return each.level;
+        }
+        known += (known.empty() ? "\"" : ", \"") + std::string(each.name) + "\"";
     }
-    if (level == "mac") {
-        return SecurityLevel::CommandMac;
-    }
-    if (level == "mac+encryption") {
-        return SecurityLevel::CommandMacAndDecryption;
-    }
-    place.Complain("must be \"none\", \"mac\" or \"mac+encryption\", not \"" + level + "\"");
+    place.Complain("must be one of " + known + ", not \"" + level + "\"");
 }
 
 std::string ReadSeIdPattern(const Place& place) {

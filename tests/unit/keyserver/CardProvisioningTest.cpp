@@ -94,6 +94,58 @@ TEST_F(CardProvisioning, WorksAtEachSecurityLevelAndSetSize) {
     EXPECT_LT(large.sets, small.sets);
 }
 
+// Of every option that the level needs, with keys of every length.
+TEST_F(CardProvisioning, WorksWithProtectedResponsesAndKeysOfEachLength) {
+    struct Row {
+        const char* security;
+        std::uint8_t option;
+        std::size_t keyLength;
+    };
+    for (const Row& row :
+         {Row{"mac+r-mac", 0x20, 16}, Row{"mac+encryption+r-mac", 0x30, 24},
+          Row{"mac+encryption+r-mac+r-encryption", 0x60, 32},
+          Row{"mac+encryption+r-mac+r-encryption", 0x70, 16}}) {
+        Card::Options options;
+        options.channelOption = row.option;
+        const GlobalPlatform::Bytes key(row.keyLength, 0x5A);
+        options.keys = {key, key, key};
+        Card::SoftwareCard own(options);
+        nlohmann::json whole = nlohmann::json::parse(std::ifstream(ShippedCatalogue));
+        whole["services"][0]["security"] = row.security;
+        for (const char* name : {"enc", "mac", "dek"}) {
+            whole["cardKeys"][0][name] = HexText(key);
+        }
+        const auto service = ParseCatalogue(whole.dump(), "shipped", CATALOGUE_FOLDER).front();
+        const Course course = Provision(own, *service);
+        EXPECT_EQ(course.last.resultCode, ResultCode::Success) << row.security << course.last.description;
+        EXPECT_THAT(course.notes, Contains(HasSubstr("A00000084100010101")));
+    }
+}
+
+TEST_F(CardProvisioning, EndsWhenTheCardCannotProtectItsResponses) {
+    const Course course = Provision(card, *Shipped("security", "mac+r-mac"));
+    EXPECT_EQ(course.last.resultCode, ResultCode::UnknownAlgorithm);
+    EXPECT_THAT(course.last.description, HasSubstr("i=10 has no security level 11"));
+}
+
+// A response that was changed on its way.
+TEST_F(CardProvisioning, EndsWithAResponseThatIsNotTheCards) {
+    Card::Options options;
+    options.channelOption = 0x70;
+    Card::SoftwareCard own(options);
+    const auto service = Shipped("security", "mac+encryption+r-mac+r-encryption");
+    own.Reset();
+    const auto dialogue = service->Open(AnyOpening());
+    Turn turn = dialogue->Begin();
+    for (int set = 0; set < 2; ++set) {
+        turn = dialogue->Continue(ParseResponseSet(Relay(own, turn.commandSet)));
+    }
+    std::string responses = Relay(own, turn.commandSet);
+    responses[responses.size() - 5] = responses[responses.size() - 5] == '0' ? '1' : '0';
+    turn = dialogue->Continue(ParseResponseSet(responses));
+    EXPECT_EQ(turn.resultCode, ResultCode::WrongCryptogram) << turn.description;
+}
+
 TEST_F(CardProvisioning, IsTheSameToTheByteWithAFixedHostChallenge) {
     const auto service = Shipped("hostChallenge", "0102030405060708");
     std::string sets[2];

@@ -67,7 +67,14 @@ TEST_F(CatalogueReader, ChecksTheCardKeys) {
         "file.json: /cardKeys/1/version: there are keys of version 01 already");
     EXPECT_EQ(
         MistakeIn(WithKeys(R"({"version": "01", "enc": "00"})")),
-        "file.json: /cardKeys/0/enc: has 1 bytes; it must have 16");
+        "file.json: /cardKeys/0/enc: has 1 bytes; it must have 16 to 32");
+    const std::string key16(32, '0');
+    const std::string key24(48, '0');
+    EXPECT_EQ(
+        MistakeIn(WithKeys(
+            R"({"version": "01", "enc": ")" + key16 + R"(", "mac": ")" + key16 + R"(", "dek": ")" + key24 +
+            R"("})")),
+        "file.json: /cardKeys/0: the keys must have 16, 24 or 32 bytes, all the same");
     EXPECT_EQ(
         MistakeIn(WithKeys(R"({"version": "01", "enc": "0G"})")),
         "file.json: /cardKeys/0/enc: must be bytes in hexadecimal digits, two for each");
