@@ -73,6 +73,13 @@ void RequireCompleteSet(const CardContent& content) {
     }
 }
 
+void SettleKeys(CardContent& content) {
+    RequireCompleteSet(content);
+    if (content.FirstCompleteSet()->first != InitialKeyVersion) {
+        content.keySets.erase(InitialKeyVersion);
+    }
+}
+
 std::vector<KeyTemplate> ReadKeyTemplates(const Bytes& value) {
     std::vector<KeyTemplate> templates;
     for (const TlvObject& object : Objects(value)) {
@@ -121,7 +128,7 @@ void StoreKeys(CardContent& content, const std::map<std::uint8_t, Keys>& byVersi
             set.keys[identifier] = key;
         }
     }
-    RequireCompleteSet(content);
+    SettleKeys(content);
 }
 
 }  // namespace Card

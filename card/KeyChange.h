@@ -19,6 +19,9 @@ void RequireKey(const Key& key, const Bytes& checkValue);
 // The card keeps a set that opens a channel.
 void RequireCompleteSet(const CardContent& content);
 
+// Behind keys that came: initial ones go as soon as the card has a set of its own that opens a channel.
+void SettleKeys(CardContent& content);
+
 // The keys that DGI 00B9 announces, 11.11.4; those behind it bring their values, in the same order.
 [[nodiscard]] std::vector<KeyTemplate> ReadKeyTemplates(const Bytes& value);
 

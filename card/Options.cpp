@@ -50,8 +50,7 @@ void Check(const Options& options) {
             "three keys of 16, 24 or 32 bytes");
     }
     Require(IsChannelOption(options.channelOption), "an option i of 00, 10, 20, 30, 60 or 70");
-    Require(
-        options.keyVersion >= 1 && options.keyVersion <= HighestKeyVersion, "a key version from 1 to 127");
+    Require(IsKeyVersion(options.keyVersion), "a key version from 1 to 127, or 255");
     Require(IsCardState(options.lifeCycle), "a life-cycle state of 01, 07, 0F, 7F or FF");
     Require(options.authenticationAttempts > 0, "at least one attempt at authentication");
 }

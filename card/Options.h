@@ -19,6 +19,13 @@ constexpr std::size_t CplcLength = 42;
 constexpr std::size_t LongestIssuerNumber = 32;
 constexpr std::uint8_t HighestKeyVersion = 127;
 
+// Of keys that a card has until it gets its first own: a practice of makers.
+constexpr std::uint8_t InitialKeyVersion = 0xFF;
+
+[[nodiscard]] constexpr bool IsKeyVersion(std::uint64_t version) {
+    return (version >= 1 && version <= HighestKeyVersion) || version == InitialKeyVersion;
+}
+
 struct Options {
     // The plain card: issuer domain A000000151000000, secured, keys 40..4F three times under version 1, kept
     // nowhere.
@@ -31,7 +38,7 @@ struct Options {
     // Of a card that is new; a state file has its own.
     Bytes issuerAid;                                                  // of the issuer security domain
     GlobalPlatform::StaticKeys keys;                                  // each of the same 16, 24 or 32 bytes
-    std::uint8_t keyVersion = 1;                                      // from 1
+    std::uint8_t keyVersion = 1;                                      // 1 to 127, or 255
     std::uint8_t lifeCycle = GlobalPlatform::LifeCycle::CardSecured;  // a card's state
 
     std::uint64_t memory = 1310720;  // non-volatile, of an empty card, in bytes

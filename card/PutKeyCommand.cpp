@@ -144,7 +144,7 @@ Answer PutKey(Runtime& card, const CommandApdu& command) {
         TakeReplaced(changed, command.p1, read.keys);
     }
     PutIn(changed, read);
-    RequireCompleteSet(changed);
+    SettleKeys(changed);
     card.Commit(std::move(changed));
     return {read.confirmation};
 }

@@ -213,7 +213,8 @@ void DecodeKeySets(const Json& list, CardContent& content, bool first) {
     content.keySets.clear();
     for (const Json& each : list) {
         Members members(each, "a key set");
-        const auto version = static_cast<std::uint8_t>(members.Number("version", 1, HighestKeyVersion));
+        const auto version = static_cast<std::uint8_t>(members.Number("version", 1, InitialKeyVersion));
+        Require(IsKeyVersion(version), "a key version is none");
         KeySet set = DecodeKeySet(members, first);
         members.End();
         Require(content.keySets.emplace(version, std::move(set)).second, "a key version is there twice");

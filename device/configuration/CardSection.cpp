@@ -87,6 +87,15 @@ std::uint8_t LifeCycleValue(const std::string& text) {
         "\"" + text + "\" is no state of a card; write op-ready, initialized, secured, locked or terminated");
 }
 
+std::uint8_t KeyVersionValue(const std::string& text) {
+    const std::uint64_t version = NumberValue(text, 1, Card::InitialKeyVersion);
+    if (!Card::IsKeyVersion(version)) {
+        throw BadValue(
+            text + " is no version of keys; write a number from 1 to 127, or 255 for initial keys");
+    }
+    return static_cast<std::uint8_t>(version);
+}
+
 bool ExclusiveValue(const std::string& text) {
     if (text != "exclusive" && text != "shared") {
         throw BadValue("\"" + text + "\" is no way to share a card; write exclusive or shared");
@@ -225,10 +234,7 @@ Keys CardReader::SoftwareKeys() {
         {"channel-option",
          [&](const std::string& value) { options.channelOption = ChannelOptionValue(value); }},
         {"keys", [&](const std::string& value) { options.keys = KeysValue(value); }},
-        {"key-version",
-         [&](const std::string& value) {
-             options.keyVersion = static_cast<std::uint8_t>(NumberValue(value, 1, Card::HighestKeyVersion));
-         }},
+        {"key-version", [&](const std::string& value) { options.keyVersion = KeyVersionValue(value); }},
         {"free-memory", size(options.memory)},
         {"free-volatile-memory", size(options.volatileMemory)}};
 }

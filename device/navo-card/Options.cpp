@@ -135,7 +135,7 @@ void AddKeys(CLI::App& app, RawOptions& raw) {
         ->group(group);
     app.add_option("--key-version", raw.keyVersion, "Their version")
         ->type_name("NUMBER")
-        ->check(CLI::Range(1, int{Card::HighestKeyVersion}))
+        ->check(CLI::Range(1, int{Card::HighestKeyVersion}) | CLI::IsMember({int{Card::InitialKeyVersion}}))
         ->capture_default_str()
         ->group(group);
 }

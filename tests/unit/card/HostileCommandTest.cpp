@@ -14,8 +14,7 @@ protected:
         ASSERT_GE(response.size(), 2U) << GlobalPlatform::HexText(command);
         const int first = response[response.size() - 2];
         succeeded += first == 0x90 ? 1 : 0;
-        ASSERT_TRUE(first == 0x90 || (first >= 0x61 && first <= 0x6F))
-            << GlobalPlatform::HexText(command);
+        ASSERT_TRUE(first == 0x90 || (first >= 0x61 && first <= 0x6F)) << GlobalPlatform::HexText(command);
     }
 
     int succeeded = 0;  // commands

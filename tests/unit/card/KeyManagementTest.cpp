@@ -109,6 +109,22 @@ TEST_F(CardKeys, AreRefusedWhereTheyCannotGo) {
     EXPECT_EQ(Send("80D80101 18 02" + key), "6985");        // no set would be whole
 }
 
+// A practice of makers: initial keys of version FF make room for the first set that opens a channel.
+TEST_F(CardKeys, OfTheIssuerTakeThePlaceOfInitialOnes) {
+    options.keyVersion = 0xFF;
+    Restart();
+    Authenticate(Level::CommandMac, 0xFF);
+    EXPECT_EQ(SendProtected("80CA00E000"), "E012C00401FF8810C00402FF8810C00403FF88109000");
+    EXPECT_EQ(StatusIn(SendProtected("80D80004 18 70" + KeyField(Repeated("77")))), "9000");
+    EXPECT_EQ(StatusOf("8050FF00 08 0102030405060708 00"), "9000");
+    Authenticate(Level::CommandMac, 0);
+    EXPECT_EQ(StatusIn(SendProtected("80D80081 46 01" + ThreeKeys("11", "22", "33"))), "9000");
+    EXPECT_EQ(SendProtected("80CA00E000"), "E018" + std::string(FirstKeys) + "C004047088109000");
+    EXPECT_EQ(StatusOf("8050FF00 08 0102030405060708 00"), "6A88");
+    UseKeys("11", "22", "33");
+    Authenticate(Level::CommandMac, 1);
+}
+
 TEST_F(CardKeys, AreDeletedByVersionAndIdentifier) {
     ASSERT_EQ(StatusOf("80D80081 46 30" + ThreeKeys("11", "22", "33")), "9000");
     EXPECT_EQ(Send("80E40000 06 D00104 D20101"), "6A88");

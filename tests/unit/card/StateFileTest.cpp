@@ -207,7 +207,7 @@ TEST_F(StateFile, IsDamagedWhenItDescribesNoCard) {
     ExpectDamaged(Replaced(whole, "software-card-2", "software-card-3"), "its format is not");
     ExpectDamaged(Replaced(whole, "\"state\": \"0F\"", "\"state\": \"0E\""), "is no state");
     ExpectDamaged(Replaced(whole, "\"state\": \"07\"", "\"state\": \"05\""), "is no state");
-    ExpectDamaged(Replaced(whole, "\"version\": 1", "\"version\": 128"), "no number from 1 to 127");
+    ExpectDamaged(Replaced(whole, "\"version\": 1", "\"version\": 128"), "a key version is none");
     ExpectDamaged(Replaced(whole, "\"version\": 48", "\"version\": 1"), "twice");
     ExpectDamaged(Replaced(whole, "\"identifier\": 1,", "\"identifier\": 9,"), "no key set opens");
     ExpectDamaged(Replaced(whole, "404142434445", "4041424344"), "a key is none");
