@@ -8,6 +8,7 @@
 namespace Card {
 
 [[nodiscard]] Answer Select(Runtime& card, const CommandApdu& command);         // 11.9
+[[nodiscard]] Answer ManageChannel(Runtime& card, const CommandApdu& command);  // 11.7
 [[nodiscard]] Answer GetData(Runtime& card, const CommandApdu& command);        // 11.3
 [[nodiscard]] Answer GetListedData(Runtime& card, const CommandApdu& command);  // 11.3
 [[nodiscard]] Answer GetStatus(Runtime& card, const CommandApdu& command);      // 11.4
@@ -23,8 +24,9 @@ namespace Card {
 [[nodiscard]] Answer BeginResponseMac(Runtime& card, const CommandApdu& command);      // Amendment D, 7.1.3
 [[nodiscard]] Answer EndResponseMac(Runtime& card, const CommandApdu& command);        // Amendment D, 7.1.4
 
-// What a reset selects: the application that is registered for it, else the issuer domain; 6.4.1.
-[[nodiscard]] Bytes SelectedByReset(const CardContent& content);
+// What is selected by itself on a logical channel: the application that is registered there, else that of the
+// basic channel, else the issuer domain; 6.4.1.
+[[nodiscard]] Bytes SelectedOn(std::uint8_t number, const CardContent& content);
 
 // The ten bytes that tell one card's keys from another's; Amendment D, 7.1.1.
 [[nodiscard]] Bytes KeyDiversificationData(const Options& options);

@@ -36,6 +36,16 @@ void DeleteObject(CardContent& content, const Bytes& aid, bool withRelated) {
     Remove(content.loadFiles, isIt);
 }
 
+// What is selected on another logical channel is not deleted, 9.5.
+void RequireSelectionsStay(const Runtime& card, const CardContent& changed) {
+    for (const auto& other : card.others) {
+        const Bytes& selected = other.second.selected;
+        if (selected != changed.issuerDomain.aid && changed.FindApplication(selected) == nullptr) {
+            Refuse(StatusWord::ConditionsNotSatisfied);
+        }
+    }
+}
+
 std::optional<std::uint8_t> KeyNumber(const Bytes* value) {
     if (value == nullptr) {
         return std::nullopt;
@@ -94,6 +104,7 @@ Answer Delete(Runtime& card, const CommandApdu& command) {
     CardContent changed = card.Content();
     if (const Bytes* name = ObjectName(objects)) {
         DeleteObject(changed, *name, (command.p2 & Deletion::WithRelatedObjects) != 0);
+        RequireSelectionsStay(card, changed);
     } else if (!objects.empty() && objects.size() == keyObjects) {
         DeleteKeys(changed, KeyNumber(identifier), KeyNumber(version));
     } else {

@@ -29,6 +29,7 @@ Bytes StatusBytes(StatusWord status, std::size_t added) {
 // been given.
 Bytes Delivery::Deliver(Answer answer, const CommandApdu& command, bool byteProtocol) {
     waiting.reset();
+    logicalChannel = command.cla & LogicalChannelMask;
     if (answer.data.empty()) {
         return Whole(std::move(answer));
     }
@@ -84,12 +85,16 @@ Bytes Delivery::NextPart(std::size_t length) {
 // Its class is that of the command before, or 00, as hosts like it: it has no part in secure messaging.
 bool Delivery::IsGetResponse(const Bytes& command) {
     return command.size() >= HeaderLength && command[1] == Instruction::GetResponse &&
-           (command[0] & ~(ProprietaryClassBit | SecureMessagingClassBit)) == 0;
+           (command[0] & ~(ProprietaryClassBit | SecureMessagingClassBit | LogicalChannelMask)) == 0;
 }
 
 Bytes Delivery::Continue(const Bytes& command, bool byteProtocol) {
     if (!waiting) {
         return StatusBytes(StatusWord::InstructionNotSupported);
+    }
+    const std::uint8_t channel = command[0] & LogicalChannelMask;
+    if (channel != 0 && channel != logicalChannel) {
+        return StatusBytes(StatusWord::ChannelNotSupported);
     }
     const std::optional<CommandApdu> apdu = ParseCommand(command);
     if (!apdu || !apdu->data.empty()) {

@@ -28,6 +28,7 @@ private:
     Bytes NextPart(std::size_t length);
 
     std::optional<Answer> waiting;
+    std::uint8_t logicalChannel = 0;  // of the command that it answers
 };
 
 [[nodiscard]] Bytes StatusBytes(StatusWord status, std::size_t added = 0);

@@ -110,7 +110,7 @@ void InstallForInstall(
 }
 
 // The loaded file comes to be with its application, or not at all; 9.3.8. It may be named again.
-void EndCombination(Runtime& card, const CommandApdu& command, std::optional<LoadFile> loaded) {
+void EndCombination(Runtime& card, const CommandApdu& command, const std::optional<LoadFile>& loaded) {
     const Bytes name = Fields(command.data, 6)[0];
     if (!loaded || (!name.empty() && name != loaded->aid) || card.Content().IsTaken(loaded->aid)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
@@ -161,7 +161,7 @@ void InstallForPersonalization(Runtime& card, const CommandApdu& command) {
 }  // namespace
 
 Answer Install(Runtime& card, const CommandApdu& command) {
-    std::optional<LoadFile> loaded = std::move(card.session.loaded);
+    const std::optional<LoadFile> loaded = std::move(card.session.loaded);
     card.session.loaded.reset();
     switch (command.p1 << 8 | command.p2) {
         case InstallFor::Load << 8 | NoInformation:
@@ -173,7 +173,7 @@ Answer Install(Runtime& card, const CommandApdu& command) {
             InstallForInstall(card, command, card.Content());
             break;
         case Combined << 8 | EndsCombination:
-            EndCombination(card, command, std::move(loaded));
+            EndCombination(card, command, loaded);
             break;
         case InstallFor::MakeSelectable << 8 | NoInformation:
             InstallForMakeSelectable(card, command);

@@ -143,8 +143,8 @@ void MakeSelectable(const CardContent& content, Application& application, const 
     }
 }
 
-bool IsSelectedByReset(const Application& application) {
-    return Meet(Places(application), {Contact});
+bool IsSelectedImplicitly(const Application& application, std::uint8_t logicalChannel) {
+    return Meet(Places(application), {static_cast<std::uint8_t>(Contact | logicalChannel)});
 }
 
 }  // namespace Card

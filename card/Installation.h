@@ -36,7 +36,8 @@ struct InstallParameters {
 // card reset, 6.6.2, and the channels on which it is selected by itself, 6.4.1.
 void MakeSelectable(const CardContent& content, Application& application, const Bytes& implicitSelection);
 
-// Whether a reset selects the application on the channel that it opens; 6.4.1.
-[[nodiscard]] bool IsSelectedByReset(const Application& application);
+// Whether the application is registered for implicit selection on this logical channel, through the
+// contacts; 6.4.1.
+[[nodiscard]] bool IsSelectedImplicitly(const Application& application, std::uint8_t logicalChannel);
 
 }  // namespace Card

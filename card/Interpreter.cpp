@@ -10,7 +10,6 @@ namespace Card {
 
 namespace {
 
-constexpr std::uint8_t ChannelMask = 0x03;
 constexpr std::size_t HeaderLength = 4;
 
 // What the parts of one command may carry together.
@@ -18,7 +17,7 @@ constexpr std::size_t LongestChain = 4096;
 
 // How a command stands to class byte and secure channel.
 enum class Protection {
-    Selection,       // interindustry, never protected
+    Selection,       // interindustry, never protected, also of logical channels
     Opening,         // proprietary, unprotected: it begins a channel
     Authentication,  // proprietary, with the channel's first code
     Reading,         // either class; protected when a channel is open
@@ -38,6 +37,7 @@ struct Rule {
 
 constexpr Rule Rules[] = {
     {Instruction::Select, Select, Protection::Selection, Availability::Locked},
+    {Instruction::ManageChannel, ManageChannel, Protection::Selection, Availability::Always},
     {Instruction::GetData, GetData, Protection::Reading, Availability::Always},
     {Instruction::GetListedData, GetListedData, Protection::Reading, Availability::Always},
     {Instruction::InitializeUpdate, InitializeUpdate, Protection::Opening, Availability::Locked},
@@ -65,13 +65,17 @@ bool IsMarked(const CommandApdu& command) {
     return (command.cla & SecureMessagingClassBit) != 0;
 }
 
-// ISO 7816-4, 5.1.1, and GlobalPlatform, 11.1.4: classes 00 and 80, each with secure messaging, on channel 0.
+// ISO 7816-4, 5.1.1, and GlobalPlatform, 11.1.4: classes 00 and 80 with the first four logical channels, each
+// with secure messaging. Those of the others, from 40 and C0 on, are known, and not open.
 void CheckClass(std::uint8_t cla) {
-    if ((cla & ~(ProprietaryClassBit | SecureMessagingClassBit | ChannelMask)) != 0) {
-        Refuse(StatusWord::ClassNotSupported);
-    }
-    if ((cla & ChannelMask) != 0) {
+    constexpr std::uint8_t ManyChannelsBit = 0x40;
+    constexpr std::uint8_t CommandChainingBit = 0x10;
+    constexpr std::uint8_t KnownBits = ProprietaryClassBit | SecureMessagingClassBit | LogicalChannelMask;
+    if ((cla & ManyChannelsBit) != 0 && (cla & CommandChainingBit) == 0) {
         Refuse(StatusWord::ChannelNotSupported);
+    }
+    if ((cla & ~KnownBits) != 0) {
+        Refuse(StatusWord::ClassNotSupported);
     }
 }
 

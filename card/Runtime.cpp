@@ -27,6 +27,39 @@ void Runtime::AbortChannel() {
     session.aborted = true;
 }
 
+bool Runtime::Enter(std::uint8_t number) {
+    if (number == logicalChannel) {
+        return true;
+    }
+    const auto entered = others.find(number);
+    if (entered == others.end()) {
+        return false;
+    }
+    Session left = std::move(session);
+    session = std::move(entered->second);
+    others.erase(entered);
+    others.emplace(logicalChannel, std::move(left));
+    logicalChannel = number;
+    return true;
+}
+
+void Runtime::Close(std::uint8_t number) {
+    if (number == 0) {
+        return;
+    }
+    if (number == logicalChannel) {
+        static_cast<void>(Enter(0));
+    }
+    others.erase(number);
+}
+
+void Runtime::Restart(const Bytes& selected) {
+    others.clear();
+    logicalChannel = 0;
+    session = Session();
+    session.selected = selected;
+}
+
 // What takes no more memory than before is let through also on a card whose memory was made smaller.
 void Runtime::Commit(CardContent changed) {
     const std::uint64_t needed = changed.UsedMemory();

@@ -2,6 +2,7 @@
 // A card under power: its content, and what a reset makes it forget.
 #pragma once
 
+#include <map>
 #include <optional>
 
 #include "card/ContentStore.h"
@@ -11,6 +12,9 @@
 #include "globalplatform/StatusWord.h"
 
 namespace Card {
+
+// The basic logical channel and three supplementary ones.
+constexpr std::uint8_t LogicalChannels = 4;
 
 // What a command gives: data, and a word that is success or a warning.
 struct Answer {
@@ -101,9 +105,24 @@ struct Runtime {
     // Makes the changed content last. Refuses it when it takes more memory than there is.
     void Commit(CardContent changed);
 
+    // Makes the session of a logical channel the one that commands see. False when it is not open.
+    [[nodiscard]] bool Enter(std::uint8_t number);
+
+    // Closes a supplementary channel; from it, to the basic one, which stays.
+    void Close(std::uint8_t number);
+
+    [[nodiscard]] bool IsOpen(std::uint8_t number) const {
+        return number == logicalChannel || others.count(number) != 0;
+    }
+
+    // As after a reset: the basic channel alone, with this selected.
+    void Restart(const Bytes& selected);
+
     Options options;
     ContentStore store;
-    Session session;
+    Session session;                  // of the logical channel that the command came on
+    std::uint8_t logicalChannel = 0;  // which that is
+    std::map<std::uint8_t, Session> others;
 };
 
 }  // namespace Card

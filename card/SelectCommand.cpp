@@ -65,7 +65,8 @@ Answer Select(Runtime& card, const CommandApdu& command) {
     const Application* application = Find(card, command.data, command.p2 == Selection::Next);
     const bool issuer = application == &card.Content().issuerDomain;
     const bool locked = card.Content().issuerDomain.state == LifeCycle::CardLocked;
-    if (locked && !issuer) {
+    if (locked && (!issuer || card.logicalChannel != 0)) {
+        card.Close(card.logicalChannel);  // the basic one never is, 6.4.3.1.2
         Refuse(StatusWord::FunctionNotSupported);
     }
     if (application == nullptr) {
@@ -78,14 +79,14 @@ Answer Select(Runtime& card, const CommandApdu& command) {
         ControlInformation(*application, issuer), locked ? StatusWord::CardIsLocked : StatusWord::Success};
 }
 
-Bytes SelectedByReset(const CardContent& content) {
+Bytes SelectedOn(std::uint8_t number, const CardContent& content) {
     for (const Application& application : content.applications) {
-        if (IsSelectedByReset(application) && IsSelectable(application) &&
+        if (IsSelectedImplicitly(application, number) && IsSelectable(application) &&
             content.issuerDomain.state < LifeCycle::CardLocked) {
             return application.aid;
         }
     }
-    return content.issuerDomain.aid;
+    return number == 0 ? content.issuerDomain.aid : SelectedOn(0, content);
 }
 
 }  // namespace Card

@@ -7,6 +7,7 @@
 #include "card/Commands.h"
 #include "card/Delivery.h"
 #include "card/Interpreter.h"
+#include "globalplatform/Instruction.h"
 
 namespace Card {
 
@@ -15,8 +16,7 @@ public:
     explicit Body(const Options& options) : card(options) { Restart(); }
 
     void Restart() {
-        card.session = Session();
-        card.session.selected = SelectedByReset(card.Content());
+        card.Restart(SelectedOn(0, card.Content()));
         delivery.Forget();
     }
 
@@ -27,6 +27,9 @@ public:
         }
         delivery.Forget();
         const CommandApdu command = ReadCommand(bytes);
+        if (!card.Enter(command.cla & LogicalChannelMask)) {
+            Refuse(StatusWord::ChannelNotSupported);
+        }
         return delivery.Deliver(Interpret(card, command), command, byteProtocol);
     }
 

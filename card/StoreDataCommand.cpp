@@ -161,8 +161,14 @@ void Keep(Runtime& card, Storing& storing, const CommandApdu& command, const Byt
     }
     if (!objects.empty()) {
         const Bytes issuer = changed.issuerDomain.aid;
+        const Bytes before = card.Content().issuerDomain.aid;
         card.Commit(std::move(changed));
         card.session.selected = issuer;
+        for (auto& other : card.others) {
+            if (other.second.selected == before) {
+                other.second.selected = issuer;
+            }
+        }
     }
 }
 

@@ -32,7 +32,7 @@ constexpr NamedInstruction Interindustry[] = {
     {0x2C, "RESET RETRY COUNTER"},
     {0x44, "ACTIVATE FILE"},
     {0x46, "GENERATE ASYMMETRIC KEY PAIR"},
-    {0x70, "MANAGE CHANNEL"},
+    {Instruction::ManageChannel, "MANAGE CHANNEL"},
     {Instruction::ExternalAuthenticate, "EXTERNAL AUTHENTICATE"},
     {0x84, "GET CHALLENGE"},
     {0x86, "GENERAL AUTHENTICATE"},

@@ -11,8 +11,12 @@ namespace GlobalPlatform {
 // Of the class byte: set where the instruction is not ISO's own; GlobalPlatform's are such; 11.1.4.
 constexpr std::uint8_t ProprietaryClassBit = 0x80;
 
+// The bits of a class that tell the first four logical channels; 11.1.4.
+constexpr std::uint8_t LogicalChannelMask = 0x03;
+
 namespace Instruction {
 constexpr std::uint8_t InitializeUpdate = 0x50;
+constexpr std::uint8_t ManageChannel = 0x70;
 constexpr std::uint8_t EndResponseMac = 0x78;
 constexpr std::uint8_t BeginResponseMac = 0x7A;
 constexpr std::uint8_t ExternalAuthenticate = 0x82;

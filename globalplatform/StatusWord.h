@@ -9,6 +9,7 @@ namespace GlobalPlatform {
 enum class StatusWord : std::uint16_t {
     Success = 0x9000,
     ResponseWaiting = 0x6100,  // the length that waits is added, 0 for 256 and more
+    AlreadyClosed = 0x6200,
     CardIsLocked = 0x6283,
     AuthenticationFailed = 0x6300,
     MoreDataAvailable = 0x6310,

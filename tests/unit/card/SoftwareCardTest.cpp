@@ -78,7 +78,8 @@ TEST_F(SoftwareCard, TellsTheRightLengthToACommandThatExpectsLess) {
 
 TEST_F(SoftwareCard, RefusesClassesChannelsAndInstructionsThatItDoesNotHave) {
     EXPECT_EQ(Send("10A4040000"), "6E00");
-    EXPECT_EQ(Send("C0CA9F7F00"), "6E00");
+    EXPECT_EQ(Send("C0CA9F7F00"), "6881");  // of the channels from 4 on
+    EXPECT_EQ(Send("50CA9F7F00"), "6E00");
     EXPECT_EQ(Send("FF00000000"), "6E00");
     EXPECT_EQ(Send("01A4040000"), "6881");
     EXPECT_EQ(Send("83F28000024F00"), "6881");
