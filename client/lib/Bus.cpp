@@ -188,6 +188,21 @@ std::string Bus::OwnerOf(const std::string& name) {
     return owner;
 }
 
+bool Bus::CanStart(const std::string& name) {
+    const MessagePtr message(
+        g_dbus_message_new_method_call(DaemonName, DaemonPath, DaemonName, "ListActivatableNames"));
+    Waiting waiting;
+    waiting.timeLimit = DaemonTimeLimit;
+    const Answer answer = Exchange(message.get(), waiting);
+    GVariant* body = answer.reply != nullptr ? g_dbus_message_get_body(answer.reply.get()) : nullptr;
+    if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(as)"))) {
+        return false;
+    }
+    const VariantPtr names(g_variant_get_child_value(body, 0));
+    const std::unique_ptr<const char*, GlibFree> list(g_variant_get_strv(names.get(), nullptr));
+    return g_strv_contains(list.get(), name.c_str()) != FALSE;
+}
+
 bool Bus::WaitForOwner(
     const std::string& name, const std::function<bool(const std::string& owner)>& isReached,
     std::chrono::milliseconds timeLimit, const Cancellation* cancellation) {
@@ -211,15 +226,19 @@ bool Bus::WaitForOwner(
 }
 
 std::string Bus::ProcessId() {
-    const char* ownName = g_dbus_connection_get_unique_name(connection.get());
-    const Answer answer = AskDaemon("GetConnectionUnixProcessID", ownName);
+    const long processId = ProcessOf(g_dbus_connection_get_unique_name(connection.get()));
+    return std::to_string(processId != 0 ? processId : getpid());
+}
+
+long Bus::ProcessOf(const std::string& name) {
+    const Answer answer = AskDaemon("GetConnectionUnixProcessID", name);
     GVariant* body = answer.reply != nullptr ? g_dbus_message_get_body(answer.reply.get()) : nullptr;
     if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(u)"))) {
-        return std::to_string(getpid());
+        return 0;
     }
     guint32 processId = 0;
     g_variant_get(body, "(u)", &processId);
-    return std::to_string(processId);
+    return static_cast<long>(processId);
 }
 
 SignalSubscription::SignalSubscription(

@@ -66,6 +66,9 @@ public:
     // Unique name of who has `name` now; empty when nobody has.
     [[nodiscard]] std::string OwnerOf(const std::string& name);
 
+    // Whether the bus can start who is to have `name`.
+    [[nodiscard]] bool CanStart(const std::string& name);
+
     // Waits for a change of the owner of `name` that makes `isReached` true; at most `timeLimit`.
     bool WaitForOwner(
         const std::string& name, const std::function<bool(const std::string& owner)>& isReached,
@@ -73,6 +76,9 @@ public:
 
     // This process as the bus sees it, decimal: in a container that may differ from getpid().
     [[nodiscard]] std::string ProcessId();
+
+    // The process of a connection, by its name; 0 when the bus does not tell.
+    [[nodiscard]] long ProcessOf(const std::string& name);
 
 private:
     ContextPtr context;

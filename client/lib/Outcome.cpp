@@ -7,6 +7,9 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
+
+#include "navo/Causes.h"
 
 namespace Navo {
 namespace {
@@ -95,46 +98,14 @@ Outcome JudgeSeStatus(Outcome outcome) {
     return outcome;
 }
 
-// What a number below zero means.
-struct Reason {
-    long verdict;
-    const char* text;
-};
-
-constexpr Reason CcmReasons[] = {
-    {-2, "The secure-SPI library, or one of its functions, is missing on this device."},
-    {-3, "The secure SPI channel or the secure element could not be opened."},
-    {-4, "The script was not converted: it is empty, damaged, or longer than 92160 bytes."},
-    {-5, "The card refused a command of the script, or gave no answer to it."},
-};
-
-constexpr Reason KeyReasons[] = {
-    {-2, "The key-provisioning library, or the function that was asked for, is missing on this device."},
-    {-4, "The request has no size for the data to return."},
-    {-10, "The request has no injection type, or one that is not 1, 2 or 4."},
-    {-11, "The request has no key type, or one that is not 1 or 2."},
-    {-12, "The request has no key name."},
-    {-13, "The request has no encoding, or one that is not 1, 2 or 4."},
-    {-30,
-     "The size is not from 1 to 10000, the key data is missing or longer than 10000 characters, or an "
-     "injection "
-     "has no type or encoding."},
-};
-
-constexpr char LibrarysOwn[] =
-    "This is the key-provisioning library's own number; its reason may stand in the device's log.";
 constexpr char NoVerdict[] = "The job ended before there was a verdict.";
 constexpr char NoText[] =
     "The library returned data that is no UTF-8 text, which the bus cannot carry; ask for another encoding.";
 
-template <std::size_t Count>
-std::string ReasonFor(long verdict, const Reason (&reasons)[Count], const char* otherwise) {
-    for (const Reason& reason : reasons) {
-        if (reason.verdict == verdict) {
-            return reason.text;
-        }
-    }
-    return otherwise;
+// What a number below zero means, in the words of the table of causes.
+std::string ReasonFor(const std::string& verdict, CauseKind kind) {
+    const std::vector<Cause> causes = CausesOf(verdict, kind);
+    return causes.empty() ? std::string() : causes.front().meaning;
 }
 
 // CCM scripts leave the result message as the card left it, and their verdict beside it.
@@ -147,7 +118,7 @@ Outcome JudgeCcmScript(Outcome outcome, const Map& reply) {
     }
     outcome.success = *number >= 0;
     if (!outcome.success) {
-        outcome.explanation = ReasonFor(*number, CcmReasons, "");
+        outcome.explanation = ReasonFor(*verdict, CauseKind::CcmVerdict);
     }
     if (!outcome.success && !IsDone(outcome.code) && !outcome.description.empty()) {
         outcome.explanation += " The service says: " + outcome.description + ".";
@@ -170,7 +141,7 @@ Outcome JudgeKey(Outcome outcome, long command, const Map& reply) {
     outcome.code = outcome.message;
     outcome.success = *number >= 0;
     if (*number < 0) {
-        outcome.explanation = ReasonFor(*number, KeyReasons, LibrarysOwn);
+        outcome.explanation = ReasonFor(outcome.message, CauseKind::KeyVerdict);
     } else if (data != nullptr) {
         outcome.value = *data;
     } else if (returnsData && *number > 0) {

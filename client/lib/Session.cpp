@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -50,6 +52,39 @@ private:
     bool& taken;
 };
 
+// How long an Open that timed out is tried to be taken back.
+constexpr std::chrono::milliseconds TakingBackLimit{250};
+
+// Progress that others get while this process waits for its turn.
+class Watch {
+public:
+    explicit Watch(Bus& bus)
+        : subscription(
+              bus, ServiceName, ServiceInterface, "Progress", nullptr,
+              [this](const char* path, GVariant* body) {
+                  if (g_variant_is_of_type(body, G_VARIANT_TYPE("(s)"))) {
+                      const char* text = nullptr;
+                      g_variant_get(body, "(&s)", &text);
+                      const std::string from = path;
+                      last = "the last card command that it reported was " + std::string(text) +
+                             " for the client " + from.substr(from.rfind('/') + 1);
+                  }
+              }) {}
+
+    const std::string& Seen() const { return last; }
+
+private:
+    std::string last;  // before the subscription, which writes it
+    SignalSubscription subscription;
+};
+
+std::string BusyText(const std::string& seen) {
+    const std::string known = seen.empty() ? "it reported no card command meanwhile" : seen;
+    return "the service is busy: it works for one client at a time, and gave no answer within the time limit "
+           "(" +
+           known + ")";
+}
+
 }  // namespace
 
 struct Session::Inner {
@@ -70,8 +105,7 @@ struct Session::Inner {
 private:
     enum class Attempt { Opened, ServiceLeaving, NobodyThere };
 
-    Answer AskSession(
-        const std::string& to, const char* what, bool mayStart, const Cancellation* cancellation);
+    Answer AskSession(const std::string& to, const char* what, bool mayStart, const Waiting& waiting);
     Attempt TryToOpen(bool isFirst);
     Attempt JudgeOpen(const Answer& answer, const std::string& ranBefore);
     bool IsServing(const std::string& instance);
@@ -96,18 +130,22 @@ Waiting Session::Inner::Limits() const {
 }
 
 Answer Session::Inner::AskSession(
-    const std::string& to, const char* what, bool mayStart, const Cancellation* cancellation) {
+    const std::string& to, const char* what, bool mayStart, const Waiting& waiting) {
     const VariantPtr map = PackMap({{Key::Session, what}});
     const MessagePtr message = NewMethodCall(to, "Session", g_variant_new("(@a{ss})", map.get()), mayStart);
-    Waiting waiting = Limits();
-    waiting.cancellation = cancellation;
     return bus.Exchange(message.get(), waiting);
 }
 
-// Balances an Open that this process will not use: the service counts it whatever it answered.
+// Balances an Open that this process will not use: the service counts it whatever it answered. One that has
+// just let a limit pass is not waited for as long again.
 void Session::Inner::TakeBack(const std::string& to, bool mayStart) noexcept {
     try {
-        AskSession(to, "Close", mayStart, nullptr);
+        Waiting waiting = Limits();
+        waiting.cancellation = nullptr;
+        if (options.timeLimit != NoTimeLimit) {
+            waiting.timeLimit = std::min(options.timeLimit, TakingBackLimit);
+        }
+        AskSession(to, "Close", mayStart, waiting);
     } catch (const std::exception&) {
         // The error that led here is the one to report.
     }
@@ -139,7 +177,9 @@ Session::Inner::Attempt Session::Inner::TryToOpen(bool isFirst) {
         throw ClientError(ErrorKind::Cancelled, "opening a session: cancelled before it was asked for");
     }
     const std::string ranBefore = options.confirm ? bus.OwnerOf(ServiceName) : std::string();
-    const Answer answer = AskSession(ServiceName, "Open", true, options.cancellation);
+    const std::unique_ptr<Watch> watch =
+        options.timeLimit != NoTimeLimit ? std::make_unique<Watch>(bus) : nullptr;
+    const Answer answer = AskSession(ServiceName, "Open", true, Limits());
     if (answer.reply != nullptr) {
         return JudgeOpen(answer, ranBefore);
     }
@@ -152,6 +192,9 @@ Session::Inner::Attempt Session::Inner::TryToOpen(bool isFirst) {
     ClientError error = ErrorOf(answer, "opening a session");
     if (error.Kind() == ErrorKind::TimedOut || error.Kind() == ErrorKind::Cancelled) {
         TakeBack(ServiceName, true);
+    }
+    if (error.Kind() == ErrorKind::TimedOut && !bus.OwnerOf(ServiceName).empty()) {
+        throw ClientError(ErrorKind::TimedOut, "opening a session: " + BusyText(watch->Seen()));
     }
     throw error;
 }
@@ -287,7 +330,9 @@ void Session::Inner::Close() {
     if (service.empty()) {
         return;
     }
-    const Answer answer = AskSession(service, "Close", false, nullptr);
+    Waiting waiting = Limits();
+    waiting.cancellation = nullptr;
+    const Answer answer = AskSession(service, "Close", false, waiting);
     if (answer.reply == nullptr && !IsUndelivered(answer) && !IsAbandoned(answer)) {
         throw ErrorOf(answer, "closing the session");
     }
@@ -314,6 +359,11 @@ Map Session::Call(const Map& request, const CallOptions& options) {
 void Session::Close() {
     const Turn turn(inner->mutex, inner->taken);
     inner->Close();
+}
+
+long Session::ServiceProcess() {
+    const Turn turn(inner->mutex, inner->taken);
+    return inner->service.empty() ? 0 : inner->bus.ProcessOf(inner->service);
 }
 
 std::string Session::ServiceConnection() const {

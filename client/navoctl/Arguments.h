@@ -5,6 +5,7 @@
 #include <chrono>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "navo/Client.h"
 
@@ -15,6 +16,7 @@ struct Arguments {
     Navo::Method method = Navo::Method::Cmd;
     std::string resultTag;
     std::chrono::milliseconds timeLimit = Navo::NoTimeLimit;
+    std::vector<std::string> words;  // of explain and help
     bool json = false;
     bool quiet = false;
     bool fields = false;   // cplc: decode

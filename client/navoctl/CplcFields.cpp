@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
+#include <ctime>
 
 namespace {
 
@@ -36,20 +38,55 @@ constexpr Layout Fields[] = {
 
 constexpr std::size_t CplcBytes = 42;
 
-// Dates are four decimal digits: the last one of the year, then the day of the year.
-std::string MeaningOfDate(const std::string& date) {
+constexpr int DaysBeforeMonth[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+
+bool IsLeapYear(int year) {
+    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
+
+std::string CalendarDate(int year, int dayOfYear) {
+    const int leapDay = IsLeapYear(year) ? 1 : 0;
+    int month = 12;
+    while (month > 1 && DaysBeforeMonth[month - 1] + (month > 2 ? leapDay : 0) >= dayOfYear) {
+        --month;
+    }
+    const int day = dayOfYear - DaysBeforeMonth[month - 1] - (month > 2 ? leapDay : 0);
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d", year, month, day);
+    return text;
+}
+
+// Dates are four decimal digits: the last one of the year, then the day of the year. The card does not tell
+// the decade; the last one that is not in the future is taken, and said.
+std::string MeaningOfDate(const std::string& date, int thisYear) {
     const bool isDecimal =
         std::all_of(date.begin(), date.end(), [](char digit) { return digit >= '0' && digit <= '9'; });
-    const int day = isDecimal ? std::stoi(date.substr(1)) : 0;
-    if (day < 1 || day > 366) {
+    const int dayOfYear = isDecimal ? std::stoi(date.substr(1)) : 0;
+    if (dayOfYear < 1 || dayOfYear > 366) {
         return {};
     }
-    return "day " + std::to_string(day) + " of a year ending in " + date.substr(0, 1);
+    const int year = thisYear - (thisYear - (date[0] - '0') + 10) % 10;
+    if (dayOfYear == 366 && !IsLeapYear(year)) {
+        return "day 366 of a year ending in " + date.substr(0, 1);
+    }
+    return CalendarDate(year, dayOfYear) + " if it is of " + std::to_string(thisYear - 9) + " to " +
+           std::to_string(thisYear);
+}
+
+int ThisYear() {
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    gmtime_r(&now, &parts);
+    return parts.tm_year + 1900;
 }
 
 }  // namespace
 
 std::vector<CplcField> DecodeCplc(const std::string& cplc) {
+    return DecodeCplc(cplc, ThisYear());
+}
+
+std::vector<CplcField> DecodeCplc(const std::string& cplc, int thisYear) {
     std::vector<CplcField> fields;
     if (cplc.size() != 2 * CplcBytes) {
         return fields;
@@ -58,7 +95,7 @@ std::vector<CplcField> DecodeCplc(const std::string& cplc) {
     for (const Layout& field : Fields) {
         const std::string value = cplc.substr(at, 2 * field.bytes);
         fields.push_back(
-            {field.key, field.label, value, field.isDate ? MeaningOfDate(value) : std::string()});
+            {field.key, field.label, value, field.isDate ? MeaningOfDate(value, thisYear) : std::string()});
         at += 2 * field.bytes;
     }
     return fields;

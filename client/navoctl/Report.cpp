@@ -1,44 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/navoctl/Report.h"
 
-#include <glib.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 
 #include "client/navoctl/CplcFields.h"
+#include "client/navoctl/InstructionText.h"
 #include "client/navoctl/Json.h"
+#include "client/navoctl/JsonWriter.h"
+#include "client/navoctl/Output.h"
 
 namespace {
 
-struct TextFree {
-    void operator()(char* text) const { g_free(text); }
-};
-
-// Texts of the service come in part from a server; a terminal must not take them for its own commands.
-std::string Printable(const std::string& text) {
-    const std::unique_ptr<char, TextFree> valid(
-        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
-    std::string printable;
-    for (const char* at = valid.get(); *at != '\0'; at = g_utf8_next_char(at)) {
-        const gunichar character = g_utf8_get_char(at);
-        if (character != '\n' && character != '\t' && g_unichar_iscntrl(character)) {
-            printable += '?';
-        } else {
-            printable.append(at, static_cast<std::size_t>(g_utf8_next_char(at) - at));
-        }
-    }
-    return printable;
-}
-
-// In one write, so that the lines of several programs on one pipe do not mix.
-void WriteLine(FILE* stream, const std::string& text) {
-    const std::string line = (isatty(fileno(stream)) ? Printable(text) : text) + "\n";
-    std::fwrite(line.data(), 1, line.size(), stream);
+std::string ProgressAsJson(int number, const std::string& text) {
+    JsonWriter writer;
+    writer.Begin("progress");
+    writer.AddNumber("number", number);
+    writer.Add("instruction", Navo::SplitResultMessage(text).code);
+    writer.Add("name", InstructionText(text));
+    writer.AddAlways("text", text);
+    writer.End();
+    return writer.Text(false);
 }
 
 }  // namespace
@@ -47,18 +31,21 @@ Report::Report(const Arguments& ofArguments)
     : arguments(ofArguments), isTerminal(isatty(STDERR_FILENO) != 0) {}
 
 void Report::Progress(const std::string& text) {
+    ++cardCommands;
     if (arguments.quiet) {
+        return;
+    }
+    if (arguments.json) {
+        WriteLine(stderr, ProgressAsJson(cardCommands, text));
         return;
     }
     if (!isTerminal) {
         WriteLine(stderr, text);
         return;
     }
-    const Navo::ResultMessage parts = Navo::SplitResultMessage(text);
-    const std::string name = parts.description.empty() ? "(unnamed command)" : parts.description;
     char number[16];
-    std::snprintf(number, sizeof number, "%4d  ", ++progressLines);
-    WriteLine(stderr, number + parts.code + "  " + name);
+    std::snprintf(number, sizeof number, "%4d  ", cardCommands);
+    WriteLine(stderr, number + Navo::SplitResultMessage(text).code + "  " + InstructionText(text));
 }
 
 void Report::Note(const std::string& text) const {
@@ -67,11 +54,23 @@ void Report::Note(const std::string& text) const {
     }
 }
 
-void Report::Result(const Navo::Outcome& outcome, const Navo::Map& reply) {
+void Report::Summary(std::chrono::milliseconds time) const {
+    if (cardCommands == 0 || arguments.json) {
+        return;
+    }
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.2f s", static_cast<double>(time.count()) / 1000);
+    Note(std::to_string(cardCommands) + (cardCommands == 1 ? " command, " : " commands, ") + seconds);
+}
+
+void Report::Result(const Navo::Outcome& outcome, const Navo::Map& reply, const std::string& hint) {
     if (arguments.json) {
-        WriteLine(stdout, JsonOf(arguments, outcome, reply));
-    } else {
-        ResultAsText(outcome, reply);
+        WriteLine(stdout, JsonOf(arguments, outcome, reply, hint));
+        return;
+    }
+    ResultAsText(outcome, reply);
+    if (!hint.empty()) {
+        Note("hint: " + hint);
     }
 }
 
@@ -81,14 +80,14 @@ void Report::ResultAsText(const Navo::Outcome& outcome, const Navo::Map& reply) 
             WriteLine(stdout, key + "=" + value);
         }
     } else if (!outcome.success) {
-        WriteLine(stderr, "navoctl: " + arguments.name + ": " + outcome.message);
+        Complain(arguments.name + ": " + outcome.message);
     } else if (arguments.fields) {
         CplcAsFields(outcome.value);
     } else {
         WriteLine(stdout, outcome.value.empty() ? outcome.message : outcome.value);
     }
     if (!outcome.explanation.empty() && !outcome.success) {
-        WriteLine(stderr, "navoctl: " + outcome.explanation);
+        Complain(outcome.explanation);
     }
 }
 
@@ -110,17 +109,10 @@ void Report::CplcAsFields(const std::string& cplc) const {
     }
 }
 
-void Report::Failure(const Navo::ClientError& error) {
-    WriteLine(stderr, "navoctl: " + arguments.name + ": " + error.what());
+void Report::Failure(const Navo::ClientError& error, const std::string& hint) {
+    Complain(arguments.name + ": " + error.what());
+    Note("hint: " + hint);
     if (arguments.json) {
-        WriteLine(stdout, JsonOf(arguments, error));
+        WriteLine(stdout, JsonOf(arguments, error, hint));
     }
-}
-
-bool Report::Flush() const {
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
-        return true;
-    }
-    WriteLine(stderr, std::string("navoctl: cannot write to standard output: ") + std::strerror(errno));
-    return false;
 }

@@ -2,6 +2,7 @@
 // What the user gets to read: results on standard output, everything else on standard error.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "client/navoctl/Arguments.h"
@@ -12,17 +13,21 @@ class Report {
 public:
     explicit Report(const Arguments& arguments);
 
-    // One line for each card command: numbered and in words on a terminal, as it came elsewhere.
+    // One line for each card command: numbered and with the field's name on a terminal, one JSON object with
+    // --json, as it came elsewhere.
     void Progress(const std::string& text);
 
-    void Result(const Navo::Outcome& outcome, const Navo::Map& reply);
-    void Failure(const Navo::ClientError& error);
+    // `hint` is for a failure; empty otherwise.
+    void Result(const Navo::Outcome& outcome, const Navo::Map& reply, const std::string& hint);
+    void Failure(const Navo::ClientError& error, const std::string& hint);
+
+    // "36 commands, 0.25 s", where there were any.
+    void Summary(std::chrono::milliseconds time) const;
 
     // A line that the user should know of though it changes nothing; not with --quiet.
     void Note(const std::string& text) const;
 
-    // Writes out what is still held. False, with a message, when standard output did not take all.
-    bool Flush() const;
+    int CardCommands() const { return cardCommands; }
 
 private:
     void ResultAsText(const Navo::Outcome& outcome, const Navo::Map& reply) const;
@@ -30,5 +35,5 @@ private:
 
     const Arguments& arguments;
     bool isTerminal;  // standard error
-    int progressLines = 0;
+    int cardCommands = 0;
 };

@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // navoctl: the service's command-line client.
+#include <chrono>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <variant>
 
+#include "client/navoctl/AddressCheck.h"
 #include "client/navoctl/Arguments.h"
+#include "client/navoctl/Doctor.h"
 #include "client/navoctl/ExitStatus.h"
+#include "client/navoctl/Explain.h"
+#include "client/navoctl/Hint.h"
+#include "client/navoctl/Output.h"
 #include "client/navoctl/Report.h"
+#include "client/navoctl/ServiceSight.h"
 #include "client/navoctl/SignalWatch.h"
 #include "navo/Client.h"
 #include "navo/Outcome.h"
@@ -45,42 +53,66 @@ bool ReleaseKey(Navo::Session& session, Report& report) {
     return outcome.success;
 }
 
-int Ask(const Arguments& arguments, const Navo::Cancellation& cancellation, Report& report) {
+// Sends the request of one command and reports what comes of it. `service` is looked at before the request
+// goes out.
+int Ask(
+    const Arguments& arguments, Navo::Session& session, std::optional<ServiceSight>& service,
+    Report& report) {
+    service.emplace(session.ServiceProcess());
+    Navo::CallOptions call;
+    call.method = arguments.method;
+    call.resultTag = arguments.resultTag;
+    call.timeLimit = arguments.timeLimit;
+    call.onProgress = [&](const std::string& text) { report.Progress(text); };
+    const auto begin = std::chrono::steady_clock::now();
+    const Navo::Map reply = session.Call(arguments.request, call);
+    const auto time = std::chrono::steady_clock::now() - begin;
+    const Navo::Outcome outcome = Navo::Interpret(arguments.command, reply);
+    report.Summary(std::chrono::duration_cast<std::chrono::milliseconds>(time));
+    report.Result(outcome, reply, outcome.success ? "" : HintFor(arguments, outcome, *service));
+    if (arguments.name == "run" && outcome.success && report.CardCommands() == 0) {
+        report.Note("the job ended well without any card command that is reported");
+    }
+    return outcome.success && (!arguments.release || ReleaseKey(session, report)) ? ExitStatus::Success
+                                                                                  : ExitStatus::Failure;
+}
+
+int AskInSession(
+    const Arguments& arguments, const Navo::Cancellation& cancellation, std::optional<ServiceSight>& service,
+    Report& report) {
     Navo::SessionOptions options;
     options.timeLimit = arguments.timeLimit;
     options.confirm = true;
     options.cancellation = &cancellation;
     Navo::Session session(options);
-
-    int cardCommands = 0;
-    Navo::CallOptions call;
-    call.method = arguments.method;
-    call.resultTag = arguments.resultTag;
-    call.onProgress = [&](const std::string& text) {
-        ++cardCommands;
-        report.Progress(text);
-    };
-    const Navo::Map reply = session.Call(arguments.request, call);
-    const Navo::Outcome outcome = Navo::Interpret(arguments.command, reply);
-    report.Result(outcome, reply);
-    if (arguments.name == "run" && outcome.success && cardCommands == 0) {
-        report.Note("the job ended well without any card command that is reported");
-    }
-    const bool done = outcome.success && (!arguments.release || ReleaseKey(session, report));
+    const int status = Ask(arguments, session, service, report);
     CloseOrSayWhy(session, report);
-    return done ? ExitStatus::Success : ExitStatus::Failure;
+    return status;
+}
+
+void WarnOfAddress(const Arguments& arguments, const Report& report) {
+    if (arguments.name == "set-address") {
+        for (const std::string& mistake : MistakesOf(arguments.request.at(Navo::Key::HostAddr))) {
+            report.Note("warning: " + mistake);
+        }
+    }
 }
 
 int Run(const Arguments& arguments, const Navo::Cancellation& cancellation) {
     Report report(arguments);
+    std::optional<ServiceSight> service;
     int status = ExitStatus::Success;
+    if (arguments.name == "doctor") {
+        return Doctor(arguments, cancellation);
+    }
     try {
-        status = Ask(arguments, cancellation, report);
+        WarnOfAddress(arguments, report);
+        status = AskInSession(arguments, cancellation, service, report);
     } catch (const Navo::ClientError& error) {
-        report.Failure(error);
+        report.Failure(error, HintFor(error, service ? *service : ServiceSight(0)));
         status = StatusOf(error);
     }
-    if (!report.Flush() && status == ExitStatus::Success) {
+    if (!FlushOutput() && status == ExitStatus::Success) {
         status = ExitStatus::Failure;
     }
     return status;
@@ -109,9 +141,13 @@ int main(int count, char** values) {
         if (const int* status = std::get_if<int>(&parsed)) {
             return *status;
         }
-        return RunWatchingSignals(std::get<Arguments>(parsed));
+        const Arguments& arguments = std::get<Arguments>(parsed);
+        if (arguments.name == "explain") {
+            return Explain(arguments);
+        }
+        return RunWatchingSignals(arguments);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "navoctl: %s\n", error.what());
+        Complain(error.what());
         return ExitStatus::Unreachable;
     }
 }

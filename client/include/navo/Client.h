@@ -151,6 +151,9 @@ public:
     // Unique bus name of the service process that holds the session (":1.7"); empty when closed.
     [[nodiscard]] std::string ServiceConnection() const;
 
+    // Id of that process as the bus sees it; 0 when closed, or when the bus does not tell.
+    [[nodiscard]] long ServiceProcess();
+
 private:
     struct Inner;
     std::unique_ptr<Inner> inner;

@@ -25,6 +25,10 @@ constexpr char KeyName[] = "keyName";
 constexpr char KeyType[] = "keyType";
 constexpr char InjectionType[] = "injectionType";
 
+// What a request may have.
+constexpr const char* OfRequests[] = {Cmd,          ServiceId,    FcId,     PushReq, HostAddr, CcmScriptData,
+                                      EncodingType, DalmDataSize, DalmData, KeyName, KeyType,  InjectionType};
+
 constexpr char ReturnCode[] = "ReturnCode";  // in every reply
 constexpr char MemoryInfo[] = "MemoryInfo";
 constexpr char PhoneInfo[] = "phoneInfo";

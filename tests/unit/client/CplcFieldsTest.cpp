@@ -57,9 +57,12 @@ TEST(CplcFields, StandWhereTheStandardPutsThem) {
     EXPECT_EQ(ValueOf(fields, "icPersonalizationEquipment"), "00000002");
 }
 
-TEST(CplcFields, ReadDatesAsYearDigitAndDay) {
-    const std::vector<CplcField> fields = DecodeCplc(Cplc);
-    EXPECT_EQ(fields.at(5).meaning, "day 123 of a year ending in 2");
+TEST(CplcFields, ReadDatesAsOfTheLastTenYearsAndSaySo) {
+    const std::vector<CplcField> fields = DecodeCplc(Cplc, 2026);
+    EXPECT_EQ(fields.at(5).meaning, "2022-05-03 if it is of 2017 to 2026");
+    EXPECT_EQ(DecodeCplc(Cplc, 2022).at(5).meaning, "2022-05-03 if it is of 2013 to 2022");
+    EXPECT_EQ(DecodeCplc(Cplc, 2021).at(5).meaning, "2012-05-02 if it is of 2012 to 2021");
+    EXPECT_EQ(DecodeCplc(Cplc, 2012).at(11).meaning, "2012-12-31 if it is of 2003 to 2012");
     EXPECT_EQ(fields.at(11).meaning, "day 366 of a year ending in 2");
     EXPECT_EQ(fields.at(13).meaning, "");
     EXPECT_EQ(fields.at(16).meaning, "");

@@ -94,7 +94,7 @@ std::string Completed(const std::string& words, int cursor) {
 }  // namespace
 
 TEST(NavoctlDocuments, AreComparedWithWhatTheHelpNames) {
-    EXPECT_EQ(Subcommands("").size(), 10U);
+    EXPECT_EQ(Subcommands("").size(), 13U);
     EXPECT_EQ(Subcommands("key").size(), 5U);
     EXPECT_THAT(
         AllOptions(),
@@ -112,13 +112,24 @@ TEST(NavoctlDocuments, TheManualPageNamesAllCommandsAndOptions) {
     }
 }
 
-TEST(NavoctlDocuments, TheZshCompletionNamesAllCommandsAndOptions) {
-    const std::string completion = ReadFile(NAVO_SOURCE_DIR "/data/completions/_navoctl");
+TEST(NavoctlDocuments, TheCompletionsAreThoseThatTheProgramPrints) {
+    const std::string folder = NAVO_SOURCE_DIR "/data/completions/";
+    EXPECT_EQ(NavoctlProgram::Run("", {"--completion", "bash"}).output, ReadFile(folder + "navoctl.bash"));
+    EXPECT_EQ(NavoctlProgram::Run("", {"--completion", "zsh"}).output, ReadFile(folder + "_navoctl"));
+    EXPECT_EQ(NavoctlProgram::Run("", {"--completion", "fish"}).output, ReadFile(folder + "navoctl.fish"));
+    EXPECT_EQ(NavoctlProgram::Run("", {"--completion", "csh"}).status, 2);
+}
+
+TEST(NavoctlDocuments, TheZshAndFishCompletionsNameAllCommandsAndOptions) {
+    const std::string zsh = ReadFile(NAVO_SOURCE_DIR "/data/completions/_navoctl");
+    const std::string fish = ReadFile(NAVO_SOURCE_DIR "/data/completions/navoctl.fish");
     for (const std::string& name : AllCommands()) {
-        EXPECT_THAT(completion, HasSubstr("'" + LastWord(name) + ":"));
+        EXPECT_THAT(zsh, HasSubstr("'" + LastWord(name) + ":"));
+        EXPECT_THAT(fish, HasSubstr(" -a " + LastWord(name) + " -d "));
     }
     for (const std::string& name : AllOptions()) {
-        EXPECT_THAT(completion, HasSubstr(name));
+        EXPECT_THAT(zsh, HasSubstr(name));
+        EXPECT_THAT(fish, HasSubstr(" -l " + name.substr(2)));
     }
 }
 

@@ -93,7 +93,8 @@ TEST_F(NavoctlCcm, JudgesByTheVerdictAndNotByTheResultMessage) {
     EXPECT_EQ(end.output, "");
     EXPECT_EQ(
         end.errors,
-        "navoctl: ccm: -5\nnavoctl: The card refused a command of the script, or gave no answer to it.\n");
+        "navoctl: ccm: -5\nnavoctl: The card refused a command of the script, or gave no answer to it.\n"
+        "navoctl: hint: log: journalctl -u navoagent; more: navoctl explain -5\n");
 }
 
 TEST_F(NavoctlCcm, GivesTheVerdictInJson) {
@@ -223,8 +224,8 @@ TEST_F(NavoctlKey, SaysWhatAVerdictMeans) {
     EXPECT_EQ(
         end.errors,
         "navoctl: key verify: -2\nnavoctl: The key-provisioning library, or the function that was asked for, "
-        "is "
-        "missing on this device.\n");
+        "is missing on this device.\nnavoctl: hint: log: journalctl -u navoagent; more: navoctl explain "
+        "-2\n");
 }
 
 TEST_F(NavoctlKey, SaysWhenAKeyIsNoText) {
@@ -245,7 +246,7 @@ TEST_F(NavoctlKey, TakesGlobalOptionsBehindItsOwn) {
 }
 
 TEST_F(NavoctlKey, RefusesWhatItCannotAskFor) {
-    EXPECT_THAT(Misuse({"key"}), HasSubstr("subcommand is required"));
+    EXPECT_THAT(Misuse({"key"}), HasSubstr("a command is missing; there are inject, verify"));
     EXPECT_THAT(Misuse({"key", "get"}), HasSubstr("is required"));
     EXPECT_THAT(
         Misuse({"key", "verify", "wallet", "--type", "symmetric"}), HasSubstr("--injection is required"));

@@ -16,9 +16,11 @@ std::vector<std::string> CommandOf(const std::vector<std::string>& arguments, co
 
 Process::Surroundings SurroundingsOf(
     const TemporaryFolder& folder, const std::string& busAddress, const ProgramSetting& setting) {
+    std::vector<std::string> changes = setting.environment;
+    changes.push_back("DBUS_SYSTEM_BUS_ADDRESS=" + busAddress);
     return {
-        folder.Path(), CleanEnvironment({"DBUS_SYSTEM_BUS_ADDRESS=" + busAddress}), "navoctl",
-        setting.outputDescriptor, setting.errorDescriptor};
+        folder.Path(), CleanEnvironment(changes), "navoctl", setting.outputDescriptor,
+        setting.errorDescriptor};
 }
 
 }  // namespace
@@ -54,6 +56,10 @@ ProgramEnd NavoctlProgram::Wait() {
     return end;
 }
 
-ProgramEnd NavoctlProgram::Run(const std::string& busAddress, const std::vector<std::string>& arguments) {
-    return NavoctlProgram(busAddress, arguments).Wait();
+ProgramEnd NavoctlProgram::Run(
+    const std::string& busAddress, const std::vector<std::string>& arguments,
+    const std::vector<std::string>& environment) {
+    ProgramSetting setting;
+    setting.environment = environment;
+    return NavoctlProgram(busAddress, arguments, setting).Wait();
 }

@@ -20,6 +20,7 @@ struct ProgramSetting {
     int outputDescriptor = -1;  // instead of a file; given away
     int errorDescriptor = -1;   // instead of a file; given away
     bool ignoresHangUp = false;
+    std::vector<std::string> environment = {};  // beside the usual: "NAME=VALUE" each
 };
 
 class NavoctlProgram {
@@ -37,7 +38,9 @@ public:
     ProgramEnd Wait();
 
     // Starts it and waits for its end.
-    static ProgramEnd Run(const std::string& busAddress, const std::vector<std::string>& arguments);
+    static ProgramEnd Run(
+        const std::string& busAddress, const std::vector<std::string>& arguments,
+        const std::vector<std::string>& environment = {});
 
 private:
     TemporaryFolder folder;

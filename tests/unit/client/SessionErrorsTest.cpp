@@ -218,6 +218,37 @@ TEST(SessionErrors, EndAWaitAtItsTimeLimitAndCloseAfterwards) {
     EXPECT_THAT(service.Received(), ElementsAre("Open", "Cmd 67", "Close"));
 }
 
+TEST(SessionErrors, SayThatTheServiceIsBusyAndWithWhat) {
+    const TestBus bus;
+    FakeService::Behaviour behaviour;
+    behaviour.onOpen = [](Arrival& arrival) {
+        arrival.ProgressFrom("/navoa/client/4711", "A4_Select Service");
+    };
+    const FakeService service(bus.Address(), behaviour);
+    Navo::SessionOptions options = On(bus.Address());
+    options.timeLimit = std::chrono::milliseconds(500);
+    const Navo::ClientError error = OpeningError(options);
+    EXPECT_EQ(error.Kind(), Navo::ErrorKind::TimedOut);
+    EXPECT_THAT(TextOf(error), HasSubstr("the service is busy"));
+    EXPECT_THAT(TextOf(error), HasSubstr("A4_Select Service for the client 4711"));
+}
+
+TEST(SessionErrors, DoNotWaitAsLongAgainToTakeBackAnOpenThatTimedOut) {
+    const TestBus bus;
+    FakeService::Behaviour behaviour;
+    behaviour.onOpen = [](Arrival&) {};
+    behaviour.onClose = [](Arrival&) {};
+    const FakeService service(bus.Address(), behaviour);
+    Navo::SessionOptions options = On(bus.Address());
+    options.timeLimit = std::chrono::seconds(2);
+    const auto begin = std::chrono::steady_clock::now();
+    const Navo::ClientError error = OpeningError(options);
+    const auto time = std::chrono::steady_clock::now() - begin;
+    EXPECT_THAT(TextOf(error), HasSubstr("it reported no card command meanwhile"));
+    EXPECT_GE(time, std::chrono::seconds(2));
+    EXPECT_LT(time, std::chrono::seconds(4)) << "twice the limit";
+}
+
 TEST(SessionErrors, TakeBackAnOpenThatTimedOut) {
     const TestBus bus;
     FakeService::Behaviour behaviour;
