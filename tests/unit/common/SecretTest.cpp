@@ -3,17 +3,16 @@
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <cstdlib>
+
+// In a process of its own, which then has no way back.
 TEST(PrivateMemory, IsNoCoreFileAndNobodyElses) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const int before = prctl(PR_GET_DUMPABLE, 0, 0, 0, 0);
-        Na::KeepMemoryPrivate();
-        _exit(before == 1 && prctl(PR_GET_DUMPABLE, 0, 0, 0, 0) == 0 ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    ASSERT_EQ(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0), 1);
+    EXPECT_EXIT(
+        {
+            Na::KeepMemoryPrivate();
+            std::exit(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0));
+        },
+        testing::ExitedWithCode(0), "");
 }
