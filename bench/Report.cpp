@@ -140,6 +140,9 @@ std::optional<bool> IsMet(const Figure& figure) {
 
 void Report::Add(Figure figure) {
     RequireRules(figure, figures);
+    if (progress != nullptr) {
+        *progress << Row(figure) << std::endl;
+    }
     figures.push_back(std::move(figure));
 }
 

@@ -43,6 +43,9 @@ std::optional<bool> IsMet(const Figure& figure);
 
 class Report {
 public:
+    // Shows each figure on the stream, if there is one, as soon as it is there: a run takes minutes.
+    explicit Report(std::ostream* stream = nullptr) : progress(stream) {}
+
     // Throws std::logic_error for a figure that breaks the rules above.
     void Add(Figure figure);
 
@@ -54,6 +57,7 @@ public:
     nlohmann::json ToJson() const;
 
 private:
+    std::ostream* progress;
     std::vector<Figure> figures;
 };
 

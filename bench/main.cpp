@@ -76,7 +76,7 @@ void Write(const std::string& file, const nlohmann::json& content) {
 }
 
 Report Measure(const Options& options) {
-    Report report;
+    Report report(&std::cerr);
     for (const Group& group : Groups) {
         if (std::count(options.groups.begin(), options.groups.end(), group.name) == 0) {
             continue;

@@ -125,9 +125,9 @@ void MeasureGrowth(Report& report, const Settings& settings) {
              MostGrowth});
     }
     if (settings.wall) {
+        AddKept(report);
         AddInside(report, TimesInside(settings, Group), Microseconds);
         AddLiveTimes(report, settings);
-        AddKept(report);
     }
 }
 

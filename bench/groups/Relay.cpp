@@ -62,15 +62,19 @@ void AddGrowth(Report& report, const InsideValues& values, const Command& comman
          values.at("relay/ours/" + NameOf(command.name, "10")), MostGrowth});
 }
 
-// What the service adds to the floor.
+// What the service adds to the floor, a value for each length of the set. The bus library's thread, which is
+// no part of that, makes each differ by a thousand, so that the baseline does not hold it.
 void AddExcess(Report& report, const InsideValues& values, const Command& command) {
-    const std::string longest = NameOf(command.name, command.counts.back());
-    const double excess = values.at("relay/ours/" + longest)[0] - values.at("relay/floor/" + longest)[0];
+    std::vector<double> excess;
+    for (const char* count : command.counts) {
+        const std::string name = NameOf(command.name, count);
+        excess.push_back(values.at("relay/ours/" + name)[0] - values.at("relay/floor/" + name)[0]);
+    }
     report.Add(
         {"relay",
-         std::string(command.name) + ", more than the floor",
-         Instructions,
-         {excess},
+         std::string(command.name) + ", instructions above the floor",
+         Count,
+         excess,
          {},
          std::nullopt,
          MostExcess});

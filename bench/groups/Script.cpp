@@ -111,13 +111,13 @@ struct Variant {
 };
 
 std::vector<Variant> Variants(const Server& server) {
-    std::vector<Variant> variants = {
-        {"one trusted certificate", server.OnlyOwnTrust(), false, LargestRatio},
-        {"the same, floor without log lines", server.OnlyOwnTrust(), true, std::nullopt}};
+    std::vector<Variant> variants;
     const fs::path full = server.FullTrust();
     if (!full.empty()) {
         variants.push_back({"the system's trusted certificates", full, false, LargestRatio});
     }
+    variants.push_back({"one trusted certificate", server.OnlyOwnTrust(), false, LargestRatio});
+    variants.push_back({"the same, floor without log lines", server.OnlyOwnTrust(), true, std::nullopt});
     return variants;
 }
 
