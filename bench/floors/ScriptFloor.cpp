@@ -36,7 +36,6 @@ using Members = std::vector<std::pair<std::string, std::string>>;
 constexpr char Agent[] = "/src/app/Agent.cpp";
 constexpr char Net[] = "/src/app/Network.cpp";
 constexpr char Platform[] = "/src/platform/tizen/TizenNetwork.cpp";
-constexpr char Proxy[] = "/src/app/NavoProxy.cpp";
 constexpr char Runtime[] = "/src/common/tizen/Runtime.cpp";
 constexpr char Reader[] = "/src/platform/tizen/SeReader_NFC.cpp";
 
@@ -182,22 +181,13 @@ std::string Repeated(const std::string& text) {
 std::string SessionKey(const std::string& time, const std::string& seed) {
     std::string mixed = Repeated(time);
     const std::string other = Repeated(seed);
-    Debug(
-        PLACED(Proxy, 129, "GetSessionKey", "inp1[%u]: %s"), static_cast<unsigned>(mixed.size()),
-        mixed.c_str());
-    Debug(
-        PLACED(Proxy, 130, "GetSessionKey", "inp2[%u]: %s"), static_cast<unsigned>(other.size()),
-        other.c_str());
     mixed.resize(std::min(mixed.size(), other.size()));
     for (std::size_t at = 0; at < mixed.size(); ++at) {
         mixed[at] = static_cast<char>(mixed[at] ^ other[at]);
     }
     std::array<unsigned char, SHA256_DIGEST_LENGTH> digest{};
     SHA256(reinterpret_cast<const unsigned char*>(mixed.data()), mixed.size(), digest.data());
-    std::string key = HexText(digest.data(), digest.size());
-    Debug(
-        PLACED(Proxy, 138, "GetSessionKey", "skey[%u]: %s"), static_cast<unsigned>(key.size()), key.c_str());
-    return key;
+    return HexText(digest.data(), digest.size());
 }
 
 std::string Message(const Members& members) {
