@@ -45,6 +45,10 @@ void Say(const CLI::App& app, const Complaint& complaint);
 // The word among `known` that `word` was probably meant to be; empty when none is near.
 [[nodiscard]] std::string Nearest(const std::string& word, const std::vector<std::string>& known);
 
+// What may stand behind the words of a line that was begun, which end with a blank or not at all.
+[[nodiscard]] std::vector<std::string> WordsBehind(
+    const CLI::App& app, const std::string& begun, const Hints& hints);
+
 // A script that makes a shell ("bash", "zsh" or "fish") complete this program's words.
 [[nodiscard]] std::string CompletionFor(const CLI::App& app, const std::string& shell, const Hints& hints);
 

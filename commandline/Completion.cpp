@@ -348,6 +348,25 @@ std::string Fish(const CLI::App& app, const Hints& hints) {
 
 }  // namespace
 
+std::vector<std::string> WordsBehind(const CLI::App& app, const std::string& begun, const Hints& hints) {
+    Level level{&app, ""};
+    const CLI::Option* last = nullptr;  // whose value comes next
+    std::istringstream words(begun);
+    for (std::string word; words >> word;) {
+        const CLI::Option* option = nullptr;
+        for (const CLI::Option* each :
+             last == nullptr ? level.Options() : std::vector<const CLI::Option*>{}) {
+            const Words names = TypedNames(*each);
+            option = std::find(names.begin(), names.end(), word) != names.end() ? each : option;
+        }
+        for (const CLI::App* inner : last == nullptr ? level.Commands() : std::vector<const CLI::App*>{}) {
+            level = inner->get_name() == word ? Level{inner, word} : level;
+        }
+        last = option != nullptr && TakesValue(*option) ? option : nullptr;
+    }
+    return last != nullptr ? ValuesOf(*last, hints).words : OfferedAt(level, hints).words;
+}
+
 std::string CompletionFor(const CLI::App& app, const std::string& shell, const Hints& hints) {
     std::string script = shell == "bash"  ? Bash(app, hints)
                          : shell == "zsh" ? Zsh(app, hints)

@@ -132,16 +132,15 @@ SourcePtr AttachTimeout(std::chrono::milliseconds limit, GMainContext* context, 
     return source;
 }
 
-// Only wakes the context up.
-SourcePtr AttachCancellation(const Cancellation& cancellation, GMainContext* context) {
+}  // namespace
+
+SourcePtr WakeAtCancellation(const Cancellation& cancellation, GMainContext* context) {
     constexpr auto stayAttached = +[](GCancellable*, gpointer) -> gboolean { return G_SOURCE_CONTINUE; };
     SourcePtr source(g_cancellable_source_new(cancellation.Internals().cancellable.get()));
     g_source_set_callback(source.get(), G_SOURCE_FUNC(stayAttached), nullptr, nullptr);
     g_source_attach(source.get(), context);
     return source;
 }
-
-}  // namespace
 
 Bus::Bus(const std::string& address, const Cancellation* cancellation) : context(g_main_context_new()) {
     const ContextScope scope(context.get());
@@ -214,7 +213,7 @@ bool Bus::WaitForOwner(
     bool isExpired = false;
     const SourcePtr timeout = AttachTimeout(timeLimit, context.get(), isExpired);
     const SourcePtr wakeUp =
-        cancellation != nullptr ? AttachCancellation(*cancellation, context.get()) : nullptr;
+        cancellation != nullptr ? WakeAtCancellation(*cancellation, context.get()) : nullptr;
     bool reached = isReached(OwnerOf(name));
     while (!reached && !isExpired && (cancellation == nullptr || !cancellation->IsCancelled())) {
         g_main_context_iteration(context.get(), TRUE);

@@ -29,6 +29,9 @@ private:
     GMainContext* context;
 };
 
+// Wakes the context up when it is cancelled, and does no more.
+[[nodiscard]] SourcePtr WakeAtCancellation(const Cancellation& cancellation, GMainContext* context);
+
 // What came back: a method return, or an error with its D-Bus name where it has one.
 struct Answer {
     MessagePtr reply;

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "navo/Client.h"
@@ -17,12 +16,11 @@ struct Arguments {
     std::string resultTag;
     std::chrono::milliseconds timeLimit = Navo::NoTimeLimit;
     std::vector<std::string> words;  // of explain and help
+    std::string atr;                 // explain: values of a card, hexadecimal; empty where not asked for
+    std::string lifeCycle;
+    std::string privileges;
     bool json = false;
     bool quiet = false;
     bool fields = false;   // cplc: decode
     bool release = false;  // key get: end the get-key session with this one
 };
-
-// What to do, or the exit status when there is nothing more to do: after help, or after wrong usage has been
-// reported.
-[[nodiscard]] std::variant<Arguments, int> ParseArguments(int count, char** values);

@@ -90,6 +90,9 @@ public:
         AddRaw();
         AddExplain();
         Add(&app, "doctor", "Look for what keeps the service from working, and say what to do", "doctor");
+        Add(&app, "monitor", "Watch the service come and go, sessions, and everybody's progress",
+            "monitor --json");
+        Add(&app, "shell", "Read commands from standard input and run them in one session", "shell");
         AddHelp();
     }
 
@@ -262,6 +265,10 @@ private:
         CLI::Option* const codes = command->add_option(
             "CODE", values.words,
             "Result code, status word, HTTP status, verdict or error; all of them when none is given");
+        command->add_option("--atr", arguments.atr, "Take a card's answer to reset apart")->type_name("HEX");
+        command->add_option("--life-cycle", arguments.lifeCycle, "Name a life cycle state")->type_name("HEX");
+        command->add_option("--privileges", arguments.privileges, "Name an application's privileges")
+            ->type_name("HEX");
         std::set<std::string> words;
         for (const Navo::Cause& cause : Navo::AllCauses()) {
             const bool isFamily =

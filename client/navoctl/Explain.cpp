@@ -5,8 +5,10 @@
 
 #include <algorithm>
 
+#include "client/navoctl/CardWords.h"
 #include "client/navoctl/ExitStatus.h"
 #include "client/navoctl/Json.h"
+#include "client/navoctl/JsonWriter.h"
 #include "client/navoctl/Output.h"
 #include "commandline/Terminal.h"
 #include "navo/Causes.h"
@@ -39,11 +41,54 @@ std::vector<Explanation> ExplanationsOf(const std::vector<std::string>& codes) {
     return explanations;
 }
 
+// A value of a card in words; false when it cannot be one.
+bool PrintCardValue(
+    const char* what, const std::string& value, const std::vector<std::string>& words, bool json) {
+    if (value.empty()) {
+        return true;
+    }
+    if (words.empty()) {
+        Complain(std::string("explain: '") + value + "' is no " + what);
+        return false;
+    }
+    if (json) {
+        JsonWriter writer;
+        writer.AddAlways(what, value);
+        writer.BeginList("words");
+        for (const std::string& word : words) {
+            writer.AddItem(word);
+        }
+        writer.EndList();
+        WriteLine(stdout, writer.Text());
+        return true;
+    }
+    WriteLine(stdout, value + "  " + what);
+    for (const std::string& word : words) {
+        WriteLine(stdout, "  " + word);
+    }
+    return true;
+}
+
+bool PrintCardValues(const Arguments& arguments) {
+    const bool atr =
+        PrintCardValue("answer to reset", arguments.atr, AtrWords(arguments.atr), arguments.json);
+    const bool state = PrintCardValue(
+        "life cycle state", arguments.lifeCycle, LifeCycleWords(arguments.lifeCycle), arguments.json);
+    const bool privileges = PrintCardValue(
+        "privileges", arguments.privileges, PrivilegeWords(arguments.privileges), arguments.json);
+    return atr && state && privileges;
+}
+
 }  // namespace
 
 int Explain(const Arguments& arguments) {
+    const bool hasCardValue =
+        !arguments.atr.empty() || !arguments.lifeCycle.empty() || !arguments.privileges.empty();
+    if (hasCardValue && arguments.words.empty()) {
+        return PrintCardValues(arguments) && FlushOutput() ? ExitStatus::Success : ExitStatus::Failure;
+    }
     const std::vector<Explanation> explanations = ExplanationsOf(arguments.words);
-    bool knowsAll = true;
+    bool knowsAll = PrintCardValues(arguments);
     if (arguments.json) {
         WriteLine(stdout, JsonOf(explanations));
     }

@@ -7,14 +7,16 @@
 #include <variant>
 
 #include "client/navoctl/AddressCheck.h"
-#include "client/navoctl/Arguments.h"
 #include "client/navoctl/Doctor.h"
 #include "client/navoctl/ExitStatus.h"
 #include "client/navoctl/Explain.h"
 #include "client/navoctl/Hint.h"
+#include "client/navoctl/MonitorCommand.h"
 #include "client/navoctl/Output.h"
+#include "client/navoctl/Parsing.h"
 #include "client/navoctl/Report.h"
 #include "client/navoctl/ServiceSight.h"
+#include "client/navoctl/Shell.h"
 #include "client/navoctl/SignalWatch.h"
 #include "navo/Client.h"
 #include "navo/Outcome.h"
@@ -77,19 +79,6 @@ int Ask(
                                                                                   : ExitStatus::Failure;
 }
 
-int AskInSession(
-    const Arguments& arguments, const Navo::Cancellation& cancellation, std::optional<ServiceSight>& service,
-    Report& report) {
-    Navo::SessionOptions options;
-    options.timeLimit = arguments.timeLimit;
-    options.confirm = true;
-    options.cancellation = &cancellation;
-    Navo::Session session(options);
-    const int status = Ask(arguments, session, service, report);
-    CloseOrSayWhy(session, report);
-    return status;
-}
-
 void WarnOfAddress(const Arguments& arguments, const Report& report) {
     if (arguments.name == "set-address") {
         for (const std::string& mistake : MistakesOf(arguments.request.at(Navo::Key::HostAddr))) {
@@ -98,24 +87,63 @@ void WarnOfAddress(const Arguments& arguments, const Report& report) {
     }
 }
 
-int Run(const Arguments& arguments, const Navo::Cancellation& cancellation) {
+Navo::SessionOptions OptionsFor(const Arguments& arguments, const Navo::Cancellation& cancellation) {
+    Navo::SessionOptions options;
+    options.timeLimit = arguments.timeLimit;
+    options.confirm = true;
+    options.cancellation = &cancellation;
+    return options;
+}
+
+int AskInSession(
+    const Arguments& arguments, const Navo::Cancellation& cancellation, std::optional<ServiceSight>& service,
+    Report& report) {
+    Navo::Session session(OptionsFor(arguments, cancellation));
+    const int status = Ask(arguments, session, service, report);
+    CloseOrSayWhy(session, report);
+    return status;
+}
+
+// Reports what is thrown as well.
+template <typename Action>
+int Reported(Report& report, const std::optional<ServiceSight>& service, Action action) {
+    try {
+        return action();
+    } catch (const Navo::ClientError& error) {
+        report.Failure(error, HintFor(error, service ? *service : ServiceSight(0)));
+        return StatusOf(error);
+    }
+}
+
+int AskOneOfSeveral(const Arguments& arguments, Navo::Session& session) {
     Report report(arguments);
     std::optional<ServiceSight> service;
-    int status = ExitStatus::Success;
+    WarnOfAddress(arguments, report);
+    return Reported(report, service, [&] { return Ask(arguments, session, service, report); });
+}
+
+int RunCommand(const Arguments& arguments, const Navo::Cancellation& cancellation) {
     if (arguments.name == "doctor") {
         return Doctor(arguments, cancellation);
     }
-    try {
+    if (arguments.name == "shell") {
+        return RunShell(OptionsFor(arguments, cancellation), AskOneOfSeveral);
+    }
+    Report report(arguments);
+    std::optional<ServiceSight> service;
+    return Reported(report, service, [&] {
+        if (arguments.name == "monitor") {
+            WatchTheBus(arguments, cancellation);
+            return ExitStatus::Success;
+        }
         WarnOfAddress(arguments, report);
-        status = AskInSession(arguments, cancellation, service, report);
-    } catch (const Navo::ClientError& error) {
-        report.Failure(error, HintFor(error, service ? *service : ServiceSight(0)));
-        status = StatusOf(error);
-    }
-    if (!FlushOutput() && status == ExitStatus::Success) {
-        status = ExitStatus::Failure;
-    }
-    return status;
+        return AskInSession(arguments, cancellation, service, report);
+    });
+}
+
+int Run(const Arguments& arguments, const Navo::Cancellation& cancellation) {
+    const int status = RunCommand(arguments, cancellation);
+    return FlushOutput() || status != ExitStatus::Success ? status : ExitStatus::Failure;
 }
 
 int RunWatchingSignals(const Arguments& arguments) {

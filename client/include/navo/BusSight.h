@@ -5,6 +5,7 @@
 #include <string>
 
 #include "navo/Client.h"
+#include "navo/Export.h"
 
 namespace Navo {
 
@@ -15,6 +16,6 @@ struct BusSight {
 };
 
 // Connects to the bus of the options and leaves it again. Throws ClientError (NoBus, Cancelled).
-[[nodiscard]] BusSight LookAtBus(const SessionOptions& options = {});
+[[nodiscard]] NAVO_API BusSight LookAtBus(const SessionOptions& options = {});
 
 }  // namespace Navo

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "navo/Export.h"
+
 namespace Navo {
 
 enum class CauseKind {
@@ -18,7 +20,7 @@ enum class CauseKind {
 };
 
 // For people: "result code".
-[[nodiscard]] const char* NameOf(CauseKind kind);
+[[nodiscard]] NAVO_API const char* NameOf(CauseKind kind);
 
 struct Cause {
     CauseKind kind;
@@ -29,12 +31,12 @@ struct Cause {
 
 // What `code` may mean; more than one where kinds share a number, none where nobody knows it. A result
 // message counts by its code, a status word in lower case or behind "0x" as well.
-[[nodiscard]] std::vector<Cause> CausesOf(const std::string& code);
+[[nodiscard]] NAVO_API std::vector<Cause> CausesOf(const std::string& code);
 
 // The same of one kind alone; its first row that fits.
-[[nodiscard]] std::vector<Cause> CausesOf(const std::string& code, CauseKind kind);
+[[nodiscard]] NAVO_API std::vector<Cause> CausesOf(const std::string& code, CauseKind kind);
 
 // Every row, ordered by kind, then as the tables of the service and the standards have them.
-[[nodiscard]] std::vector<Cause> AllCauses();
+[[nodiscard]] NAVO_API std::vector<Cause> AllCauses();
 
 }  // namespace Navo

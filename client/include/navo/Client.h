@@ -26,6 +26,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "navo/Export.h"
 #include "navo/Vocabulary.h"
 
 namespace Navo {
@@ -50,9 +51,9 @@ enum class ErrorKind {
 };
 
 // A word for messages and scripts, for example "service-unreachable".
-[[nodiscard]] const char* NameOf(ErrorKind kind);
+[[nodiscard]] NAVO_API const char* NameOf(ErrorKind kind);
 
-class ClientError : public std::runtime_error {
+class NAVO_API ClientError : public std::runtime_error {
 public:
     ClientError(ErrorKind errorKind, const std::string& message, std::string errorName = {});
 
@@ -67,7 +68,7 @@ private:
 };
 
 // Ends waiting from another thread. It does not stop a job: the service has no way to.
-class Cancellation {
+class NAVO_API Cancellation {
 public:
     Cancellation();
     ~Cancellation();
@@ -125,7 +126,7 @@ struct CallOptions {
     std::chrono::milliseconds timeLimit{0};
 };
 
-class Session {
+class NAVO_API Session {
 public:
     // Connects to the bus and opens a session, which starts the service when it does not run. Throws
     // ClientError. An Open that was refused, timed out or was cancelled is balanced with one Close, since it

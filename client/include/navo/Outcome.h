@@ -8,6 +8,7 @@
 #include <string>
 
 #include "navo/Client.h"
+#include "navo/Export.h"
 
 namespace Navo {
 
@@ -18,7 +19,7 @@ struct ResultMessage {
     bool hasDescription;      // whether there was a "_"
 };
 
-[[nodiscard]] ResultMessage SplitResultMessage(const std::string& text);
+[[nodiscard]] NAVO_API ResultMessage SplitResultMessage(const std::string& text);
 
 struct Outcome {
     bool success;
@@ -29,14 +30,14 @@ struct Outcome {
     std::string explanation;  // one sentence where the message alone would mislead; else empty
 };
 
-[[nodiscard]] Outcome Interpret(long command, const Map& reply);
+[[nodiscard]] NAVO_API Outcome Interpret(long command, const Map& reply);
 
 // The command of a request as the service reads it: base 16, with leading blanks, sign and "0x" accepted, up
 // to the first other character ("1F4Z" is 0x1F4, "" is 0). Nothing without the key, or when it is out of
 // range.
-[[nodiscard]] std::optional<long> CommandOf(const Map& request);
+[[nodiscard]] NAVO_API std::optional<long> CommandOf(const Map& request);
 
 // Upper-case hexadecimal text without a prefix, for the key "Cmd".
-[[nodiscard]] std::string CommandText(long command);
+[[nodiscard]] NAVO_API std::string CommandText(long command);
 
 }  // namespace Navo

@@ -94,7 +94,7 @@ std::string Completed(const std::string& words, int cursor) {
 }  // namespace
 
 TEST(NavoctlDocuments, AreComparedWithWhatTheHelpNames) {
-    EXPECT_EQ(Subcommands("").size(), 13U);
+    EXPECT_EQ(Subcommands("").size(), 15U);
     EXPECT_EQ(Subcommands("key").size(), 5U);
     EXPECT_THAT(
         AllOptions(),

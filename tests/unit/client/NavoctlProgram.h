@@ -34,6 +34,12 @@ public:
     // The next line of its errors, as soon as it is there; nothing at their end.
     std::optional<std::string> ReadErrorLine();
 
+    // One line into its standard input.
+    void Say(const std::string& line) const { process.Say(line); }
+
+    // All that it has put out so far.
+    std::string Output() const { return process.Output(); }
+
     // Waits, and reads what was not read before.
     ProgramEnd Wait();
 

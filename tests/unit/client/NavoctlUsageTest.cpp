@@ -140,3 +140,12 @@ TEST(NavoctlExplain, PrintsJsonAndWithoutACodeTheWholeTable) {
     EXPECT_THAT(whole.output, HasSubstr("\n201000xx  result code\n"));
     EXPECT_THAT(whole.output, HasSubstr("\nsession-lost  error of the client\n"));
 }
+
+TEST(NavoctlExplain, SaysInWordsWhatACardSaysOfItself) {
+    const ProgramEnd end = EndOf({"explain", "--privileges", "80", "--life-cycle", "07"});
+    EXPECT_EQ(end.status, 0);
+    EXPECT_THAT(end.output, HasSubstr("80  privileges\n  Security Domain\n"));
+    EXPECT_THAT(end.output, HasSubstr("of an application: SELECTABLE\n"));
+    EXPECT_EQ(EndOf({"explain", "--atr", "zz"}).status, 1);
+    EXPECT_THAT(EndOf({"explain", "--atr", "3B084E41564F43415244"}).output, HasSubstr("protocols: T=0"));
+}

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/navoctl/Arguments.h"
+#include "client/navoctl/Parsing.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+// navo-device as its users start it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+struct Ended {
+    int status = -1;
+    std::vector<std::string> lines;
+    std::string errors;
+};
+
+Ended EndOf(std::vector<std::string> arguments) {
+    const TemporaryFolder folder;
+    arguments.insert(arguments.begin(), NAVO_DEVICE_PROGRAM);
+    Process process(arguments, {folder.Path(), CleanEnvironment({}), "device"});
+    const int status = process.WaitForEnd().value_or(-1);
+    return {status, process.OutputLines(), process.Errors()};
+}
+
+}  // namespace
+
+TEST(NavoDevice, FindsTheExampleInOrder) {
+    const std::string example = NAVO_DEVICE_DIR "/navo-device.conf.example";
+    const Ended ended = EndOf({"check", example});
+    EXPECT_EQ(ended.status, 0) << ended.errors;
+    EXPECT_THAT(ended.lines, ElementsAre(example + ": in order"));
+    EXPECT_EQ(ended.errors, "");
+}
+
+TEST(NavoDevice, PrintsAllMistakesWithTheirLines) {
+    const TemporaryFolder folder;
+    const std::string file =
+        folder.Write("device.conf", "[netwrok]\n\n[network]\ntype=wlan\n[sim 0]\nmcc=2\n").string();
+    const Ended ended = EndOf({"check", file});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(
+        ended.lines, ElementsAre(
+                         StartsWith(file + ":1: [netwrok]: "), StartsWith(file + ":4: [network] type: "),
+                         StartsWith(file + ":6: [sim 0] mcc: ")));
+    EXPECT_EQ(ended.errors, "navo-device: 3 mistakes; a service on this device would fail at everything\n");
+}
+
+TEST(NavoDevice, SaysThatAFileCannotBeRead) {
+    const Ended ended = EndOf({"check", "/no/such/file"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.errors, StartsWith("navo-device: /no/such/file: "));
+}
+
+TEST(NavoDevice, EndsWithTwoForAWrongLine) {
+    EXPECT_EQ(EndOf({}).status, 2);
+    EXPECT_EQ(EndOf({"check"}).status, 2);
+    const Ended ended = EndOf({"chek", "x"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.errors, StartsWith("navo-device: there is no command 'chek'; did you mean 'check'?\n"));
+}
