@@ -39,17 +39,17 @@ private:
     Delivery delivery;
 };
 
-SoftwareCard::SoftwareCard(Options options) : body(std::make_unique<Body>(std::move(options))) {}
+SoftwareCard::SoftwareCard(const Options& options) : body(std::make_unique<Body>(options)) {}
 
 SoftwareCard::~SoftwareCard() = default;
 
-void SoftwareCard::Configure(Options options) {
+void SoftwareCard::Configure(const Options& options) {
     if (options.stateFile != body->card.options.stateFile) {
-        body = std::make_unique<Body>(std::move(options));
+        body = std::make_unique<Body>(options);
         return;
     }
     Check(options);
-    body->card.options = std::move(options);
+    body->card.options = options;
 }
 
 Bytes SoftwareCard::Reset() {

@@ -16,14 +16,14 @@ public:
     // A card whose content comes from its state file, or a new one. Throws std::invalid_argument for options
     // that cannot be, and std::runtime_error, with file and cause, when the state file is damaged, in use
     // elsewhere or not to be written. A damaged file stays as it is.
-    explicit SoftwareCard(Options options);
+    explicit SoftwareCard(const Options& options);
     ~SoftwareCard();
     SoftwareCard(const SoftwareCard&) = delete;
     SoftwareCard& operator=(const SoftwareCard&) = delete;
 
     // Takes over other options; what the card holds and the session stay. With another state file it is the
     // card of that file, after a reset. Throws as the constructor does, and everything is as before then.
-    void Configure(Options options);
+    void Configure(const Options& options);
 
     // Warm reset: nothing is selected but what the card selects by itself, and no session is open. The
     // answer-to-reset.

@@ -210,7 +210,7 @@ std::string Bash(const CLI::App& app, const Hints& hints) {
     for (const Level& level : levels) {
         offers += "                " + Quoted(level.path) + ")" + BashAssignment(OfferedAt(level, hints));
     }
-    const std::string program = app.get_name();
+    const std::string& program = app.get_name();
     const std::string function = "_" + Identifier(program);
     return "# bash completion for " + program +
            "                              -*- shell-script -*-\n# Printed by: " + program +

@@ -27,7 +27,7 @@ Bytes DesKeyCheckValue(const Bytes& key) {
     const std::unique_ptr<EVP_CIPHER_CTX, FreeCipher> context(EVP_CIPHER_CTX_new());
     const EVP_CIPHER* cipher = key.size() == 16 ? EVP_des_ede_ecb() : EVP_des_ede3_ecb();
     const Bytes zeros(DesBlockLength);
-    Bytes encrypted(2 * DesBlockLength);
+    Bytes encrypted(2UL * DesBlockLength);
     int length = 0;
     if (!context || EVP_EncryptInit_ex2(context.get(), cipher, key.data(), nullptr, nullptr) != 1 ||
         EVP_CIPHER_CTX_set_padding(context.get(), 0) != 1 ||
