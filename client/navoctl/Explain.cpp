@@ -30,13 +30,17 @@ void Print(const Navo::Cause& cause) {
 
 std::vector<Explanation> ExplanationsOf(const std::vector<std::string>& codes) {
     std::vector<Explanation> explanations;
-    for (const std::string& code : codes) {
-        explanations.push_back({code, Navo::CausesOf(code)});
-    }
     if (codes.empty()) {
-        for (const Navo::Cause& cause : Navo::AllCauses()) {
+        const auto causes = Navo::AllCauses();
+        explanations.reserve(causes.size());
+        for (const Navo::Cause& cause : causes) {
             explanations.push_back({cause.code, {cause}});
         }
+        return explanations;
+    }
+    explanations.reserve(codes.size());
+    for (const std::string& code : codes) {
+        explanations.push_back({code, Navo::CausesOf(code)});
     }
     return explanations;
 }
