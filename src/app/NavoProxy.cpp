@@ -9,6 +9,7 @@
 #include "common/Crypto.h"
 #include "common/Debug.h"
 #include "common/Runtime.h"
+#include "common/Utf8.h"
 #include "common/Utils.h"
 #include "common/Uuid.h"
 
@@ -23,6 +24,7 @@ constexpr std::size_t SessionKeyStretch = 50;
 constexpr int EligibilityAttempts = 3;
 constexpr unsigned FirstSim = 0;
 constexpr int HttpOk = 200;
+constexpr std::size_t LongestResult = 64UL * 1024;  // that a reply carries
 
 // Result of a transport failure.
 ResultCode ResultOf(HttpOutcome failure) {
@@ -58,8 +60,13 @@ void AdoptResult(const std::string& body, const Json& answer) {
     const std::string& result = answer.Get("resultCode");
     if (result.empty()) {
         SetResultCode(ResultCode::Done);
-    } else {
+    } else if (result.size() <= LongestResult) {
         SetResultCodeText(result);
+    } else {
+        LogPrint(
+            LogError, LOCATED_IN("SendRequest", "A result of %u bytes is cut at %u"),
+            static_cast<unsigned>(result.size()), static_cast<unsigned>(LongestResult));
+        SetResultCodeText(result.substr(0, WholeCharacters(result, LongestResult)));
     }
 }
 

@@ -104,7 +104,11 @@ bool Json::Parse(const std::string& text) {
             LogPrint(LogWarning, LOCATED("Error parsing JSON object"));
             LogPrint(LogTrace, LOCATED("%s value is NULL"), name);
         }
-        members[ToValidUtf8(name)] = value != nullptr ? ToValidUtf8(value) : std::string();
+        std::string& member = members[ToValidUtf8(name)];
+        member = value != nullptr ? value : "";
+        if (!g_utf8_validate(member.data(), static_cast<gssize>(member.size()), nullptr)) {
+            member = ToValidUtf8(member);
+        }
     }
     return true;
 }

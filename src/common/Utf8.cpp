@@ -14,3 +14,11 @@ std::string Na::ToValidUtf8(const std::string& text) {
     }
     return valid.append(rest, textEnd);
 }
+
+std::size_t Na::WholeCharacters(const std::string& text, std::size_t most) {
+    if (text.size() <= most) {
+        return text.size();
+    }
+    const gchar* const border = g_utf8_find_prev_char(text.c_str(), text.c_str() + most + 1);
+    return static_cast<std::size_t>(border - text.c_str());
+}

@@ -41,8 +41,7 @@ std::string Carried(const std::string& text) {
         LogPrint(
             LogError, LOCATED_AS(PORT_SOURCE_FILE, "SendReply", "A text of %u bytes is cut at %u"),
             static_cast<unsigned>(carried.size()), static_cast<unsigned>(LongestText));
-        const gchar* const border = g_utf8_find_prev_char(carried.c_str(), carried.c_str() + LongestText + 1);
-        carried.resize(static_cast<std::size_t>(border - carried.c_str()));
+        carried.resize(Na::WholeCharacters(carried, LongestText));
     }
     return carried;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <glib.h>
+#include <malloc.h>
 #include <sys/stat.h>
 
 #include <memory>
@@ -18,6 +19,10 @@ namespace {
 
 using MainLoop = Na::OwnedBy<GMainLoop, g_main_loop_unref>;
 
+// Bytes. A block of so many goes back to the system when it is let go; by itself the allocator would learn
+// from one large answer to keep the next.
+constexpr int LargeBlock = 1 << 20;
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -25,6 +30,7 @@ int main(int argc, char* argv[]) {
     if (Locations::AreTheDevices) {
         Na::KeepMemoryPrivate();  // debuggers have their place on a desk
     }
+    mallopt(M_MMAP_THRESHOLD, LargeBlock);
     umask(S_IRWXG | S_IRWXO);  // cookies and settings are nobody else's
     LogPrint(LogTrace, LOCATED("exe: %s"), argc > 0 ? argv[0] : "");
     auto port = std::make_unique<Tizen::DbusClientPort>();

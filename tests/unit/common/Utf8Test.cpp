@@ -25,6 +25,14 @@ TEST(ToValidUtf8, ReplacesZeroBytes) {
     EXPECT_EQ(ToValidUtf8(std::string("a\0b", 3)), std::string("a") + Replacement + "b");
 }
 
+TEST(WholeCharacters, AreCountedInBytes) {
+    EXPECT_EQ(Na::WholeCharacters("", 2), 0U);
+    EXPECT_EQ(Na::WholeCharacters("plain", 5), 5U);
+    EXPECT_EQ(Na::WholeCharacters("plain", 2), 2U);
+    EXPECT_EQ(Na::WholeCharacters("a\xC3\xA9z", 3), 3U);
+    EXPECT_EQ(Na::WholeCharacters("a\xC3\xA9z", 2), 1U);
+}
+
 TEST(ToValidUtf8, ReplacesSurrogates) {
     EXPECT_EQ(ToValidUtf8("\xED\xA0\x80"), std::string(Replacement) + Replacement + Replacement);
 }

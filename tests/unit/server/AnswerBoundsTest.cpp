@@ -9,7 +9,9 @@
 
 using Na::GetResultMessage;
 using testing::Contains;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 namespace {
@@ -54,6 +56,16 @@ TEST_F(AnswerBounds, LeaveTextsToTheLibraryThatItRefusesItself) {
         EXPECT_EQ(Send(text), text);
         EXPECT_EQ(GetResultMessage(), "00000001_The job has done successfully") << text;
     }
+}
+
+TEST_F(AnswerBounds, CutAResultThatIsTooLongForAReply) {
+    const std::string whole(65535, 'r');
+    Send("{\"resultCode\":\"" + whole + "r\"}");
+    EXPECT_EQ(GetResultMessage(), whole + "r");
+    EXPECT_THAT(world.LocatedLog(), Not(Contains(HasSubstr("is cut at"))));
+    Send("{\"resultCode\":\"" + whole + "\xC3\xA9\"}");
+    EXPECT_EQ(GetResultMessage(), whole);
+    EXPECT_THAT(world.LocatedLog(), Contains("E SendRequest: A result of 65537 bytes is cut at 65536"));
 }
 
 TEST_F(AnswerBounds, ForgetTheMembersOfAnEarlierAnswer) {
