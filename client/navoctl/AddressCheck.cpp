@@ -39,9 +39,9 @@ ServerAddress TakeApart(const std::string& address) {
     const bool isSixth = !rest.empty() && rest.front() == '[' && bracket != std::string::npos;
     const std::size_t colon = rest.find(':', isSixth ? bracket : 0);
     parts.host = isSixth ? rest.substr(1, bracket - 1) : rest.substr(0, colon);
-    parts.port = colon == std::string::npos ? "" : rest.substr(colon + 1);
-    if (colon != std::string::npos && parts.port.empty()) {
-        parts.port = ":";  // a colon without a port behind it is none
+    if (colon != std::string::npos) {
+        // A colon without a port behind it is none.
+        parts.port = colon + 1 < rest.size() ? rest.substr(colon + 1) : std::string(1, ':');
     }
     return parts;
 }

@@ -302,11 +302,19 @@ void BuildModel(CLI::App& app, Arguments& arguments, RawValues& values, CommandL
     model.Build();
 }
 
+namespace {
+
+bool IsAny(const CLI::App*) {
+    return true;
+}
+
+}  // namespace
+
 const CLI::App* FindCommand(const CLI::App& app, const std::vector<std::string>& words) {
     const CLI::App* command = &app;
     for (const std::string& word : words) {
         const CLI::App* found = nullptr;
-        for (const CLI::App* inner : command->get_subcommands([](const CLI::App*) { return true; })) {
+        for (const CLI::App* inner : command->get_subcommands(IsAny)) {
             found = inner->get_name() == word ? inner : found;
         }
         if (found == nullptr) {

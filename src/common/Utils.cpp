@@ -242,8 +242,9 @@ std::string UintToString(std::uint32_t value, int base) {
 namespace {
 
 constexpr std::size_t ByteValues = 256;
+constexpr std::size_t DigitsOfAll = 512;
 
-using DigitPairs = std::array<char, 2 * ByteValues>;
+using DigitPairs = std::array<char, DigitsOfAll>;
 
 // Both digits of each byte, one behind the other.
 DigitPairs WriteDigitPairs() {
