@@ -10,6 +10,7 @@ namespace Matrix {
 namespace {
 
 constexpr std::size_t Mebibyte = 1 << 20;
+constexpr std::size_t LongestResult = 64UL * 1024;
 
 // An answer, and the message that the client gets.
 struct AnswerRow {
@@ -174,7 +175,7 @@ std::vector<AnswerRow> Codes() {
         {"a code without a description", Answer(R"({"resultCode":"20100000"})"), "20100000_"},
         {"a code of another language", Answer("{\"resultCode\":\"\xC3\xA9\"}"), "\xC3\xA9"},
         {"a mebibyte of code", Answer(R"({"resultCode":")" + std::string(Mebibyte, '7') + "\"}"),
-         std::string(Mebibyte, '7')},
+         std::string(LongestResult, '7')},
         {"a mebibyte beside the code",
          Answer(R"({"text":")" + std::string(Mebibyte, 'x') + R"(","resultCode":"00000009"})"), Retry},
         {"a content encoding that nobody asked for",
