@@ -93,6 +93,7 @@ private:
     void Obey(std::vector<std::string> words) {
         words.insert(words.begin(), "navoctl");
         std::vector<char*> values;
+        values.reserve(words.size());
         for (std::string& word : words) {
             values.push_back(word.data());
         }
