@@ -7,7 +7,6 @@
 #include "tests/support/TemporaryFolder.h"
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace {
