@@ -134,12 +134,18 @@ SourcePtr AttachTimeout(std::chrono::milliseconds limit, GMainContext* context, 
 
 }  // namespace
 
-SourcePtr WakeAtCancellation(const Cancellation& cancellation, GMainContext* context) {
-    constexpr auto stayAttached = +[](GCancellable*, gpointer) -> gboolean { return G_SOURCE_CONTINUE; };
-    SourcePtr source(g_cancellable_source_new(cancellation.Internals().cancellable.get()));
-    g_source_set_callback(source.get(), G_SOURCE_FUNC(stayAttached), nullptr, nullptr);
-    g_source_attach(source.get(), context);
-    return source;
+WakeAtCancellation::WakeAtCancellation(const Cancellation* cancellation, GMainContext* context)
+    : cancellable(cancellation != nullptr ? cancellation->Internals().cancellable.get() : nullptr) {
+    constexpr auto wake = +[](GCancellable*, gpointer sleeping) {
+        g_main_context_wakeup(static_cast<GMainContext*>(sleeping));
+    };
+    if (cancellable != nullptr) {
+        handler = g_cancellable_connect(cancellable, G_CALLBACK(wake), context, nullptr);
+    }
+}
+
+WakeAtCancellation::~WakeAtCancellation() {
+    g_cancellable_disconnect(cancellable, handler);
 }
 
 Bus::Bus(const std::string& address, const Cancellation* cancellation) : context(g_main_context_new()) {
@@ -212,8 +218,7 @@ bool Bus::WaitForOwner(
     const ContextScope scope(context.get());
     bool isExpired = false;
     const SourcePtr timeout = AttachTimeout(timeLimit, context.get(), isExpired);
-    const SourcePtr wakeUp =
-        cancellation != nullptr ? WakeAtCancellation(*cancellation, context.get()) : nullptr;
+    const WakeAtCancellation wakeUp(cancellation, context.get());
     bool reached = isReached(OwnerOf(name));
     while (!reached && !isExpired && (cancellation == nullptr || !cancellation->IsCancelled())) {
         g_main_context_iteration(context.get(), TRUE);

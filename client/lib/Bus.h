@@ -29,8 +29,19 @@ private:
     GMainContext* context;
 };
 
-// Wakes the context up when it is cancelled, and does no more.
-[[nodiscard]] SourcePtr WakeAtCancellation(const Cancellation& cancellation, GMainContext* context);
+// Wakes the context up, once, when it is cancelled. At its end nobody is cancelling any more: GLib's own
+// source for this is lost when it goes in that moment.
+class WakeAtCancellation {
+public:
+    WakeAtCancellation(const Cancellation* cancellation, GMainContext* context);  // null never cancels
+    ~WakeAtCancellation();
+    WakeAtCancellation(const WakeAtCancellation&) = delete;
+    WakeAtCancellation& operator=(const WakeAtCancellation&) = delete;
+
+private:
+    GCancellable* cancellable;
+    gulong handler = 0;
+};
 
 // What came back: a method return, or an error with its D-Bus name where it has one.
 struct Answer {

@@ -204,9 +204,7 @@ void Monitor::Run(const std::function<void(const MonitorEvent&)>& onEvent) {
         tell({MonitorEvent::Kind::ServiceCame, inner->owner, 0, "", ""});
     }
     const ContextScope scope(inner->watched.Context());
-    const SourcePtr wakeUp = inner->cancellation != nullptr
-                                 ? WakeAtCancellation(*inner->cancellation, inner->watched.Context())
-                                 : nullptr;
+    const WakeAtCancellation wakeUp(inner->cancellation, inner->watched.Context());
     while (!inner->IsCancelled()) {
         for (const MonitorEvent& event : inner->inbox->Empty()) {
             tell(event);
@@ -214,7 +212,10 @@ void Monitor::Run(const std::function<void(const MonitorEvent&)>& onEvent) {
         if (g_dbus_connection_is_closed(inner->watched.Connection()) != FALSE) {
             throw ClientError(ErrorKind::NoBus, "the bus has gone");
         }
-        g_main_context_iteration(inner->watched.Context(), TRUE);
+        // A question above may have taken the wake-up.
+        if (!inner->IsCancelled()) {
+            g_main_context_iteration(inner->watched.Context(), TRUE);
+        }
     }
 }
 
