@@ -116,9 +116,23 @@ private:
 
 using SharedInbox = std::shared_ptr<Inbox>;
 
+// What a filter is given goes to the thread of GDBus, which hands it over under locks that nobody else can
+// see.
+std::mutex handOver;
+
+std::unique_ptr<SharedInbox> ForFilter(const SharedInbox& inbox) {
+    const std::lock_guard<std::mutex> guard(handOver);
+    return std::make_unique<SharedInbox>(inbox);
+}
+
+SharedInbox TakeOver(gpointer given) {
+    const std::lock_guard<std::mutex> guard(handOver);
+    return *static_cast<SharedInbox*>(given);
+}
+
 // A monitor must not answer the calls that it sees, so they end here.
 GDBusMessage* Filter(GDBusConnection*, GDBusMessage* message, gboolean isIncoming, gpointer inbox) {
-    const SharedInbox kept = *static_cast<SharedInbox*>(inbox);
+    const SharedInbox kept = TakeOver(inbox);
     if (isIncoming != FALSE && kept->Take(message)) {
         g_object_unref(message);
         return nullptr;
@@ -138,7 +152,7 @@ struct Monitor::Inner {
           questions(options.busAddress, cancellation),
           watched(options.busAddress, cancellation),
           inbox(std::make_shared<Inbox>(watched.Context())) {
-        auto shared = std::make_unique<SharedInbox>(inbox);
+        auto shared = ForFilter(inbox);
         filter = g_dbus_connection_add_filter(watched.Connection(), Filter, shared.release(), FreeInbox);
         owner = questions.OwnerOf(ServiceName);
         seesSessions = BecomeMonitor();
