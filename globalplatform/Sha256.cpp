@@ -1,32 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "globalplatform/Sha256.h"
 
-#include <openssl/evp.h>
-
-#include <stdexcept>
+#include "globalplatform/Digest.h"
 
 namespace GlobalPlatform {
 
-namespace {
-
-Bytes Digest(const void* message, std::size_t length) {
-    Bytes digest(Sha256Length);
-    unsigned written = 0;
-    if (EVP_Digest(message, length, digest.data(), &written, EVP_sha256(), nullptr) != 1 ||
-        written != Sha256Length) {
-        throw std::runtime_error("the cryptographic library has no SHA-256");
-    }
-    return digest;
-}
-
-}  // namespace
-
 Bytes Sha256(const Bytes& message) {
-    return Digest(message.data(), message.size());
+    return DigestOfLength(message, Sha256Length);
 }
 
 Bytes Sha256(std::string_view message) {
-    return Digest(message.data(), message.size());
+    return Sha256(Bytes(message.begin(), message.end()));
 }
 
 }  // namespace GlobalPlatform
