@@ -6,6 +6,7 @@
 #include "globalplatform/Aes.h"
 #include "globalplatform/Aid.h"
 #include "globalplatform/LifeCycle.h"
+#include "globalplatform/Scp03.h"
 
 namespace Card {
 
@@ -44,11 +45,7 @@ void Check(const Options& options) {
     Require(
         options.issuerNumber.size() <= LongestIssuerNumber,
         "an issuer identification number of at most 32 bytes");
-    for (const Bytes* key : {&options.keys.encryption, &options.keys.mac, &options.keys.dataEncryption}) {
-        Require(
-            IsAesKeyLength(key->size()) && key->size() == options.keys.mac.size(),
-            "three keys of 16, 24 or 32 bytes");
-    }
+    Require(AreChannelKeys(options.keys), "three keys of 16, 24 or 32 bytes");
     Require(IsChannelOption(options.channelOption), "an option i of 00, 10, 20, 30, 60 or 70");
     Require(IsKeyVersion(options.keyVersion), "a key version from 1 to 127, or 255");
     Require(IsCardState(options.lifeCycle), "a life-cycle state of 01, 07, 0F, 7F or FF");

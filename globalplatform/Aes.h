@@ -9,11 +9,9 @@
 namespace GlobalPlatform {
 
 constexpr std::size_t AesBlockLength = 16;
-constexpr std::size_t AesKeyLength = 16;  // of AES-128, the shortest
+constexpr std::size_t AesKeyLength = 16;   // of AES-128, the shortest
+constexpr std::size_t LongestAesKey = 32;  // of AES-256
 constexpr std::size_t AesKeyCheckValueLength = 3;
-
-// Type of such a key where keys are listed or put; GlobalPlatform Card 2.3.1, 11.1.8.
-constexpr std::uint8_t AesKeyType = 0x88;
 
 [[nodiscard]] constexpr bool IsAesKeyLength(std::size_t length) {
     return length == 16 || length == 24 || length == 32;

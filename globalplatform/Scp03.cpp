@@ -73,6 +73,11 @@ bool IsSecurityLevel(std::uint8_t level, std::uint8_t option) {
     }
 }
 
+bool AreChannelKeys(const StaticKeys& keys) {
+    const std::size_t length = keys.mac.size();
+    return IsAesKeyLength(length) && keys.encryption.size() == length && keys.dataEncryption.size() == length;
+}
+
 bool ProtectsResponses(SecurityLevel level) {
     return Has(level, ResponseMacBit);
 }

@@ -52,6 +52,9 @@ struct StaticKeys {
     Bytes dataEncryption;
 };
 
+// Whether they are such keys.
+[[nodiscard]] bool AreChannelKeys(const StaticKeys& keys);
+
 // S-ENC, S-MAC and S-RMAC; 6.2.1.
 struct SessionKeys {
     Bytes encryption;

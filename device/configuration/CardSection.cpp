@@ -10,6 +10,7 @@
 #include "globalplatform/Aes.h"
 #include "globalplatform/Aid.h"
 #include "globalplatform/LifeCycle.h"
+#include "globalplatform/Scp03.h"
 
 namespace Device {
 
@@ -44,8 +45,7 @@ BackEnd BackEndValue(const std::string& text) {
 }
 
 Card::Bytes KeyValue(const std::string& text) {
-    constexpr std::size_t LongestAesKey = 32;
-    return BytesValue(text, GlobalPlatform::AesKeyLength, LongestAesKey);
+    return BytesValue(text, GlobalPlatform::AesKeyLength, GlobalPlatform::LongestAesKey);
 }
 
 GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
@@ -54,9 +54,7 @@ GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
         throw BadValue("the card has three keys; write ENC;MAC;DEK, each as 16 bytes in hexadecimal");
     }
     GlobalPlatform::StaticKeys keys{KeyValue(parts[0]), KeyValue(parts[1]), KeyValue(parts[2])};
-    const std::size_t length = keys.mac.size();
-    if (!GlobalPlatform::IsAesKeyLength(length) || keys.encryption.size() != length ||
-        keys.dataEncryption.size() != length) {
+    if (!GlobalPlatform::AreChannelKeys(keys)) {
         throw BadValue(
             "the keys differ in length, or have none of AES; write three of the same 16, 24 or 32 bytes");
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "globalplatform/Aes.h"
+#include "globalplatform/Scp03.h"
 
 namespace NavoCard {
 
@@ -16,8 +17,7 @@ using Card::CplcLength;
 using Card::LongestAtr;
 using GlobalPlatform::AesKeyLength;
 using GlobalPlatform::Bytes;
-
-constexpr std::size_t LongestAesKey = 32;
+using GlobalPlatform::LongestAesKey;
 
 constexpr char Version[] = NAVO_VERSION;
 
@@ -57,9 +57,7 @@ GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
     keys.encryption = HexadecimalValue("--keys", parts[0], AesKeyLength, LongestAesKey);
     keys.mac = HexadecimalValue("--keys", parts[1], AesKeyLength, LongestAesKey);
     keys.dataEncryption = HexadecimalValue("--keys", parts[2], AesKeyLength, LongestAesKey);
-    const std::size_t length = keys.mac.size();
-    if (!GlobalPlatform::IsAesKeyLength(length) || keys.encryption.size() != length ||
-        keys.dataEncryption.size() != length) {
+    if (!GlobalPlatform::AreChannelKeys(keys)) {
         throw CLI::ValidationError("--keys", "write three keys of the same 16, 24 or 32 bytes");
     }
     return keys;

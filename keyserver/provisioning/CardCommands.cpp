@@ -2,6 +2,7 @@
 #include "keyserver/provisioning/CardCommands.h"
 
 #include "globalplatform/Aes.h"
+#include "globalplatform/KeyType.h"
 #include "globalplatform/LoadFile.h"
 #include "globalplatform/Tags.h"
 #include "globalplatform/Tlv.h"
@@ -62,7 +63,7 @@ void AppendKey(Bytes& data, const Bytes& key, const Bytes& dataEncryptionKey) {
     Bytes padded = key;
     padded.resize((key.size() + AesBlockLength - 1) / AesBlockLength * AesBlockLength);
     Append(component, AesEncryptCbc(dataEncryptionKey, Bytes(AesBlockLength, 0), padded));
-    data.push_back(AesKeyType);
+    data.push_back(KeyType::Aes);
     AppendField(data, component);
     AppendField(data, AesKeyCheckValue(key));
 }

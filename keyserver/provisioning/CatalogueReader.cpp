@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "globalplatform/Aes.h"
+#include "globalplatform/Scp03.h"
 #include "keyserver/provisioning/ActionReader.h"
 
 namespace fs = std::filesystem;
@@ -14,17 +15,15 @@ namespace {
 
 using GlobalPlatform::AesKeyLength;
 using GlobalPlatform::HexText;
-using GlobalPlatform::IsAesKeyLength;
+using GlobalPlatform::LongestAesKey;
 using GlobalPlatform::SecurityLevel;
 using GlobalPlatform::StaticKeys;
 
 // Of AES-128, 192 or 256, and all of one length; Amendment D, 6.1.
 StaticKeys ReadKeys(const Place& place) {
-    constexpr std::size_t LongestAesKey = 32;
     const auto read = [&](const char* name) { return ReadHex(place.At(name), AesKeyLength, LongestAesKey); };
     StaticKeys keys{read("enc"), read("mac"), read("dek")};
-    const std::size_t length = keys.mac.size();
-    if (!IsAesKeyLength(length) || keys.encryption.size() != length || keys.dataEncryption.size() != length) {
+    if (!AreChannelKeys(keys)) {
         place.Complain("the keys must have 16, 24 or 32 bytes, all the same");
     }
     return keys;
