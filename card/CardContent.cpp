@@ -65,7 +65,7 @@ CardContent::CardContent(const Options& options) {
 Bytes CardContent::IssuerPrivileges() const {
     Bytes privileges = issuerDomain.privileges;
     const bool lent = std::any_of(applications.begin(), applications.end(), [](const Application& each) {
-        return (each.privileges.front() & CardResetPrivilege) != 0;
+        return each.HasCardReset();
     });
     if (lent) {
         privileges.front() &= static_cast<std::uint8_t>(~CardResetPrivilege);

@@ -48,6 +48,7 @@ struct Application {
     StoredData data;
 
     [[nodiscard]] bool IsLocked() const { return (state & LifeCycle::LockedFlag) != 0; }
+    [[nodiscard]] bool HasCardReset() const { return (privileges.front() & CardResetPrivilege) != 0; }
 };
 
 // Keys that share a version.

@@ -35,11 +35,7 @@ std::uint64_t MemorySize(const std::vector<TlvObject>& system, std::uint32_t tag
     if (value->size() != 2 && value->size() != 4) {
         Refuse(StatusWord::WrongData);
     }
-    std::uint64_t size = 0;
-    for (const std::uint8_t byte : *value) {
-        size = size << 8 | byte;
-    }
-    return size;
+    return FromBigEndian(*value);
 }
 
 // A quota reserves nothing, and is not below what is reserved; 9.7.
@@ -68,13 +64,9 @@ Bytes ImplicitSelection(const std::vector<TlvObject>& system) {
     return parameters;
 }
 
-bool HasCardReset(const Application& application) {
-    return (application.privileges.front() & CardResetPrivilege) != 0;
-}
-
 // Where it is selected by itself.
 Bytes Places(const Application& application) {
-    if (application.implicitSelection.empty() && HasCardReset(application) &&
+    if (application.implicitSelection.empty() && application.HasCardReset() &&
         application.state >= LifeCycle::Selectable) {
         return {FirstChannelEverywhere};
     }
@@ -135,7 +127,7 @@ void MakeSelectable(const CardContent& content, Application& application, const 
     const Bytes places = Places(application);
     const bool taken =
         std::any_of(content.applications.begin(), content.applications.end(), [&](const Application& each) {
-            const bool resets = HasCardReset(application) && HasCardReset(each);
+            const bool resets = application.HasCardReset() && each.HasCardReset();
             return each.aid != application.aid && (resets || Meet(places, Places(each)));
         });
     if (taken) {

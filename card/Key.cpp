@@ -91,13 +91,8 @@ Types TypesOf(const Key& key) {
 // point without its first byte.
 std::size_t ToldLength(const KeyComponent& component) {
     switch (component.type) {
-        case KeyType::EccReference: {
-            std::size_t reference = 0;
-            for (const std::uint8_t byte : component.value) {
-                reference = reference << 8 | byte;
-            }
-            return reference;
-        }
+        case KeyType::EccReference:
+            return FromBigEndian(component.value);
         case KeyType::EccPublic:
             return component.value.size() - 1;
         default:

@@ -21,14 +21,6 @@ Bytes Value(const std::vector<TlvObject>& objects, std::uint32_t tag, std::size_
     return *value;
 }
 
-std::size_t Number(const Bytes& bytes) {
-    std::size_t number = 0;
-    for (const std::uint8_t byte : bytes) {
-        number = number << 8 | byte;
-    }
-    return number;
-}
-
 KeyTemplate ReadKeyTemplate(const Bytes& value) {
     const std::vector<TlvObject> objects = Objects(value);
     KeyTemplate read;
@@ -37,7 +29,7 @@ KeyTemplate ReadKeyTemplate(const Bytes& value) {
         read.access = Value(objects, Tag::KeyAccess, 1, 1);
     }
     read.type = Value(objects, Tag::KeyTypeCode, 1, 1).front();
-    read.length = Number(Value(objects, Tag::KeyLength, 1, 2));
+    read.length = FromBigEndian(Value(objects, Tag::KeyLength, 1, 2));
     read.identifier = Value(objects, Tag::KeyIdentifierOfTemplate, 1, 1).front();
     read.version = Value(objects, Tag::KeyVersionOfTemplate, 1, 1).front();
     if (FindObject(objects, Tag::KeyCheckValue) != nullptr) {
@@ -80,6 +72,14 @@ void SettleKeys(CardContent& content) {
     }
 }
 
+Bytes DecryptedSecret(const Bytes& encrypted, std::size_t length, const Bytes& dataEncryptionKey) {
+    if (encrypted.size() % AesBlockLength != 0 || encrypted.size() < length ||
+        encrypted.size() - length >= AesBlockLength) {
+        Refuse(StatusWord::WrongData);
+    }
+    return First(AesDecryptCbc(dataEncryptionKey, Bytes(AesBlockLength), encrypted), length);
+}
+
 std::vector<KeyTemplate> ReadKeyTemplates(const Bytes& value) {
     std::vector<KeyTemplate> templates;
     for (const TlvObject& object : Objects(value)) {
@@ -102,13 +102,9 @@ std::vector<KeyTemplate> ReadKeyTemplates(const Bytes& value) {
 }
 
 Key StoredKey(const KeyTemplate& announced, const Bytes& encrypted, const Bytes& dataEncryptionKey) {
-    if (encrypted.size() % AesBlockLength != 0 || encrypted.size() < announced.length ||
-        encrypted.size() - announced.length >= AesBlockLength) {
-        Refuse(StatusWord::WrongData);
-    }
-    const Bytes padded = AesDecryptCbc(dataEncryptionKey, Bytes(AesBlockLength), encrypted);
     Key key;
-    key.components.push_back({announced.type, First(padded, announced.length)});
+    key.components.push_back(
+        {announced.type, DecryptedSecret(encrypted, announced.length, dataEncryptionKey)});
     key.usage = announced.usage;
     key.access = announced.access;
     RequireKey(key, announced.checkValue);

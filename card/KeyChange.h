@@ -22,6 +22,11 @@ void RequireCompleteSet(const CardContent& content);
 // Behind keys that came: initial ones go as soon as the card has a set of its own that opens a channel.
 void SettleKeys(CardContent& content);
 
+// What a secret of this length was before it was filled up to whole blocks and encrypted. Throws a Refusal
+// when it cannot be of that length.
+[[nodiscard]] Bytes DecryptedSecret(
+    const Bytes& encrypted, std::size_t length, const Bytes& dataEncryptionKey);
+
 // The keys that DGI 00B9 announces, 11.11.4; those behind it bring their values, in the same order.
 [[nodiscard]] std::vector<KeyTemplate> ReadKeyTemplates(const Bytes& value);
 

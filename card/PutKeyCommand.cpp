@@ -31,19 +31,16 @@ Bytes Taken(std::optional<Bytes> field) {
 
 // A secret in either form: the whole component encrypted, or the secret's length in front of it; the
 // component's own length tells them apart, 11.8.2.3.2.
-Bytes DecryptedSecret(const Bytes& component, const Bytes& dataEncryptionKey) {
-    const Bytes initialVector(AesBlockLength);
+Bytes SecretIn(const Bytes& component, const Bytes& dataEncryptionKey) {
     if (component.size() % AesBlockLength == 0) {
-        return AesDecryptCbc(dataEncryptionKey, initialVector, component);
+        return DecryptedSecret(component, component.size(), dataEncryptionKey);
     }
     LengthValueReader reader(component);
     const std::optional<std::size_t> length = reader.LongLength();
-    const Bytes encrypted = Last(component, reader.Left());
-    if (!length || encrypted.size() % AesBlockLength != 0 || encrypted.size() < *length ||
-        encrypted.size() - *length >= AesBlockLength) {
+    if (!length) {
         Refuse(StatusWord::WrongData);
     }
-    return First(AesDecryptCbc(dataEncryptionKey, initialVector, encrypted), *length);
+    return DecryptedSecret(Last(component, reader.Left()), *length, dataEncryptionKey);
 }
 
 KeyComponent ReadComponent(
@@ -57,7 +54,7 @@ KeyComponent ReadComponent(
     }
     Bytes value = Taken(reader.NextLong());
     if (*secret) {
-        value = DecryptedSecret(value, dataEncryptionKey);
+        value = SecretIn(value, dataEncryptionKey);
     }
     return {type, std::move(value)};
 }

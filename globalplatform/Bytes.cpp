@@ -65,6 +65,14 @@ Bytes BigEndian(std::uint64_t number, std::size_t width) {
     return bytes;
 }
 
+std::uint64_t FromBigEndian(const Bytes& bytes) {
+    std::uint64_t number = 0;
+    for (const std::uint8_t byte : bytes) {
+        number = number << 8 | byte;
+    }
+    return number;
+}
+
 Bytes First(const Bytes& bytes, std::size_t count) {
     return Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())));
 }

@@ -23,6 +23,9 @@ void Append(Bytes& target, const Bytes& tail);
 // `number` in `width` bytes, most significant first.
 [[nodiscard]] Bytes BigEndian(std::uint64_t number, std::size_t width);
 
+// The number that they write; of more than eight bytes, the last eight.
+[[nodiscard]] std::uint64_t FromBigEndian(const Bytes& bytes);
+
 // The first or the last `count` bytes; all of them when there are fewer.
 [[nodiscard]] Bytes First(const Bytes& bytes, std::size_t count);
 [[nodiscard]] Bytes Last(const Bytes& bytes, std::size_t count);
