@@ -3,7 +3,7 @@
 
 #include <glib.h>
 
-#include <cstring>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
