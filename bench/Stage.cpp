@@ -62,6 +62,15 @@ std::string Listed(const std::string& title, std::vector<std::string> lines) {
 
 }  // namespace
 
+double ProcessorTimeOf(pid_t process) {
+    clockid_t clock = 0;
+    timespec time = {};
+    if (clock_getcpuclockid(process, &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        throw std::runtime_error("a process's time on the processor cannot be read");
+    }
+    return 1e6 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_nsec);
+}
+
 void Stage::UseServer(const std::string& address, const fs::path& trusted) {
     if (!trusted.empty()) {
         world.Device().TrustCertificatesOf(trusted);
@@ -120,15 +129,6 @@ void Stage::Run(const std::vector<std::string>& command) {
     Navo::SessionOptions options = world.Options();
     options.confirm = false;
     session = std::make_unique<Navo::Session>(options);
-}
-
-double Stage::ProcessorTime() const {
-    clockid_t clock = 0;
-    timespec time = {};
-    if (clock_getcpuclockid(Pid(), &clock) != 0 || clock_gettime(clock, &time) != 0) {
-        throw std::runtime_error("the service's processor time cannot be read");
-    }
-    return 1e6 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_nsec);
 }
 
 void Stage::AskForStatus(unsigned requests) {

@@ -16,6 +16,9 @@ namespace Bench {
 // Ours, and floors over GDBus and over systemd's bus library.
 enum class Side { Ours, Floor, SdBusFloor };
 
+// Microseconds of processor time that a process has taken so far, system calls included.
+double ProcessorTimeOf(pid_t process);
+
 class Stage {
 public:
     explicit Stage(Side whoseService) : side(whoseService) {}
@@ -40,9 +43,6 @@ public:
 
     // Not of a service that is counted or traced.
     pid_t Pid() const { return service->Pid(); }
-
-    // Microseconds of processor time that the service's threads have taken so far, system calls included.
-    double ProcessorTime() const;
 
     static std::filesystem::path ProgramOf(Side side);
     std::vector<std::string> Command() const;
@@ -86,9 +86,9 @@ double MicrosecondsOf(Action&& action) {
 // What a service takes of the processor for something that this process asks of it, in microseconds.
 template <typename Action>
 double ProcessorTimeOf(const Stage& stage, Action&& action) {
-    const double before = stage.ProcessorTime();
+    const double before = ProcessorTimeOf(stage.Pid());
     action();
-    return stage.ProcessorTime() - before;
+    return ProcessorTimeOf(stage.Pid()) - before;
 }
 
 }  // namespace Bench

@@ -120,15 +120,6 @@ private:
     std::unique_ptr<GDBusConnection, decltype(&g_object_unref)> connection;
 };
 
-double ProcessorTimeOf(pid_t process) {
-    clockid_t clock = 0;
-    timespec time = {};
-    if (clock_getcpuclockid(process, &clock) != 0 || clock_gettime(clock, &time) != 0) {
-        throw std::runtime_error("a peer's processor time cannot be read");
-    }
-    return 1e6 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_nsec);
-}
-
 Sample SampleOf(const PeerService& peer) {
     const TemporaryFolder folder;
     const BusDaemon bus(BusIn(folder));
@@ -164,8 +155,7 @@ Sample OwnSample() {
     sample.start = MicrosecondsOf([&] { stage.Start(); }) / 1000;
     sample.privateDirty = MemoryOf(stage.Pid()).privateDirty;
     stage.AskForStatus(1);
-    sample.processor =
-        Bench::ProcessorTimeOf(stage, [&] { stage.AskForStatus(CallsOfARound); }) / CallsOfARound;
+    sample.processor = ProcessorTimeOf(stage, [&] { stage.AskForStatus(CallsOfARound); }) / CallsOfARound;
     stage.End();
     return sample;
 }
@@ -247,7 +237,7 @@ void CompareSenders(Report& report, const Settings& settings) {
         constexpr double Exchanges = ManyExchanges - FewExchanges;
         for (unsigned round = 0; round < settings.rounds; ++round) {
             const auto ours = [&](unsigned count) {
-                return Bench::ProcessorTimeOf(stage, [&] { server.Play(stage, count, 1); });
+                return ProcessorTimeOf(stage, [&] { server.Play(stage, count, 1); });
             };
             figure.ours.push_back((ours(ManyExchanges) - ours(FewExchanges)) / Exchanges);
             const auto theirs = [&](unsigned count) {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <fstream>
 #include <functional>
+#include <map>
+#include <tuple>
 
 #include "bench/Callgrind.h"
 #include "bench/DelayRelay.h"
@@ -121,73 +123,81 @@ std::vector<Variant> Variants(const Server& server) {
     return variants;
 }
 
-std::string FirstOf(const Variant& variant) {
-    return "the first, " + variant.name;
-}
+// Instructions of a service for so many scripts. Each is counted once, whichever figures stand on it.
+class ScriptCounts {
+public:
+    ScriptCounts(std::string address, const Settings& bench) : server(std::move(address)), settings(bench) {}
 
-double CountScripts(
-    Side side, const std::string& server, const Variant& variant, unsigned count, const Settings& settings) {
-    const fs::path result = settings.scratch / "script.count";
-    Stage stage(side);
-    stage.UseServer(server, variant.trusted);
-    if (variant.silent) {
-        stage.WithoutLines();
+    double Of(Side side, const Variant& variant, unsigned scripts) {
+        const bool silent = variant.silent && side != Side::Ours;
+        const auto key = std::make_tuple(side, variant.trusted, silent, scripts);
+        const auto found = counts.find(key);
+        if (found != counts.end()) {
+            return found->second;
+        }
+        return counts[key] = Count(side, variant.trusted, silent, scripts);
     }
-    stage.StartCounted(result);
-    for (unsigned script = 0; script < count; ++script) {
-        RunScript(stage);
-    }
-    stage.End();
-    return CountIn(result);
-}
 
-void CountOnSdBus(
-    Report& report, const Settings& settings, const std::string& address, const fs::path& trusted) {
-    const Variant variant = {"", trusted, false, std::nullopt};
-    const auto each = [&](Side side) {
-        return PerOperation(
-            1, 4, [&](unsigned count) { return CountScripts(side, address, variant, count, settings); });
-    };
-    report.Add(
-        {"script",
-         "one trusted certificate, floor on sd-bus",
-         Instructions,
-         {each(Side::Ours)},
-         {each(Side::SdBusFloor)}});
-}
+    // Of a script that follows another: the mean of three.
+    double Following(Side side, const Variant& variant) {
+        return (Of(side, variant, 4) - Of(side, variant, 1)) / 3;
+    }
+
+    double First(Side side, const Variant& variant) { return Of(side, variant, 1) - Of(side, variant, 0); }
+
+private:
+    double Count(Side side, const fs::path& trusted, bool silent, unsigned scripts) const {
+        const fs::path result = settings.scratch / "script.count";
+        Stage stage(side);
+        stage.UseServer(server, trusted);
+        if (silent) {
+            stage.WithoutLines();
+        }
+        stage.StartCounted(result);
+        for (unsigned script = 0; script < scripts; ++script) {
+            RunScript(stage);
+        }
+        stage.End();
+        return CountIn(result);
+    }
+
+    std::string server;
+    const Settings& settings;
+    std::map<std::tuple<Side, fs::path, bool, unsigned>, double> counts;
+};
 
 // Under callgrind a client loads its certificates for longer than the server waits for a handshake, so that
 // the server is behind a relay.
 void CountAll(Report& report, const Settings& settings) {
     const Server server;
     const DelayRelay relay(server.Port());
-    const std::string address = AddressOf(relay);
+    ScriptCounts counts(AddressOf(relay), settings);
     for (const Variant& variant : Variants(server)) {
-        const auto count = [&](Side side, unsigned scripts) {
-            return CountScripts(side, address, variant, scripts, settings);
-        };
-        // Those that follow, of four, and the first of all.
-        const auto each = [&](Side side) { return (count(side, 4) - count(side, 1)) / 3; };
-        const auto first = [&](Side side) { return count(side, 1) - count(side, 0); };
         report.Add(
             {"script",
              variant.name,
              Instructions,
-             {each(Side::Ours)},
-             {each(Side::Floor)},
+             {counts.Following(Side::Ours, variant)},
+             {counts.Following(Side::Floor, variant)},
              variant.target,
              MostInstructions});
         if (!variant.silent) {
             report.Add(
                 {"script",
-                 FirstOf(variant),
+                 "the first, " + variant.name,
                  Instructions,
-                 {first(Side::Ours)},
-                 {first(Side::Floor)},
+                 {counts.First(Side::Ours, variant)},
+                 {counts.First(Side::Floor, variant)},
                  variant.target});
         }
     }
-    CountOnSdBus(report, settings, address, server.OnlyOwnTrust());
+    const Variant small = {"", server.OnlyOwnTrust(), false, std::nullopt};
+    report.Add(
+        {"script",
+         "one trusted certificate, floor on sd-bus",
+         Instructions,
+         {counts.Following(Side::Ours, small)},
+         {counts.Following(Side::SdBusFloor, small)}});
 }
 
 void TimeTrust(Report& report, const Settings& settings) {
