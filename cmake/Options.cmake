@@ -6,6 +6,8 @@ find_package(PkgConfig REQUIRED)
 
 option(NAVO_WERROR "Treat compiler warnings as errors" OFF)
 set(NAVO_SANITIZE "" CACHE STRING "Value for -fsanitize=, for example address,undefined")
+option(NAVO_COVERAGE "Count which lines of the service run" OFF)
+option(NAVO_WHOLE_PROGRAMS "Make each program of unit tests one test" OFF)
 option(NAVO_FUZZ "Build the fuzz targets with libFuzzer (Clang)" OFF)
 set(NAVO_TEST_FLAGS "-O0 -g1" CACHE STRING "The tests' own flags, in place of the build type's")
 option(NAVO_BENCH "Build the measuring programs (needs BUILD_TESTING)" OFF)
