@@ -106,7 +106,7 @@ bool Json::Parse(const std::string& text) {
         }
         std::string& member = members[ToValidUtf8(name)];
         member = value != nullptr ? value : "";
-        if (!g_utf8_validate(member.data(), static_cast<gssize>(member.size()), nullptr)) {
+        if (!IsUtf8(member)) {
             member = ToValidUtf8(member);
         }
     }

@@ -7,6 +7,9 @@
 
 namespace Na {
 
+// Whether it is a whole text, without a zero byte.
+bool IsUtf8(const std::string& text);
+
 // The text with U+FFFD in place of every byte that is no part of a UTF-8 sequence, and of every zero byte.
 std::string ToValidUtf8(const std::string& text);
 

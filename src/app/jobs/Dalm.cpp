@@ -310,7 +310,7 @@ int Job_DALM::CreateGetKeySession(void* entryPoint) {
 }
 
 void Job_DALM::ReturnData(const std::string& data) {
-    if (ToValidUtf8(data) == data) {
+    if (IsUtf8(data)) {
         result[Key::DalmData] = data;
     } else {
         LogPrint(LogError, JOB_LOCATED("Returned key data is no UTF-8 text and stays here"));

@@ -123,8 +123,7 @@ void LastResort::Answer(GDBusMethodInvocation* invocation) const noexcept {
 
 OwnedVariant TextBody(const std::string& text) {
     // Nearly every text is carried as it is, and needs no copy to be made for that.
-    const bool asItIs = text.size() <= LongestText &&
-                        g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
+    const bool asItIs = text.size() <= LongestText && Na::IsUtf8(text);
     return Sunk(g_variant_new("(s)", asItIs ? text.c_str() : Carried(text).c_str()));
 }
 

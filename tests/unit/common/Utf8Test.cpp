@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/Utf8.h"
 
+#include <glib.h>
 #include <gtest/gtest.h>
 
 using Na::ToValidUtf8;
@@ -23,6 +24,28 @@ TEST(ToValidUtf8, ReplacesEachBadByte) {
 
 TEST(ToValidUtf8, ReplacesZeroBytes) {
     EXPECT_EQ(ToValidUtf8(std::string("a\0b", 3)), std::string("a") + Replacement + "b");
+}
+
+TEST(IsUtf8, AgreesWithGLibWhereverTheByteStands) {
+    for (std::size_t size = 0; size <= 20; ++size) {
+        EXPECT_TRUE(Na::IsUtf8(std::string(size, 'a'))) << size;
+        for (std::size_t at = 0; at < size; ++at) {
+            for (int byte = 0; byte <= 0xFF; ++byte) {
+                std::string text(size, 'a');
+                text[at] = static_cast<char>(byte);
+                const bool isText = g_utf8_validate(text.data(), static_cast<gssize>(size), nullptr) != FALSE;
+                EXPECT_EQ(Na::IsUtf8(text), isText) << size << " bytes, at " << at << " the byte " << byte;
+            }
+        }
+    }
+}
+
+TEST(IsUtf8, TakesCharactersThatCrossEightBytes) {
+    for (std::size_t before = 0; before <= 16; ++before) {
+        const std::string text = std::string(before, 'a') + "\xF0\x9F\x98\x80" + std::string(9, 'z');
+        EXPECT_TRUE(Na::IsUtf8(text)) << before;
+        EXPECT_FALSE(Na::IsUtf8(text.substr(0, before + 3))) << before;
+    }
 }
 
 TEST(WholeCharacters, AreCountedInBytes) {
