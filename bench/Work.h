@@ -15,7 +15,7 @@
 namespace Bench {
 
 constexpr char StatusRequest[] = "status request";
-constexpr char ScriptExchange[] = "exchange of a script, with one APDU";
+constexpr char ScriptExchange[] = "exchange of a script, one APDU";
 
 // One kind of work. Its cost is the difference between few and many, so that start, first time and end fall
 // out.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 
 #include "bench/Groups.h"
 #include "tests/support/TemporaryFolder.h"

@@ -7,6 +7,7 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 
 #include "keyserver/Options.h"
 #include "keyserver/provisioning/CatalogueReader.h"

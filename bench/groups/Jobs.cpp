@@ -2,6 +2,8 @@
 // What each kind of work costs the whole service: instructions, time of its processor, and what it asks of
 // the kernel.
 #include "bench/Callgrind.h"
+
+#include <functional>
 #include "bench/Groups.h"
 #include "bench/Memory.h"
 #include "bench/SystemCalls.h"

@@ -3,6 +3,7 @@
 // program.
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 
 #include "bench/Groups.h"
 #include "bench/Stage.h"

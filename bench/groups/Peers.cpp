@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 
 #include "bench/Groups.h"
 #include "bench/Memory.h"

@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <set>
+#include <stdexcept>
 
 #include "bench/Callgrind.h"
 #include "bench/Groups.h"

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "bench/inside/Case.h"
 

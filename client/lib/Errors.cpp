@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <stdexcept>
 #include <utility>
 
 #include "client/lib/Bus.h"

@@ -2,6 +2,7 @@
 #include "navo/Monitor.h"
 
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <utility>
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 
 #include "client/navoctl/CardWords.h"
 #include "client/navoctl/ExitStatus.h"

@@ -4,6 +4,7 @@
 #include <glib.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <memory>
 
 #include "client/navoctl/CommandModel.h"

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <stdexcept>
 
 #include "device/configuration/SectionReader.h"
 #include "device/configuration/Values.h"

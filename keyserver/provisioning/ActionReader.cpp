@@ -2,6 +2,7 @@
 #include "keyserver/provisioning/ActionReader.h"
 
 #include <array>
+#include <stdexcept>
 
 #include "globalplatform/Aid.h"
 #include "globalplatform/Instruction.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "keyserver/provisioning/CardChannel.h"
 
+#include <stdexcept>
+
 #include <openssl/rand.h>
 
 #include "globalplatform/Aes.h"

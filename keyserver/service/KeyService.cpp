@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 
 #include "globalplatform/Sha256.h"
 #include "keyserver/service/Answering.h"

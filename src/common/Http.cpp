@@ -2,6 +2,7 @@
 #include "common/Http.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <utility>
 
 #include "common/CookieFile.h"

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <thread>
 
 #include "tests/matrix/MatrixWorld.h"

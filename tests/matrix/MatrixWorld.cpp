@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <glib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>

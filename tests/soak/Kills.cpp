@@ -4,12 +4,15 @@
 // start serves as before.
 #include <gio/gio.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <iostream>
 #include <random>
+#include <stdexcept>
+#include <thread>
 
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"

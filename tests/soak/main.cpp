@@ -4,12 +4,14 @@
 // measured for each kind first.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <deque>
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <stdexcept>
 
 #include "tests/soak/Holdings.h"
 #include "tests/soak/LargeAnswers.h"

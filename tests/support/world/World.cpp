@@ -9,6 +9,7 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 
 #include "tests/support/service/ResultTexts.h"
 #include "tests/support/world/PrivatePcscd.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "tests/support/service/ResultTexts.h"
 #include "tests/unit/app/ServerJob.h"
 

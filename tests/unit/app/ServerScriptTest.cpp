@@ -2,6 +2,8 @@
 // The job in which the server drives the card.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "app/NavoProxy.h"
 #include "app/jobs/ServerScript.h"
 #include "common/Locations.h"

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <stdexcept>
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/card/CardDesk.h"

@@ -5,6 +5,7 @@
 
 #include <future>
 #include <memory>
+#include <stdexcept>
 
 #include "navo/Client.h"
 #include "tests/unit/client/Expectations.h"

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <thread>
 
 #include "navo/BusSight.h"
 #include "navo/Monitor.h"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What navoctl sends and prints for CCM scripts and keys.
 #include <gmock/gmock.h>
+
 #include <gtest/gtest.h>
+#include <algorithm>
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/service/ResultTexts.h"

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <set>
 

@@ -2,6 +2,8 @@
 // Recordings as texts, and what answers from them.
 #include "device/recording/Recording.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nfc.h>

@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <stdexcept>
 
 #include "tests/support/TemporaryFolder.h"
 
