@@ -2,7 +2,6 @@
 #include "common/Http.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "common/CookieFile.h"
