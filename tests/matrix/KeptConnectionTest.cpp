@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every way in which a connection dies between the job that made it and the next one.
 #include <arpa/inet.h>
+#include <curl/curl.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <ctime>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <thread>
 
 #include "tests/matrix/MatrixWorld.h"
@@ -28,6 +30,7 @@ namespace Matrix {
 namespace {
 
 constexpr char Set[] = "/0180CA006600";
+constexpr char NeedsPlain[] = "this libcurl keeps no connection without TLS";
 
 sockaddr_in Loopback() {
     sockaddr_in address = {};
@@ -126,6 +129,22 @@ private:
     std::thread thread;
 };
 
+// Whether libcurl uses a connection without TLS again where TLS was asked for in case it can be had, as the
+// service asks. From 8.13 on it does not; the rows in TLS hold for those.
+bool KeepsPlainConnections() {
+    HttpPeer peer;
+    peer.Script({Result("00000001"), Result("00000001")});
+    const std::unique_ptr<CURL, void (*)(CURL*)> exchange(curl_easy_init(), curl_easy_cleanup);
+    curl_easy_setopt(exchange.get(), CURLOPT_URL, peer.Url().c_str());
+    curl_easy_setopt(exchange.get(), CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
+    curl_easy_setopt(
+        exchange.get(), CURLOPT_WRITEFUNCTION,
+        +[](char*, std::size_t size, std::size_t count, void*) { return size * count; });
+    EXPECT_EQ(curl_easy_perform(exchange.get()), CURLE_OK);
+    EXPECT_EQ(curl_easy_perform(exchange.get()), CURLE_OK);
+    return peer.Connections() == 1;
+}
+
 class KeptConnectionFault : public MatrixWorld {
 protected:
     ~KeptConnectionFault() override {
@@ -177,15 +196,24 @@ protected:
 }  // namespace
 
 TEST_F(KeptConnectionFault, IsNoneWhereTheConnectionLives) {
+    if (!KeepsPlainConnections()) {
+        GTEST_SKIP() << NeedsPlain;
+    }
     CheckOver(1, Following("lives"));
 }
 
 TEST_F(KeptConnectionFault, OfAServerThatClosedItCostsNoAttempt) {
+    if (!KeepsPlainConnections()) {
+        GTEST_SKIP() << NeedsPlain;
+    }
     CheckOver(2, Following("closed while idle", [this] { Peer().CloseConnections(); }));
     CheckOver(2, Following("server restarted", [this] { Peer().Restart(); }));
 }
 
 TEST_F(KeptConnectionFault, OfAServerThatEndsItUnderARequestCostsOneAttempt) {
+    if (!KeepsPlainConnections()) {
+        GTEST_SKIP() << NeedsPlain;
+    }
     CheckDeathUnderARequest("closed in place of an answer", CloseAtOnce());
     CheckDeathUnderARequest("reset in place of an answer", HttpReaction{}.ThenReset());
 }
@@ -202,6 +230,9 @@ TEST_F(KeptConnectionFault, OfAServerThatResetItCostsNoAttempt) {
 
 // The link went dead: nobody takes what is sent, and nobody says so.
 TEST_F(KeptConnectionFault, OfASilentLinkCostsOneAttempt) {
+    if (!KeepsPlainConnections()) {
+        GTEST_SKIP() << NeedsPlain;
+    }
     silenceBorne = 300;
     BarePeer bare;
     Case row = Following("silent");
