@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <array>
 
 #include "bench/Groups.h"
@@ -8,6 +9,7 @@ namespace Bench {
 
 namespace {
 
+constexpr char Group[] = "relay";
 constexpr double MostInstructions = 1.30;     // of the floor's
 constexpr double LongestWithProgress = 30;    // us for an APDU
 constexpr double LongestWithoutProgress = 5;  // us for an APDU
@@ -37,7 +39,7 @@ void AddSets(Report& report, const InsideValues& values, const std::string& unit
     const double limit = command.hasProgress ? LongestWithProgress : LongestWithoutProgress;
     for (const char* count : command.counts) {
         const std::string name = NameOf(command.name, count);
-        Figure figure{"relay", name, unit, values.at("relay/ours/" + name), values.at("relay/floor/" + name)};
+        Figure figure{Group, name, unit, values.at("relay/ours/" + name), values.at("relay/floor/" + name)};
         figure.target = counted ? std::optional(MostInstructions) : std::nullopt;
         figure.limit = counted ? std::nullopt : std::optional(limit);
         report.Add(std::move(figure));
@@ -49,7 +51,7 @@ void AddSdBus(Report& report, const InsideValues& values, const std::string& uni
     if (command.hasProgress) {
         const std::string name = NameOf(command.name, CountOnSdBus);
         report.Add(
-            {"relay", name + ", floor on sd-bus", unit, values.at("relay/ours/" + name),
+            {Group, name + ", floor on sd-bus", unit, values.at("relay/ours/" + name),
              values.at("relay/sd-bus/" + name)});
     }
 }
@@ -58,12 +60,25 @@ void AddSdBus(Report& report, const InsideValues& values, const std::string& uni
 void AddGrowth(Report& report, const InsideValues& values, const Command& command) {
     const std::string longest = NameOf(command.name, command.counts.back());
     report.Add(
-        {"relay", longest + " beside 10", Instructions, values.at("relay/ours/" + longest),
+        {Group, longest + " beside 10", Instructions, values.at("relay/ours/" + longest),
          values.at("relay/ours/" + NameOf(command.name, "10")), MostGrowth});
 }
 
-// What the service adds to the floor, a value for each length of the set. The bus library's thread, which is
-// no part of that, makes each differ by a thousand, so that the baseline does not hold it.
+// The threads of the bus library now and then meet more often than they need to, which only adds: the least
+// of some counts is nearest to what is done.
+InsideValues LeastCounts(const Settings& settings) {
+    constexpr int Runs = 3;
+    InsideValues least = CountsInside(settings, Group);
+    for (int run = 1; run < Runs; ++run) {
+        for (const auto& [name, values] : CountsInside(settings, Group)) {
+            least.at(name)[0] = std::min(least.at(name)[0], values[0]);
+        }
+    }
+    return least;
+}
+
+// What the service adds to the floor, a value for each length of the set. As the difference of two counts it
+// differs by hundreds, so that the baseline does not hold it.
 void AddExcess(Report& report, const InsideValues& values, const Command& command) {
     std::vector<double> excess;
     for (const char* count : command.counts) {
@@ -71,7 +86,7 @@ void AddExcess(Report& report, const InsideValues& values, const Command& comman
         excess.push_back(values.at("relay/ours/" + name)[0] - values.at("relay/floor/" + name)[0]);
     }
     report.Add(
-        {"relay",
+        {Group,
          std::string(command.name) + ", instructions above the floor",
          Count,
          excess,
@@ -84,7 +99,7 @@ void AddExcess(Report& report, const InsideValues& values, const Command& comman
 
 void MeasureRelay(Report& report, const Settings& settings) {
     if (settings.instructions) {
-        const InsideValues counts = CountsInside(settings, "relay");
+        const InsideValues counts = LeastCounts(settings);
         for (const Command& command : Commands) {
             AddSets(report, counts, Instructions, command);
             AddSdBus(report, counts, Instructions, command);
@@ -93,7 +108,7 @@ void MeasureRelay(Report& report, const Settings& settings) {
         }
     }
     if (settings.wall) {
-        const InsideValues times = TimesInside(settings, "relay");
+        const InsideValues times = TimesInside(settings, Group);
         for (const Command& command : Commands) {
             AddSets(report, times, Microseconds, command);
             AddSdBus(report, times, Microseconds, command);
