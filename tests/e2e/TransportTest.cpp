@@ -88,9 +88,7 @@ TEST_F(Transport, AnAddressThatIsNoneIsTriedOnce) {
 TEST_F(Transport, PlainHttpWorksWhereTheAddressSaysSo) {
     KeyServerProcess& server = world.StartKeyServer({"--http"});
     EXPECT_EQ(world.RunScript().returnCode, Done);
-    const KeyServerProcess::Counts counts = server.Stop();
-    EXPECT_EQ(counts.connections, 1U);
-    EXPECT_EQ(counts.handshakes, 0U);
+    EXPECT_EQ(server.Stop().handshakes, 0U);
 }
 
 TEST_F(Transport, AServerThatClosesAfterEachAnswerCostsNoRequest) {
@@ -145,7 +143,7 @@ TEST_F(Transport, AnAnswerThatBreaksOffIsNotTriedAgain) {
 TEST_F(Transport, BytesThatAreNoHttpAreNotTriedAgain) {
     KeyServerProcess& server = Misbehaving("garbage@2");
     EXPECT_EQ(world.RunScript().returnCode, ProtocolError);
-    EXPECT_EQ(FailedAttempts("1 "), 1U);
+    EXPECT_EQ(FailedAttempts(), 1U);
     EXPECT_EQ(server.Stop().messages, 2U);
 }
 

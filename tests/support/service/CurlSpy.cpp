@@ -152,8 +152,12 @@ CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
 
 CURLcode curl_easy_perform(CURL* handle) {
     CURLcode code = CURLE_OK;
-    return active != nullptr && active->TakeEnd(&code) ? code
-                                                       : Real("curl_easy_perform", curl_easy_perform)(handle);
+    if (active == nullptr || !active->TakeEnd(&code)) {
+        return Real("curl_easy_perform", curl_easy_perform)(handle);
+    }
+    // By its end, an exchange has read the cookies that were there.
+    Real("curl_easy_setopt", curl_easy_setopt)(handle, CURLOPT_COOKIELIST, "RELOAD");
+    return code;
 }
 
 CURLcode curl_global_init(long flags) {

@@ -7,6 +7,7 @@
 #include "tests/unit/common/FailingLibraries.h"
 
 using Na::Json;
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -215,9 +216,11 @@ TEST_F(JsonParse, RefusesEscapesThatAreNoCharacter) {
 }
 
 TEST_F(JsonParse, StoresNothingButUtf8) {
-    EXPECT_TRUE(Parse(R"({"a":"\377","b\377":"c"})"));  // octal escapes, which the library takes for bytes
-    EXPECT_EQ(json.Get("a"), Replacement);
-    EXPECT_EQ(json.Get(std::string("b") + Replacement), "c");
+    EXPECT_TRUE(Parse(R"({"a":"\377","b\377":"c"})"));
+    // Octal escapes are bytes to some releases of the library, characters to others.
+    const std::string escaped = json.Get("a");
+    EXPECT_THAT(escaped, AnyOf(Replacement, "\xC3\xBF"));
+    EXPECT_EQ(json.Get("b" + escaped), "c");
 }
 
 TEST(JsonFromText, StaysEmptyAndSaysSoWhenTheTextCannotBeRead) {

@@ -31,7 +31,7 @@ TEST(Json, EscapesWhatATextHolds) {
 
 TEST(Json, SaysWhereATextIsMalformed) {
     EXPECT_THAT(MistakeIn("{\"a\":\n}"), HasSubstr("line 2"));
-    EXPECT_THAT(MistakeIn(""), HasSubstr("unexpected end"));
+    EXPECT_THAT(MistakeIn(""), HasSubstr("line 1, column 1"));
     EXPECT_THAT(MistakeIn("{} x"), HasSubstr("column 4"));
     EXPECT_THAT(MistakeIn("\"\xFF\""), HasSubstr("UTF-8"));
 }

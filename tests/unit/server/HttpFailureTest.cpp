@@ -78,7 +78,9 @@ TEST_F(HttpExchange, TriesARefusedConnectionFourTimes) {
         HttpOutcome::NoConnection);
     const auto log = world.LocatedLog();
     ASSERT_THAT(log, SizeIs(4));
-    EXPECT_EQ(log[0], "D SendRequest: Error sending request: 7 Couldn't connect to server");
+    EXPECT_EQ(
+        log[0],
+        std::string("D SendRequest: Error sending request: 7 ") + curl_easy_strerror(CURLE_COULDNT_CONNECT));
     EXPECT_THAT(
         world.Log(), Contains(StartsWith("D/Error details: Failed to connect to 127.0.0.1 port ")).Times(4));
 }

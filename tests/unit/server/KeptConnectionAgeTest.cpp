@@ -26,6 +26,8 @@ protected:
     ConnectionBetweenJobs() {
         secondsPassed = 0;
         ConnectionShare::OfProcess().Close();
+        std::ofstream(world.Path() / "ca.pem") << certificate.Pem();
+        Connect("type=wifi");
         peer.Script(std::deque<HttpReaction>(50, Answer(Good)));
     }
     ~ConnectionBetweenJobs() override { ConnectionShare::OfProcess().Close(); }
@@ -42,8 +44,17 @@ protected:
 
     static void Pass(time_t seconds) { secondsPassed += seconds; }
 
+    // The device trusts the peer, whatever way leads to it.
+    void Connect(const std::string& network) {
+        world.Configure(
+            "[network]\n" + network + "\n[trust]\nca-file=" + (world.Path() / "ca.pem").string() + "\n");
+    }
+
     DeviceWorld world;
-    HttpPeer peer;
+    const TestCertificate certificate{{"127.0.0.1"}};
+    // In TLS, since not every libcurl keeps a connection without it where TLS was asked for in case it can be
+    // had.
+    HttpPeer peer{certificate.ServerContext()};
 };
 
 TEST_F(ConnectionBetweenJobs, ServesTheNextJobToo) {
@@ -76,21 +87,23 @@ TEST_F(ConnectionBetweenJobs, IsUsedForTenMinutesAtMost) {
 
 TEST_F(ConnectionBetweenJobs, IsNotUsedOnAnotherKindOfNetwork) {
     Run();
-    world.Configure("[network]\ntype=cellular\n");
+    Connect("type=cellular");
     Run();
     EXPECT_EQ(peer.Connections(), 2);
 }
 
 TEST_F(ConnectionBetweenJobs, IsNotUsedThroughAnotherProxy) {
+    HttpPeer plain;
+    plain.Script({Answer(Good), Answer(Good)});
     HttpPeer proxy;
     proxy.Script({Answer(Good)});
-    Run();
-    world.Configure("[network]\ntype=wifi\nproxy=" + proxy.Address() + "\n");
-    Run();
+    Run(plain.Url());
+    Connect("type=wifi\nproxy=" + proxy.Address());
+    Run(plain.Url());
     EXPECT_THAT(proxy.Requests(), SizeIs(1));
-    world.Configure("[network]\ntype=wifi\n");
-    Run();
-    EXPECT_EQ(peer.Connections(), 2);
+    Connect("type=wifi");
+    Run(plain.Url());
+    EXPECT_EQ(plain.Connections(), 2);
 }
 
 TEST_F(ConnectionBetweenJobs, IsNotUsedForAnotherServer) {

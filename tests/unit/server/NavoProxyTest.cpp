@@ -270,7 +270,7 @@ INSTANTIATE_TEST_SUITE_P(
         AnswerCase{"InvalidUtf8", "{\"resultCode\":\"\xFF\"}", Na::ResultCode::Done, "00000001"},
         AnswerCase{
             "Surrogate", "{\"resultCode\":\"\\ud800x\"}", Na::ResultCode::NoResponseFromServer, "10100019"},
-        AnswerCase{"OctalByte", "{\"resultCode\":\"\\377\"}", Na::ResultCode::Unknown, "\xEF\xBF\xBD"}),
+        AnswerCase{"OctalCharacter", "{\"resultCode\":\"\\101\"}", Na::ResultCode::Unknown, "A"}),
     [](const testing::TestParamInfo<AnswerCase>& answer) { return answer.param.name; });
 
 TEST_F(ServerProtocol, IsUnescapedBeforeItIsRead) {
