@@ -30,10 +30,6 @@ std::size_t Distance(const std::string& from, const std::string& to) {
     return last.back();
 }
 
-std::vector<const CLI::App*> CommandsOf(const CLI::App& app) {
-    return app.get_subcommands([](const CLI::App*) { return true; });
-}
-
 std::vector<std::string> CommandNames(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::App* command : CommandsOf(app)) {
@@ -144,14 +140,6 @@ private:
     const CLI::App* command;
 };
 
-std::string ListOf(const std::vector<std::string>& words) {
-    std::string list;
-    for (const std::string& word : words) {
-        list += (list.empty() ? "" : ", ") + word;
-    }
-    return list;
-}
-
 }  // namespace
 
 std::string Nearest(const std::string& word, const std::vector<std::string>& known) {
@@ -177,7 +165,7 @@ Complaint ComplaintAbout(
     const CLI::App& command = walk.Command();
     const std::vector<std::string> names = CommandNames(command);
     if (!names.empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
-        return {"a command is missing; there are " + ListOf(names), "", UsageOf(command)};
+        return {"a command is missing; there are " + Joined(names, ", "), "", UsageOf(command)};
     }
     return {error.what(), "", UsageOf(command)};
 }

@@ -48,9 +48,7 @@ struct Level {
     const CLI::App* app;
     std::string path;  // without the program: "key inject"
 
-    std::vector<const CLI::App*> Commands() const {
-        return app->get_subcommands([](const CLI::App*) { return true; });
-    }
+    std::vector<const CLI::App*> Commands() const { return CommandsOf(*app); }
     std::vector<const CLI::Option*> Options() const {
         std::vector<const CLI::Option*> options = OptionsOf(*app);
         for (const CLI::App* above = app->get_parent(); above != nullptr; above = above->get_parent()) {
@@ -96,14 +94,6 @@ std::string Quoted(const std::string& text, const std::string& special = "") {
         }
     }
     return quoted + "'";
-}
-
-std::string Joined(const Words& words, const std::string& between) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : between) + word;
-    }
-    return text;
 }
 
 // --- bash

@@ -70,7 +70,7 @@ std::string Groups(const CLI::App& app) {
 
 std::string Commands(const CLI::App& app) {
     Lines lines;
-    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* command : CommandsOf(app)) {
         lines.emplace_back(command->get_name(), command->get_description());
     }
     return Table("Subcommands", lines);
@@ -133,6 +133,18 @@ std::vector<const CLI::Option*> PositionalsOf(const CLI::App& app) {
     return app.get_options([](const CLI::Option* option) { return option->get_positional(); });
 }
 
+std::vector<const CLI::App*> CommandsOf(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
+std::string Joined(const std::vector<std::string>& words, const std::string& between) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : between) + word;
+    }
+    return text;
+}
+
 std::string PathOf(const CLI::App& app) {
     const CLI::App* const parent = app.get_parent();
     return parent != nullptr ? PathOf(*parent) + " " + app.get_name() : app.get_name();
@@ -150,8 +162,7 @@ std::string UsageOf(const CLI::App& app) {
             usage += " " + TypedNames(*option).back() + " " + ValueOf(*option);
         }
     }
-    const bool hasCommands = !app.get_subcommands([](const CLI::App*) { return true; }).empty();
-    return usage + (hasCommands ? " [OPTIONS] SUBCOMMAND" : " [OPTIONS]");
+    return usage + (!CommandsOf(app).empty() ? " [OPTIONS] SUBCOMMAND" : " [OPTIONS]");
 }
 
 std::shared_ptr<CLI::FormatterBase> NewFormatter() {

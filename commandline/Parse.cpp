@@ -7,10 +7,6 @@
 
 namespace CommandLine {
 
-// Of Complaint.cpp.
-Complaint ComplaintAbout(
-    const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& arguments);
-
 void Prepare(CLI::App& app, const std::string& version, const Hints& hints) {
     app.formatter(NewFormatter());
     app.set_help_flag("-h,--help", "Print this help and exit");

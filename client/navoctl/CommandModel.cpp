@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "commandline/Model.h"
 #include "navo/Causes.h"
 #include "navo/Vocabulary.h"
 
@@ -284,7 +285,7 @@ private:
         CLI::App* const command = Add(&app, "help", "Print the help of a command", "help key inject");
         CLI::Option* const words =
             command->add_option("COMMAND", values.words, "The command; navoctl itself when none is given");
-        for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
+        for (const CLI::App* each : CommandLine::CommandsOf(app)) {
             hints[words].push_back(each->get_name());
         }
     }

@@ -10,6 +10,7 @@
 #include "client/navoctl/ExitStatus.h"
 #include "client/navoctl/Json.h"
 #include "client/navoctl/Requests.h"
+#include "commandline/Model.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ int Help(const CLI::App& app, const std::vector<std::string>& words, int count, 
         return ExitStatus::Success;
     }
     std::vector<std::string> known;
-    for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* each : CommandLine::CommandsOf(app)) {
         known.push_back(each->get_name());
     }
     CommandLine::Complaint complaint =
