@@ -2,10 +2,11 @@
 #include "device/navo-card/Options.h"
 
 #include <CLI/CLI.hpp>
-#include <array>
+#include <algorithm>
 #include <stdexcept>
 #include <vector>
 
+#include "commandline/CommandLine.h"
 #include "globalplatform/Aes.h"
 #include "globalplatform/Scp03.h"
 
@@ -18,8 +19,6 @@ using Card::LongestAtr;
 using GlobalPlatform::AesKeyLength;
 using GlobalPlatform::Bytes;
 using GlobalPlatform::LongestAesKey;
-
-constexpr char Version[] = NAVO_VERSION;
 
 // ISO 7816-3, 8.2: one protocol each, and the historical bytes "NAVOCARD". A reader is not left to choose the
 // one in whose manner the card does not answer.
@@ -48,10 +47,12 @@ Bytes HexadecimalValue(
     return *bytes;
 }
 
-GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
-    std::vector<std::string> parts = CLI::detail::split(text, ';');
+// A comma needs no quotes in a shell; the device's description has semicolons.
+GlobalPlatform::StaticKeys KeysValue(std::string text) {
+    std::replace(text.begin(), text.end(), ';', ',');
+    const std::vector<std::string> parts = CLI::detail::split(text, ',');
     if (parts.size() != 3) {
-        throw CLI::ValidationError("--keys", "write three keys, ENC;MAC;DEK");
+        throw CLI::ValidationError("--keys", "write three keys, ENC,MAC,DEK");
     }
     GlobalPlatform::StaticKeys keys;
     keys.encryption = HexadecimalValue("--keys", parts[0], AesKeyLength, LongestAesKey);
@@ -79,7 +80,7 @@ void AddReader(CLI::App& app, Options& options) {
         ->group(group);
     app.add_option("--port", options.port, "TCP port of the virtual reader's slot")
         ->type_name("PORT")
-        ->check(CLI::Range(1, 65535))
+        ->check(CLI::Range(1, 65535).description(""))
         ->capture_default_str()
         ->group(group);
     app.add_flag(
@@ -129,7 +130,7 @@ void AddKeys(CLI::App& app, RawOptions& raw) {
     const char* group = "Keys of a new card";
     app.add_option(
            "--keys", raw.keys, "AES keys of the same 16, 24 or 32 bytes; 40 to 4F three times by default")
-        ->type_name("ENC;MAC;DEK")
+        ->type_name("ENC,MAC,DEK")
         ->group(group);
     app.add_option("--key-version", raw.keyVersion, "Their version")
         ->type_name("NUMBER")
@@ -162,16 +163,26 @@ std::optional<Options> ParseCommandLine(int count, char** arguments, int& status
     raw.keyVersion = options.card.keyVersion;
     CLI::App app(
         "Presents a GlobalPlatform card in software to the reader of vpcd, and so to pcscd.", "navo-card");
-    app.set_version_flag("--version", std::string("navo-card ") + Version);
+    CommandLine::Hints hints;
+    CommandLine::Prepare(app, NAVO_VERSION, hints);
     AddReader(app, options);
     AddCard(app, options, raw);
     AddKeys(app, raw);
+    app.footer("Example:\n  navo-card --state-file wallet.card\n\nSee navo-card(1).");
+    CommandLine::Complaint complaint;
+    if (const std::optional<int> end = CommandLine::Parse(app, count, arguments, complaint)) {
+        status = *end;
+        if (status != ExitSuccess) {
+            CommandLine::Say(app, complaint);
+        }
+        return std::nullopt;
+    }
     try {
-        app.parse(count, arguments);
         Finish(options, raw);
         return options;
     } catch (const CLI::ParseError& error) {
-        status = app.exit(error) == ExitSuccess ? ExitSuccess : ExitUsage;
+        CommandLine::Say(app, CommandLine::ComplaintOf(app, error.what()));
+        status = ExitUsage;
         return std::nullopt;
     }
 }

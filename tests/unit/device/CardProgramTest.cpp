@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+// The command line of navo-card.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+struct Ended {
+    int status = -1;
+    std::string output;
+    std::string errors;
+};
+
+Ended EndOf(std::vector<std::string> arguments) {
+    const TemporaryFolder folder;
+    arguments.insert(arguments.begin(), NAVO_CARD_PROGRAM);
+    Process process(arguments, {folder.Path(), CleanEnvironment({}), "card"});
+    const int status = process.WaitForEnd().value_or(-1);
+    return {status, process.Output(), process.Errors()};
+}
+
+constexpr char Key[] = "404142434445464748494A4B4C4D4E4F";
+
+}  // namespace
+
+TEST(NavoCardOptions, AreHelpedWithInWords) {
+    const std::string help = EndOf({"--help"}).output;
+    EXPECT_THAT(help, HasSubstr("--port PORT"));
+    EXPECT_THAT(help, HasSubstr("(35963 when left out)"));
+    EXPECT_THAT(help, Not(HasSubstr("INT")));
+    EXPECT_EQ(EndOf({"-V"}).output, EndOf({"--version"}).output);
+}
+
+TEST(NavoCardOptions, TakeKeysWithoutQuotes) {
+    const std::string key = Key;
+    for (const char* between : {",", ";"}) {
+        // A port that nobody listens at: the keys are taken, and the reader is missing.
+        const Ended ended = EndOf({"--once", "--port", "1", "--keys", key + between + key + between + key});
+        EXPECT_EQ(ended.status, 1) << ended.errors;
+        EXPECT_THAT(ended.errors, HasSubstr("no reader at"));
+    }
+}
+
+TEST(NavoCardOptions, BeginComplaintsWithTheProgramsName) {
+    const Ended keys = EndOf({"--keys", "00,11"});
+    EXPECT_EQ(keys.status, 2);
+    EXPECT_THAT(
+        keys.errors, StartsWith("navo-card: --keys: write three keys, ENC,MAC,DEK\nUsage: navo-card"));
+    EXPECT_THAT(
+        EndOf({"--protcol", "T=0"}).errors,
+        StartsWith("navo-card: there is no option '--protcol'; did you mean '--protocol'?\n"));
+}
