@@ -5,14 +5,21 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <sstream>
 #include <stdexcept>
+
+#include "commandline/CommandLine.h"
 
 namespace KeyServer {
 
 namespace {
 
-constexpr char Version[] = NAVO_VERSION;
+constexpr char Footer[] =
+    "Examples:\n"
+    "  navo-keyserver --make-certificate /tmp/certificates --scripts keyserver/scripts --port 4433\n"
+    "  navo-keyserver --http --scripts keyserver/scripts --misbehave status=503@2x1\n\n"
+    "Exit status: 0 after SIGTERM or SIGINT, 1 when it cannot start, 2 for a wrong command line "
+    "or script.\n"
+    "See navo-keyserver(1).";
 
 // What CLI11 fills and what still needs a look before it is an option.
 struct RawOptions {
@@ -22,49 +29,6 @@ struct RawOptions {
     int idleSeconds = 600;
     std::vector<std::string> misbehaviours;
     std::vector<std::string> names;
-};
-
-std::string Wrapped(const std::string& text, std::size_t width) {
-    std::istringstream words(text);
-    std::string lines;
-    std::size_t used = 0;
-    for (std::string word; words >> word;) {
-        if (used > 0 && used + 1 + word.size() > width) {
-            lines += "\n";
-            used = 0;
-        }
-        lines += (used > 0 ? " " : "") + word;
-        used += word.size() + (used > 0 ? 1 : 0);
-    }
-    return lines;
-}
-
-// Help in 100 columns that names the value of an option and its default, and nothing else.
-class HelpFormatter final : public CLI::Formatter {
-public:
-    HelpFormatter() { column_width(NameWidth); }
-
-    std::string make_option_opts(const CLI::Option* option) const override {
-        if (option->get_type_size() == 0) {
-            return {};
-        }
-        const std::string type = option->get_type_name();
-        const std::string text = " " + type.substr(0, type.find(':'));
-        return option->get_default_str().empty() ? text : text + " [" + option->get_default_str() + "]";
-    }
-
-    std::string make_option_name(const CLI::Option* option, bool positional) const override {
-        const std::string name = CLI::Formatter::make_option_name(option, positional);
-        return name.substr(0, name.find('{'));
-    }
-
-    std::string make_option_desc(const CLI::Option* option) const override {
-        return Wrapped(option->get_description(), TextWidth);
-    }
-
-private:
-    static constexpr std::size_t NameWidth = 34;
-    static constexpr std::size_t TextWidth = 66;
 };
 
 std::string KindListing() {
@@ -277,31 +241,30 @@ std::optional<Options> ParseCommandLine(int count, char** arguments, int& status
     Options options;
     RawOptions raw;
     CLI::App app(
-        "Key-management server for development and tests. It answers the agent's messages at /IssueCard.do\n"
+        "Key-management server for development and tests. It answers the agent's messages at /IssueCard.do "
         "from scripts and from catalogues of services, with faults to order.",
         "navo-keyserver");
-    app.set_version_flag("--version", std::string("navo-keyserver ") + Version);
-    app.formatter(std::make_shared<HelpFormatter>());
+    CommandLine::Hints hints;
+    CommandLine::Prepare(app, NAVO_VERSION, hints);
     AddListening(app, options, raw);
     AddCertificate(app, options, raw);
     AddBehaviour(app, options, raw);
     AddLimits(app, options, raw);
     AddReporting(app, options);
-    app.footer(
-        "\nExample:\n"
-        "  navo-keyserver --make-certificate /tmp/certificates --scripts keyserver/scripts --port 4433\n"
-        "  navo-keyserver --http --scripts keyserver/scripts --misbehave status=503@2x1\n\n"
-        "Exit status: 0 after SIGTERM or SIGINT, 1 when it cannot start, 2 for a wrong command line or "
-        "script.\n"
-        "See navo-keyserver(1).");
+    app.footer(Footer);
+    CommandLine::Complaint complaint;
+    if (const std::optional<int> end = CommandLine::Parse(app, count, arguments, complaint)) {
+        status = *end;
+        if (status != ExitSuccess) {
+            CommandLine::Say(app, complaint);
+        }
+        return std::nullopt;
+    }
     try {
-        app.parse(count, arguments);
         Complete(options, raw);
         return options;
-    } catch (const CLI::ParseError& error) {
-        status = app.exit(error) == 0 ? ExitSuccess : ExitUsage;
     } catch (const std::invalid_argument& error) {
-        std::cerr << "navo-keyserver: " << error.what() << "\n";
+        CommandLine::Say(app, CommandLine::ComplaintOf(app, error.what()));
         status = ExitUsage;
     }
     return std::nullopt;

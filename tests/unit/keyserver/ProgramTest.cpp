@@ -6,57 +6,14 @@
 #include <csignal>
 
 #include "keyserver/service/Json.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
 #include "tests/support/keyserver/Samples.h"
 #include "tests/unit/keyserver/Client.h"
+#include "tests/unit/keyserver/Program.h"
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 
 namespace {
-
-struct Ended {
-    int status = -1;
-    std::string output;
-    std::string errors;
-};
-
-// The program, running; ended with the test.
-class Program {
-public:
-    Program(const TemporaryFolder& folder, std::vector<std::string> arguments)
-        : process(CommandWith(std::move(arguments)), {folder.Path(), CleanEnvironment({}), "keyserver"}) {}
-
-    Ended Wait() {
-        const std::optional<ExitStatus> status = process.WaitForEnd();
-        return {status.value_or(-1), process.Output(), process.Errors()};
-    }
-
-    Ended End(int signal) {
-        process.Signal(signal);
-        return Wait();
-    }
-
-    // The address that the program printed.
-    std::string Url() const {
-        const std::string head = "navo-keyserver listening on ";
-        std::vector<std::string> lines;
-        const bool printed = Eventually([&] {
-            lines = process.OutputLines();
-            return !lines.empty() && lines.front().compare(0, head.size(), head) == 0;
-        });
-        return printed ? lines.front().substr(head.size()) : "";
-    }
-
-private:
-    static std::vector<std::string> CommandWith(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), PROGRAM);
-        return arguments;
-    }
-
-    Process process;
-};
 
 class ProgramTest : public testing::Test {
 protected:
@@ -205,6 +162,15 @@ TEST_F(ProgramTest, ExitsWith2ForAWrongScriptAndNamesThePlace) {
     EXPECT_EQ(ended.status, 2);
     EXPECT_THAT(ended.errors, HasSubstr(wrong + ": /steps/0/commands/0: "));
     EXPECT_EQ(Run({"--http", "--script", In("absent.json")}).status, 2);
+}
+
+TEST_F(ProgramTest, BeginsItsComplaintsWithItsNameAndKnowsWhatWasMeant) {
+    const Ended ended = Run({"--catalouge", "x"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(
+        ended.errors, testing::StartsWith(
+                          "navo-keyserver: there is no option '--catalouge'; did you mean '--catalogue'?\n"));
+    EXPECT_THAT(Run({"--http"}).errors, testing::StartsWith("navo-keyserver: there is nothing to serve"));
 }
 
 TEST_F(ProgramTest, ExitsWith1WhenItCannotListen) {
