@@ -16,9 +16,10 @@ namespace {
 constexpr char Footer[] =
     "Examples:\n"
     "  navo-keyserver --make-certificate /tmp/certificates --scripts keyserver/scripts --port 4433\n"
-    "  navo-keyserver --http --scripts keyserver/scripts --misbehave status=503@2x1\n\n"
-    "Exit status: 0 after SIGTERM or SIGINT, 1 when it cannot start, 2 for a wrong command line "
-    "or script.\n"
+    "  navo-keyserver --http --scripts keyserver/scripts --misbehave status=503@2x1\n"
+    "  navo-keyserver --check --scripts keyserver/scripts\n\n"
+    "Exit status: 0 after SIGTERM or SIGINT, 1 when it cannot start or --check finds a mistake, 2 for a "
+    "wrong command line or script.\n"
     "See navo-keyserver(1).";
 
 // What CLI11 fills and what still needs a look before it is an option.
@@ -109,6 +110,10 @@ void AddBehaviour(CLI::App& app, Options& options, RawOptions& raw) {
            "Services that manage the card's content over a secure channel; repeatable")
         ->type_name("FILE")
         ->allow_extra_args(false)
+        ->group(group);
+    app.add_flag(
+           "--check", options.check,
+           "Read scripts and catalogues, print every mistake with its file and line, and end")
         ->group(group);
     app.add_option(
            "--eligibility", options.eligibility,
@@ -227,7 +232,9 @@ void Complete(Options& options, const RawOptions& raw) {
     if (!options.serve) {
         return;
     }
-    CheckListening(options);
+    if (!options.check) {
+        CheckListening(options);
+    }
     if (options.scriptFiles.empty() && options.scriptFolders.empty() && options.catalogueFiles.empty() &&
         options.eligibility.empty()) {
         throw std::invalid_argument(

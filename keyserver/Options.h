@@ -22,13 +22,14 @@ struct Options {
     std::vector<std::string> scriptFolders;
     std::vector<std::string> catalogueFiles;
     std::vector<std::string> eligibility;  // in place of the scripts' answers, when not empty
+    bool check = false;                    // read everything, say what is wrong, and end
     std::string portFile;
     std::string summaryFile;
     bool quiet = false;
 };
 
 constexpr int ExitSuccess = 0;
-constexpr int ExitFailure = 1;  // the server could not start
+constexpr int ExitFailure = 1;  // the server could not start, or --check found a mistake
 constexpr int ExitUsage = 2;    // wrong command line or wrong script
 
 // None when the program has nothing more to do: help was printed, or a mistake was reported on standard

@@ -9,9 +9,9 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "keyserver/Loading.h"
 #include "keyserver/Options.h"
-#include "keyserver/provisioning/CatalogueReader.h"
-#include "keyserver/scripted/Script.h"
+#include "keyserver/service/Reading.h"
 
 namespace {
 
@@ -75,6 +75,9 @@ void Serve(const Options& options, Catalogue catalogue) {
 }
 
 int Run(Options options) {
+    if (options.check) {
+        return Check(options);
+    }
     if (options.makeCertificate) {
         const CertificateFiles files = MakeCertificates(options.certificate);
         if (options.https) {
@@ -85,13 +88,7 @@ int Run(Options options) {
     if (!options.serve) {
         return ExitSuccess;
     }
-    Catalogue catalogue = ReadCatalogue(options.scriptFiles, options.scriptFolders);
-    for (const std::string& file : options.catalogueFiles) {
-        AddCatalogueFile(file, catalogue);
-    }
-    if (!options.eligibility.empty()) {
-        catalogue.eligibility = options.eligibility;
-    }
+    Catalogue catalogue = Load(options);
     if (!options.quiet) {
         options.server.log = [](const std::string& line) { std::cerr << line + "\n"; };
     }

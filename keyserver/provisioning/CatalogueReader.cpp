@@ -31,7 +31,7 @@ StaticKeys ReadKeys(const Place& place) {
 
 KeyRing ReadKeyRing(const Place& place) {
     KeyRing ring;
-    for (const Place& keys : place.Items()) {
+    ReadEach(place.Items(), [&ring](const Place& keys) {
         keys.OnlyMembers({"version", "enc", "mac", "dek", "comment"});
         const std::uint8_t version = ReadByte(keys.At("version"));
         if (version == 0) {
@@ -40,7 +40,7 @@ KeyRing ReadKeyRing(const Place& place) {
         if (!ring.insert({version, ReadKeys(keys)}).second) {
             keys.At("version").Complain("there are keys of version " + HexText({version}) + " already");
         }
-    }
+    });
     return ring;
 }
 
@@ -118,25 +118,51 @@ void ReadOptionalParts(const Place& place, CardService& service) {
     }
 }
 
-std::shared_ptr<const CardService> ReadService(
-    const Place& place, const Bytes& issuerDomain, const std::shared_ptr<const KeyRing>& ring,
-    const fs::path& folder) {
-    place.OnlyMembers(
-        {"serviceId", "name", "seId", "keyVersion", "security", "hostChallenge", "commandsPerTurn",
-         "finalCode", "misbehaviours", "actions"});
+// What a whole catalogue says for each of its services.
+struct Setting {
+    Bytes issuerDomain;
+    std::shared_ptr<const KeyRing> ring;
+    fs::path folder;
+};
+
+void ReadActions(const Place& place, const ActionSetting& setting, CardService& service) {
+    ReadEach(
+        place.Items(), [&](const Place& each) { service.actions.push_back(ReadAction(each, setting)); });
+}
+
+std::shared_ptr<const CardService> ReadService(const Place& place, const Setting& whole) {
+    place.MustBe(JsonValue::Kind::Object);
     auto service = std::make_shared<CardService>();
-    for (const Place& id : place.At("serviceId").OneOrMore()) {
-        service->serviceIds.push_back(ReadServiceId(id));
-    }
-    service->name = place.Has("name") ? place.At("name").NonEmptyText() : service->serviceIds.front();
-    service->keyRing = ring;
-    service->channel = ReadChannel(place, issuerDomain, *ring);
-    ReadOptionalParts(place, *service);
-    const ActionSetting setting{folder, *ring, service->channel.level};
-    for (const Place& action : place.At("actions").Items()) {
-        service->actions.push_back(ReadAction(action, setting));
-    }
+    Gathering gathering;
+    gathering.Read([&] {
+        place.OnlyMembers(
+            {"serviceId", "name", "seId", "keyVersion", "security", "hostChallenge", "commandsPerTurn",
+             "finalCode", "misbehaviours", "actions"});
+    });
+    gathering.Read([&] {
+        for (const Place& id : place.At("serviceId").OneOrMore()) {
+            service->serviceIds.push_back(ReadServiceId(id));
+        }
+        service->name = place.Has("name") ? place.At("name").NonEmptyText() : service->serviceIds.front();
+    });
+    service->keyRing = whole.ring;
+    gathering.Read([&] { service->channel = ReadChannel(place, whole.issuerDomain, *whole.ring); });
+    gathering.Read([&] { ReadOptionalParts(place, *service); });
+    const ActionSetting setting{whole.folder, *whole.ring, service->channel.level};
+    gathering.Read([&] { ReadActions(place.At("actions"), setting, *service); });
+    gathering.End();
     return service;
+}
+
+void RefuseServedTwice(const Place& place, const std::vector<std::shared_ptr<const CardService>>& services) {
+    for (const std::string& id : services.back()->serviceIds) {
+        for (std::size_t i = 0; i + 1 < services.size(); ++i) {
+            const auto& others = services[i]->serviceIds;
+            if (std::find(others.begin(), others.end(), id) != others.end()) {
+                place.At("serviceId").Complain("\"" + id + "\" is served already");
+            }
+        }
+    }
 }
 
 }  // namespace
@@ -145,28 +171,35 @@ std::vector<std::shared_ptr<const CardService>> ParseCatalogue(
     const std::string& text, const std::string& origin, const fs::path& folder) {
     const JsonValue whole = ParseFile(text, origin);
     const Place place(whole, origin);
-    place.OnlyMembers({"comment", "cardKeys", "issuerDomain", "services"});
-    const auto ring = std::make_shared<const KeyRing>(ReadKeyRing(place.At("cardKeys")));
-    const Bytes issuerDomain = place.Has("issuerDomain") ? ReadAid(place.At("issuerDomain")) : Bytes();
+    place.MustBe(JsonValue::Kind::Object);
+    Gathering gathering;
+    gathering.Read(
+        [&] { place.OnlyMembers({"$schema", "comment", "cardKeys", "issuerDomain", "services"}); });
+    Setting setting;
+    setting.folder = folder;
+    gathering.Read([&] {
+        setting.issuerDomain = place.Has("issuerDomain") ? ReadAid(place.At("issuerDomain")) : Bytes();
+    });
+    gathering.Read(
+        [&] { setting.ring = std::make_shared<const KeyRing>(ReadKeyRing(place.At("cardKeys"))); });
     std::vector<std::shared_ptr<const CardService>> services;
-    for (const Place& service : place.At("services").Items()) {
-        services.push_back(ReadService(service, issuerDomain, ring, folder));
-        for (const std::string& id : services.back()->serviceIds) {
-            for (std::size_t i = 0; i + 1 < services.size(); ++i) {
-                const auto& others = services[i]->serviceIds;
-                if (std::find(others.begin(), others.end(), id) != others.end()) {
-                    service.At("serviceId").Complain("\"" + id + "\" is served already");
-                }
-            }
+    gathering.Read([&] {
+        // Services name versions of these keys.
+        if (setting.ring != nullptr) {
+            ReadEach(place.At("services").Items(), [&](const Place& service) {
+                services.push_back(ReadService(service, setting));
+                RefuseServedTwice(service, services);
+            });
         }
-    }
+    });
+    gathering.End();
     return services;
 }
 
 void AddCatalogueFile(const std::string& file, Catalogue& catalogue) {
     for (const auto& service : ParseCatalogue(ReadWholeFile(file), file, fs::path(file).parent_path())) {
         for (const std::string& id : service->serviceIds) {
-            if (const Service* other = catalogue.Find(id)) {
+            if (const auto other = catalogue.Find(id)) {
                 throw ScriptError(file + ": \"" + other->Name() + "\" serves \"" + id + "\" already");
             }
         }

@@ -111,36 +111,39 @@ ScriptStep ReadStep(const Place& place, const RelayFailureRule& usual) {
         step.rawCommandSet = place.At("commandSet").NonEmptyText();
         return step;
     }
-    for (const Place& command : place.At("commands").Items()) {
+    ReadEach(place.At("commands").Items(), [&step](const Place& command) {
         step.commands.push_back(ReadCommand(command));
-    }
+    });
     return step;
 }
 
 void ReadOptionalParts(const Place& place, Script& script) {
-    if (place.Has("finalCode")) {
-        script.finalCode = ReadEndingCode(place.At("finalCode"));
-    }
-    if (place.Has("failureCode")) {
-        script.failureCode = ReadEndingCode(place.At("failureCode"));
-    }
-    if (place.Has("eligibility")) {
-        for (const Place& code : place.At("eligibility").Items()) {
-            script.eligibility.push_back(ReadCode(code));
+    Gathering gathering;
+    const auto read = [&](const char* member, const std::function<void(const Place&)>& action) {
+        if (place.Has(member)) {
+            gathering.Read([&] { action(place.At(member)); });
         }
-    }
-    if (place.Has("misbehaviours")) {
-        for (const Place& misbehaviour : place.At("misbehaviours").Items()) {
-            script.misbehaviours.push_back(ReadMisbehaviour(misbehaviour));
-        }
-    }
+    };
+    read("finalCode", [&](const Place& code) { script.finalCode = ReadEndingCode(code); });
+    read("failureCode", [&](const Place& code) { script.failureCode = ReadEndingCode(code); });
+    read("eligibility", [&](const Place& codes) {
+        ReadEach(codes.Items(), [&](const Place& code) { script.eligibility.push_back(ReadCode(code)); });
+    });
+    read("misbehaviours", [&](const Place& faults) {
+        ReadEach(faults.Items(), [&](const Place& fault) {
+            script.misbehaviours.push_back(ReadMisbehaviour(fault));
+        });
+    });
+    gathering.End();
 }
 
+// Without those that editors hide while they work.
 std::vector<std::string> FilesOf(const std::string& folder) {
     std::error_code error;
     std::vector<std::string> files;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        if (entry->path().extension() == ".json") {
+        const fs::path name = entry->path().filename();
+        if (name.extension() == ".json" && name.string().front() != '.') {
             files.push_back(entry->path().string());
         }
     }
@@ -157,7 +160,7 @@ std::vector<std::string> FilesOf(const std::string& folder) {
 void AddScript(const std::string& file, Catalogue& catalogue) {
     Script script = ParseScript(ReadWholeFile(file), file);
     for (const std::string& id : script.serviceIds) {
-        if (const Service* other = catalogue.Find(id)) {
+        if (const auto other = catalogue.Find(id)) {
             throw ScriptError(
                 file + ": /serviceId: the script \"" + other->Name() + "\" serves \"" + id + "\" already");
         }
@@ -176,33 +179,49 @@ void AddScript(const std::string& file, Catalogue& catalogue) {
 Script ParseScript(const std::string& text, const std::string& origin) {
     const JsonValue whole = ParseFile(text, origin);
     const Place place(whole, origin);
-    place.OnlyMembers(
-        {"name", "serviceId", "finalCode", "failureCode", "onRelayFailure", "eligibility", "misbehaviours",
-         "steps"});
+    place.MustBe(JsonValue::Kind::Object);
     Script script;
-    for (const Place& id : place.At("serviceId").OneOrMore()) {
-        script.serviceIds.push_back(ReadServiceId(id));
-    }
-    script.name = place.Has("name") ? place.At("name").NonEmptyText() : script.serviceIds.front();
-    ReadOptionalParts(place, script);
-    const RelayFailureRule usual =
-        place.Has("onRelayFailure") ? ReadRelayFailureRule(place.At("onRelayFailure")) : RelayFailureRule();
-    for (const Place& step : place.At("steps").Items()) {
-        script.steps.push_back(ReadStep(step, usual));
-    }
+    RelayFailureRule usual;
+    Gathering gathering;
+    gathering.Read([&] {
+        place.OnlyMembers(
+            {"$schema", "name", "serviceId", "finalCode", "failureCode", "onRelayFailure", "eligibility",
+             "misbehaviours", "steps"});
+    });
+    gathering.Read([&] {
+        ReadEach(place.At("serviceId").OneOrMore(), [&](const Place& id) {
+            script.serviceIds.push_back(ReadServiceId(id));
+        });
+        script.name = place.Has("name") ? place.At("name").NonEmptyText() : script.serviceIds.front();
+    });
+    gathering.Read([&] { ReadOptionalParts(place, script); });
+    gathering.Read([&] {
+        usual = place.Has("onRelayFailure") ? ReadRelayFailureRule(place.At("onRelayFailure"))
+                                            : RelayFailureRule();
+    });
+    gathering.Read([&] {
+        ReadEach(place.At("steps").Items(), [&](const Place& step) {
+            script.steps.push_back(ReadStep(step, usual));
+        });
+    });
+    gathering.End();
     return script;
 }
 
 Catalogue ReadCatalogue(const std::vector<std::string>& files, const std::vector<std::string>& folders) {
     Catalogue catalogue;
+    Gathering gathering;
     for (const std::string& file : files) {
-        AddScript(file, catalogue);
+        gathering.Read([&] { AddScript(file, catalogue); });
     }
     for (const std::string& folder : folders) {
-        for (const std::string& file : FilesOf(folder)) {
-            AddScript(file, catalogue);
-        }
+        gathering.Read([&] {
+            for (const std::string& file : FilesOf(folder)) {
+                gathering.Read([&] { AddScript(file, catalogue); });
+            }
+        });
     }
+    gathering.End();
     return catalogue;
 }
 

@@ -2,6 +2,8 @@
 #include "keyserver/service/Json.h"
 
 #include <cmath>
+#include <cstddef>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace KeyServer {
@@ -10,10 +12,54 @@ namespace {
 
 constexpr std::size_t MaximumDepth = 32;
 
+// Where the library reads. An event comes when the last character of its token was read, or the one behind a
+// number, so the line of the last character is the token's.
+struct Position {
+    unsigned line = 1;
+    bool ended = false;  // the line, by the last character
+
+    void Pass(char character) {
+        line += ended ? 1 : 0;
+        ended = character == '\n';
+    }
+};
+
+// Goes through a text once and keeps count.
+class CountingIterator {
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    CountingIterator(const char* where, Position* counted) : at(where), position(counted) {}
+
+    reference operator*() const { return *at; }
+    CountingIterator& operator++() {
+        position->Pass(*at);
+        ++at;
+        return *this;
+    }
+    CountingIterator operator++(int) {
+        const CountingIterator before = *this;
+        ++*this;
+        return before;
+    }
+    bool operator==(const CountingIterator& other) const { return at == other.at; }
+    bool operator!=(const CountingIterator& other) const { return at != other.at; }
+
+private:
+    const char* at;
+    Position* position;
+};
+
 // Receives the library's parse events and grows the tree. The innermost open value is the last of `open`;
 // pointers stay valid because a value gets no further sibling while it is open.
 class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
 public:
+    explicit TreeBuilder(const Position& reading) : position(reading) {}
+
     JsonValue root;
 
     bool null() override {
@@ -75,6 +121,7 @@ public:
 
 private:
     JsonValue* Place(JsonValue value) {
+        value.line = position.line;
         if (open.empty()) {
             root = std::move(value);
             return &root;
@@ -96,6 +143,7 @@ private:
         open.push_back(Place(std::move(value)));
     }
 
+    const Position& position;
     std::vector<JsonValue*> open;
     std::string pendingKey;
 };
@@ -173,8 +221,11 @@ JsonValue& JsonValue::Add(const std::string& name, JsonValue value) {
 }
 
 JsonValue ParseJson(const std::string& text) {
-    TreeBuilder builder;
-    if (!nlohmann::json::sax_parse(text, &builder)) {
+    Position position;
+    TreeBuilder builder(position);
+    const CountingIterator begin(text.data(), &position);
+    const CountingIterator end(text.data() + text.size(), &position);
+    if (!nlohmann::json::sax_parse(begin, end, &builder)) {
         throw JsonError("not a JSON text");
     }
     return std::move(builder.root);

@@ -14,6 +14,7 @@ struct JsonValue {
     using Member = std::pair<std::string, JsonValue>;
 
     Kind kind = Kind::Null;
+    unsigned line = 0;  // where it begins in the text that it was read from; 0 for one that was made
     bool boolean = false;
     double number = 0;
     std::string text;

@@ -23,7 +23,9 @@ std::string Escaped(std::string member) {
 }  // namespace
 
 void Place::Complain(const std::string& reason) const {
-    throw ScriptError(origin + ": " + (pointer.empty() ? "the whole text" : pointer) + ": " + reason);
+    throw ScriptError(
+        origin + ":" + std::to_string(value.line) + ": " + (pointer.empty() ? "the whole text" : pointer) +
+        ": " + reason);
 }
 
 void Place::MustBe(JsonValue::Kind kind) const {
@@ -34,15 +36,19 @@ void Place::MustBe(JsonValue::Kind kind) const {
 
 void Place::OnlyMembers(const std::vector<std::string>& known) const {
     MustBe(JsonValue::Kind::Object);
+    Gathering gathering;
     for (const auto& [name, member] : value.members) {
         if (std::find(known.begin(), known.end(), name) == known.end()) {
             std::string names;
             for (const std::string& each : known) {
                 names += (names.empty() ? "" : ", ") + each;
             }
-            At(name).Complain("there is no such member; it can be one of " + names);
+            gathering.Read([&, &unknown = name] {
+                At(unknown).Complain("there is no such member; it can be one of " + names);
+            });
         }
     }
+    gathering.End();
 }
 
 Place Place::At(const std::string& member) const {
@@ -97,6 +103,25 @@ std::uint64_t Place::Number(std::uint64_t least, std::uint64_t most) const {
         Complain("must be a whole number from " + std::to_string(least) + " to " + std::to_string(most));
     }
     return static_cast<std::uint64_t>(number);
+}
+
+// Nobody reads more, and a file may be wrong in all its lines.
+constexpr std::size_t MostText = 64 << 10;
+
+void Gathering::Read(const std::function<void()>& part) {
+    try {
+        part();
+    } catch (const ScriptError& error) {
+        if (mistakes.size() < MostText) {
+            mistakes += (mistakes.empty() ? "" : "\n") + std::string(error.what());
+        }
+    }
+}
+
+void Gathering::End() const {
+    if (!mistakes.empty()) {
+        throw ScriptError(mistakes);
+    }
 }
 
 JsonValue ParseFile(const std::string& text, const std::string& origin) {

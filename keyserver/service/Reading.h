@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -13,7 +14,8 @@
 
 namespace KeyServer {
 
-// A mistake in a script or a catalogue.
+// Mistakes in a script or a catalogue, one a line: "FILE:LINE: /the/place: what is wrong and what would be
+// right".
 class ScriptError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -52,6 +54,28 @@ private:
     std::string origin;
     std::string pointer;
 };
+
+// Reads one part after the other and goes on after a mistake, so that all of them are found at once.
+class Gathering {
+public:
+    void Read(const std::function<void()>& part);
+
+    // Throws ScriptError with all that the parts threw; nothing where they threw nothing.
+    void End() const;
+
+private:
+    std::string mistakes;
+};
+
+// Reads each of the places, with all their mistakes.
+template <typename Action>
+void ReadEach(const std::vector<Place>& places, Action action) {
+    Gathering gathering;
+    for (const Place& place : places) {
+        gathering.Read([&] { action(place); });
+    }
+    gathering.End();
+}
 
 // Both name the file in what they throw.
 [[nodiscard]] std::string ReadWholeFile(const std::string& file);

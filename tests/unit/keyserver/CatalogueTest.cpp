@@ -45,63 +45,78 @@ std::string Keys(const std::string& version) {
 
 }  // namespace
 
+TEST_F(CatalogueReader, NamesTheMistakesOfAllActionsAndServices) {
+    const std::string text = R"({"cardKeys": [)" + Keys("01") + R"(], "services": [
+{"serviceId": "a", "actions": [{"do": "fly"},
+{"do": "delete"}]},
+{"serviceId": "b", "actions": [{"do": "list"}], "colour": 1,
+"security": "much"}]})";
+    const std::string mistakes = MistakeIn(text);
+    EXPECT_THAT(mistakes, HasSubstr("file.json:2: /services/0/actions/0"));
+    EXPECT_THAT(mistakes, HasSubstr("file.json:3: /services/0/actions/1: the member \"aid\" is missing"));
+    EXPECT_THAT(mistakes, HasSubstr("file.json:4: /services/1/colour: there is no such member"));
+    EXPECT_THAT(mistakes, HasSubstr("file.json:5: /services/1/security: must be one of"));
+}
+
 TEST_F(CatalogueReader, SaysFilePlaceAndWhatWouldBeRight) {
     EXPECT_THAT(MistakeIn("{"), StartsWith("file.json: parse error at line 1"));
-    EXPECT_EQ(MistakeIn("[]"), "file.json: the whole text: must be an object, not a list");
-    EXPECT_EQ(MistakeIn("{}"), "file.json: the whole text: the member \"cardKeys\" is missing");
-    EXPECT_THAT(MistakeIn(R"({"keys": 1})"), AllOf(StartsWith("file.json: /keys: "), HasSubstr("cardKeys")));
+    EXPECT_EQ(MistakeIn("[]"), "file.json:1: the whole text: must be an object, not a list");
+    EXPECT_EQ(MistakeIn("{}"), "file.json:1: the whole text: the member \"cardKeys\" is missing");
+    EXPECT_THAT(
+        MistakeIn(R"({"keys": 1})"), AllOf(StartsWith("file.json:1: /keys: "), HasSubstr("cardKeys")));
     EXPECT_EQ(MistakeIn(CatalogueText(R"({"do": "list"})")), "");
 }
 
 TEST_F(CatalogueReader, ChecksTheCardKeys) {
-    EXPECT_EQ(MistakeIn(WithKeys("")), "file.json: /cardKeys: must hold at least one member");
+    EXPECT_EQ(MistakeIn(WithKeys("")), "file.json:1: /cardKeys: must hold at least one member");
     EXPECT_EQ(
         MistakeIn(WithKeys(R"({"version": "0102"})")),
-        "file.json: /cardKeys/0/version: has 2 bytes; it must have 1");
+        "file.json:1: /cardKeys/0/version: has 2 bytes; it must have 1");
     EXPECT_EQ(
         MistakeIn(WithKeys(R"({"version": 1})")),
-        "file.json: /cardKeys/0/version: must be a text, not a number");
-    EXPECT_THAT(MistakeIn(WithKeys(Keys("00"))), StartsWith("file.json: /cardKeys/0/version: version 00"));
+        "file.json:1: /cardKeys/0/version: must be a text, not a number");
+    EXPECT_THAT(MistakeIn(WithKeys(Keys("00"))), StartsWith("file.json:1: /cardKeys/0/version: version 00"));
     EXPECT_EQ(
         MistakeIn(WithKeys(Keys("01") + "," + Keys("01"))),
-        "file.json: /cardKeys/1/version: there are keys of version 01 already");
+        "file.json:1: /cardKeys/1/version: there are keys of version 01 already");
     EXPECT_EQ(
         MistakeIn(WithKeys(R"({"version": "01", "enc": "00"})")),
-        "file.json: /cardKeys/0/enc: has 1 bytes; it must have 16 to 32");
+        "file.json:1: /cardKeys/0/enc: has 1 bytes; it must have 16 to 32");
     const std::string key16(32, '0');
     const std::string key24(48, '0');
     EXPECT_EQ(
         MistakeIn(WithKeys(
             R"({"version": "01", "enc": ")" + key16 + R"(", "mac": ")" + key16 + R"(", "dek": ")" + key24 +
             R"("})")),
-        "file.json: /cardKeys/0: the keys must have 16, 24 or 32 bytes, all the same");
+        "file.json:1: /cardKeys/0: the keys must have 16, 24 or 32 bytes, all the same");
     EXPECT_EQ(
         MistakeIn(WithKeys(R"({"version": "01", "enc": "0G"})")),
-        "file.json: /cardKeys/0/enc: must be bytes in hexadecimal digits, two for each");
+        "file.json:1: /cardKeys/0/enc: must be bytes in hexadecimal digits, two for each");
     EXPECT_EQ(
-        MistakeIn(WithKeys(R"({"version": "01"})")), "file.json: /cardKeys/0: the member \"enc\" is missing");
+        MistakeIn(WithKeys(R"({"version": "01"})")),
+        "file.json:1: /cardKeys/0: the member \"enc\" is missing");
 }
 
 TEST_F(CatalogueReader, ChecksWhatAServiceSaysOfItself) {
     EXPECT_THAT(
         ServiceMistake(R"("security": "high")"),
-        AllOf(StartsWith("file.json: /services/0/security: "), HasSubstr("\"mac+encryption\"")));
+        AllOf(StartsWith("file.json:5: /services/0/security: "), HasSubstr("\"mac+encryption\"")));
     EXPECT_EQ(
         ServiceMistake(R"("keyVersion": "02")"),
-        "file.json: /services/0/keyVersion: \"cardKeys\" has no keys of version 02");
+        "file.json:5: /services/0/keyVersion: \"cardKeys\" has no keys of version 02");
     EXPECT_EQ(
         ServiceMistake(R"("hostChallenge": "01")"),
-        "file.json: /services/0/hostChallenge: has 1 bytes; it must have 8");
+        "file.json:5: /services/0/hostChallenge: has 1 bytes; it must have 8");
     EXPECT_THAT(
-        ServiceMistake(R"("seId": ["9Fxx*", "9F*7"])"), StartsWith("file.json: /services/0/seId/1: "));
+        ServiceMistake(R"("seId": ["9Fxx*", "9F*7"])"), StartsWith("file.json:5: /services/0/seId/1: "));
     EXPECT_THAT(
-        ServiceMistake(R"("commandsPerTurn": 0)"), StartsWith("file.json: /services/0/commandsPerTurn: "));
+        ServiceMistake(R"("commandsPerTurn": 0)"), StartsWith("file.json:5: /services/0/commandsPerTurn: "));
     EXPECT_THAT(
-        ServiceMistake(R"("finalCode": "00000000")"), StartsWith("file.json: /services/0/finalCode: "));
+        ServiceMistake(R"("finalCode": "00000000")"), StartsWith("file.json:5: /services/0/finalCode: "));
     EXPECT_THAT(
         ServiceMistake(R"("misbehaviours": [{"kind": "naughty"}])"),
-        StartsWith("file.json: /services/0/misbehaviours/0: "));
-    EXPECT_THAT(ServiceMistake(R"("colour": "red")"), StartsWith("file.json: /services/0/colour: "));
+        StartsWith("file.json:5: /services/0/misbehaviours/0: "));
+    EXPECT_THAT(ServiceMistake(R"("colour": "red")"), StartsWith("file.json:5: /services/0/colour: "));
     EXPECT_EQ(ServiceMistake(R"("seId": "9F7Fxx*")"), "");
 }
 
@@ -111,7 +126,7 @@ TEST_F(CatalogueReader, WantsEachServiceOnce) {
         MistakeIn(
             std::string(R"({"cardKeys": )") + SampleKeys + R"(, "services": [)" + service + "," + service +
             "]}"),
-        "file.json: /services/1/serviceId: \"a\" is served already");
+        "file.json:5: /services/1/serviceId: \"a\" is served already");
     const std::string file = folder.Write("one.json", CatalogueText(R"({"do": "list"})"));
     Catalogue catalogue;
     AddCatalogueFile(file, catalogue);
@@ -120,8 +135,9 @@ TEST_F(CatalogueReader, WantsEachServiceOnce) {
 }
 
 TEST_F(CatalogueReader, ChecksTheActions) {
-    const std::string place = "file.json: /services/0/actions/0";
-    EXPECT_EQ(MistakeIn(CatalogueText("")), "file.json: /services/0/actions: must hold at least one member");
+    const std::string place = "file.json:5: /services/0/actions/0";
+    EXPECT_EQ(
+        MistakeIn(CatalogueText("")), "file.json:5: /services/0/actions: must hold at least one member");
     EXPECT_THAT(
         ActionMistake(R"({"do": "dance"})"), AllOf(StartsWith(place + "/do: "), HasSubstr("list, delete")));
     EXPECT_THAT(ActionMistake(R"({"do": "list", "of": "keys"})"), StartsWith(place + "/of: must be "));
@@ -160,7 +176,7 @@ TEST_F(CatalogueReader, RefusesDataThatHasNoRoomUnderTheSecurityLevel) {
     EXPECT_EQ(ActionMistake(personalise(239)), "");
     EXPECT_EQ(
         ActionMistake(personalise(240)),
-        "file.json: /services/0/actions/0/data: has 240 bytes; it must have 1 to 239");
+        "file.json:5: /services/0/actions/0/data: has 240 bytes; it must have 1 to 239");
     EXPECT_EQ(MistakeIn(CatalogueText(personalise(247), R"("security": "mac")")), "");
     EXPECT_NE(MistakeIn(CatalogueText(personalise(248), R"("security": "mac")")), "");
     EXPECT_EQ(MistakeIn(CatalogueText(personalise(255), R"("security": "none")")), "");
@@ -168,7 +184,7 @@ TEST_F(CatalogueReader, RefusesDataThatHasNoRoomUnderTheSecurityLevel) {
 }
 
 TEST_F(CatalogueReader, ChecksTheLoadFile) {
-    const std::string place = "file.json: /services/0/actions/0/file: ";
+    const std::string place = "file.json:5: /services/0/actions/0/file: ";
     EXPECT_THAT(ActionMistake(std::string(Load) + "}"), AllOf(StartsWith(place), EndsWith("cannot be read")));
     folder.Write("f", "");
     EXPECT_THAT(ActionMistake(std::string(Load) + "}"), StartsWith(place + "has 0 bytes"));
@@ -182,7 +198,7 @@ TEST_F(CatalogueReader, ChecksTheLoadFile) {
         HasSubstr("takes 304 blocks of 1 bytes"));
     EXPECT_THAT(
         ActionMistake(std::string(Load) + R"(, "blockLength": 240})"),
-        StartsWith("file.json: /services/0/actions/0/blockLength: "));
+        StartsWith("file.json:5: /services/0/actions/0/blockLength: "));
     EXPECT_EQ(ActionMistake(std::string(Load) + "}"), "");
 }
 

@@ -72,7 +72,7 @@ TEST_F(ProgramTest, ExitsWith2ForAWrongCatalogueAndNamesThePlace) {
     const std::string file = folder.Write("catalogue.json", R"({"cardKeys": [{"version": 1}]})");
     const Ended ended = Run({"--http", "--catalogue", file});
     EXPECT_EQ(ended.status, 2);
-    EXPECT_THAT(ended.errors, HasSubstr(file + ": /cardKeys/0/version: must be a text, not a number"));
+    EXPECT_THAT(ended.errors, HasSubstr(file + ":1: /cardKeys/0/version: must be a text, not a number"));
 }
 
 TEST_F(ProgramTest, LogsMessagesOnStandardError) {
@@ -160,8 +160,28 @@ TEST_F(ProgramTest, ExitsWith2ForAWrongScriptAndNamesThePlace) {
         folder.Write("wrong.json", R"({"serviceId":"a","steps":[{"commands":["00"]}]})").string();
     const Ended ended = Run({"--http", "--script", wrong});
     EXPECT_EQ(ended.status, 2);
-    EXPECT_THAT(ended.errors, HasSubstr(wrong + ": /steps/0/commands/0: "));
+    EXPECT_THAT(ended.errors, HasSubstr(wrong + ":1: /steps/0/commands/0: "));
     EXPECT_EQ(Run({"--http", "--script", In("absent.json")}).status, 2);
+}
+
+TEST_F(ProgramTest, ChecksWhatItWouldServe) {
+    const Ended good = Run({"--check", "--script", script, "--catalogue", CATALOGUE_FOLDER "/wallet.json"});
+    EXPECT_EQ(good.status, 0) << good.errors;
+    EXPECT_EQ(good.output, "serves two.steps\nserves demo.wallet: demo wallet\n");
+    EXPECT_EQ(Run({"--check"}).status, 2) << "nothing to check";
+}
+
+TEST_F(ProgramTest, ChecksAllFilesAndPrintsAllMistakes) {
+    const std::string wrong =
+        folder.Write("wrong.json", "{\"serviceId\":\"a\",\n\"steps\":[{\"commands\":[\"00\",\n\"0\"]}]}")
+            .string();
+    const std::string other = folder.Write("other.json", R"({"cardKeys": [{"version": 1}]})").string();
+    const Ended ended = Run({"--check", "--script", wrong, "--catalogue", other});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.output, HasSubstr(wrong + ":2: /steps/0/commands/0: "));
+    EXPECT_THAT(ended.output, HasSubstr(wrong + ":3: /steps/0/commands/1: "));
+    EXPECT_THAT(ended.output, HasSubstr(other + ":1: /cardKeys/0/version: "));
+    EXPECT_EQ(ended.errors, "navo-keyserver: 3 mistakes\n");
 }
 
 TEST_F(ProgramTest, BeginsItsComplaintsWithItsNameAndKnowsWhatWasMeant) {

@@ -24,6 +24,12 @@ std::string MistakeIn(const std::string& script) {
     return {};
 }
 
+// Where there is more than one.
+std::string FirstMistakeIn(const std::string& script) {
+    const std::string mistakes = MistakeIn(script);
+    return mistakes.substr(0, mistakes.find('\n'));
+}
+
 std::string WithCommand(const std::string& command) {
     return R"({"serviceId":"s","steps":[{"commands":[")" + std::string("00A40400") + R"(",)" + command +
            "]}]}";
@@ -48,45 +54,73 @@ const Message& AnyOpening() {
 
 }  // namespace
 
+TEST(ScriptReader, NamesAllMistakesWithTheirLines) {
+    EXPECT_EQ(
+        MistakeIn("{\n"
+                  "  \"serviceId\": 7,\n"
+                  "  \"colour\": \"red\", \"form\": 1,\n"
+                  "  \"finalCode\":\n"
+                  "    12,\n"
+                  "  \"steps\": [\n"
+                  "    {\"commands\": [\"00\", \"00A40400\", {\"apdu\": \"00A40400\", \"expect\": \"9\"}]},\n"
+                  "    {}\n"
+                  "  ]\n"
+                  "}\n"),
+        "file.json:3: /colour: there is no such member; it can be one of $schema, name, serviceId, "
+        "finalCode, "
+        "failureCode, onRelayFailure, eligibility, misbehaviours, steps\n"
+        "file.json:3: /form: there is no such member; it can be one of $schema, name, serviceId, finalCode, "
+        "failureCode, onRelayFailure, eligibility, misbehaviours, steps\n"
+        "file.json:2: /serviceId: must be a text, not a number\n"
+        "file.json:5: /finalCode: must be a text, not a number\n"
+        "file.json:7: /steps/0/commands/0: the command is shorter than the four bytes CLA INS P1 P2 (\"raw\" "
+        "in place of \"apdu\" sends any text)\n"
+        "file.json:7: /steps/0/commands/2/expect: \"9\" is no status word; it has four hexadecimal digits, "
+        "or x for any digit, for example 61xx\n"
+        "file.json:8: /steps/1: a step has either \"commands\" or \"commandSet\"");
+}
+
 TEST(ScriptReader, SaysFilePlaceAndWhatWouldBeRight) {
     EXPECT_THAT(MistakeIn("{"), StartsWith("file.json: parse error at line 1"));
-    EXPECT_EQ(MistakeIn("[]"), "file.json: the whole text: must be an object, not a list");
-    EXPECT_EQ(MistakeIn("{}"), "file.json: the whole text: the member \"serviceId\" is missing");
+    EXPECT_EQ(MistakeIn("[]"), "file.json:1: the whole text: must be an object, not a list");
+    EXPECT_EQ(FirstMistakeIn("{}"), "file.json:1: the whole text: the member \"serviceId\" is missing");
     EXPECT_THAT(
-        MistakeIn(With(R"("a/b~c":1)")), AllOf(StartsWith("file.json: /a~1b~0c: "), HasSubstr("finalCode")));
+        MistakeIn(With(R"("a/b~c":1)")),
+        AllOf(StartsWith("file.json:1: /a~1b~0c: "), HasSubstr("finalCode")));
     EXPECT_EQ(
-        MistakeIn(R"({"serviceId":"s","steps":[]})"), "file.json: /steps: must hold at least one member");
+        MistakeIn(R"({"serviceId":"s","steps":[]})"), "file.json:1: /steps: must hold at least one member");
     EXPECT_EQ(
-        MistakeIn(R"({"serviceId":7,"steps":[]})"), "file.json: /serviceId: must be a text, not a number");
+        FirstMistakeIn(R"({"serviceId":7,"steps":[]})"),
+        "file.json:1: /serviceId: must be a text, not a number");
     EXPECT_THAT(
-        MistakeIn(R"({"serviceId":["a","b c"],"steps":[]})"), StartsWith("file.json: /serviceId/1: "));
-    EXPECT_EQ(MistakeIn(R"({"serviceId":"","steps":[]})"), "file.json: /serviceId: must not be empty");
+        MistakeIn(R"({"serviceId":["a","b c"],"steps":[]})"), StartsWith("file.json:1: /serviceId/1: "));
+    EXPECT_EQ(FirstMistakeIn(R"({"serviceId":"","steps":[]})"), "file.json:1: /serviceId: must not be empty");
 }
 
 TEST(ScriptReader, ChecksCodes) {
     EXPECT_THAT(
         MistakeIn(With(R"("finalCode":"1")")),
-        AllOf(StartsWith("file.json: /finalCode: "), HasSubstr("eight digits")));
+        AllOf(StartsWith("file.json:1: /finalCode: "), HasSubstr("eight digits")));
     EXPECT_THAT(MistakeIn(With(R"("finalCode":"00000000")")), HasSubstr("cannot end a session"));
-    EXPECT_THAT(MistakeIn(With(R"("failureCode":"9020200X")")), StartsWith("file.json: /failureCode: "));
+    EXPECT_THAT(MistakeIn(With(R"("failureCode":"9020200X")")), StartsWith("file.json:1: /failureCode: "));
     EXPECT_THAT(
-        MistakeIn(With(R"("eligibility":["00000001",5])")), StartsWith("file.json: /eligibility/1: "));
+        MistakeIn(With(R"("eligibility":["00000001",5])")), StartsWith("file.json:1: /eligibility/1: "));
     EXPECT_EQ(MistakeIn(With(R"("finalCode":"00000002","eligibility":["10500006"])")), "");
 }
 
 TEST(ScriptReader, ChecksCommands) {
     EXPECT_THAT(
         MistakeIn(WithCommand(R"("00A4")")),
-        StartsWith("file.json: /steps/0/commands/1: the command is shorter"));
+        StartsWith("file.json:1: /steps/0/commands/1: the command is shorter"));
     EXPECT_THAT(
         MistakeIn(WithCommand(R"({"apdu":"00A4040003A000"})")),
-        StartsWith("file.json: /steps/0/commands/1/apdu: "));
+        StartsWith("file.json:1: /steps/0/commands/1/apdu: "));
     EXPECT_THAT(
         MistakeIn(WithCommand(R"({"apdu":"00A40400","expect":"90"})")),
         HasSubstr("/expect: \"90\" is no status word"));
     EXPECT_THAT(
         MistakeIn(WithCommand(R"({"apdu":"00A40400","expect":["9000","61yy"]})")),
-        StartsWith("file.json: /steps/0/commands/1/expect/1: "));
+        StartsWith("file.json:1: /steps/0/commands/1/expect/1: "));
     EXPECT_THAT(MistakeIn(WithCommand(R"({"expect":"9000"})")), HasSubstr("either \"apdu\" or \"raw\""));
     EXPECT_THAT(MistakeIn(WithCommand(R"({"apdu":"00A40400","raw":"00"})")), HasSubstr("either"));
     EXPECT_THAT(MistakeIn(WithCommand(R"({"raw":"a/b"})")), HasSubstr("separates commands"));
@@ -110,10 +144,10 @@ TEST(ScriptReader, ChecksRules) {
     EXPECT_THAT(MistakeIn(With(R"("onRelayFailure":{})")), HasSubstr("\"do\" is missing"));
     EXPECT_THAT(
         MistakeIn(With(R"("misbehaviours":[{"kind":"status","value":"1"}])")),
-        StartsWith("file.json: /misbehaviours/0: status takes"));
+        StartsWith("file.json:1: /misbehaviours/0: status takes"));
     EXPECT_THAT(
         MistakeIn(With(R"("misbehaviours":[{"kind":"empty","from":0}])")),
-        StartsWith("file.json: /misbehaviours/0/from: "));
+        StartsWith("file.json:1: /misbehaviours/0/from: "));
 }
 
 TEST(ScriptDialogue, PlaysItsStepsInOrder) {
