@@ -58,6 +58,10 @@ Counters Server::Count() const {
     return counters;
 }
 
+void Server::Serve(Catalogue catalogue) {
+    service.Serve(std::move(catalogue));
+}
+
 void Server::Misbehave(std::vector<Misbehaviour> misbehaviours) {
     service.Misbehave(std::move(misbehaviours));
 }

@@ -47,6 +47,12 @@ public:
     std::string Url() const;  // without a path, for example https://127.0.0.1:4433
     Counters Count() const;
 
+    // Serves this from the next opening on.
+    void Serve(Catalogue catalogue);
+
+    // A line in the log.
+    void Say(const std::string& line) { journal.Say(line); }
+
     // Replaces the faults; their messages are counted from now on.
     void Misbehave(std::vector<Misbehaviour> misbehaviours);
 

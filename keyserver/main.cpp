@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // navo-keyserver: serves scripts and catalogues to the agent until it is told to end.
-#include <pthread.h>
-
-#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -11,6 +8,7 @@
 
 #include "keyserver/Loading.h"
 #include "keyserver/Options.h"
+#include "keyserver/Watching.h"
 #include "keyserver/service/Reading.h"
 
 namespace {
@@ -26,14 +24,6 @@ void WriteAtOnce(const std::string& file, const std::string& text) {
     if (!stream || std::rename(draft.c_str(), file.c_str()) != 0) {
         throw std::runtime_error(file + ": cannot be written");
     }
-}
-
-sigset_t EndingSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    return signals;
 }
 
 std::string Count(std::uint64_t number, const std::string& one, const std::string& many) {
@@ -58,18 +48,51 @@ void Report(const Counters& counters, const std::string& summaryFile) {
                          member("handshakes", counters.handshakes) + "}\n");
 }
 
-// The signals are blocked in all threads and waited for, so that no handler is needed.
-void Serve(const Options& options, Catalogue catalogue) {
-    const sigset_t signals = EndingSignals();
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+// In one write, so that it does not mix with the log.
+void Complain(const std::string& text) {
+    std::cerr << "navo-keyserver: " + text + "\n";
+}
+
+void Follow(Watching& watching) {
+    for (const std::string& complaint : watching.Follow()) {
+        Complain(complaint);
+    }
+}
+
+void SayServed(Server& server, const std::vector<std::string>& lines) {
+    for (const std::string& line : lines) {
+        server.Say(line);
+    }
+}
+
+// A wrong edit changes nothing but the log.
+void Reload(Watching& watching, Server& server, const Options& options) {
+    Follow(watching);
+    try {
+        Catalogue catalogue = Load(options);
+        const std::vector<std::string> lines = ServedLines(catalogue);
+        server.Serve(std::move(catalogue));
+        SayServed(server, lines);
+    } catch (const std::exception& error) {
+        Complain(error.what() + std::string("\nnavo-keyserver: what was served before is served on"));
+    }
+}
+
+void Serve(const Options& options) {
+    Watching watching(options);
+    Follow(watching);
+    Catalogue catalogue = Load(options);
+    const std::vector<std::string> lines = ServedLines(catalogue);
     Server server(options.server, std::move(catalogue));
     server.Start();
+    SayServed(server, lines);
     std::cout << "navo-keyserver listening on " << server.Url() << std::endl;
     if (!options.portFile.empty()) {
         WriteAtOnce(options.portFile, std::to_string(server.Port()) + "\n");
     }
-    int signal = 0;
-    sigwait(&signals, &signal);
+    while (watching.Next() == Watching::Event::Reload) {
+        Reload(watching, server, options);
+    }
     server.Stop();
     Report(server.Count(), options.summaryFile);
 }
@@ -88,11 +111,10 @@ int Run(Options options) {
     if (!options.serve) {
         return ExitSuccess;
     }
-    Catalogue catalogue = Load(options);
     if (!options.quiet) {
         options.server.log = [](const std::string& line) { std::cerr << line + "\n"; };
     }
-    Serve(options, std::move(catalogue));
+    Serve(options);
     return ExitSuccess;
 }
 
@@ -107,10 +129,10 @@ int main(int count, char** arguments) {
     try {
         return Run(std::move(*options));
     } catch (const ScriptError& error) {
-        std::cerr << "navo-keyserver: " << error.what() << "\n";
+        Complain(error.what());
         return ExitUsage;
     } catch (const std::exception& error) {
-        std::cerr << "navo-keyserver: " << error.what() << "\n";
+        Complain(error.what());
         return ExitFailure;
     }
 }

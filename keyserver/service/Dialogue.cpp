@@ -9,11 +9,11 @@ bool Turn::Ends() const {
     return resultCode != ResultCode::CommandsExist;
 }
 
-const Service* Catalogue::Find(const std::string& serviceId) const {
+std::shared_ptr<const Service> Catalogue::Find(const std::string& serviceId) const {
     for (const auto& service : services) {
         const auto& ids = service->ServiceIds();
         if (std::find(ids.begin(), ids.end(), serviceId) != ids.end()) {
-            return service.get();
+            return service;
         }
     }
     return nullptr;

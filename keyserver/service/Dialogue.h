@@ -47,7 +47,8 @@ public:
     [[nodiscard]] virtual Turn Continue(const ResponseSet& responses) = 0;
 };
 
-// Lives as long as the server and is used by several threads at once, so it never changes.
+// Lives as long as a catalogue or a session has it, and is used by several threads at once, so it never
+// changes.
 class Service {
 public:
     virtual ~Service() = default;
@@ -68,7 +69,8 @@ struct Catalogue {
     std::vector<std::shared_ptr<const Service>> services;
     std::vector<std::string> eligibility;
 
-    [[nodiscard]] const Service* Find(const std::string& serviceId) const;
+    // Null when no service has this identifier.
+    [[nodiscard]] std::shared_ptr<const Service> Find(const std::string& serviceId) const;
 };
 
 }  // namespace KeyServer

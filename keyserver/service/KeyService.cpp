@@ -65,7 +65,18 @@ struct KeyService::Call {
 };
 
 KeyService::KeyService(Catalogue served, SessionLimits limits, Journal& log)
-    : catalogue(std::move(served)), journal(log), table(limits) {}
+    : journal(log), table(limits), catalogue(std::make_shared<const Catalogue>(std::move(served))) {}
+
+void KeyService::Serve(Catalogue served) {
+    const auto next = std::make_shared<const Catalogue>(std::move(served));
+    const Lock lock(mutex);
+    catalogue = next;
+}
+
+std::shared_ptr<const Catalogue> KeyService::Served() {
+    const Lock lock(mutex);
+    return catalogue;
+}
 
 void KeyService::Misbehave(std::vector<Misbehaviour> ordered) {
     const Lock lock(mutex);
@@ -160,26 +171,26 @@ void KeyService::Initialize(Call& call, const Message& message) {
     OpenSession(call, message);
 }
 
-const Service& KeyService::ServiceFor(const Message& opening) const {
+std::shared_ptr<const Service> KeyService::ServiceFor(const Message& opening) {
     const std::string& id = opening.Field("serviceId");
     if (id.empty()) {
         throw WrongMessage(ResultCode::NoServiceId, "\"serviceId\" is missing or empty");
     }
-    const Service* service = catalogue.Find(id);
+    std::shared_ptr<const Service> service = Served()->Find(id);
     if (service == nullptr) {
         throw WrongMessage(ResultCode::InvalidMessage, "there is no service \"" + id + "\"");
     }
-    return *service;
+    return service;
 }
 
 void KeyService::OpenSession(Call& call, const Message& opening) {
     CheckSecureElement(opening);
-    const Service& service = ServiceFor(opening);
+    const std::shared_ptr<const Service> service = ServiceFor(opening);
     auto session = std::make_shared<Session>();
     session->id = call.exchange.session;
     session->seId = opening.Field("seId");
-    session->service = &service;
-    session->dialogue = service.Open(opening);
+    session->service = service;
+    session->dialogue = service->Open(opening);
     table.Add(session);
     ++sessions;
     Advance(call, session, false, [&] { return session->dialogue->Begin(); });
@@ -250,15 +261,16 @@ void KeyService::Advance(Call& call, const std::shared_ptr<Session>& session, bo
 }
 
 void KeyService::CheckEligibility(Call& call) {
-    if (catalogue.eligibility.empty()) {
+    const std::shared_ptr<const Catalogue> served = Served();
+    if (served->eligibility.empty()) {
         call.turn = EndingTurn(ResultCode::Success, "eligible");
         return;
     }
     const Lock lock(mutex);
-    const std::size_t turn = eligibilityTurn++ % catalogue.eligibility.size();
+    const std::size_t turn = eligibilityTurn++ % served->eligibility.size();
     call.turn = EndingTurn(
-        catalogue.eligibility[turn], "eligibility answer " + std::to_string(turn + 1) + " of " +
-                                         std::to_string(catalogue.eligibility.size()));
+        served->eligibility[turn], "eligibility answer " + std::to_string(turn + 1) + " of " +
+                                       std::to_string(served->eligibility.size()));
 }
 
 }  // namespace KeyServer

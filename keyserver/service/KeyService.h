@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ public:
     // Answers the body of one POST; `connection` is its number, for the journal.
     Reply Answer(const std::string& body, std::uint64_t connection);
 
+    // Serves this from the next opening on. Sessions that are open go on as they began.
+    void Serve(Catalogue catalogue);
+
     // Faults by the number of the message, counted over all sessions from now on. They replace earlier ones.
     void Misbehave(std::vector<Misbehaviour> misbehaviours);
 
@@ -38,17 +42,18 @@ private:
     void Initialize(Call& call, const Message& message);
     void Next(Call& call, const Message& message);
     void CheckEligibility(Call& call);
-    const Service& ServiceFor(const Message& opening) const;
+    std::shared_ptr<const Catalogue> Served();
+    std::shared_ptr<const Service> ServiceFor(const Message& opening);
     void OpenSession(Call& call, const Message& opening);
     template <typename Move>
     void Advance(Call& call, const std::shared_ptr<Session>& session, bool repeated, Move move);
 
-    const Catalogue catalogue;
     Journal& journal;
     SessionTable table;
     std::atomic<std::uint64_t> messages{0};
     std::atomic<std::uint64_t> sessions{0};
     Mutex mutex;
+    std::shared_ptr<const Catalogue> catalogue GUARDED_BY(mutex);
     std::vector<Misbehaviour> misbehaviours GUARDED_BY(mutex);
     std::uint64_t messagesSinceOrder GUARDED_BY(mutex) = 0;
     std::size_t eligibilityTurn GUARDED_BY(mutex) = 0;

@@ -20,8 +20,8 @@ struct Session {
     Mutex mutex;     // held while a message of the session is worked on
     std::string id;  // const once the session is in the table, like the next two
     std::string seId;
-    const Service* service = nullptr;
-    std::unique_ptr<Dialogue> dialogue;  // moved on under the lock, and so is `over`
+    std::shared_ptr<const Service> service;  // a dialogue refers to it
+    std::unique_ptr<Dialogue> dialogue;      // moved on under the lock, and so is `over`
     bool over = false;
     std::uint64_t messages GUARDED_BY(mutex) = 0;
     std::string lastMessage GUARDED_BY(mutex);  // digest of its body

@@ -266,7 +266,8 @@ TEST(Catalogue, RefusesEligibilityAnswersOfTwoScripts) {
 
 TEST(ShippedScript, ReadsTheCardInManyStepsAndNeedsNoChannel) {
     const Catalogue catalogue = ReadCatalogue({}, {SCRIPT_FOLDER});
-    const auto* script = dynamic_cast<const Script*>(catalogue.Find("demo.card"));
+    const auto service = catalogue.Find("demo.card");
+    const auto* script = dynamic_cast<const Script*>(service.get());
     ASSERT_NE(script, nullptr);
     std::set<std::string> instructions;
     for (const ScriptStep& step : script->steps) {
