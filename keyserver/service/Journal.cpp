@@ -73,6 +73,13 @@ std::string Shown(const std::string& text) {
     return Printable(shown);
 }
 
+// A card that did what it was told, or gave a warning, has not refused.
+std::string Complaint(const Verdict& verdict) {
+    const std::string kind = verdict.statusWord.substr(0, 2);
+    const bool isDone = kind == "90" || kind == "61" || kind == "62" || kind == "63";
+    return (isDone ? "unexpected, wanted " : "REFUSED, expected ") + verdict.expected;
+}
+
 std::string SessionLabel(const std::string& session) {
     return session.empty() ? "-" : Shown(session.substr(0, 8));
 }
@@ -176,8 +183,7 @@ void Journal::SayExchange(const Exchange& exchange) {
     for (const Verdict& verdict : exchange.verdicts) {
         sink(
             head + "   " + (verdict.title.empty() ? "" : verdict.title + ": ") + Shown(verdict.command) +
-            " => " + Shown(verdict.response) + "  " +
-            (verdict.accepted ? "good" : "REFUSED, expected " + verdict.expected));
+            " => " + Shown(verdict.response) + "  " + (verdict.accepted ? "good" : Complaint(verdict)));
     }
     for (const std::string& note : exchange.notes) {
         sink(head + "   * " + Printable(note));

@@ -51,6 +51,17 @@ TEST(Journal, TellsWhatCameAndWhatWent) {
     EXPECT_THAT(lines[4], EndsWith("-> 00000000 step 2 of 3 [misbehaving: delay=5]"));
 }
 
+TEST(Journal, DoesNotCallItARefusalWhenTheCardDidWhatItWasTold) {
+    std::vector<std::string> lines;
+    Journal journal([&lines](const std::string& line) { lines.push_back(line); }, "");
+    Exchange exchange = Sample();
+    exchange.verdicts = {
+        {"80E400", "9000", "9000", "6A88", false, ""}, {"80E400", "6310", "6310", "9000", false, ""}};
+    journal.Note(exchange);
+    EXPECT_THAT(lines.at(1), EndsWith("80E400 => 9000  unexpected, wanted 6A88"));
+    EXPECT_THAT(lines.at(2), EndsWith("80E400 => 6310  unexpected, wanted 9000"));
+}
+
 TEST(Journal, KeepsForeignTextOnOneShortLine) {
     std::vector<std::string> lines;
     Journal journal([&lines](const std::string& line) { lines.push_back(line); }, "");
