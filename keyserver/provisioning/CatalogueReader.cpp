@@ -123,11 +123,33 @@ struct Setting {
     Bytes issuerDomain;
     std::shared_ptr<const KeyRing> ring;
     fs::path folder;
+    bool dryRun = false;  // nothing is to be changed on a card
 };
 
-void ReadActions(const Place& place, const ActionSetting& setting, CardService& service) {
-    ReadEach(
-        place.Items(), [&](const Place& each) { service.actions.push_back(ReadAction(each, setting)); });
+bool OnlyLooks(const Place& action) {
+    const std::string name = action.At("do").Text();
+    return name == "list" || name == "read";
+}
+
+// All are read, so that mistakes are found in those too that a dry run leaves out. SELECT is one of them:
+// what it selects would get the commands of a channel that it ends.
+void ReadActions(const Place& place, const ActionSetting& setting, bool dryRun, CardService& service) {
+    std::size_t leftOut = 0;
+    ReadEach(place.Items(), [&](const Place& each) {
+        std::unique_ptr<const Action> action = ReadAction(each, setting);
+        if (dryRun && !OnlyLooks(each)) {
+            ++leftOut;
+        } else {
+            service.actions.push_back(std::move(action));
+        }
+    });
+    if (service.actions.empty()) {
+        place.Complain("a dry run leaves nothing of these; add {\"do\": \"list\"}");
+    }
+    if (leftOut > 0) {
+        service.name +=
+            " (dry run, " + std::to_string(leftOut) + (leftOut == 1 ? " action" : " actions") + " left out)";
+    }
 }
 
 std::shared_ptr<const CardService> ReadService(const Place& place, const Setting& whole) {
@@ -149,7 +171,7 @@ std::shared_ptr<const CardService> ReadService(const Place& place, const Setting
     gathering.Read([&] { service->channel = ReadChannel(place, whole.issuerDomain, *whole.ring); });
     gathering.Read([&] { ReadOptionalParts(place, *service); });
     const ActionSetting setting{whole.folder, *whole.ring, service->channel.level};
-    gathering.Read([&] { ReadActions(place.At("actions"), setting, *service); });
+    gathering.Read([&] { ReadActions(place.At("actions"), setting, whole.dryRun, *service); });
     gathering.End();
     return service;
 }
@@ -174,12 +196,13 @@ std::vector<std::shared_ptr<const CardService>> ParseCatalogue(
     place.MustBe(JsonValue::Kind::Object);
     Gathering gathering;
     gathering.Read(
-        [&] { place.OnlyMembers({"$schema", "comment", "cardKeys", "issuerDomain", "services"}); });
+        [&] { place.OnlyMembers({"$schema", "comment", "cardKeys", "dryRun", "issuerDomain", "services"}); });
     Setting setting;
     setting.folder = folder;
     gathering.Read([&] {
         setting.issuerDomain = place.Has("issuerDomain") ? ReadAid(place.At("issuerDomain")) : Bytes();
     });
+    gathering.Read([&] { setting.dryRun = place.Has("dryRun") && place.At("dryRun").Flag(); });
     gathering.Read(
         [&] { setting.ring = std::make_shared<const KeyRing>(ReadKeyRing(place.At("cardKeys"))); });
     std::vector<std::shared_ptr<const CardService>> services;

@@ -45,6 +45,26 @@ std::string Keys(const std::string& version) {
 
 }  // namespace
 
+TEST_F(CatalogueReader, LeavesOutWhatChangesACardInADryRun) {
+    const std::string text = R"({"dryRun": true, "cardKeys": [)" + Keys("01") +
+                             R"(], "services": [{"serviceId": "s", "actions": [
+        {"do": "list"}, {"do": "delete", "aid": "A000000841"}, {"do": "read", "tag": "66"}]}]})";
+    const auto services = ParseCatalogue(text, "file.json", folder.Path());
+    ASSERT_EQ(services.size(), 1U);
+    EXPECT_EQ(services[0]->actions.size(), 2U);
+    EXPECT_EQ(services[0]->Name(), "s (dry run, 1 action left out)");
+}
+
+TEST_F(CatalogueReader, NeedsSomethingThatADryRunMayDo) {
+    const std::string text = R"({"dryRun": true, "cardKeys": [)" + Keys("01") +
+                             R"(], "services": [{"serviceId": "s", "actions": [
+        {"do": "delete", "aid": "A000000841"}]}]})";
+    EXPECT_THAT(MistakeIn(text), StartsWith("file.json:1: /services/0/actions: a dry run leaves nothing"));
+    EXPECT_THAT(
+        MistakeIn(R"({"dryRun": "yes", "cardKeys": [)" + Keys("01") + R"(], "services": []})"),
+        HasSubstr("/dryRun: must be true or false, not a text"));
+}
+
 TEST_F(CatalogueReader, NamesTheMistakesOfAllActionsAndServices) {
     const std::string text = R"({"cardKeys": [)" + Keys("01") + R"(], "services": [
 {"serviceId": "a", "actions": [{"do": "fly"},
