@@ -15,6 +15,9 @@ constexpr std::uint8_t ProprietaryClassBit = 0x80;
 constexpr std::uint8_t LogicalChannelMask = 0x03;
 
 namespace Instruction {
+constexpr std::uint8_t Verify = 0x20;
+constexpr std::uint8_t ChangeReferenceData = 0x24;
+constexpr std::uint8_t ResetRetryCounter = 0x2C;
 constexpr std::uint8_t InitializeUpdate = 0x50;
 constexpr std::uint8_t ManageChannel = 0x70;
 constexpr std::uint8_t EndResponseMac = 0x78;
@@ -25,6 +28,8 @@ constexpr std::uint8_t GetResponse = 0xC0;
 constexpr std::uint8_t GetData = 0xCA;
 constexpr std::uint8_t GetListedData = 0xCB;  // GET DATA of ISO, whose data is in BER-TLV
 constexpr std::uint8_t PutKey = 0xD8;
+constexpr std::uint8_t PutData = 0xDA;
+constexpr std::uint8_t PutListedData = 0xDB;  // PUT DATA whose data is in BER-TLV
 constexpr std::uint8_t StoreData = 0xE2;
 constexpr std::uint8_t Delete = 0xE4;
 constexpr std::uint8_t Install = 0xE6;

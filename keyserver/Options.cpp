@@ -30,6 +30,7 @@ struct RawOptions {
     int idleSeconds = 600;
     std::vector<std::string> misbehaviours;
     std::vector<std::string> names;
+    std::string mask = "secrets";
 };
 
 std::string KindListing() {
@@ -161,9 +162,16 @@ void AddLimits(CLI::App& app, Options& options, RawOptions& raw) {
         ->group(group);
 }
 
-void AddReporting(CLI::App& app, Options& options) {
+void AddReporting(CLI::App& app, Options& options, RawOptions& raw) {
     const char* group = "Reporting";
     app.add_flag("-q,--quiet", options.quiet, "Do not log messages on standard error")->group(group);
+    app.add_option(
+           "--mask", raw.mask,
+           "What log and record have aliases for: keys, card data and card numbers, or none of them")
+        ->type_name("secrets|none")
+        ->check(CLI::IsMember({"secrets", "none"}).description(""))
+        ->capture_default_str()
+        ->group(group);
     app.add_option(
            "--record", options.server.recordFile, "File to append each message and its answer to, as JSON")
         ->type_name("FILE")
@@ -216,6 +224,7 @@ void Complete(Options& options, const RawOptions& raw) {
     options.makeCertificate = !options.certificate.folder.empty();
     options.server.http.keepAlive = std::chrono::seconds(raw.keepAliveSeconds);
     options.server.sessions.idle = std::chrono::seconds(raw.idleSeconds);
+    options.server.secrets = raw.mask == "none" ? Secrets::Shown : Secrets::Masked;
     if (!raw.names.empty()) {
         options.certificate.names = raw.names;
     }
@@ -257,7 +266,7 @@ std::optional<Options> ParseCommandLine(int count, char** arguments, int& status
     AddCertificate(app, options, raw);
     AddBehaviour(app, options, raw);
     AddLimits(app, options, raw);
-    AddReporting(app, options);
+    AddReporting(app, options, raw);
     app.footer(Footer);
     CommandLine::Complaint complaint;
     if (const std::optional<int> end = CommandLine::Parse(app, count, arguments, complaint)) {

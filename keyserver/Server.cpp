@@ -15,7 +15,7 @@ SslContext ContextFor(const ServerOptions& options) {
 Server::Server(ServerOptions options, Catalogue catalogue)
     : scheme(options.certificateFile.empty() ? "http://" : "https://"),
       address(options.http.listen),
-      journal(options.log, options.recordFile),
+      journal(options.log, options.recordFile, options.secrets),
       service(std::move(catalogue), options.sessions, journal),
       http(
           options.http, ContextFor(options),

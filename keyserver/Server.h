@@ -22,6 +22,7 @@ struct ServerOptions {
     std::string keyFile;
     std::string recordFile;  // none when empty
     Journal::Sink log;       // none when empty
+    Secrets secrets = Secrets::Masked;
     std::vector<Misbehaviour> misbehaviours;
 };
 

@@ -7,13 +7,21 @@
 
 #include "device/gate/Gate.h"
 #include "device/gate/LogWriter.h"
+#include "device/gate/Permanent.h"
 #include "device/recording/ElementFailure.h"
+#include "globalplatform/Masking.h"
 
 namespace Device {
 
 namespace {
 
 using Kind = RecordedEvent::Kind;
+
+// For the log, which others may read. The line of the recording that is named with it has the command itself.
+std::string Shown(const Bytes& command) {
+    static const GlobalPlatform::Masking& masking = Permanent<GlobalPlatform::Masking>();
+    return masking.Command(HexText(command));
+}
 
 }  // namespace
 
@@ -64,17 +72,17 @@ void ReplayElement::RequireRecorded(const Bytes& command) {
         Fail(
             NFC_ERROR_OPERATION_FAILED, file + ": the recording has ended with line " +
                                             std::to_string(events.back().line) + ", before command " +
-                                            HexText(command));
+                                            Shown(command));
     }
     if (event->kind != Kind::Exchange) {
         Fail(
             NFC_ERROR_OPERATION_FAILED,
-            Place(*event) + "the recorded session ends here, before command " + HexText(command));
+            Place(*event) + "the recorded session ends here, before command " + Shown(command));
     }
     if (event->command != command) {
         Fail(
             NFC_ERROR_OPERATION_FAILED, Place(*event) + "the command differs: recorded " +
-                                            HexText(event->command) + ", sent " + HexText(command));
+                                            Shown(event->command) + ", sent " + Shown(command));
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "device/gate/Gate.h"
 #include "device/gate/LogWriter.h"
+#include "device/platform/LogSecrets.h"
 
 using Device::Configuration;
 using Device::OnBrokenDevice;
@@ -53,7 +54,8 @@ int Print(
             }
             constexpr char Letters[] = "VDIWEF";
             return Device::WriteLog(
-                Letters[priority - DLOG_VERBOSE], tag == nullptr ? "" : tag, Format(format, arguments));
+                Letters[priority - DLOG_VERBOSE], tag == nullptr ? "" : tag,
+                Device::WithoutSecrets(Format(format, arguments)));
         },
         Device::Look::NowAndThen);
 }

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "keyserver/service/Json.h"
+#include "keyserver/service/Masked.h"
 
 namespace KeyServer {
 
@@ -139,7 +140,10 @@ bool WriteAll(int file, const std::string& text) {
 
 }  // namespace
 
-Journal::Journal(Sink lineSink, const std::string& recordFile) : sink(std::move(lineSink)) {
+Journal::Journal(Sink lineSink, const std::string& recordFile, Secrets secrets) : sink(std::move(lineSink)) {
+    if (secrets == Secrets::Masked) {
+        masking.emplace();
+    }
     if (recordFile.empty()) {
         return;
     }
@@ -163,12 +167,16 @@ void Journal::Say(const std::string& text) {
 }
 
 void Journal::Note(const Exchange& exchange) {
+    if (!sink && record < 0) {
+        return;
+    }
+    const Exchange noted = masking ? Masked(*masking, exchange) : exchange;
     const std::lock_guard<std::mutex> lock(mutex);
     if (sink) {
-        SayExchange(exchange);
+        SayExchange(noted);
     }
     if (record >= 0) {
-        Record(exchange);
+        Record(noted);
     }
 }
 

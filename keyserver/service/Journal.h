@@ -2,33 +2,18 @@
 // The account of what the server does: readable lines for people, JSON lines for programs.
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <vector>
 
-#include "keyserver/service/Dialogue.h"
+#include "globalplatform/Masking.h"
+#include "keyserver/service/Exchange.h"
 
 namespace KeyServer {
 
-// One message and its answer.
-struct Exchange {
-    std::uint64_t connection = 0;  // counted from 1
-    std::uint64_t message = 0;     // of the server, counted from 1
-    std::string session;           // the message's "UUID"; empty when the body gives none
-    std::string service;           // name of the service, when the message belongs to a session
-    std::string msgCd;
-    std::string request;  // the body
-    int status = 200;
-    std::string resultCode;  // empty when the answer has none
-    std::string answer;      // the body
-    std::string remark;      // which step follows, or why the session ends or the message is refused
-    std::vector<Verdict> verdicts;
-    std::vector<std::string> notes;  // what the server learned from the responses
-    std::vector<std::string> misbehaviours;
-    bool repeated = false;  // the message came again, and so did the answer
-};
+// What stands in log and record for keys, card data and card numbers: aliases, or they themselves.
+enum class Secrets { Masked, Shown };
 
 class Journal {
 public:
@@ -36,8 +21,8 @@ public:
 
     // Lines go to `sink`, one at a time and without line end; none do when it is empty. Each exchange is
     // appended to `recordFile` as soon as it is over, unless that name is empty. Throws std::system_error
-    // when the file cannot be opened.
-    Journal(Sink sink, const std::string& recordFile);
+    // when the file cannot be opened, and std::runtime_error when nothing can be masked.
+    Journal(Sink sink, const std::string& recordFile, Secrets secrets = Secrets::Masked);
     ~Journal();
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
@@ -50,6 +35,7 @@ private:
     void Record(const Exchange& exchange);
 
     Sink sink;
+    std::optional<const GlobalPlatform::Masking> masking;  // none: secrets are shown
     int record = -1;
     bool recordFailed = false;
     std::mutex mutex;

@@ -32,7 +32,8 @@ constexpr const char* UnwantedVariables[] = {
     "DBUS_STARTER_BUS_TYPE",
     "G_MESSAGES_DEBUG",
     "NAVO_DEVICE_CONF",
-    "NAVO_DLOG"};
+    "NAVO_DLOG",
+    "NAVO_MASK"};
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;

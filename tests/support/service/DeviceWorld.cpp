@@ -65,6 +65,7 @@ DeviceWorld::DeviceWorld() : previous(fs::current_path()) {
     }
     SetVariable("NAVO_DEVICE_CONF", (folder.Path() / ConfigurationName).c_str());
     SetVariable("NAVO_DLOG", (folder.Path() / LogName).c_str());
+    SetVariable("NAVO_MASK", "none");  // the service's lines are looked at as they are
 }
 
 DeviceWorld::~DeviceWorld() {

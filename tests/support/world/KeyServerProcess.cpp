@@ -26,7 +26,9 @@ std::vector<std::string> CommandOf(const fs::path& folder, const std::vector<std
     if (!Has(options, {"--script", "--scripts", "--catalogue", "--eligibility"})) {
         command.insert(command.end(), {"--scripts", NAVO_SCRIPTS_DIR});
     }
-    command.insert(command.end(), {"--record", folder / "record", "--summary-file", folder / "counts"});
+    command.insert(
+        command.end(),
+        {"--record", folder / "record", "--mask", "none", "--summary-file", folder / "counts"});
     command.insert(command.end(), options.begin(), options.end());
     return command;
 }

@@ -56,6 +56,36 @@ TEST_F(Log, RefusesOtherPrioritiesAndAMissingFormat) {
     EXPECT_THAT(LogLines(), IsEmpty());
 }
 
+TEST_F(Log, HasAliasesForSecretsInCommandsResponsesAndScripts) {
+    dlog_print(DLOG_DEBUG, "Tag", "%s", "[Do] cAPDU: /0180E2900003AABBCC/0180CA9F7F00");
+    dlog_print(DLOG_DEBUG, "Tag", "%s", "[Apdu] CAPDU: 80E2900003AABBCC [16]");
+    dlog_print(DLOG_DEBUG, "Tag", "%s", "[Do] rAPDU: /015A0849999900000000079000/016A82");
+    dlog_print(DLOG_DEBUG, "Tag", "%s", "[Ccm] CCM[4]: AABBCCDD");
+    const std::string alias = "\\{[a-z ]+ [0-9A-F]{8}\\}";
+    EXPECT_THAT(
+        LogLines(), ElementsAre(
+                        MatchesRegex(".* cAPDU: /0180E2900003" + alias + "/0180CA9F7F00"),
+                        MatchesRegex(".* CAPDU: 80E2900003" + alias + " \\[16\\]"),
+                        MatchesRegex(".* rAPDU: /015A08" + alias + "9000/016A82"),
+                        MatchesRegex(".* CCM\\[4\\]: " + alias)));
+}
+
+TEST_F(Log, ShowsOtherLinesAndWhatIsNoSetAsTheyAre) {
+    const std::vector<std::string> texts = {"rAPDU: 21_client disappeared./",
+                                            "CAPDU:  [0]",
+                                            "cAPDU: ",
+                                            "APDU: /",
+                                            "APDU: /0",
+                                            "CCM[0]: ",
+                                            "CCM["};
+    std::vector<std::string> expected;
+    for (const std::string& text : texts) {
+        dlog_print(DLOG_DEBUG, "Tag", "%s", text.c_str());
+        expected.push_back(Prefix('D') + text);
+    }
+    EXPECT_EQ(LogLines(), expected);
+}
+
 TEST_F(Log, GivesEachLineOfAMessageItsOwnPrefix) {
     dlog_print(DLOG_INFO, "Tag", "%s", "one\ntwo\n");
     EXPECT_THAT(LogLines(), ElementsAre(Prefix('I') + "one", Prefix('I') + "two"));

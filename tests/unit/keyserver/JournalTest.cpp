@@ -62,6 +62,45 @@ TEST(Journal, DoesNotCallItARefusalWhenTheCardDidWhatItWasTold) {
     EXPECT_THAT(lines.at(2), EndsWith("80E400 => 6310  unexpected, wanted 9000"));
 }
 
+namespace {
+
+// A personalisation: what goes in clear, what the card says, and what came and went on the wire.
+Exchange SecretExchange() {
+    Exchange exchange = Sample();
+    exchange.request = R"(data={"rApduSet":"/01700A5A0849999900000000049000","sessionKey":"C0FFEE"})";
+    exchange.answer = R"({"cApduSet":"/0180E2900003AABBCC","resultCode":"00000000"})";
+    exchange.remark = "the card says 5A084999990000000004";
+    exchange.verdicts = {{"80E2900003AABBCC", "5A0849999900000000049000", "9000", "9000", true, ""}};
+    exchange.notes = {"read 5A084999990000000004"};
+    return exchange;
+}
+
+}  // namespace
+
+TEST(Journal, HasAliasesForSecretsInLogAndRecord) {
+    const TemporaryFolder folder;
+    const std::string file = (folder.Path() / "record").string();
+    std::string lines;
+    Journal journal([&lines](const std::string& line) { lines += line + "\n"; }, file);
+    journal.Note(SecretExchange());
+    const std::string record = ReadFile(file);
+    for (const std::string& text : {lines, record}) {
+        EXPECT_THAT(
+            text, AllOf(Not(HasSubstr("AABBCC")), Not(HasSubstr("499999")), Not(HasSubstr("C0FFEE"))));
+        EXPECT_THAT(text, AllOf(HasSubstr("80E2900003{card data "), HasSubstr("5A08{card number ")));
+    }
+    EXPECT_THAT(record, HasSubstr(R"(\"sessionKey\":\"{session key )"));
+    const std::string alias = lines.substr(lines.find("{card number "), 22);
+    EXPECT_THAT(record, HasSubstr(alias)) << "the same in both";
+}
+
+TEST(Journal, ShowsSecretsToWhoAsksForThem) {
+    std::string lines;
+    Journal journal([&lines](const std::string& line) { lines += line + "\n"; }, "", Secrets::Shown);
+    journal.Note(SecretExchange());
+    EXPECT_THAT(lines, AllOf(HasSubstr("80E2900003AABBCC => 5A0849999900000000049000"), Not(HasSubstr("{"))));
+}
+
 TEST(Journal, KeepsForeignTextOnOneShortLine) {
     std::vector<std::string> lines;
     Journal journal([&lines](const std::string& line) { lines.push_back(line); }, "");

@@ -193,6 +193,22 @@ TEST_F(ProgramTest, BeginsItsComplaintsWithItsNameAndKnowsWhatWasMeant) {
     EXPECT_THAT(Run({"--http"}).errors, testing::StartsWith("navo-keyserver: there is nothing to serve"));
 }
 
+TEST_F(ProgramTest, MasksSecretsUnlessItIsToldNotTo) {
+    const std::string personal = folder.Write("personal.json", R"({"serviceId": "s", "steps": [
+        {"commands": ["80E2900003AABBCC"]}]})");
+    for (const char* mask : {"secrets", "none"}) {
+        Program program(folder, {"--http", "--script", personal, "--mask", mask});
+        {
+            HttpClient client(program.Url());
+            EXPECT_THAT(client.Post(Opening("A", "s")).body, HasSubstr("/0180E2900003AABBCC"));
+            client.Post(Responding("A", "/019000"));
+        }
+        const bool isShown = program.End(SIGTERM).errors.find("80E2900003AABBCC") != std::string::npos;
+        EXPECT_EQ(isShown, mask == std::string("none"));
+    }
+    EXPECT_EQ(Run({"--http", "--script", script, "--mask", "some"}).status, 2);
+}
+
 TEST_F(ProgramTest, ExitsWith1WhenItCannotListen) {
     Program first(folder, {"--http", "--script", script});
     const std::string url = first.Url();
