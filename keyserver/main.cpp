@@ -6,6 +6,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "commandline/PrivateFile.h"
 #include "keyserver/Loading.h"
 #include "keyserver/Options.h"
 #include "keyserver/Watching.h"
@@ -59,6 +60,18 @@ void Follow(Watching& watching) {
     }
 }
 
+// Catalogues have the keys of cards.
+void WarnOfOpenKeys(const Options& options) {
+    std::vector<std::string> files = options.catalogueFiles;
+    files.push_back(options.server.keyFile);
+    for (const std::string& file : files) {
+        const std::string warning = CommandLine::OpenToOthers(file);
+        if (!warning.empty()) {
+            Complain("warning: " + warning);
+        }
+    }
+}
+
 void SayServed(Server& server, const std::vector<std::string>& lines) {
     for (const std::string& line : lines) {
         server.Say(line);
@@ -82,6 +95,7 @@ void Serve(const Options& options) {
     Watching watching(options);
     Follow(watching);
     Catalogue catalogue = Load(options);
+    WarnOfOpenKeys(options);
     const std::vector<std::string> lines = ServedLines(catalogue);
     Server server(options.server, std::move(catalogue));
     server.Start();

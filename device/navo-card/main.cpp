@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "commandline/PrivateFile.h"
 #include "device/navo-card/Options.h"
 #include "device/navo-card/PresentedCard.h"
 
@@ -123,10 +124,13 @@ int main(int count, char** arguments) {
     try {
         const EndingSignals signals;
         PresentedCard card(options->card, options->recordFile);
+        const std::string warning = CommandLine::OpenToOthers(options->card.stateFile);
+        if (!warning.empty()) {
+            std::cerr << "navo-card: warning: " + warning + "\n";
+        }
         if (options->card.byteProtocol) {
             std::cerr << "navo-card: with T=0, the service's own follow-up of 61xx and 6Cxx gets 6700, and a "
-                         "key server "
-                         "no answer\n";
+                         "key server no answer\n";
         }
         if (options->once) {
             Present(card, *options, signals);

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "commandline/CommandLine.h"
+#include "commandline/PrivateFile.h"
 #include "device/configuration/Configuration.h"
 
 namespace {
@@ -21,6 +22,27 @@ constexpr char Footer[] =
     "Exit status: 0 when the device can follow its description, 1 when not, 2 for a wrong command line.\n"
     "See navo-device(1).";
 
+bool HasOwnKeys(const Device::CardSettings& card) {
+    const Card::Options plain;
+    const auto& keys = card.software.keys;
+    return keys.encryption != plain.keys.encryption || keys.mac != plain.keys.mac ||
+           keys.dataEncryption != plain.keys.dataEncryption;
+}
+
+void WarnOfOpenKeys(const std::string& file, const Device::Configuration& configuration) {
+    std::vector<std::string> files = {configuration.libraries.keyFile};
+    for (const Device::CardSettings* card : {&configuration.embeddedElement, &configuration.uicc}) {
+        files.push_back(card->software.stateFile);
+        files.push_back(HasOwnKeys(*card) ? file : "");
+    }
+    for (const std::string& each : files) {
+        const std::string warning = CommandLine::OpenToOthers(each);
+        if (!warning.empty()) {
+            std::cerr << "navo-device: warning: " + warning + "\n";
+        }
+    }
+}
+
 // Each mistake on a line of its own; the exit status.
 int Check(const std::string& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -30,6 +52,7 @@ int Check(const std::string& file) {
         return ExitFailure;
     }
     const Device::Configuration configuration = Device::ReadConfiguration(file, text.str());
+    WarnOfOpenKeys(file, configuration);
     for (const Device::Mistake& mistake : configuration.mistakes) {
         std::cout << Device::Describe(configuration, mistake) << "\n";
     }

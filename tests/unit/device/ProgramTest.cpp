@@ -48,6 +48,29 @@ TEST(NavoDevice, PrintsAllMistakesWithTheirLines) {
     EXPECT_EQ(ended.errors, "navo-device: 3 mistakes; a service on this device would fail at everything\n");
 }
 
+TEST(NavoDevice, WarnsOfFilesWithKeysThatOthersCanRead) {
+    const TemporaryFolder folder;
+    const std::string key = "000102030405060708090A0B0C0D0E0F";
+    const std::string card = folder.Write("wallet.card", "").string();
+    const std::string file =
+        folder
+            .Write(
+                "device.conf", "[card]\nstate-file=wallet.card\nkeys=" + key + ";" + key + ";" + key + "\n")
+            .string();
+    const auto permit = [&](std::filesystem::perms permissions) {
+        std::filesystem::permissions(card, permissions);
+        std::filesystem::permissions(file, permissions);
+        return EndOf({"check", file}).errors;
+    };
+    EXPECT_EQ(
+        permit(std::filesystem::perms{0644}),
+        "navo-device: warning: " + card +
+            " holds keys, and others can read it (mode 644); chmod 600 keeps them out\n" +
+            "navo-device: warning: " + file +
+            " holds keys, and others can read it (mode 644); chmod 600 keeps them out\n");
+    EXPECT_EQ(permit(std::filesystem::perms{0600}), "");
+}
+
 TEST(NavoDevice, SaysThatAFileCannotBeRead) {
     const Ended ended = EndOf({"check", "/no/such/file"});
     EXPECT_EQ(ended.status, 1);

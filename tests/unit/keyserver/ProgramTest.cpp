@@ -209,6 +209,21 @@ TEST_F(ProgramTest, MasksSecretsUnlessItIsToldNotTo) {
     EXPECT_EQ(Run({"--http", "--script", script, "--mask", "some"}).status, 2);
 }
 
+TEST_F(ProgramTest, WarnsOfFilesWithKeysThatOthersCanRead) {
+    const fs::path file = folder.Write("catalogue.json", ReadFile(CATALOGUE_FOLDER "/wallet.json"));
+    fs::copy(CATALOGUE_FOLDER "/wallet.loadfile", folder.Path());
+    const auto errors = [&](fs::perms permissions) {
+        fs::permissions(file, permissions);
+        Program program(folder, {"--http", "-q", "--catalogue", file.string()});
+        EXPECT_NE(program.Url(), "");
+        return program.End(SIGTERM).errors;
+    };
+    EXPECT_THAT(
+        errors(fs::perms{0640}),
+        HasSubstr("warning: " + file.string() + " holds keys, and others can read it (mode 640)"));
+    EXPECT_THAT(errors(fs::perms{0600}), testing::Not(HasSubstr("warning")));
+}
+
 TEST_F(ProgramTest, ExitsWith1WhenItCannotListen) {
     Program first(folder, {"--http", "--script", script});
     const std::string url = first.Url();
