@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Schemas of the key server's files and the reader that the schemas describe.
+"""Schemas of the key server's files, the reader that the schemas describe, and their manual pages.
 
 Usage: schema_test.py KEYSERVER-FOLDER NAVO-KEYSERVER. Status 77 where the library for schemas is not installed.
 """
@@ -7,6 +7,7 @@ Usage: schema_test.py KEYSERVER-FOLDER NAVO-KEYSERVER. Status 77 where the libra
 import copy
 import json
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -94,6 +95,26 @@ def mistakes(schema, program, option, good, bad):
             yield f"the program {'refuses' if wanted else 'takes'} {document}"
 
 
+def members(schema):
+    """Names of all members that a schema knows."""
+    if isinstance(schema, dict):
+        yield from schema.get("properties", {})
+    for part in schema.values() if isinstance(schema, dict) else schema if isinstance(schema, list) else ():
+        yield from members(part)
+
+
+def mistakes_of_page(text, schema, program, option):
+    """The manual page names all members, and its example is right."""
+    text = text.replace("\\-", "-").replace("\\&", "").replace("\\e", "\\")
+    for member in set(members(schema)):
+        if not re.search(rf"\b{re.escape(member)}\b" if member[0] != "$" else re.escape(member), text):
+            yield f"the manual page says nothing of {member}"
+    examples = [block for block in re.findall(r"^\.nf\n(.*?)^\.fi$", text, re.S | re.M) if block.startswith("{")]
+    if not examples:
+        yield "the manual page has no example"
+    yield from mistakes(schema, program, option, [json.loads(example) for example in examples], [])
+
+
 def main():
     folder, program = pathlib.Path(sys.argv[1]), sys.argv[2]
     found = []
@@ -115,6 +136,8 @@ def main():
             if Draft202012Validator(schema).is_valid(broken):
                 found.append(f"{file} may have any member")
         found += mistakes(schema, program, option, good, bad)
+        page = (folder.parent / f"docs/man/navo-{name}.5").read_text(encoding="utf-8")
+        found += mistakes_of_page(page, schema, program, option)
     print("\n".join(found) or "schemas and program agree")
     return 1 if found else 0
 

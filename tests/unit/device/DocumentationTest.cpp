@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "device/configuration/Configuration.h"
@@ -79,6 +80,20 @@ TEST(ExampleFile, IsRightInEveryLineThatCanBeSwitchedOn) {
     EXPECT_THAT(Problems(configuration), IsEmpty());
     EXPECT_THAT(configuration.faults, SizeIs(testing::Ge(1)));
     EXPECT_THAT(configuration.embeddedElement.answers, SizeIs(testing::Ge(1)));
+}
+
+TEST(ManualPage, NamesAllSectionsAndKeysOfTheExampleFile) {
+    std::string page = ReadFile(NAVO_DOCS_DIR "/man/navo-device.conf.5");
+    page.erase(std::remove(page.begin(), page.end(), '\\'), page.end());
+    std::istringstream lines(WithEverythingSwitchedOn(ReadFile(ExamplePath)));
+    std::string section;
+    for (std::string line; std::getline(lines, line);) {
+        const std::string word = line.substr(0, line.find_first_of(" =]"));
+        if (!line.empty() && line[0] != '#' && section != "[vconf") {
+            EXPECT_THAT(page, testing::HasSubstr(word)) << line;
+        }
+        section = !line.empty() && line[0] == '[' ? word : section;
+    }
 }
 
 // Files that the examples name lie beside the configuration.
