@@ -7,21 +7,18 @@
 #include <vector>
 
 #include "globalplatform/Bytes.h"
+#include "globalplatform/KeyType.h"
 
 namespace Card {
 
 using GlobalPlatform::Bytes;
+using GlobalPlatform::KeyComponent;
+using GlobalPlatform::KeyComponents;
 
 constexpr std::uint8_t HighestKeyIdentifier = 127;
 
-struct KeyComponent {
-    std::uint8_t type = 0;
-    Bytes value;  // in the clear
-};
-
-// A symmetric key has one component.
 struct Key {
-    std::vector<KeyComponent> components;
+    KeyComponents components;
     Bytes usage;   // of one or two bytes, or not told
     Bytes access;  // of one byte, or not told
 

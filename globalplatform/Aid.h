@@ -13,4 +13,12 @@ constexpr std::size_t LongestAid = 16;
     return bytes.size() >= ShortestAid && bytes.size() <= LongestAid;
 }
 
+// What cards call the package and the module that supplementary security domains are installed from.
+[[nodiscard]] inline Bytes DomainPackageAid() {
+    return {0xA0, 0x00, 0x00, 0x01, 0x51, 0x53, 0x50};
+}
+[[nodiscard]] inline Bytes DomainModuleAid() {
+    return {0xA0, 0x00, 0x00, 0x01, 0x51, 0x53, 0x50, 0x41};
+}
+
 }  // namespace GlobalPlatform

@@ -66,7 +66,9 @@ namespace InstallFor {
 constexpr std::uint8_t Load = 0x02;
 constexpr std::uint8_t Install = 0x04;
 constexpr std::uint8_t MakeSelectable = 0x08;
+constexpr std::uint8_t Extradition = 0x10;
 constexpr std::uint8_t Personalization = 0x20;
+constexpr std::uint8_t RegistryUpdate = 0x40;
 }  // namespace InstallFor
 
 // P1 of STORE DATA, 11.11.2.1: the structure of what it carries.

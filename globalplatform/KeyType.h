@@ -3,6 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
+
+#include "globalplatform/Bytes.h"
 
 namespace GlobalPlatform {
 
@@ -33,5 +36,13 @@ constexpr std::uint8_t EccReference = 0xF0;
 constexpr std::uint8_t Extended = 0xFF;  // the type follows
 constexpr std::uint8_t LowestStandard = 0x80;
 }  // namespace KeyType
+
+struct KeyComponent {
+    std::uint8_t type = 0;
+    Bytes value;  // in the clear
+};
+
+// Of one key, in the order of 11.8.2.3; a symmetric one has a single component.
+using KeyComponents = std::vector<KeyComponent>;
 
 }  // namespace GlobalPlatform

@@ -10,6 +10,7 @@ namespace LifeCycle {
 constexpr std::uint8_t Loaded = 0x01;
 constexpr std::uint8_t Installed = 0x03;
 constexpr std::uint8_t Selectable = 0x07;
+constexpr std::uint8_t Personalized = 0x0F;  // of a supplementary security domain
 constexpr std::uint8_t LockedFlag = 0x80;
 constexpr std::uint8_t CardReady = 0x01;
 constexpr std::uint8_t CardInitialized = 0x07;

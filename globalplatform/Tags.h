@@ -53,6 +53,8 @@ constexpr std::uint32_t SecurityDomainAid = 0xCC;
 constexpr std::uint32_t AuthenticationBlock = 0xE2;
 constexpr std::uint32_t BlockSignature = 0xC3;
 constexpr std::uint32_t LoadFileDataBlock = 0xC4;
+constexpr std::uint32_t CipheredDataBlock = 0xD4;
+constexpr std::uint32_t InitialVector = 0xD3;  // of its cipher
 
 // Parameters of INSTALL, 11.5.2.3.7.
 constexpr std::uint32_t SystemParameters = 0xEF;
@@ -61,10 +63,12 @@ constexpr std::uint32_t InstanceMemory = 0xC8;
 constexpr std::uint32_t ApplicationParameters = 0xC9;
 
 constexpr std::uint32_t ControlReference = 0xB6;  // of a token, 11.1.6
+constexpr std::uint32_t TokenNumber = 0x93;
 constexpr std::uint32_t VolatileQuota = 0xC7;
 constexpr std::uint32_t ReservedVolatileMemory = 0xD7;
 constexpr std::uint32_t ReservedMemory = 0xD8;
 constexpr std::uint32_t ImplicitSelection = 0xCF;  // also in an entry of GET STATUS
+constexpr std::uint32_t Restriction = 0xD9;        // of what a domain or the whole card may still do
 constexpr std::uint32_t Token = 0x9E;              // of DELETE, 11.2.2.3.1
 
 // A key that STORE DATA brings, 11.11.4.
@@ -74,6 +78,7 @@ constexpr std::uint32_t KeyLength = 0x81;
 constexpr std::uint32_t KeyIdentifierOfTemplate = 0x82;
 constexpr std::uint32_t KeyVersionOfTemplate = 0x83;
 constexpr std::uint32_t KeyCheckValue = 0x84;
+constexpr std::uint32_t CurveReference = 0x85;
 constexpr std::uint32_t KeyUsage = 0x95;
 constexpr std::uint32_t KeyAccess = 0x96;
 

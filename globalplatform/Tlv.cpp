@@ -95,12 +95,18 @@ std::optional<std::vector<TlvObject>> ParseTlv(const Bytes& data) {
 
 Bytes MakeTlv(std::uint32_t tag, const Bytes& value) {
     Bytes object = BigEndian(tag, WidthOf(tag));
-    if (value.size() >= 0x80) {
-        object.push_back(static_cast<std::uint8_t>(0x80 | WidthOf(value.size())));
-    }
-    Append(object, BigEndian(value.size(), WidthOf(value.size())));
-    Append(object, value);
+    Append(object, MakeLengthValue(value));
     return object;
+}
+
+Bytes MakeLengthValue(const Bytes& value) {
+    Bytes field;
+    if (value.size() >= 0x80) {
+        field.push_back(static_cast<std::uint8_t>(0x80 | WidthOf(value.size())));
+    }
+    Append(field, BigEndian(value.size(), WidthOf(value.size())));
+    Append(field, value);
+    return field;
 }
 
 std::optional<Bytes> LengthValueReader::Take(std::size_t length) {

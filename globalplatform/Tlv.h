@@ -23,6 +23,9 @@ struct TlvObject {
 // One object in its shortest form.
 [[nodiscard]] Bytes MakeTlv(std::uint32_t tag, const Bytes& value);
 
+// A value behind its length, as objects have it: up to 7F in one byte.
+[[nodiscard]] Bytes MakeLengthValue(const Bytes& value);
+
 // Reads fields of one length byte and that many value bytes, one after the other.
 class LengthValueReader {
 public:
