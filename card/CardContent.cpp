@@ -3,14 +3,11 @@
 
 #include <algorithm>
 
-#include "globalplatform/Aes.h"
+#include "globalplatform/Aid.h"
 
 namespace Card {
 
 namespace {
-
-// The set of three that a card has at first is no part of what it is sold as.
-constexpr std::uint64_t FirstKeysMemory = 3 * AesKeyLength;
 
 constexpr std::uint8_t EncryptionKeyIdentifier = 1;
 constexpr std::uint8_t MacKeyIdentifier = 2;
@@ -23,12 +20,12 @@ auto FindByAid(Items& items, const Bytes& aid) -> decltype(items.data()) {
     return found == items.end() ? nullptr : &*found;
 }
 
-std::uint64_t DataMemory(const StoredData& data) {
-    std::uint64_t size = 0;
-    for (const auto& object : data) {
-        size += ObjectMemory + object.second.size();
-    }
-    return size;
+LoadFile DomainPackage() {
+    LoadFile file;
+    file.aid = DomainPackageAid();
+    file.describesItself = true;
+    file.modules.push_back(DomainModuleAid());
+    return file;
 }
 
 }  // namespace
@@ -52,28 +49,55 @@ StaticKeys KeySet::Static() const {
     return {value(EncryptionKeyIdentifier), value(MacKeyIdentifier), value(DataEncryptionKeyIdentifier)};
 }
 
+bool Application::Has(std::uint32_t privilege) const {
+    return (FromBigEndian(privileges) & privilege) == privilege;
+}
+
+KeySets::const_iterator Application::FirstCompleteSet() const {
+    return std::find_if(
+        keySets.begin(), keySets.end(), [](const auto& versioned) { return versioned.second.Complete(); });
+}
+
 CardContent::CardContent(const Options& options) {
     issuerDomain.aid = options.issuerAid;
     issuerDomain.privileges = {0x9E, 0xFE, 0x80};
     issuerDomain.state = options.lifeCycle;
-    keySets[options.keyVersion].keys = {
+    issuerDomain.keySets[options.keyVersion].keys = {
         {EncryptionKeyIdentifier, AesKey(options.keys.encryption)},
         {MacKeyIdentifier, AesKey(options.keys.mac)},
         {DataEncryptionKeyIdentifier, AesKey(options.keys.dataEncryption)}};
+    if (!IsTaken(DomainPackageAid())) {
+        loadFiles.push_back(DomainPackage());
+    }
 }
 
 Bytes CardContent::IssuerPrivileges() const {
-    Bytes privileges = issuerDomain.privileges;
-    const bool lent = std::any_of(applications.begin(), applications.end(), [](const Application& each) {
-        return each.HasCardReset();
-    });
-    if (lent) {
-        privileges.front() &= static_cast<std::uint8_t>(~CardResetPrivilege);
+    std::uint64_t privileges = FromBigEndian(issuerDomain.privileges);
+    for (const std::uint32_t single : {Privilege::CardReset, Privilege::FinalApplication}) {
+        if (HolderOf(single) != nullptr) {
+            privileges &= ~std::uint64_t{single};
+        }
     }
-    return privileges;
+    return BigEndian(privileges, PrivilegesLength);
+}
+
+const Application* CardContent::HolderOf(std::uint32_t privilege) const {
+    const auto found = std::find_if(
+        applications.begin(), applications.end(),
+        [privilege](const Application& each) { return each.Has(privilege); });
+    return found == applications.end() ? nullptr : &*found;
+}
+
+const Application& CardContent::FinalApplication() const {
+    const Application* holder = HolderOf(Privilege::FinalApplication);
+    return holder == nullptr ? issuerDomain : *holder;
 }
 
 const LoadFile* CardContent::FindLoadFile(const Bytes& aid) const {
+    return FindByAid(loadFiles, aid);
+}
+
+LoadFile* CardContent::FindLoadFile(const Bytes& aid) {
     return FindByAid(loadFiles, aid);
 }
 
@@ -85,34 +109,33 @@ Application* CardContent::FindApplication(const Bytes& aid) {
     return FindByAid(applications, aid);
 }
 
+const Application* CardContent::FindSelectable(const Bytes& aid) const {
+    return aid == issuerDomain.aid ? &issuerDomain : FindApplication(aid);
+}
+
+Application* CardContent::FindSelectable(const Bytes& aid) {
+    return aid == issuerDomain.aid ? &issuerDomain : FindApplication(aid);
+}
+
+const Application* CardContent::FindDomain(const Bytes& aid) const {
+    const Application* found = FindSelectable(aid);
+    return found != nullptr && found->IsDomain() ? found : nullptr;
+}
+
+const Application* CardContent::Associated(const Association& association) const {
+    return association.empty() ? &issuerDomain : FindApplication(association);
+}
+
+Application* CardContent::Associated(const Association& association) {
+    return association.empty() ? &issuerDomain : FindApplication(association);
+}
+
+Association CardContent::AssociationWith(const Application& domain) const {
+    return IsIssuer(domain) ? Association() : domain.aid;
+}
+
 bool CardContent::IsTaken(const Bytes& aid) const {
-    return issuerDomain.aid == aid || FindLoadFile(aid) != nullptr || FindApplication(aid) != nullptr;
-}
-
-std::map<std::uint8_t, KeySet>::const_iterator CardContent::FirstCompleteSet() const {
-    return std::find_if(
-        keySets.begin(), keySets.end(), [](const auto& versioned) { return versioned.second.Complete(); });
-}
-
-std::uint64_t CardContent::UsedMemory() const {
-    std::uint64_t used = DataMemory(issuerDomain.data);
-    for (const LoadFile& file : loadFiles) {
-        used += LoadFileMemory + file.size;
-    }
-    for (const Application& application : applications) {
-        used += InstanceMemory + application.parameters + DataMemory(application.data);
-    }
-    std::uint64_t keys = 0;
-    for (const auto& versioned : keySets) {
-        for (const auto& numbered : versioned.second.keys) {
-            keys += numbered.second.Length();
-        }
-    }
-    return used + keys - std::min(keys, FirstKeysMemory);
-}
-
-std::uint64_t FreeMemory(const CardContent& content, const Options& options) {
-    return options.memory - std::min(options.memory, content.UsedMemory());
+    return FindSelectable(aid) != nullptr || FindLoadFile(aid) != nullptr;
 }
 
 bool BeginsWith(const Bytes& aid, const Bytes& beginning) {

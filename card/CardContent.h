@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a card holds beyond its power: load files, applications, keys, stored data, states, and the memory
-// that they take.
+// What a card holds beyond its power: load files, applications, security domains with their keys, stored data
+// and states.
 #pragma once
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,43 +13,31 @@
 #include "card/Options.h"
 #include "globalplatform/Bytes.h"
 #include "globalplatform/LifeCycle.h"
+#include "globalplatform/Privilege.h"
 
 namespace Card {
 
 using namespace GlobalPlatform;
 
-// Of the first byte of an application's privileges, 11.1.2.
-constexpr std::uint8_t SecurityDomainPrivilege = 0x80;
-constexpr std::uint8_t CardResetPrivilege = 0x04;
-
-constexpr std::size_t PrivilegesLength = 3;
 constexpr std::uint32_t GreatestSequenceCounter = 0xFFFFFF;
 
 // By tag or by data grouping identifier.
 using StoredData = std::map<std::uint32_t, Bytes>;
 
+// Which security domain an entry is associated with: its AID, or nothing for the issuer domain, so that
+// another name of that changes no entry.
+using Association = Bytes;
+
 struct LoadFile {
     Bytes aid;
-    std::uint64_t size = 0;        // of its code, in bytes
+    Association domain;
+    std::uint64_t size = 0;        // of its code, in bytes; 0 when it came with the card
     bool describesItself = false;  // its code, with the next two; else its modules are what is installed
     Bytes version;                 // major, minor
     std::vector<Bytes> modules;
-};
 
-// Something that can be selected: the issuer security domain, which has the card's state, or an installed
-// application.
-struct Application {
-    Bytes aid;
-    Bytes loadFile;
-    Bytes module;
-    Bytes privileges = Bytes(PrivilegesLength);
-    std::uint8_t state = LifeCycle::Installed;
-    std::uint64_t parameters = 0;  // their length
-    Bytes implicitSelection;       // a byte for each parameter, 11.1.7
-    StoredData data;
-
-    [[nodiscard]] bool IsLocked() const { return (state & LifeCycle::LockedFlag) != 0; }
-    [[nodiscard]] bool HasCardReset() const { return (privileges.front() & CardResetPrivilege) != 0; }
+    // The only file that does makes security domains.
+    [[nodiscard]] bool CameWithTheCard() const { return size == 0; }
 };
 
 // Keys that share a version.
@@ -61,38 +50,85 @@ struct KeySet {
     [[nodiscard]] StaticKeys Static() const;  // of a complete one
 };
 
+using KeySets = std::map<std::uint8_t, KeySet>;  // by version
+
+// How much memory an application may have; 9.7.
+struct MemoryLimits {
+    std::uint64_t reserved = 0;          // its own, whether it uses it or not
+    std::optional<std::uint64_t> quota;  // beyond which it gets none
+};
+
+// Something that can be selected: the issuer security domain, which has the card's state, a supplementary
+// one, or another application.
+struct Application {
+    Bytes aid;
+    Association domain;
+    Bytes loadFile;
+    Bytes module;
+    Bytes privileges = Bytes(PrivilegesLength);
+    std::uint8_t state = LifeCycle::Installed;
+    std::uint64_t parameters = 0;  // their length
+    Bytes implicitSelection;       // a byte for each parameter, 11.1.7
+    MemoryLimits memory;
+    MemoryLimits volatileMemory;
+    StoredData data;
+
+    // Of a security domain.
+    KeySets keySets;
+    std::uint32_t failedAuthentications = 0;  // since the last that succeeded
+    std::uint16_t confirmations = 0;          // receipts that it gave
+    std::uint8_t restrictions = 0;            // of what it may still manage, 11.5.2.3.7
+
+    [[nodiscard]] bool Has(std::uint32_t privilege) const;
+    [[nodiscard]] bool IsDomain() const { return Has(Privilege::SecurityDomain); }
+    [[nodiscard]] bool IsLocked() const { return (state & LifeCycle::LockedFlag) != 0; }
+
+    // The complete set of the lowest version, or the end.
+    [[nodiscard]] KeySets::const_iterator FirstCompleteSet() const;
+    [[nodiscard]] bool OpensChannels() const { return FirstCompleteSet() != keySets.end(); }
+};
+
 struct CardContent {
-    // A card as its issuer hands it out: one set of keys, and nothing installed.
+    // A card as its issuer hands it out: one set of keys, and the file that security domains are made of.
     explicit CardContent(const Options& options);
 
     Application issuerDomain;
     std::vector<LoadFile> loadFiles;
-    std::vector<Application> applications;    // in the order of their installation
-    std::map<std::uint8_t, KeySet> keySets;   // by version
-    std::uint32_t failedAuthentications = 0;  // since the last that succeeded
+    std::vector<Application> applications;  // in the order of their installation
+    std::uint8_t restrictions = 0;          // of what any domain may still manage, 11.5.2.3.7
 
-    // 9EFE80, but for card reset while an application has it; 6.6.2.
+    // 9EFE80, but for what an application has that only one can have; 6.6.2.
     [[nodiscard]] Bytes IssuerPrivileges() const;
 
+    // The application with a privilege that the issuer domain gives away, or nothing.
+    [[nodiscard]] const Application* HolderOf(std::uint32_t privilege) const;
+
+    // What can be selected on a card that is locked; 6.6.2 and 9.6.3.
+    [[nodiscard]] const Application& FinalApplication() const;
+
     [[nodiscard]] const LoadFile* FindLoadFile(const Bytes& aid) const;
+    [[nodiscard]] LoadFile* FindLoadFile(const Bytes& aid);
     [[nodiscard]] const Application* FindApplication(const Bytes& aid) const;
     [[nodiscard]] Application* FindApplication(const Bytes& aid);
+
+    // An application or the issuer domain.
+    [[nodiscard]] const Application* FindSelectable(const Bytes& aid) const;
+    [[nodiscard]] Application* FindSelectable(const Bytes& aid);
+
+    // A security domain with this AID.
+    [[nodiscard]] const Application* FindDomain(const Bytes& aid) const;
+
+    // The domain that is meant, or nothing when there is none (any more).
+    [[nodiscard]] const Application* Associated(const Association& association) const;
+    [[nodiscard]] Application* Associated(const Association& association);
+
+    // How entries name that domain.
+    [[nodiscard]] Association AssociationWith(const Application& domain) const;
+
+    [[nodiscard]] bool IsIssuer(const Application& domain) const { return domain.aid == issuerDomain.aid; }
+
     bool IsTaken(const Bytes& aid) const;
-
-    // The complete set of the lowest version, or the end.
-    [[nodiscard]] std::map<std::uint8_t, KeySet>::const_iterator FirstCompleteSet() const;
-
-    // Bytes of non-volatile memory that are in use beyond what a card has at first.
-    [[nodiscard]] std::uint64_t UsedMemory() const;
 };
-
-// What an entry takes beside its code, its parameters and its value.
-constexpr std::uint64_t LoadFileMemory = 64;
-constexpr std::uint64_t InstanceMemory = 512;
-constexpr std::uint64_t ObjectMemory = 4;
-
-// 0 when there is less memory than the content takes.
-[[nodiscard]] std::uint64_t FreeMemory(const CardContent& content, const Options& options);
 
 [[nodiscard]] bool BeginsWith(const Bytes& aid, const Bytes& beginning);
 

@@ -28,8 +28,9 @@ namespace Card {
 // basic channel, else the issuer domain; 6.4.1.
 [[nodiscard]] Bytes SelectedOn(std::uint8_t number, const CardContent& content);
 
-// The ten bytes that tell one card's keys from another's; Amendment D, 7.1.1.
-[[nodiscard]] Bytes KeyDiversificationData(const Options& options);
+// The domain whose keys open the domain's channels: itself, or the next above it as long as it has none;
+// 7.3.1 and 10.3.
+[[nodiscard]] const Application& KeyOwner(const CardContent& content, const Application& domain);
 
 // The answer of a command that changed the content and gives no receipt; 11.1.6.
 [[nodiscard]] inline Answer NoConfirmation() {

@@ -2,7 +2,9 @@
 #include <algorithm>
 
 #include "card/Commands.h"
+#include "card/Delegation.h"
 #include "card/Fields.h"
+#include "card/Hierarchy.h"
 #include "card/KeyChange.h"
 #include "globalplatform/Instruction.h"
 #include "globalplatform/Tags.h"
@@ -11,36 +13,67 @@ namespace Card {
 
 namespace {
 
+// As restrictions have it, table 11-53.
+constexpr std::uint8_t DeletionManner = 0x01;
+
 template <typename Items, typename Predicate>
 void Remove(Items& items, Predicate predicate) {
     items.erase(std::remove_if(items.begin(), items.end(), predicate), items.end());
 }
 
+// By the domain that has it, one above that, or one that may delete everything; 9.5.
+void RequireMayDelete(
+    const CardContent& content, const Association& association, const Application& manager) {
+    if (!IsBelow(content, association, manager) && !manager.Has(Privilege::GlobalDelete)) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+}
+
 // A load file goes only when nothing was installed from it, or together with that; 11.2.2.3.1 and 9.5.
-void DeleteObject(CardContent& content, const Bytes& aid, bool withRelated) {
-    const auto isIt = [&](const auto& each) { return each.aid == aid; };
-    if (content.FindApplication(aid) != nullptr) {
-        Remove(content.applications, isIt);
+void DeleteLoadFile(
+    CardContent& content, const LoadFile& file, const Application& manager, bool withRelated) {
+    const Bytes aid = file.aid;
+    RequireMayDelete(content, file.domain, manager);
+    for (const Application& application : content.applications) {
+        if (application.loadFile != aid) {
+            continue;
+        }
+        if (!withRelated) {
+            Refuse(StatusWord::ConditionsNotSatisfied);
+        }
+        RequireMayDelete(content, application.domain, manager);
+    }
+    Remove(content.applications, [&](const Application& each) { return each.loadFile == aid; });
+    Remove(content.loadFiles, [&](const LoadFile& each) { return each.aid == aid; });
+}
+
+void DeleteObject(CardContent& content, const Application& manager, const Bytes& aid, bool withRelated) {
+    if (const Application* application = content.FindApplication(aid)) {
+        RequireMayDelete(content, application->domain, manager);
+        Remove(content.applications, [&](const Application& each) { return each.aid == aid; });
         return;
     }
-    if (content.FindLoadFile(aid) == nullptr) {
+    const LoadFile* file = content.FindLoadFile(aid);
+    if (file == nullptr) {
         const bool issuer = aid == content.issuerDomain.aid;
         Refuse(issuer ? StatusWord::ConditionsNotSatisfied : StatusWord::FileNotFound);
     }
-    const auto isOfFile = [&](const Application& each) { return each.loadFile == aid; };
-    const auto& applications = content.applications;
-    if (!withRelated && std::any_of(applications.begin(), applications.end(), isOfFile)) {
+    DeleteLoadFile(content, *file, manager, withRelated);
+}
+
+// A domain stays as long as something that stays is associated with it; 9.5.1 and 9.5.3.
+void RequireDomainsStay(const CardContent& content) {
+    const auto lost = [&](const auto& entry) { return content.Associated(entry.domain) == nullptr; };
+    if (std::any_of(content.applications.begin(), content.applications.end(), lost) ||
+        std::any_of(content.loadFiles.begin(), content.loadFiles.end(), lost)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    Remove(content.applications, isOfFile);
-    Remove(content.loadFiles, isIt);
 }
 
 // What is selected on another logical channel is not deleted, 9.5.
 void RequireSelectionsStay(const Runtime& card, const CardContent& changed) {
     for (const auto& other : card.others) {
-        const Bytes& selected = other.second.selected;
-        if (selected != changed.issuerDomain.aid && changed.FindApplication(selected) == nullptr) {
+        if (changed.FindSelectable(other.second.selected) == nullptr) {
             Refuse(StatusWord::ConditionsNotSatisfied);
         }
     }
@@ -56,12 +89,10 @@ std::optional<std::uint8_t> KeyNumber(const Bytes* value) {
     return value->front();
 }
 
-// One key; or all keys of a version, or with an identifier, where only that is given; 11.2.2.3.2. The card
-// keeps a set that opens a channel.
-void DeleteKeys(
-    CardContent& content, std::optional<std::uint8_t> identifier, std::optional<std::uint8_t> version) {
+// One key; or all keys of a version, or with an identifier, where only that is given; 11.2.2.3.2.
+void DeleteKeys(KeySets& sets, std::optional<std::uint8_t> identifier, std::optional<std::uint8_t> version) {
     std::size_t deleted = 0;
-    for (auto& [setVersion, set] : content.keySets) {
+    for (auto& [setVersion, set] : sets) {
         if (version && setVersion != *version) {
             continue;
         }
@@ -73,43 +104,53 @@ void DeleteKeys(
     if (deleted == 0) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
-    for (auto set = content.keySets.begin(); set != content.keySets.end();) {
-        set = set->second.keys.empty() ? content.keySets.erase(set) : std::next(set);
+    for (auto set = sets.begin(); set != sets.end();) {
+        set = set->second.keys.empty() ? sets.erase(set) : std::next(set);
     }
-    RequireCompleteSet(content);
 }
 
 // The AID, and behind it what belongs to a token, 11.2.2.3.1: the domain that verifies it, and the token
-// itself, which is an error where none is asked for.
+// itself.
 const Bytes* ObjectName(const std::vector<TlvObject>& objects) {
     if (objects.empty() || objects.front().tag != Tag::Aid) {
         return nullptr;
     }
-    for (auto object = objects.begin() + 1; object != objects.end(); ++object) {
-        const bool emptyToken = object->tag == Tag::Token && object->value.empty();
-        if (object->tag != Tag::ControlReference && !emptyToken) {
-            return nullptr;
-        }
-    }
-    return &objects.front().value;
+    const bool alone = std::all_of(objects.begin() + 1, objects.end(), [](const TlvObject& object) {
+        return object.tag == Tag::ControlReference || object.tag == Tag::Token;
+    });
+    return alone ? &objects.front().value : nullptr;
+}
+
+Answer DeleteContent(
+    Runtime& card, const CommandApdu& command, const std::vector<TlvObject>& objects, const Bytes& name) {
+    CardContent changed = card.Content();
+    const Application& manager = Manager(card, DeletionManner);
+    DeleteObject(changed, manager, name, (command.p2 & Deletion::WithRelatedObjects) != 0);
+    RequireDomainsStay(changed);
+    RequireSelectionsStay(card, changed);
+    const Mandate mandate = RequireMandate(card, manager, DeletionOrder(command, objects));
+    Answer answer = Confirm(card, changed, mandate, {name});
+    card.Commit(std::move(changed));
+    return answer;
 }
 
 }  // namespace
 
 Answer Delete(Runtime& card, const CommandApdu& command) {
     const std::vector<TlvObject> objects = Objects(command.data);
+    if (const Bytes* name = ObjectName(objects)) {
+        return DeleteContent(card, command, objects, *name);
+    }
     const Bytes* identifier = FindObject(objects, Tag::KeyIdentifier);
     const Bytes* version = FindObject(objects, Tag::KeyVersion);
     const std::size_t keyObjects = (identifier != nullptr ? 1U : 0U) + (version != nullptr ? 1U : 0U);
-    CardContent changed = card.Content();
-    if (const Bytes* name = ObjectName(objects)) {
-        DeleteObject(changed, *name, (command.p2 & Deletion::WithRelatedObjects) != 0);
-        RequireSelectionsStay(card, changed);
-    } else if (!objects.empty() && objects.size() == keyObjects) {
-        DeleteKeys(changed, KeyNumber(identifier), KeyNumber(version));
-    } else {
+    if (objects.empty() || objects.size() != keyObjects) {
         Refuse(StatusWord::WrongData);
     }
+    CardContent changed = card.Content();
+    Application& domain = *changed.FindSelectable(card.session.selected);
+    DeleteKeys(domain.keySets, KeyNumber(identifier), KeyNumber(version));
+    RequireCompleteSet(domain, *card.SelectedDomain());
     card.Commit(std::move(changed));
     return NoConfirmation();
 }

@@ -36,6 +36,20 @@ const Bytes* FindObject(const std::vector<TlvObject>& objects, std::uint32_t tag
     return found == objects.end() ? nullptr : &found->value;
 }
 
+void RequireEmpty(const std::vector<Bytes>& fields, std::initializer_list<std::size_t> which) {
+    for (const std::size_t at : which) {
+        if (!fields[at].empty()) {
+            Refuse(StatusWord::WrongData);
+        }
+    }
+}
+
+void RefuseToken(const Bytes& token) {
+    if (!token.empty()) {
+        Refuse(StatusWord::WrongData);
+    }
+}
+
 Bytes Privileges(const Bytes& field) {
     if (field.size() != 1 && field.size() != PrivilegesLength) {
         Refuse(StatusWord::WrongData);

@@ -16,7 +16,13 @@ namespace Card {
 // The value of `tag` among the objects, or nothing.
 [[nodiscard]] const Bytes* FindObject(const std::vector<TlvObject>& objects, std::uint32_t tag);
 
-// Privileges of 1 or 3 bytes, in 3; 11.1.2. An application gets none of those that one byte leaves out.
+// Fields that a form of the command leaves out are there, and empty.
+void RequireEmpty(const std::vector<Bytes>& fields, std::initializer_list<std::size_t> which);
+
+// A domain that manages content by its own authority gets no token; 9.1.3.2.
+void RefuseToken(const Bytes& token);
+
+// Privileges of 1 or 3 bytes, in 3; 11.1.2. Those that one byte leaves out are none.
 [[nodiscard]] Bytes Privileges(const Bytes& field);
 
 }  // namespace Card

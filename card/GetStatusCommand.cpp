@@ -4,6 +4,7 @@
 
 #include "card/Commands.h"
 #include "card/Fields.h"
+#include "card/Hierarchy.h"
 #include "globalplatform/Aes.h"
 #include "globalplatform/Aid.h"
 #include "globalplatform/Instruction.h"
@@ -90,7 +91,7 @@ public:
         if (!application.loadFile.empty()) {
             Add(entry, Tag::LoadFileAid, application.loadFile);
         }
-        Add(entry, Tag::SecurityDomainAid, content.issuerDomain.aid);
+        Add(entry, Tag::SecurityDomainAid, content.Associated(application.domain)->aid);
         return MakeTlv(Tag::RegistryEntry, entry);
     }
 
@@ -106,7 +107,7 @@ public:
         for (const Bytes& module : modules) {
             Add(entry, Tag::Name, module);
         }
-        Add(entry, Tag::SecurityDomainAid, content.issuerDomain.aid);
+        Add(entry, Tag::SecurityDomainAid, content.Associated(file.domain)->aid);
         return MakeTlv(Tag::RegistryEntry, entry);
     }
 
@@ -148,19 +149,28 @@ private:
     bool tagged;
 };
 
-std::vector<Bytes> Entries(const CardContent& content, const CommandApdu& command) {
+// A domain sees itself and what is below it; with global registry all, and the card's state too; 9.6.5.
+std::vector<Bytes> Entries(
+    const CardContent& content, const Application& domain, const CommandApdu& command) {
     const Criteria criteria = ReadCriteria(command.data);
     const EntryWriter writer(content, criteria, (command.p2 & StatusFlag::InTlv) != 0);
-    const auto asked = [&](const Bytes& aid) { return BeginsWith(aid, criteria.aidBeginning); };
+    const bool global = domain.Has(Privilege::GlobalRegistry);
+    const auto asked = [&](const auto& entry) {
+        return BeginsWith(entry.aid, criteria.aidBeginning) &&
+               (global || entry.aid == domain.aid || IsBelow(content, entry.domain, domain));
+    };
     const bool withModules = (command.p1 & StatusSubset::LoadFilesAndModules) != 0;
     std::vector<Bytes> entries;
     switch (command.p1 & StatusSubset::Mask) {
         case StatusSubset::IssuerDomain:  // there is one, whatever is searched for
+            if (!global) {
+                Refuse(StatusWord::WrongParameters);
+            }
             entries.push_back(writer.OfIssuer());
             break;
         case StatusSubset::Applications:
             for (const Application& application : content.applications) {
-                if (asked(application.aid)) {
+                if (asked(application)) {
                     entries.push_back(writer.Of(application));
                 }
             }
@@ -168,7 +178,7 @@ std::vector<Bytes> Entries(const CardContent& content, const CommandApdu& comman
         case StatusSubset::LoadFiles:
         case StatusSubset::LoadFilesAndModules:
             for (const LoadFile& file : content.loadFiles) {
-                if (asked(file.aid)) {
+                if (asked(file)) {
                     entries.push_back(writer.Of(file, withModules));
                 }
             }
@@ -205,7 +215,7 @@ std::size_t RoomIn(std::size_t length, SecurityLevel level) {
 
 // A list that is longer than a response goes on with the next command.
 Answer GetStatus(Runtime& card, const CommandApdu& command) {
-    const std::vector<Bytes> entries = Entries(card.Content(), command);
+    const std::vector<Bytes> entries = Entries(card.Content(), *card.SelectedDomain(), command);
     std::size_t at = Shown(card.session, command);
     if (at >= entries.size()) {
         Refuse(StatusWord::ReferencedDataNotFound);

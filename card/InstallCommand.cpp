@@ -2,8 +2,12 @@
 #include <algorithm>
 
 #include "card/Commands.h"
+#include "card/Delegation.h"
 #include "card/Fields.h"
+#include "card/Hierarchy.h"
 #include "card/Installation.h"
+#include "card/Memory.h"
+#include "card/RegistryUpdate.h"
 #include "globalplatform/Aid.h"
 #include "globalplatform/Digest.h"
 #include "globalplatform/Instruction.h"
@@ -20,46 +24,49 @@ constexpr std::uint8_t NoInformation = 0x00;
 constexpr std::uint8_t BeginsCombination = 0x01;
 constexpr std::uint8_t EndsCombination = 0x03;
 
-// The issuer domain manages content by itself, so that a token is an error; 9.1.3.2.
-void RefuseToken(const Bytes& token) {
-    if (!token.empty()) {
+// The domain that gets the file: another one has to take it; 9.3.5.
+Association ReceivingDomain(const CardContent& content, const Application& manager, const Bytes& aid) {
+    const bool other = !aid.empty() && aid != manager.aid;
+    return content.AssociationWith(other ? AcceptingDomain(content, aid) : manager);
+}
+
+// What a token is for has a hash, as strong as the token; 11.5.2.3.1 and table C-3.
+void RequireHash(const Mandate& mandate, std::size_t length) {
+    if (length < mandate.leastDigestLength) {
         Refuse(StatusWord::WrongData);
     }
 }
 
-// Fields that a form of the command leaves out are there, and empty.
-void RequireEmpty(const std::vector<Bytes>& fields, std::initializer_list<std::size_t> which) {
-    for (const std::size_t at : which) {
-        if (!fields[at].empty()) {
-            Refuse(StatusWord::WrongData);
-        }
-    }
-}
-
 // Fields of 11.5.2.3.1: load file, security domain, hash, parameters, token.
-void InstallForLoad(Runtime& card, const CommandApdu& command) {
+Answer InstallForLoad(Runtime& card, const CommandApdu& command) {
     const std::vector<Bytes> fields = Fields(command.data, 5);
     const Bytes& hash = fields[2];
     if (!IsAid(fields[0]) || (!hash.empty() && !IsDigestLength(hash.size()))) {
         Refuse(StatusWord::WrongData);
     }
-    RefuseToken(fields[4]);
     const LoadParameters parameters = ReadLoadParameters(fields[3]);
-    if (!fields[1].empty() && fields[1] != card.Content().issuerDomain.aid) {
-        Refuse(StatusWord::ReferencedDataNotFound);
-    }
+    const Application& manager = Manager(card, command.p1);
+    Loading loading;
+    loading.domain = ReceivingDomain(card.Content(), manager, fields[1]);
     if (card.Content().IsTaken(fields[0])) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
     if (parameters.memory > FreeMemory(card.Content(), card.options) ||
-        parameters.volatileMemory > card.options.volatileMemory) {
+        parameters.volatileMemory > FreeVolatileMemory(card.Content(), card.options)) {
         Refuse(StatusWord::NotEnoughMemory);
     }
-    Loading loading;
     loading.aid = fields[0];
     loading.hash = hash;
     loading.combined = command.p1 == Combined;
+    loading.order = InstallOrder(command, fields).text;
+    if (loading.combined) {
+        RefuseToken(fields[4]);  // it comes with the last command, 11.5.2.3.1
+    } else {
+        loading.mandate = RequireMandate(card, manager, InstallOrder(command, fields));
+        RequireHash(loading.mandate, hash.size());
+    }
     card.session.loading = std::move(loading);
+    return NoConfirmation();
 }
 
 // The file with the module; 11.5.2.3.2. Without a name, the one that says that it has the module.
@@ -77,114 +84,164 @@ const LoadFile& FileOf(const CardContent& content, const Bytes& name, const Byte
     return *found;
 }
 
-// Fields of 11.5.2.3.2: load file, module, application, privileges, parameters, token. The content is the
-// card's, in a combined process with the file that was loaded, which need not be named then.
-void InstallForInstall(
-    Runtime& card, const CommandApdu& command, CardContent changed, const Bytes& loadedFile = {}) {
-    const std::vector<Bytes> fields = Fields(command.data, 6);
-    const Bytes& file = fields[0].empty() ? loadedFile : fields[0];
-    const bool selectable = (command.p1 & InstallFor::MakeSelectable) != 0;
-    const InstallParameters parameters = ReadInstallParameters(fields[4], selectable);
-    if ((!file.empty() && !IsAid(file)) || !IsAid(fields[1]) || !IsAid(fields[2])) {
+// Who it belongs to: a domain to the one that installs it, another application to the domain of its file,
+// which has to agree; 9.3.3 and 9.3.6.
+Association InstalledIn(const CardContent& content, const Application& manager, const LoadFile& file) {
+    const Application& owner = *content.Associated(file.domain);
+    if (owner.aid != manager.aid && !IsOperational(content, owner)) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    return file.CameWithTheCard() ? content.AssociationWith(manager) : file.domain;
+}
+
+// Fields of 11.5.2.3.2: load file, module, application, privileges, parameters, token. In a combined process
+// the file is the one that was loaded, and need not be named.
+Application InstalledBy(
+    const CardContent& content, const Application& manager, const std::vector<Bytes>& fields,
+    const Bytes& loadedFile, bool selectable) {
+    const Bytes& name = fields[0].empty() ? loadedFile : fields[0];
+    if ((!name.empty() && !IsAid(name)) || !IsAid(fields[1]) || !IsAid(fields[2])) {
         Refuse(StatusWord::WrongData);
     }
-    RefuseToken(fields[5]);
+    const LoadFile& file = FileOf(content, name, fields[1]);
     Application application;
     application.aid = fields[2];
     application.module = fields[1];
-    application.loadFile = FileOf(changed, file, fields[1]).aid;
-    application.privileges = ApplicationPrivileges(fields[3], selectable);
+    application.loadFile = file.aid;
+    application.privileges = ReadPrivileges(fields[3], file.CameWithTheCard());
     application.parameters = fields[4].size();
-    if (changed.IsTaken(application.aid)) {
+    application.domain = InstalledIn(content, manager, file);
+    if (!selectable && application.Has(Privilege::CardReset)) {
+        Refuse(StatusWord::WrongData);
+    }
+    if (content.IsTaken(application.aid)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    if (parameters.reservedMemory > FreeMemory(changed, card.options) ||
-        parameters.reservedVolatileMemory > card.options.volatileMemory) {
+    return application;
+}
+
+// The content is the card's, in a combined process with the file that was loaded.
+Answer InstallForInstall(
+    Runtime& card, const CommandApdu& command, CardContent changed, const Loaded& loaded = {}) {
+    const std::vector<Bytes> fields = Fields(command.data, 6);
+    const bool selectable = (command.p1 & InstallFor::MakeSelectable) != 0;
+    InstallParameters parameters = ReadInstallParameters(fields[4], selectable);
+    const Application& manager = Manager(card, command.p1);
+    Application application = InstalledBy(changed, manager, fields, loaded.file.aid, selectable);
+    const Mandate mandate = RequireMandate(card, manager, InstallOrder(command, fields, loaded.order));
+    if (!loaded.order.empty()) {
+        RequireHash(mandate, loaded.hashLength);
+    }
+    if (parameters.memory.reserved > FreeMemory(changed, card.options) ||
+        parameters.volatileMemory.reserved > FreeVolatileMemory(changed, card.options)) {
         Refuse(StatusWord::NotEnoughMemory);
     }
+    application.memory = parameters.memory;
+    application.volatileMemory = parameters.volatileMemory;
+    RequireSingleHolder(changed, application);
     if (selectable) {
         MakeSelectable(changed, application, parameters.implicitSelection);
     }
+    std::vector<Bytes> confirmed = {application.loadFile, application.aid};
+    if (!loaded.order.empty()) {
+        confirmed.push_back(changed.Associated(loaded.file.domain)->aid);
+    }
     changed.applications.push_back(std::move(application));
+    Answer answer = Confirm(card, changed, mandate, confirmed);
     card.Commit(std::move(changed));
+    return answer;
 }
 
 // The loaded file comes to be with its application, or not at all; 9.3.8. It may be named again.
-void EndCombination(Runtime& card, const CommandApdu& command, const std::optional<LoadFile>& loaded) {
+Answer EndCombination(Runtime& card, const CommandApdu& command, const std::optional<Loaded>& loaded) {
     const Bytes name = Fields(command.data, 6)[0];
-    if (!loaded || (!name.empty() && name != loaded->aid) || card.Content().IsTaken(loaded->aid)) {
+    if (!loaded || (!name.empty() && name != loaded->file.aid) || card.Content().IsTaken(loaded->file.aid) ||
+        card.Content().Associated(loaded->file.domain) == nullptr) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
     CardContent changed = card.Content();
-    changed.loadFiles.push_back(*loaded);
-    InstallForInstall(card, command, std::move(changed), loaded->aid);
+    changed.loadFiles.push_back(loaded->file);
+    return InstallForInstall(card, command, std::move(changed), *loaded);
 }
 
 // Fields of 11.5.2.3.3; the first two are empty.
-void InstallForMakeSelectable(Runtime& card, const CommandApdu& command) {
+Answer InstallForMakeSelectable(Runtime& card, const CommandApdu& command) {
     const std::vector<Bytes> fields = Fields(command.data, 6);
     RequireEmpty(fields, {0, 1});
-    RefuseToken(fields[5]);
     const Bytes implicitSelection = ReadSelectionParameters(fields[4]);
-    const bool cardReset = (Privileges(fields[3]).front() & CardResetPrivilege) != 0;
+    const bool cardReset = (FromBigEndian(Privileges(fields[3])) & Privilege::CardReset) != 0;
+    const Application& manager = Manager(card, command.p1);
     CardContent changed = card.Content();
     Application* application = changed.FindApplication(fields[2]);
     if (application == nullptr) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
+    RequireConsent(changed, application->domain, manager);
+    const Mandate mandate = RequireMandate(card, manager, InstallOrder(command, fields));
     if (application->state != LifeCycle::Installed) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
     Application selectable = *application;
-    selectable.privileges.front() |= cardReset ? CardResetPrivilege : std::uint8_t{0};
+    if (cardReset) {
+        selectable.privileges =
+            BigEndian(FromBigEndian(selectable.privileges) | Privilege::CardReset, PrivilegesLength);
+    }
     MakeSelectable(changed, selectable, implicitSelection);
     *application = std::move(selectable);
+    Answer answer = Confirm(card, changed, mandate, {application->loadFile, application->aid});
     card.Commit(std::move(changed));
+    return answer;
 }
 
-// Fields of 11.5.2.3.6; all but the application are empty. STORE DATA goes to the application then.
-void InstallForPersonalization(Runtime& card, const CommandApdu& command) {
+// Fields of 11.5.2.3.6; all but the application are empty. STORE DATA goes to the application then, which
+// has to be the domain's own; 6.7 and 7.3.2.
+Answer InstallForPersonalization(Runtime& card, const CommandApdu& command) {
     card.session.personalized.clear();
     card.session.storing.reset();
     const std::vector<Bytes> fields = Fields(command.data, 6);
     RequireEmpty(fields, {0, 1, 3, 4, 5});
-    const Application* application = card.Content().FindApplication(fields[2]);
+    const CardContent& content = card.Content();
+    const Application& domain = *card.SelectedDomain();
+    const bool restricted = ((content.restrictions | domain.restrictions) & InstallFor::Personalization) != 0;
+    if (restricted || !domain.Has(Privilege::TrustedPath)) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    const Application* application = content.FindApplication(fields[2]);
     if (application == nullptr) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
-    if (application->IsLocked()) {
+    if (application->IsLocked() || application->domain != content.AssociationWith(domain)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
     card.session.personalized = application->aid;
+    return NoConfirmation();
 }
 
 }  // namespace
 
 Answer Install(Runtime& card, const CommandApdu& command) {
-    const std::optional<LoadFile> loaded = std::move(card.session.loaded);
+    const std::optional<Loaded> loaded = std::move(card.session.loaded);
     card.session.loaded.reset();
     switch (command.p1 << 8 | command.p2) {
         case InstallFor::Load << 8 | NoInformation:
         case Combined << 8 | BeginsCombination:
-            InstallForLoad(card, command);
-            break;
+            return InstallForLoad(card, command);
         case InstallFor::Install << 8 | NoInformation:
         case (InstallFor::Install | InstallFor::MakeSelectable) << 8 | NoInformation:
-            InstallForInstall(card, command, card.Content());
-            break;
+            return InstallForInstall(card, command, card.Content());
         case Combined << 8 | EndsCombination:
-            EndCombination(card, command, loaded);
-            break;
+            return EndCombination(card, command, loaded);
         case InstallFor::MakeSelectable << 8 | NoInformation:
-            InstallForMakeSelectable(card, command);
-            break;
+            return InstallForMakeSelectable(card, command);
         case InstallFor::Personalization << 8 | NoInformation:
-            InstallForPersonalization(card, command);
-            break;
+            return InstallForPersonalization(card, command);
+        case InstallFor::Extradition << 8 | NoInformation:
+            return InstallForExtradition(card, command);
+        case InstallFor::RegistryUpdate << 8 | NoInformation:
+            return InstallForRegistryUpdate(card, command);
         default:
             Refuse(StatusWord::WrongParameters);
     }
-    return NoConfirmation();
 }
 
 }  // namespace Card

@@ -39,14 +39,16 @@ std::uint64_t MemorySize(const std::vector<TlvObject>& system, std::uint32_t tag
 }
 
 // A quota reserves nothing, and is not below what is reserved; 9.7.
-std::uint64_t Reserved(
-    const std::vector<TlvObject>& system, std::uint32_t reservedTag, std::uint32_t quotaTag) {
-    const std::uint64_t reserved = MemorySize(system, reservedTag);
-    const std::uint64_t quota = MemorySize(system, quotaTag);
-    if (FindObject(system, quotaTag) != nullptr && quota < reserved) {
+MemoryLimits Limits(const std::vector<TlvObject>& system, std::uint32_t reservedTag, std::uint32_t quotaTag) {
+    MemoryLimits limits;
+    limits.reserved = MemorySize(system, reservedTag);
+    if (FindObject(system, quotaTag) != nullptr) {
+        limits.quota = MemorySize(system, quotaTag);
+    }
+    if (limits.quota && *limits.quota < limits.reserved) {
         Refuse(StatusWord::WrongData);
     }
-    return reserved;
+    return limits;
 }
 
 // They add up.
@@ -66,7 +68,7 @@ Bytes ImplicitSelection(const std::vector<TlvObject>& system) {
 
 // Where it is selected by itself.
 Bytes Places(const Application& application) {
-    if (application.implicitSelection.empty() && application.HasCardReset() &&
+    if (application.implicitSelection.empty() && application.Has(Privilege::CardReset) &&
         application.state >= LifeCycle::Selectable) {
         return {FirstChannelEverywhere};
     }
@@ -98,8 +100,8 @@ InstallParameters ReadInstallParameters(const Bytes& parameters, bool selectable
     }
     const std::vector<TlvObject> system = SystemParameters(parameters);
     InstallParameters read;
-    read.reservedMemory = Reserved(system, Tag::ReservedMemory, Tag::InstanceMemory);
-    read.reservedVolatileMemory = Reserved(system, Tag::ReservedVolatileMemory, Tag::VolatileQuota);
+    read.memory = Limits(system, Tag::ReservedMemory, Tag::InstanceMemory);
+    read.volatileMemory = Limits(system, Tag::ReservedVolatileMemory, Tag::VolatileQuota);
     read.implicitSelection = ImplicitSelection(system);
     if (!read.implicitSelection.empty() && !selectable) {
         Refuse(StatusWord::WrongData);
@@ -111,25 +113,76 @@ Bytes ReadSelectionParameters(const Bytes& parameters) {
     return ImplicitSelection(SystemParameters(parameters));
 }
 
-Bytes ApplicationPrivileges(const Bytes& field, bool selectable) {
-    Bytes privileges = Privileges(field);
-    const bool others =
-        (privileges[0] & ~CardResetPrivilege) != 0 || privileges[1] != 0 || privileges[2] != 0;
-    if (others || (privileges[0] != 0 && !selectable)) {
+UpdateParameters ReadUpdateParameters(const Bytes& parameters) {
+    const std::vector<TlvObject> system = SystemParameters(parameters);
+    UpdateParameters read{ImplicitSelection(system), std::nullopt};
+    if (const Bytes* restriction = FindObject(system, Tag::Restriction)) {
+        if (restriction->size() != 1) {
+            Refuse(StatusWord::WrongData);
+        }
+        read.restriction = restriction->front();
+    }
+    return read;
+}
+
+std::uint32_t PossiblePrivileges(bool domain) {
+    constexpr std::uint32_t Common = Privilege::CardLock | Privilege::CardTerminate | Privilege::CardReset |
+                                     Privilege::CvmManagement | Privilege::GlobalLock |
+                                     Privilege::GlobalRegistry | Privilege::FinalApplication |
+                                     Privilege::GlobalService;
+    constexpr std::uint32_t OfDomains =
+        Privilege::SecurityDomain | Privilege::TrustedPath | Privilege::AuthorizedManagement |
+        Privilege::GlobalDelete | Privilege::MandatedDapVerification | Privilege::DelegatedManagement |
+        Privilege::TokenVerification | Privilege::ReceiptGeneration | Privilege::CipheredLoadFile;
+    return domain ? Common | OfDomains : Common;
+}
+
+// What manages by a token has neither its own authority nor that of verifying tokens or giving receipts, and
+// mandated verification of load files is verification; 6.6.2.
+bool GoTogether(std::uint32_t privileges) {
+    constexpr std::uint32_t Delegation = Privilege::DelegatedManagement & ~Privilege::SecurityDomain;
+    constexpr std::uint32_t WithoutDelegation =
+        Privilege::AuthorizedManagement | Privilege::TokenVerification | Privilege::ReceiptGeneration;
+    constexpr std::uint32_t Verification = Privilege::DapVerification & ~Privilege::SecurityDomain;
+    constexpr std::uint32_t Mandated = Privilege::MandatedDapVerification & ~Privilege::DapVerification;
+    const bool contradicts = (privileges & Delegation) != 0 && (privileges & WithoutDelegation) != 0;
+    const bool lacks = (privileges & Mandated) != 0 && (privileges & Verification) == 0;
+    return !contradicts && !lacks;
+}
+
+Bytes ReadPrivileges(const Bytes& field, bool domain) {
+    auto privileges = static_cast<std::uint32_t>(FromBigEndian(Privileges(field))) & ~Privilege::Reserved;
+    if (domain && field.size() == 1) {
+        privileges |= Privilege::TrustedPath;
+    }
+    const bool possible = (privileges & ~PossiblePrivileges(domain)) == 0;
+    if (!possible || !GoTogether(privileges) || ((privileges & Privilege::SecurityDomain) != 0) != domain) {
         Refuse(StatusWord::WrongData);
     }
-    return privileges;
+    return BigEndian(privileges, PrivilegesLength);
+}
+
+void RequireSingleHolder(const CardContent& content, const Application& application) {
+    for (const std::uint32_t single : {Privilege::CardReset, Privilege::FinalApplication}) {
+        const Application* holder = content.HolderOf(single);
+        if (application.Has(single) && holder != nullptr && holder->aid != application.aid) {
+            Refuse(StatusWord::ConditionsNotSatisfied);
+        }
+    }
 }
 
 void MakeSelectable(const CardContent& content, Application& application, const Bytes& implicitSelection) {
     application.state = LifeCycle::Selectable;
-    Append(application.implicitSelection, implicitSelection);
+    RequireSingleHolder(content, application);
+    AddImplicitSelection(content, application, implicitSelection);
+}
+
+void AddImplicitSelection(const CardContent& content, Application& application, const Bytes& parameters) {
+    Append(application.implicitSelection, parameters);
     const Bytes places = Places(application);
-    const bool taken =
-        std::any_of(content.applications.begin(), content.applications.end(), [&](const Application& each) {
-            const bool resets = application.HasCardReset() && each.HasCardReset();
-            return each.aid != application.aid && (resets || Meet(places, Places(each)));
-        });
+    const bool taken = std::any_of(
+        content.applications.begin(), content.applications.end(),
+        [&](const Application& each) { return each.aid != application.aid && Meet(places, Places(each)); });
     if (taken) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }

@@ -13,9 +13,14 @@ struct LoadParameters {
 };
 
 struct InstallParameters {
-    std::uint64_t reservedMemory = 0;
-    std::uint64_t reservedVolatileMemory = 0;
+    MemoryLimits memory;
+    MemoryLimits volatileMemory;
     Bytes implicitSelection;  // a byte for each parameter
+};
+
+struct UpdateParameters {
+    Bytes implicitSelection;
+    std::optional<std::uint8_t> restriction;  // of what may still be managed
 };
 
 // 11.5.2.3.7. Tags that are not known are passed over.
@@ -28,13 +33,26 @@ struct InstallParameters {
 // Those of [for make selectable].
 [[nodiscard]] Bytes ReadSelectionParameters(const Bytes& parameters);
 
-// The privileges of an application that is installed. It can have card reset, and only with what makes it
-// selectable, 11.5.2.3.2; others that the card could not honour are refused.
-[[nodiscard]] Bytes ApplicationPrivileges(const Bytes& field, bool selectable);
+// Those of [for registry update].
+[[nodiscard]] UpdateParameters ReadUpdateParameters(const Bytes& parameters);
 
-// Makes the application, which may be in the content already, selectable. Only the issuer domain gives away
-// card reset, 6.6.2, and the channels on which it is selected by itself, 6.4.1.
+// What a security domain, or another application, may have on this card; of others it could honour nothing.
+[[nodiscard]] std::uint32_t PossiblePrivileges(bool domain);
+
+// The privileges of a field of one or three bytes, when they go together, 6.6.2. Where one byte leaves the
+// others out, a domain has trusted path.
+[[nodiscard]] Bytes ReadPrivileges(const Bytes& field, bool domain);
+
+// Only the issuer domain gives away card reset and final application, and has them back before another gets
+// them; 6.6.2.
+void RequireSingleHolder(const CardContent& content, const Application& application);
+
+// Makes the application, which may be in the content already, selectable.
 void MakeSelectable(const CardContent& content, Application& application, const Bytes& implicitSelection);
+
+// Registers for implicit selection where the issuer domain is selected by itself until then, 6.4.1; the
+// parameters add up.
+void AddImplicitSelection(const CardContent& content, Application& application, const Bytes& parameters);
 
 // Whether the application is registered for implicit selection on this logical channel, through the
 // contacts; 6.4.1.

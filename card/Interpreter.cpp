@@ -217,8 +217,14 @@ void CheckAccess(const Runtime& card, const Rule& rule, const CommandApdu& comma
     CheckClassUnder(rule, command);
     const bool everybodys =
         rule.protection == Protection::Selection || rule.protection == Protection::Reading;
-    if (!everybodys && !card.IssuerSelected()) {
+    const Application* domain = card.SelectedDomain();
+    if (!everybodys && domain == nullptr) {
         Refuse(StatusWord::InstructionNotSupported);
+    }
+    // A supplementary domain that is locked while it is selected does nothing more, 5.3.2.4.
+    const bool leaves = rule.protection == Protection::Selection;
+    if (domain != nullptr && !leaves && !card.Content().IsIssuer(*domain) && domain->IsLocked()) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
     }
     if (!IsAvailable(rule.availability, card.Content().issuerDomain.state)) {
         Refuse(StatusWord::ConditionsNotSatisfied);

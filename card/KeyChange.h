@@ -16,26 +16,19 @@ using Keys = std::map<std::uint8_t, Key>;  // by identifier
 // wrong (6982); 11.8.2.3 and table 11-78.
 void RequireKey(const Key& key, const Bytes& checkValue);
 
-// The card keeps a set that opens a channel.
-void RequireCompleteSet(const CardContent& content);
+// A domain that has a set that opens a channel keeps one.
+void RequireCompleteSet(const Application& domain, const Application& before);
 
-// Behind keys that came: initial ones go as soon as the card has a set of its own that opens a channel.
-void SettleKeys(CardContent& content);
+// Behind keys that came: initial ones go as soon as the domain has a set of its own that opens a channel.
+void SettleKeys(Application& domain, const Application& before);
 
 // What a secret of this length was before it was filled up to whole blocks and encrypted. Throws a Refusal
 // when it cannot be of that length.
 [[nodiscard]] Bytes DecryptedSecret(
     const Bytes& encrypted, std::size_t length, const Bytes& dataEncryptionKey);
 
-// The keys that DGI 00B9 announces, 11.11.4; those behind it bring their values, in the same order.
-[[nodiscard]] std::vector<KeyTemplate> ReadKeyTemplates(const Bytes& value);
-
-// The key of a template and its encrypted value. Throws a Refusal when they do not agree.
-[[nodiscard]] Key StoredKey(
-    const KeyTemplate& announced, const Bytes& encrypted, const Bytes& dataEncryptionKey);
-
 // Puts keys in, beside those that are there or in their place. A set that is new or replaced as a whole
 // begins its sequence counter anew; Amendment D, 6.2.2.1.
-void StoreKeys(CardContent& content, const std::map<std::uint8_t, Keys>& byVersion);
+void StoreKeys(Application& domain, const Application& before, const std::map<std::uint8_t, Keys>& byVersion);
 
 }  // namespace Card

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "card/Commands.h"
-#include "globalplatform/Aes.h"
-#include "globalplatform/Digest.h"
+#include "card/Delegation.h"
+#include "card/Hierarchy.h"
+#include "card/LoadVerification.h"
+#include "card/Memory.h"
 #include "globalplatform/Instruction.h"
 #include "globalplatform/LoadFile.h"
 
@@ -9,33 +11,41 @@ namespace Card {
 
 namespace {
 
-// Blocks for data authentication name a security domain that verifies them, and encrypted code one that can
-// read it, 11.6.2.3; the card has none. LOAD knows no wrong data, table 11-60: what the file is not is a
-// condition.
-LoadFile Finished(const Loading& loading) {
-    const std::optional<LoadFileParts> parts = ParseLoadFile(loading.received);
-    const bool plain = parts && !parts->dataBlock.empty() && parts->before.empty();
-    const std::optional<CodeDescription> code = plain ? DescribeCode(parts->dataBlock) : std::nullopt;
-    const bool rightName = code && (!code->known || code->package == loading.aid);
-    const bool rightHash =
-        plain && (loading.hash.empty() ||
-                  SameSecret(DigestOfLength(parts->dataBlock, loading.hash.size()), loading.hash));
-    if (!rightName || !rightHash) {
+// LOAD knows no wrong data, table 11-60: what the file is not is a condition.
+LoadFile Finished(const CardContent& content, const Loading& loading) {
+    const Bytes code = VerifiedCode(content, loading);
+    const std::optional<CodeDescription> description = DescribeCode(code);
+    if (!description || (description->known && description->package != loading.aid)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
-    return {loading.aid, parts->dataBlock.size(), code->known, code->version, code->modules};
+    return {
+        loading.aid,        loading.domain,       code.size(),
+        description->known, description->version, description->modules,
+    };
+}
+
+// Meanwhile another logical channel may have taken the name, or the domain that gets the file.
+void RequireRoomFor(const CardContent& content, const Loading& loading) {
+    const Application* domain = content.Associated(loading.domain);
+    if (content.IsTaken(loading.aid) || domain == nullptr || !IsOperational(content, *domain)) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
 }
 
 // In a combined process, the file waits for its application.
-void Finish(Runtime& card, const Loading& loading) {
-    LoadFile file = Finished(loading);
+Answer Finish(Runtime& card, const Loading& loading) {
+    RequireRoomFor(card.Content(), loading);
+    LoadFile file = Finished(card.Content(), loading);
     if (loading.combined) {
-        card.session.loaded = std::move(file);
-        return;
+        card.session.loaded = Loaded{std::move(file), loading.hash.size(), loading.order};
+        return NoConfirmation();
     }
     CardContent changed = card.Content();
     changed.loadFiles.push_back(std::move(file));
+    const Bytes domain = changed.Associated(loading.domain)->aid;
+    Answer answer = Confirm(card, changed, loading.mandate, {loading.aid, domain});
     card.Commit(std::move(changed));
+    return answer;
 }
 
 }  // namespace
@@ -59,10 +69,9 @@ Answer Load(Runtime& card, const CommandApdu& command) {
     Append(loading.received, command.data);
     ++loading.nextBlock;
     if ((command.p1 & LastBlockFlag) != 0) {
-        Finish(card, loading);
-    } else {
-        card.session.loading = std::move(loading);
+        return Finish(card, loading);
     }
+    card.session.loading = std::move(loading);
     return NoConfirmation();
 }
 

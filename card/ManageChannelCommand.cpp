@@ -31,7 +31,7 @@ Bytes SelectedAtOpening(const Runtime& card, std::uint8_t number) {
     }
     const Application* application = content.FindApplication(card.session.selected);
     const bool locked = application != nullptr && application->IsLocked();
-    return locked ? content.issuerDomain.aid : card.session.selected;
+    return locked ? content.FinalApplication().aid : card.session.selected;
 }
 
 Answer OpenChannel(Runtime& card, std::uint8_t wanted) {

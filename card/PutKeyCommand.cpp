@@ -102,9 +102,9 @@ NewKeys ReadKeys(const CommandApdu& command, const Bytes& dataEncryptionKey) {
 }
 
 // Takes the keys that are replaced out of their version; 11.8.2.1. Their kind stays, 11.8.2.3.3.
-void TakeReplaced(CardContent& content, std::uint8_t version, const Keys& keys) {
-    const auto set = content.keySets.find(version);
-    if (set == content.keySets.end()) {
+void TakeReplaced(KeySets& sets, std::uint8_t version, const Keys& keys) {
+    const auto set = sets.find(version);
+    if (set == sets.end()) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
     for (const auto& [identifier, key] : keys) {
@@ -118,13 +118,13 @@ void TakeReplaced(CardContent& content, std::uint8_t version, const Keys& keys) 
         set->second.keys.erase(replaced);
     }
     if (set->second.keys.empty()) {
-        content.keySets.erase(set);
+        sets.erase(set);
     }
 }
 
 // A set that goes on keeps its sequence counter, so that none of its challenges comes again.
-void PutIn(CardContent& content, const NewKeys& read) {
-    KeySet& set = content.keySets[read.version];
+void PutIn(KeySets& sets, const NewKeys& read) {
+    KeySet& set = sets[read.version];
     for (const auto& [identifier, key] : read.keys) {
         if (!set.keys.emplace(identifier, key).second) {
             Refuse(StatusWord::WrongData);
@@ -137,11 +137,12 @@ void PutIn(CardContent& content, const NewKeys& read) {
 Answer PutKey(Runtime& card, const CommandApdu& command) {
     const NewKeys read = ReadKeys(command, card.session.channel->dataEncryptionKey);
     CardContent changed = card.Content();
+    Application& domain = *changed.FindSelectable(card.session.selected);
     if (command.p1 != 0) {
-        TakeReplaced(changed, command.p1, read.keys);
+        TakeReplaced(domain.keySets, command.p1, read.keys);
     }
-    PutIn(changed, read);
-    SettleKeys(changed);
+    PutIn(domain.keySets, read);
+    SettleKeys(domain, *card.SelectedDomain());
     card.Commit(std::move(changed));
     return {read.confirmation};
 }

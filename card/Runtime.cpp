@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "card/Runtime.h"
 
+#include "card/Memory.h"
+
 namespace Card {
 
 namespace {
@@ -60,12 +62,8 @@ void Runtime::Restart(const Bytes& selected) {
     session.selected = selected;
 }
 
-// What takes no more memory than before is let through also on a card whose memory was made smaller.
 void Runtime::Commit(CardContent changed) {
-    const std::uint64_t needed = changed.UsedMemory();
-    if (needed > options.memory && needed > Content().UsedMemory()) {
-        Refuse(StatusWord::NotEnoughMemory);
-    }
+    RequireMemory(Content(), changed, options);
     store.Commit(std::move(changed));
 }
 

@@ -24,6 +24,7 @@ struct Answer {
 
 // Between INITIALIZE UPDATE and EXTERNAL AUTHENTICATE.
 struct Challenge {
+    Association keyOwner;  // the domain whose keys these are
     Bytes hostCryptogram;
     SecureMessaging messaging;
     Bytes dataEncryptionKey;
@@ -42,15 +43,33 @@ struct Chain {
     Bytes data;
 };
 
+// By whose authority content is managed; 9.1.3.
+struct Mandate {
+    Association manager;
+    bool delegated = false;  // by a token, and so answered with a confirmation
+    Bytes tokenNumber;
+    std::size_t leastDigestLength = 0;  // of a load file that the token is for
+};
+
 struct Loading {
     Bytes aid;
-    Bytes hash;  // of the code, or empty
+    Association domain;  // that gets the file
+    Bytes hash;          // of the code, or empty
     bool combined = false;
+    Bytes order;  // what a token that comes later is over, too
+    Mandate mandate;
     unsigned nextBlock = 0;
     Bytes received;
 };
 
-// A key that STORE DATA announces before its value, 11.11.4.
+// In a combined process that goes on with its installation.
+struct Loaded {
+    LoadFile file;
+    std::size_t hashLength = 0;  // 0 without a hash
+    Bytes order;
+};
+
+// A key, or a component of one, that STORE DATA announces before its value, 11.11.4.
 struct KeyTemplate {
     std::uint8_t type = 0;
     std::size_t length = 0;  // of the value without its padding
@@ -59,6 +78,7 @@ struct KeyTemplate {
     Bytes usage;
     Bytes access;
     Bytes checkValue;
+    Bytes reference;  // of a curve, in place of a value
 };
 
 struct Storing {
@@ -66,7 +86,7 @@ struct Storing {
     std::uint8_t structure = 0;
     Bytes remainder;  // the beginning of an object that goes on in the next block
     std::vector<KeyTemplate> announced;
-    std::vector<Bytes> keyValues;  // of the first that are announced
+    std::vector<Bytes> keyValues;  // of the first that are announced, one for each
 };
 
 struct Listing {
@@ -85,8 +105,8 @@ struct Session {
     bool aborted = false;  // the channel, but not terminated: nothing is carried out until it is
     std::optional<Chain> chain;
     std::optional<Loading> loading;
-    std::optional<LoadFile> loaded;  // in a combined process that goes on with its installation
-    Bytes personalized;              // whom STORE DATA goes to; empty: the domain itself
+    std::optional<Loaded> loaded;
+    Bytes personalized;  // whom STORE DATA goes to; empty: the domain itself
     std::optional<Storing> storing;
 };
 
@@ -94,7 +114,10 @@ struct Runtime {
     explicit Runtime(const Options& initialOptions);
 
     const CardContent& Content() const { return store.Content(); }
-    bool IssuerSelected() const { return session.selected == Content().issuerDomain.aid; }
+
+    // What is selected on this channel; nothing when it was deleted. A domain, or nothing when it is none.
+    const Application* Selected() const { return Content().FindSelectable(session.selected); }
+    const Application* SelectedDomain() const { return Content().FindDomain(session.selected); }
 
     // Terminates the secure channel and what was begun in it; the selection and its listing stay.
     void EndChannel();
@@ -102,7 +125,8 @@ struct Runtime {
     // Aborts the secure channel: Amendment D, 5.6. Until it is terminated, every command is refused.
     void AbortChannel();
 
-    // Makes the changed content last. Refuses it when it takes more memory than there is.
+    // Makes the changed content last. Refuses it when it takes more memory than there is, or than an
+    // application may have.
     void Commit(CardContent changed);
 
     // Makes the session of a logical channel the one that commands see. False when it is not open.

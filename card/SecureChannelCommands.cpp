@@ -5,20 +5,21 @@
 #include <stdexcept>
 
 #include "card/Commands.h"
+#include "card/Identification.h"
 #include "globalplatform/Aes.h"
 
 namespace Card {
 
 namespace {
 
-std::map<std::uint8_t, KeySet>::const_iterator FindKeySet(const CardContent& content, std::uint8_t version) {
-    return version == 0 ? content.FirstCompleteSet() : content.keySets.find(version);
+KeySets::const_iterator FindKeySet(const Application& owner, std::uint8_t version) {
+    return version == 0 ? owner.FirstCompleteSet() : owner.keySets.find(version);
 }
 
 // A channel that repeats its counter would repeat its keys, so the new counter lasts before anything is said.
-std::uint32_t NextSequenceCounter(Runtime& card, std::uint8_t version) {
+std::uint32_t NextSequenceCounter(Runtime& card, const Association& keyOwner, std::uint8_t version) {
     CardContent changed = card.Content();
-    std::uint32_t& counter = changed.keySets.at(version).sequenceCounter;
+    std::uint32_t& counter = changed.Associated(keyOwner)->keySets.at(version).sequenceCounter;
     if (counter == GreatestSequenceCounter) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
@@ -27,16 +28,19 @@ std::uint32_t NextSequenceCounter(Runtime& card, std::uint8_t version) {
     return next;
 }
 
-void CountFailures(Runtime& card, std::uint32_t count) {
-    if (card.Content().failedAuthentications != count) {
+// Each domain counts those with its own keys.
+void CountFailures(Runtime& card, const Association& keyOwner, std::uint32_t count) {
+    const Application* owner = card.Content().Associated(keyOwner);
+    if (owner != nullptr && owner->failedAuthentications != count) {
         CardContent changed = card.Content();
-        changed.failedAuthentications = count;
+        changed.Associated(keyOwner)->failedAuthentications = count;
         card.Commit(std::move(changed));
     }
 }
 
-[[noreturn]] void FailAuthentication(Runtime& card, StatusWord status) {
-    CountFailures(card, card.Content().failedAuthentications + 1);
+[[noreturn]] void FailAuthentication(Runtime& card, const Association& keyOwner, StatusWord status) {
+    const Application* owner = card.Content().Associated(keyOwner);
+    CountFailures(card, keyOwner, owner == nullptr ? 0 : owner->failedAuthentications + 1);
     Refuse(status);
 }
 
@@ -55,15 +59,24 @@ Bytes RandomChallenge() {
     return challenge;
 }
 
-CardChallenge NextChallenge(Runtime& card, std::uint8_t version, const StaticKeys& keys) {
+CardChallenge NextChallenge(
+    Runtime& card, const Association& keyOwner, std::uint8_t version, const StaticKeys& keys) {
     if ((card.options.channelOption & ChannelOption::PseudoRandomChallenge) == 0) {
         return {RandomChallenge(), {}};
     }
-    const Bytes counter = BigEndian(NextSequenceCounter(card, version), SequenceCounterLength);
+    const Bytes counter = BigEndian(NextSequenceCounter(card, keyOwner, version), SequenceCounterLength);
     return {DeriveCardChallenge(keys.encryption, counter, card.session.selected), counter};
 }
 
 }  // namespace
+
+const Application& KeyOwner(const CardContent& content, const Application& domain) {
+    const Application* owner = &domain;
+    while (!owner->OpensChannels() && owner->domain != owner->aid) {
+        owner = content.Associated(owner->domain);
+    }
+    return *owner;
+}
 
 // The attempt alone terminates the channel that was open; 5.6.
 Answer InitializeUpdate(Runtime& card, const CommandApdu& command) {
@@ -75,16 +88,18 @@ Answer InitializeUpdate(Runtime& card, const CommandApdu& command) {
         Refuse(StatusWord::WrongLength);
     }
     const CardContent& content = card.Content();
-    const auto found = FindKeySet(content, command.p1);
-    if (found == content.keySets.end() || !found->second.Complete()) {
+    const Application& owner = KeyOwner(content, *card.SelectedDomain());
+    const auto found = FindKeySet(owner, command.p1);
+    if (found == owner.keySets.end() || !found->second.Complete()) {
         Refuse(StatusWord::ReferencedDataNotFound);
     }
-    if (content.failedAuthentications >= card.options.authenticationAttempts) {
+    if (owner.failedAuthentications >= card.options.authenticationAttempts) {
         Refuse(StatusWord::AuthenticationBlocked);
     }
     const std::uint8_t version = found->first;
     const StaticKeys keys = found->second.Static();
-    const CardChallenge next = NextChallenge(card, version, keys);
+    const Association keyOwner = content.AssociationWith(owner);
+    const CardChallenge next = NextChallenge(card, keyOwner, version, keys);
     const Bytes& challenge = next.challenge;
     const SessionKeys sessionKeys = DeriveSessionKeys(keys, command.data, challenge);
     Bytes response = KeyDiversificationData(card.options);
@@ -93,7 +108,7 @@ Answer InitializeUpdate(Runtime& card, const CommandApdu& command) {
     Append(response, CardCryptogram(sessionKeys, command.data, challenge));
     Append(response, next.counter);
     card.session.challenge = Challenge{
-        HostCryptogram(sessionKeys, command.data, challenge), SecureMessaging(sessionKeys),
+        keyOwner, HostCryptogram(sessionKeys, command.data, challenge), SecureMessaging(sessionKeys),
         keys.dataEncryption};
     return {response};
 }
@@ -113,12 +128,12 @@ Answer ExternalAuthenticate(Runtime& card, const CommandApdu& command) {
         Refuse(StatusWord::WrongLength);
     }
     if (!SameSecret(First(command.data, CryptogramLength), challenge.hostCryptogram)) {
-        FailAuthentication(card, StatusWord::AuthenticationFailed);
+        FailAuthentication(card, challenge.keyOwner, StatusWord::AuthenticationFailed);
     }
     if (!challenge.messaging.Unwrap(command, SecurityLevel::CommandMac)) {
-        FailAuthentication(card, StatusWord::SecurityNotSatisfied);
+        FailAuthentication(card, challenge.keyOwner, StatusWord::SecurityNotSatisfied);
     }
-    CountFailures(card, 0);
+    CountFailures(card, challenge.keyOwner, 0);
     const SecurityLevel level{command.p1};
     card.session.channel =
         Channel{std::move(challenge.messaging), level, level, std::move(challenge.dataEncryptionKey)};

@@ -16,7 +16,15 @@ bool IsSelectable(const Application& application) {
     return application.state >= LifeCycle::Selectable && (application.state & LifeCycle::LockedFlag) == 0;
 }
 
+bool IsCardLocked(const CardContent& content) {
+    return content.issuerDomain.state >= LifeCycle::CardLocked;
+}
+
+// On a locked card there is one, 9.6.3.
 std::vector<const Application*> Candidates(const CardContent& content) {
+    if (IsCardLocked(content)) {
+        return {&content.FinalApplication()};
+    }
     std::vector<const Application*> candidates = {&content.issuerDomain};
     for (const Application& application : content.applications) {
         if (IsSelectable(application)) {
@@ -45,13 +53,14 @@ const Application* Find(const Runtime& card, const Bytes& name, bool next) {
     return nullptr;
 }
 
-// File control information, 11.9.3.1.
-Bytes ControlInformation(const Application& application, bool issuer) {
+// File control information, 11.9.3.1: each security domain tells how long commands may be.
+Bytes ControlInformation(const Application& application) {
     Bytes information = MakeTlv(Tag::Name, application.aid);
     Append(
-        information, MakeTlv(
-                         Tag::ControlProprietary,
-                         issuer ? MakeTlv(Tag::LongestCommandData, {LongestCommandData}) : Bytes()));
+        information,
+        MakeTlv(
+            Tag::ControlProprietary,
+            application.IsDomain() ? MakeTlv(Tag::LongestCommandData, {LongestCommandData}) : Bytes()));
     return MakeTlv(Tag::ControlInformation, information);
 }
 
@@ -63,9 +72,8 @@ Answer Select(Runtime& card, const CommandApdu& command) {
         Refuse(StatusWord::WrongParameters);
     }
     const Application* application = Find(card, command.data, command.p2 == Selection::Next);
-    const bool issuer = application == &card.Content().issuerDomain;
-    const bool locked = card.Content().issuerDomain.state == LifeCycle::CardLocked;
-    if (locked && (!issuer || card.logicalChannel != 0)) {
+    const bool locked = IsCardLocked(card.Content());
+    if (locked && (application != &card.Content().FinalApplication() || card.logicalChannel != 0)) {
         card.Close(card.logicalChannel);  // the basic one never is, 6.4.3.1.2
         Refuse(StatusWord::FunctionNotSupported);
     }
@@ -75,15 +83,18 @@ Answer Select(Runtime& card, const CommandApdu& command) {
     card.session = Session();
     card.session.selected = application->aid;
     card.session.searched = true;
-    return {
-        ControlInformation(*application, issuer), locked ? StatusWord::CardIsLocked : StatusWord::Success};
+    return {ControlInformation(*application), locked ? StatusWord::CardIsLocked : StatusWord::Success};
 }
 
+// Where what is registered is locked, the final application takes its place, 9.6.2; on a locked card, no
+// registration counts.
 Bytes SelectedOn(std::uint8_t number, const CardContent& content) {
+    if (IsCardLocked(content)) {
+        return content.FinalApplication().aid;
+    }
     for (const Application& application : content.applications) {
-        if (IsSelectedImplicitly(application, number) && IsSelectable(application) &&
-            content.issuerDomain.state < LifeCycle::CardLocked) {
-            return application.aid;
+        if (IsSelectedImplicitly(application, number)) {
+            return IsSelectable(application) ? application.aid : content.FinalApplication().aid;
         }
     }
     return number == 0 ? content.issuerDomain.aid : SelectedOn(0, content);

@@ -15,8 +15,11 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr char Format[] = "software-card-2";
-constexpr char FirstFormat[] = "software-card-1";  // of version 1.6.0; all its keys are of AES-128
+// Each of those before is read, in this order. In the first, of version 1.6.0, all keys are of AES-128;
+// before the third, there is no domain but the issuer's.
+constexpr const char* Formats[] = {"software-card-1", "software-card-2", "software-card-3"};
+constexpr int FirstFormat = 1;
+constexpr int Format = 3;
 
 [[noreturn]] void Fail(const std::string& what) {
     throw std::runtime_error(what);
@@ -54,9 +57,9 @@ Json EncodeKey(std::uint8_t identifier, const Key& key) {
     return text;
 }
 
-Json EncodeKeySets(const CardContent& content) {
+Json EncodeKeySets(const Application& domain) {
     Json sets = Json::array();
-    for (const auto& [version, set] : content.keySets) {
+    for (const auto& [version, set] : domain.keySets) {
         Json keys = Json::array();
         for (const auto& [identifier, key] : set.keys) {
             keys.push_back(EncodeKey(identifier, key));
@@ -73,7 +76,7 @@ Json EncodeLoadFiles(const CardContent& content) {
         for (const Bytes& module : file.modules) {
             modules.push_back(HexText(module));
         }
-        Json text = {{"aid", HexText(file.aid)}, {"size", file.size}};
+        Json text = {{"aid", HexText(file.aid)}, {"domain", HexText(file.domain)}, {"size", file.size}};
         if (file.describesItself) {
             text["version"] = HexText(file.version);
             text["modules"] = modules;
@@ -83,18 +86,41 @@ Json EncodeLoadFiles(const CardContent& content) {
     return files;
 }
 
+Json EncodeLimits(const MemoryLimits& limits) {
+    Json text = {{"reserved", limits.reserved}};
+    if (limits.quota) {
+        text["quota"] = *limits.quota;
+    }
+    return text;
+}
+
+// What an application has that is a security domain.
+Json EncodeDomain(const Application& domain) {
+    return {
+        {"failedAuthentications", domain.failedAuthentications},
+        {"confirmations", domain.confirmations},
+        {"restrictions", Hex(domain.restrictions)},
+        {"keySets", EncodeKeySets(domain)}};
+}
+
 Json EncodeApplications(const CardContent& content) {
     Json applications = Json::array();
     for (const Application& each : content.applications) {
         applications.push_back(
             {{"aid", HexText(each.aid)},
+             {"domain", HexText(each.domain)},
              {"loadFile", HexText(each.loadFile)},
              {"module", HexText(each.module)},
              {"privileges", HexText(each.privileges)},
              {"state", Hex(each.state)},
              {"parameters", each.parameters},
              {"implicitSelection", HexText(each.implicitSelection)},
+             {"memory", EncodeLimits(each.memory)},
+             {"volatileMemory", EncodeLimits(each.volatileMemory)},
              {"data", EncodeData(each.data)}});
+        if (each.IsDomain()) {
+            applications.back()["securityDomain"] = EncodeDomain(each);
+        }
     }
     return applications;
 }
@@ -194,14 +220,15 @@ Key DecodeKey(Members& members) {
     return key;
 }
 
-KeySet DecodeKeySet(Members& members, bool first) {
+KeySet DecodeKeySet(Members& members, int format) {
     KeySet set;
     set.sequenceCounter =
         static_cast<std::uint32_t>(members.Number("sequenceCounter", 0, GreatestSequenceCounter));
     for (const Json& each : members.List("keys")) {
         Members key(each, "a key");
         const auto identifier = static_cast<std::uint8_t>(key.Number("identifier", 0, HighestKeyIdentifier));
-        Key value = first ? AesKey(key.Hexadecimal("value", AesKeyLength, AesKeyLength)) : DecodeKey(key);
+        Key value = format == FirstFormat ? AesKey(key.Hexadecimal("value", AesKeyLength, AesKeyLength))
+                                          : DecodeKey(key);
         key.End();
         Require(set.keys.emplace(identifier, std::move(value)).second, "a key set has a key twice");
     }
@@ -209,26 +236,31 @@ KeySet DecodeKeySet(Members& members, bool first) {
     return set;
 }
 
-void DecodeKeySets(const Json& list, CardContent& content, bool first) {
-    content.keySets.clear();
+void DecodeKeySets(const Json& list, Application& domain, int format) {
+    domain.keySets.clear();
     for (const Json& each : list) {
         Members members(each, "a key set");
         const auto version = static_cast<std::uint8_t>(members.Number("version", 1, InitialKeyVersion));
         Require(IsKeyVersion(version), "a key version is none");
-        KeySet set = DecodeKeySet(members, first);
+        KeySet set = DecodeKeySet(members, format);
         members.End();
-        Require(content.keySets.emplace(version, std::move(set)).second, "a key version is there twice");
+        Require(domain.keySets.emplace(version, std::move(set)).second, "a key version is there twice");
     }
-    Require(content.FirstCompleteSet() != content.keySets.end(), "no key set opens a secure channel");
+}
+
+Association DecodeAssociation(Members& members, int format) {
+    return format < Format ? Association() : members.Hexadecimal("domain", 0, LongestAid);
 }
 
 // A file that names no modules says nothing of itself; in the first format it had none.
-void DecodeLoadFiles(const Json& list, CardContent& content, bool first) {
+void DecodeLoadFiles(const Json& list, CardContent& content, int format) {
+    const bool first = format == FirstFormat;
     for (const Json& each : list) {
         Members members(each, "a load file");
         LoadFile file;
         file.aid = members.Hexadecimal("aid", ShortestAid, LongestAid);
-        file.size = members.Number("size", 1, UINT32_MAX);
+        file.domain = DecodeAssociation(members, format);
+        file.size = members.Number("size", file.aid == DomainPackageAid() ? 0 : 1, UINT32_MAX);
         file.describesItself = first || members.Has("modules");
         if (file.describesItself) {
             for (const Json& module : members.List("modules")) {
@@ -248,19 +280,57 @@ std::uint8_t StateByte(Members& members, bool (*known)(std::uint8_t)) {
     return state;
 }
 
-void DecodeApplications(const Json& list, CardContent& content, bool first) {
+MemoryLimits DecodeLimits(const Json& text) {
+    Members members(text, "a memory");
+    MemoryLimits limits;
+    limits.reserved = members.Number("reserved", 0, UINT32_MAX);
+    if (members.Has("quota")) {
+        limits.quota = members.Number("quota", 0, UINT32_MAX);
+    }
+    members.End();
+    return limits;
+}
+
+void DecodeCounters(Members& members, Application& domain) {
+    domain.failedAuthentications =
+        static_cast<std::uint32_t>(members.Number("failedAuthentications", 0, UINT32_MAX));
+}
+
+void DecodeDomain(const Json& text, Application& domain) {
+    Members members(text, "a security domain");
+    DecodeCounters(members, domain);
+    domain.confirmations = static_cast<std::uint16_t>(members.Number("confirmations", 0, UINT16_MAX));
+    domain.restrictions = members.Hexadecimal("restrictions", 1, 1).front();
+    DecodeKeySets(members.List("keySets"), domain, Format);
+    members.End();
+}
+
+// What came with the third format.
+void DecodeManagement(Members& members, Application& application) {
+    application.memory = DecodeLimits(members.Get("memory"));
+    application.volatileMemory = DecodeLimits(members.Get("volatileMemory"));
+    if (application.IsDomain()) {
+        DecodeDomain(members.Get("securityDomain"), application);
+    }
+}
+
+void DecodeApplications(const Json& list, CardContent& content, int format) {
     for (const Json& each : list) {
         Members members(each, "an application");
         Application application;
         application.aid = members.Hexadecimal("aid", ShortestAid, LongestAid);
+        application.domain = DecodeAssociation(members, format);
         application.loadFile = members.Hexadecimal("loadFile", ShortestAid, LongestAid);
         application.module = members.Hexadecimal("module", ShortestAid, LongestAid);
         application.privileges = members.Hexadecimal("privileges", PrivilegesLength, PrivilegesLength);
         application.state = StateByte(members, IsApplicationState);
         application.parameters = members.Number("parameters", 0, UINT16_MAX);
-        if (!first) {
+        if (format > FirstFormat) {
             application.implicitSelection =
                 members.Hexadecimal("implicitSelection", 0, MostImplicitSelections);
+        }
+        if (format == Format) {
+            DecodeManagement(members, application);
         }
         application.data = DecodeData(members.List("data"), "an application's");
         members.End();
@@ -280,6 +350,48 @@ void RequireDifferentAids(const CardContent& content) {
     }
 }
 
+// What comes with each card was not told before the third format.
+void AddFirstFiles(CardContent& content, std::vector<LoadFile>&& first) {
+    for (LoadFile& file : first) {
+        if (!content.IsTaken(file.aid)) {
+            content.loadFiles.push_back(std::move(file));
+        }
+    }
+}
+
+// Each entry belongs to a domain that is there, and each way upwards ends; 7.2.
+void RequireHierarchy(const CardContent& content) {
+    std::map<Bytes, const Application*> domains = {{{}, &content.issuerDomain}};
+    for (const Application& application : content.applications) {
+        if (application.IsDomain()) {
+            domains[application.aid] = &application;
+        }
+    }
+    const auto isKnown = [&](const auto& entry) { return domains.count(entry.domain) != 0; };
+    Require(
+        std::all_of(content.loadFiles.begin(), content.loadFiles.end(), isKnown) &&
+            std::all_of(content.applications.begin(), content.applications.end(), isKnown),
+        "a security domain is not here");
+    for (const auto& entry : domains) {
+        const Application* at = entry.second;
+        for (std::size_t steps = 0; !content.IsIssuer(*at) && at->domain != at->aid; ++steps) {
+            Require(steps < domains.size(), "security domains are above each other");
+            at = domains.at(at->domain);
+        }
+    }
+}
+
+int FormatOf(const Json& text) {
+    int number = 1;
+    for (const char* known : Formats) {
+        if (text == known) {
+            return number;
+        }
+        ++number;
+    }
+    Fail(std::string("its format is not \"") + Formats[Format - 1] + "\"");
+}
+
 Json Parse(const std::string& text) {
     try {
         return Json::parse(text);
@@ -292,11 +404,13 @@ Json Parse(const std::string& text) {
 
 std::string EncodeState(const CardContent& content) {
     const Json json = {
-        {"format", Format},
+        {"format", Formats[Format - 1]},
         {"state", Hex(content.issuerDomain.state)},
+        {"restrictions", Hex(content.restrictions)},
         {"issuerDomain", HexText(content.issuerDomain.aid)},
-        {"failedAuthentications", content.failedAuthentications},
-        {"keySets", EncodeKeySets(content)},
+        {"failedAuthentications", content.issuerDomain.failedAuthentications},
+        {"confirmations", content.issuerDomain.confirmations},
+        {"keySets", EncodeKeySets(content.issuerDomain)},
         {"loadFiles", EncodeLoadFiles(content)},
         {"applications", EncodeApplications(content)},
         {"data", EncodeData(content.issuerDomain.data)}};
@@ -306,20 +420,29 @@ std::string EncodeState(const CardContent& content) {
 CardContent DecodeState(const std::string& text) {
     const Json json = Parse(text);
     Members members(json, "the card");
-    const Json& format = members.Get("format");
-    const bool first = format == FirstFormat;
-    Require(first || format == Format, std::string("its format is not \"") + Format + "\"");
+    const int format = FormatOf(members.Get("format"));
     CardContent content{Options()};
-    content.issuerDomain.state = StateByte(members, IsCardState);
-    content.issuerDomain.aid = members.Hexadecimal("issuerDomain", ShortestAid, LongestAid);
-    content.failedAuthentications =
-        static_cast<std::uint32_t>(members.Number("failedAuthentications", 0, UINT32_MAX));
-    DecodeKeySets(members.List("keySets"), content, first);
-    DecodeLoadFiles(members.List("loadFiles"), content, first);
-    DecodeApplications(members.List("applications"), content, first);
-    content.issuerDomain.data = DecodeData(members.List("data"), "the issuer domain's");
+    std::vector<LoadFile> first = std::move(content.loadFiles);
+    content.loadFiles.clear();
+    Application& issuer = content.issuerDomain;
+    issuer.state = StateByte(members, IsCardState);
+    issuer.aid = members.Hexadecimal("issuerDomain", ShortestAid, LongestAid);
+    DecodeCounters(members, issuer);
+    if (format == Format) {
+        content.restrictions = members.Hexadecimal("restrictions", 1, 1).front();
+        issuer.confirmations = static_cast<std::uint16_t>(members.Number("confirmations", 0, UINT16_MAX));
+    }
+    DecodeKeySets(members.List("keySets"), issuer, format);
+    Require(issuer.OpensChannels(), "no key set opens a secure channel");
+    DecodeLoadFiles(members.List("loadFiles"), content, format);
+    DecodeApplications(members.List("applications"), content, format);
+    issuer.data = DecodeData(members.List("data"), "the issuer domain's");
     members.End();
+    if (format < Format) {
+        AddFirstFiles(content, std::move(first));
+    }
     RequireDifferentAids(content);
+    RequireHierarchy(content);
     return content;
 }
 

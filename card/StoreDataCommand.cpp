@@ -3,7 +3,8 @@
 
 #include "card/Commands.h"
 #include "card/Fields.h"
-#include "card/KeyChange.h"
+#include "card/KeyTemplates.h"
+#include "card/Memory.h"
 #include "card/StoredObjects.h"
 #include "globalplatform/Aid.h"
 #include "globalplatform/Instruction.h"
@@ -22,9 +23,8 @@ constexpr std::uint8_t StructureMask = 0x18;
 // What a domain takes in data groups, 11.11.3 and 11.11.4.
 constexpr std::uint32_t ObjectsGroup = 0x0070;
 constexpr std::uint32_t KeyTemplatesGroup = 0x00B9;
-constexpr std::uint32_t SymmetricKeyGroup = 0x8113;
 
-// What the card works out by itself cannot be stored in the issuer domain, 11.11.3.1.
+// What the card works out by itself cannot be stored in a domain, 11.11.3.1.
 bool IsComputed(std::uint32_t tag) {
     constexpr std::uint32_t Computed[] = {
         Tag::SequenceCounter, Tag::ConfirmationCounter, Tag::KeyDiversification,  Tag::CurrentSecurityLevel,
@@ -32,53 +32,66 @@ bool IsComputed(std::uint32_t tag) {
     return std::find(std::begin(Computed), std::end(Computed), tag) != std::end(Computed);
 }
 
-// The issuer domain gets another name; 11.11.3.1.
-void Rename(CardContent& content, const Bytes& aid) {
-    const bool taken = aid != content.issuerDomain.aid && content.IsTaken(aid);
-    if (!IsAid(aid) || taken) {
+// The issuer domain, and no other, gets another name; 11.11.3.1.
+void Rename(CardContent& content, Application& domain, const Bytes& aid) {
+    const bool taken = aid != domain.aid && content.IsTaken(aid);
+    if (!IsAid(aid) || taken || !content.IsIssuer(domain)) {
         Refuse(StatusWord::WrongData);
     }
-    content.issuerDomain.aid = aid;
+    domain.aid = aid;
 }
 
-void StoreInDomain(CardContent& content, const std::vector<TlvObject>& objects) {
+void StoreInDomain(CardContent& content, Application& domain, const std::vector<TlvObject>& objects) {
     for (const TlvObject& object : objects) {
         if (IsComputed(object.tag)) {
             Refuse(StatusWord::WrongData);
         }
         if (object.tag == Tag::Aid) {
-            Rename(content, object.value);
+            Rename(content, domain, object.value);
         } else {
-            content.issuerDomain.data[object.tag] = object.value;
+            domain.data[object.tag] = object.value;
         }
     }
 }
 
-// All keys of a template come to be together, behind the last value.
-void TakeKeyValue(CardContent& content, Storing& storing, const Bytes& value, const Bytes& transportKey) {
-    storing.keyValues.push_back(value);
+// Passes over what needs no value of its own.
+void SkipReferences(Storing& storing) {
+    while (storing.keyValues.size() < storing.announced.size() &&
+           !ValueGroup(storing.announced[storing.keyValues.size()])) {
+        storing.keyValues.emplace_back();
+    }
+}
+
+// All keys that are announced come to be together, behind the last value.
+void TakeKeyValue(Application& domain, Storing& storing, const TlvObject& group, const Bytes& transportKey) {
+    if (group.tag != ValueGroup(storing.announced.at(storing.keyValues.size()))) {
+        Refuse(StatusWord::WrongData);
+    }
+    storing.keyValues.push_back(group.value);
+    SkipReferences(storing);
     if (storing.keyValues.size() < storing.announced.size()) {
         return;
     }
-    std::map<std::uint8_t, Keys> byVersion;
-    for (std::size_t at = 0; at < storing.announced.size(); ++at) {
-        const KeyTemplate& announced = storing.announced[at];
-        byVersion[announced.version][announced.identifier] =
-            StoredKey(announced, storing.keyValues[at], transportKey);
-    }
-    StoreKeys(content, byVersion);
+    StoreKeys(domain, Application(domain), KeysOf(storing.announced, storing.keyValues, transportKey));
     storing.announced.clear();
     storing.keyValues.clear();
 }
 
-void StoreGroup(CardContent& content, Storing& storing, const TlvObject& group, const Bytes& transportKey) {
+void StoreGroup(
+    CardContent& content, Application& domain, Storing& storing, const TlvObject& group,
+    const Bytes& transportKey) {
     const bool keysDue = !storing.announced.empty();
-    if (keysDue && group.tag == SymmetricKeyGroup) {
-        TakeKeyValue(content, storing, group.value, transportKey);
-    } else if (!keysDue && group.tag == KeyTemplatesGroup) {
+    if (keysDue) {
+        TakeKeyValue(domain, storing, group, transportKey);
+    } else if (group.tag == KeyTemplatesGroup) {
         storing.announced = ReadKeyTemplates(group.value);
-    } else if (!keysDue && group.tag == ObjectsGroup) {
-        StoreInDomain(content, Objects(group.value));
+        SkipReferences(storing);
+        // References alone are no keys.
+        if (storing.keyValues.size() == storing.announced.size()) {
+            Refuse(StatusWord::WrongData);
+        }
+    } else if (group.tag == ObjectsGroup) {
+        StoreInDomain(content, domain, Objects(group.value));
     } else {
         Refuse(StatusWord::WrongData);
     }
@@ -120,19 +133,23 @@ std::vector<TlvObject> WholeObjects(Storing& storing, const CommandApdu& command
 }
 
 void KeepForDomain(
-    CardContent& content, Storing& storing, const std::vector<TlvObject>& objects,
+    CardContent& content, Application& domain, Storing& storing, const std::vector<TlvObject>& objects,
     const Bytes& transportKey) {
     if (storing.structure != DataStructure::DataGroups) {
-        StoreInDomain(content, objects);
+        StoreInDomain(content, domain, objects);
         return;
     }
     for (const TlvObject& group : objects) {
-        StoreGroup(content, storing, group, transportKey);
+        StoreGroup(content, domain, storing, group, transportKey);
     }
 }
 
-Application& Personalized(Runtime& card, CardContent& content, const Bytes& aid) {
-    Application* application = content.FindApplication(aid);
+// The application that is personalized, as long as it can be; else the selected domain itself.
+const Application& Target(Runtime& card, const Bytes& personalized) {
+    if (personalized.empty()) {
+        return *card.SelectedDomain();
+    }
+    const Application* application = card.Content().FindApplication(personalized);
     if (application == nullptr || application->IsLocked()) {
         card.session.personalized.clear();
         Refuse(StatusWord::ConditionsNotSatisfied);
@@ -140,16 +157,29 @@ Application& Personalized(Runtime& card, CardContent& content, const Bytes& aid)
     return *application;
 }
 
+// Sessions know the issuer domain by its new name.
+void FollowName(Runtime& card, const Bytes& before) {
+    const Bytes& after = card.Content().issuerDomain.aid;
+    const auto follow = [&](Session& session) {
+        if (session.selected == before) {
+            session.selected = after;
+        }
+    };
+    follow(card.session);
+    for (auto& other : card.others) {
+        follow(other.second);
+    }
+}
+
 void Keep(Runtime& card, Storing& storing, const CommandApdu& command, const Bytes& target) {
-    const bool domain = target.empty();
     CardContent changed = card.Content();
-    Application* application = domain ? nullptr : &Personalized(card, changed, target);
-    std::vector<TlvObject> objects = WholeObjects(storing, command, domain);
-    if (domain) {
-        KeepForDomain(changed, storing, objects, card.session.channel->dataEncryptionKey);
+    Application& application = *changed.FindSelectable(target);
+    std::vector<TlvObject> objects = WholeObjects(storing, command, application.IsDomain());
+    if (application.IsDomain()) {
+        KeepForDomain(changed, application, storing, objects, card.session.channel->dataEncryptionKey);
     } else {
         for (TlvObject& object : objects) {
-            application->data[object.tag] = std::move(object.value);
+            application.data[object.tag] = std::move(object.value);
         }
     }
     const bool last = (command.p1 & LastBlockFlag) != 0;
@@ -160,36 +190,31 @@ void Keep(Runtime& card, Storing& storing, const CommandApdu& command, const Byt
         Refuse(StatusWord::NotEnoughMemory);
     }
     if (!objects.empty()) {
-        const Bytes issuer = changed.issuerDomain.aid;
         const Bytes before = card.Content().issuerDomain.aid;
         card.Commit(std::move(changed));
-        card.session.selected = issuer;
-        for (auto& other : card.others) {
-            if (other.second.selected == before) {
-                other.second.selected = issuer;
-            }
-        }
+        FollowName(card, before);
     }
 }
 
 }  // namespace
 
-// Goes to the application that INSTALL named for personalization, else to the issuer domain. Each block's
+// Goes to the application that INSTALL named for personalization, else to the selected domain. Each block's
 // whole objects last when it is answered. A block that is refused ends the sequence; the last one, whatever
 // becomes of it, ends the personalization, 7.3.2.
 Answer StoreData(Runtime& card, const CommandApdu& command) {
-    const Bytes target = card.session.personalized;
+    const Bytes personalized = card.session.personalized;
     Storing storing = card.session.storing ? std::move(*card.session.storing) : Storing();
     card.session.storing.reset();
     const bool last = (command.p1 & LastBlockFlag) != 0;
     if (last) {
         card.session.personalized.clear();
     }
-    CheckManner(command.p1, target.empty());
+    const Application& target = Target(card, personalized);
+    CheckManner(command.p1, target.IsDomain());
     if (command.p2 != (storing.nextBlock & 0xFF)) {
         Refuse(StatusWord::WrongParameters);
     }
-    Keep(card, storing, command, target);
+    Keep(card, storing, command, Bytes(target.aid));
     ++storing.nextBlock;
     if (!last) {
         card.session.storing = std::move(storing);

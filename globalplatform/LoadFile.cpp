@@ -59,6 +59,18 @@ bool ReadComponent(std::uint8_t tag, const Bytes& component, CodeDescription* de
     return applets.has_value();
 }
 
+std::optional<AuthenticationBlock> ReadAuthenticationBlock(const TlvObject& object) {
+    if (object.tag != Tag::AuthenticationBlock) {
+        return std::nullopt;
+    }
+    const std::optional<std::vector<TlvObject>> parts = ParseTlv(object.value);
+    if (!parts || parts->size() != 2 || parts->front().tag != Tag::Aid ||
+        parts->back().tag != Tag::BlockSignature) {
+        return std::nullopt;
+    }
+    return AuthenticationBlock{parts->front().value, parts->back().value};
+}
+
 bool HasMagic(const Bytes& code) {
     constexpr std::uint8_t Magic[] = {0xDE, 0xCA, 0xFF, 0xED};
     return code.size() >= 7 && code[0] == HeaderComponent &&
@@ -69,13 +81,27 @@ bool HasMagic(const Bytes& code) {
 
 std::optional<LoadFileParts> ParseLoadFile(const Bytes& file) {
     std::optional<std::vector<TlvObject>> objects = ParseTlv(file);
-    if (!objects || objects->empty() || objects->back().tag != Tag::LoadFileDataBlock) {
+    if (!objects || objects->empty()) {
         return std::nullopt;
     }
     LoadFileParts parts;
+    parts.ciphered = objects->back().tag == Tag::CipheredDataBlock;
+    if (!parts.ciphered && objects->back().tag != Tag::LoadFileDataBlock) {
+        return std::nullopt;
+    }
     parts.dataBlock = std::move(objects->back().value);
     objects->pop_back();
-    parts.before = std::move(*objects);
+    if (parts.ciphered && !objects->empty() && objects->back().tag == Tag::InitialVector) {
+        parts.initialVector = std::move(objects->back().value);
+        objects->pop_back();
+    }
+    for (const TlvObject& object : *objects) {
+        std::optional<AuthenticationBlock> block = ReadAuthenticationBlock(object);
+        if (!block) {
+            return std::nullopt;
+        }
+        parts.blocks.push_back(std::move(*block));
+    }
     return parts;
 }
 
@@ -84,13 +110,10 @@ bool BeginsLikeLoadFile(const Bytes& bytes) {
            (bytes.front() == Tag::AuthenticationBlock || bytes.front() == Tag::LoadFileDataBlock);
 }
 
-bool IsAuthenticationBlock(const TlvObject& object) {
-    if (object.tag != Tag::AuthenticationBlock) {
-        return false;
-    }
-    const std::optional<std::vector<TlvObject>> parts = ParseTlv(object.value);
-    return parts && parts->size() == 2 && parts->front().tag == Tag::Aid &&
-           parts->back().tag == Tag::BlockSignature;
+Bytes AuthenticationObject(const AuthenticationBlock& block) {
+    Bytes parts = MakeTlv(Tag::Aid, block.domain);
+    Append(parts, MakeTlv(Tag::BlockSignature, block.signature));
+    return MakeTlv(Tag::AuthenticationBlock, parts);
 }
 
 Bytes MakeLoadFile(const Bytes& dataBlock) {

@@ -13,22 +13,29 @@ namespace GlobalPlatform {
 constexpr std::size_t MostLoadBlocks = 256;
 constexpr std::size_t LongestLoadFile = MostLoadBlocks * 255;
 
+// For data authentication: the security domain that verifies it, and its signature.
+struct AuthenticationBlock {
+    Bytes domain;  // AID
+    Bytes signature;
+};
+
 struct LoadFileParts {
-    std::vector<TlvObject> before;  // of the data block: blocks for data authentication, if all is right
+    std::vector<AuthenticationBlock> blocks;
+    bool ciphered = false;  // the data block, with the next
+    Bytes initialVector;    // empty: of zeros
     Bytes dataBlock;
 };
 
-// Nothing when the bytes are no sequence of objects that ends with a data block.
+// Nothing when the bytes are no sequence of such blocks that ends with a data block, plain or encrypted.
 [[nodiscard]] std::optional<LoadFileParts> ParseLoadFile(const Bytes& file);
 
 // Whether the bytes begin as a load file does, and not as a data block alone.
 [[nodiscard]] bool BeginsLikeLoadFile(const Bytes& bytes);
 
-// Whether an object in front of the data block is one for data authentication: a domain's AID and its
-// signature.
-[[nodiscard]] bool IsAuthenticationBlock(const TlvObject& object);
+// The object that stands in front of the data block.
+[[nodiscard]] Bytes AuthenticationObject(const AuthenticationBlock& block);
 
-// The load file of a data block that nobody has to authenticate.
+// The load file of a plain data block that nobody has to authenticate.
 [[nodiscard]] Bytes MakeLoadFile(const Bytes& dataBlock);
 
 // What a data block in the CAP file format of Java Card (Virtual Machine, chapter 6) says of itself:

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "keyserver/provisioning/LoadFile.h"
 
-#include <algorithm>
-
 #include "globalplatform/LoadFile.h"
 #include "globalplatform/Sha256.h"
-#include "globalplatform/Tags.h"
+#include "globalplatform/Signature.h"
 
 namespace KeyServer {
 
@@ -16,22 +14,16 @@ using namespace GlobalPlatform;
 // The data block of a whole load file.
 Bytes DataBlockOf(const Bytes& file) {
     std::optional<LoadFileParts> parts = ParseLoadFile(file);
-    if (!parts) {
+    if (!parts || parts->ciphered) {
         throw std::invalid_argument(
             "begins like a load file, but is no sequence of objects E2 that ends with one object C4");
-    }
-    const bool known = std::all_of(parts->before.begin(), parts->before.end(), [](const TlvObject& object) {
-        return object.tag == Tag::AuthenticationBlock;
-    });
-    if (!known) {
-        throw std::invalid_argument("holds an object that is neither E2 nor C4");
     }
     return std::move(parts->dataBlock);
 }
 
 }  // namespace
 
-LoadFile MakeLoadFile(const std::string& bytes) {
+LoadFile MakeLoadFile(const std::string& bytes, const std::vector<Signer>& signers) {
     const Bytes file(bytes.begin(), bytes.end());
     if (file.empty() || file.size() > LongestLoadFile) {
         throw std::invalid_argument(
@@ -42,10 +34,13 @@ LoadFile MakeLoadFile(const std::string& bytes) {
         throw std::invalid_argument(
             "is an archive; the components in it must be joined in the order in which cards load them");
     }
-    if (BeginsLikeLoadFile(file)) {
-        return {file, Sha256(DataBlockOf(file))};
+    const Bytes hash = Sha256(BeginsLikeLoadFile(file) ? DataBlockOf(file) : file);
+    Bytes whole;
+    for (const Signer& signer : signers) {
+        Append(whole, AuthenticationObject({signer.domain, Sign(signer.key, hash)}));
     }
-    return {GlobalPlatform::MakeLoadFile(file), Sha256(file)};
+    Append(whole, BeginsLikeLoadFile(file) ? file : GlobalPlatform::MakeLoadFile(file));
+    return {whole, hash};
 }
 
 }  // namespace KeyServer

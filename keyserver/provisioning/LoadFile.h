@@ -6,6 +6,7 @@
 #include <string>
 
 #include "globalplatform/Bytes.h"
+#include "globalplatform/KeyType.h"
 
 namespace KeyServer {
 
@@ -14,8 +15,15 @@ struct LoadFile {
     GlobalPlatform::Bytes hash;  // SHA-256 of the data block
 };
 
-// Takes a load file data block, or a whole load file with its DAP blocks (E2) and the object C4. Throws
-// std::invalid_argument for anything else that can be told apart from a data block.
-[[nodiscard]] LoadFile MakeLoadFile(const std::string& bytes);
+// A domain that a load file is for, and the key that it will verify the file with.
+struct Signer {
+    GlobalPlatform::Bytes domain;  // AID
+    GlobalPlatform::KeyComponents key;
+};
+
+// Takes a load file data block, or a whole load file with its DAP blocks (E2) and the object C4, and puts
+// those of the signers in front. Throws std::invalid_argument for anything else that can be told apart from a
+// data block.
+[[nodiscard]] LoadFile MakeLoadFile(const std::string& bytes, const std::vector<Signer>& signers = {});
 
 }  // namespace KeyServer

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Commands to the software card: the first byte says whether a channel is open already, whether it protects
-// both directions, and in which manner the card answers; then each command is a length of two bytes and that
-// many bytes.
+// Commands to the software card: the first byte says whether a channel is open already, whether it is that of
+// a supplementary security domain, whether it protects both directions, and in which manner the card answers;
+// then each command is a length of two bytes and that many bytes.
 #include "card/SoftwareCard.h"
 
 #include "globalplatform/Scp03.h"
@@ -16,6 +16,8 @@ using GlobalPlatform::SecurityLevel;
 constexpr std::uint8_t ChannelFlag = 0x01;
 constexpr std::uint8_t ByteProtocolFlag = 0x02;
 constexpr std::uint8_t ProtectionFlag = 0x04;
+constexpr std::uint8_t DomainFlag = 0x08;
+constexpr std::uint8_t DelegationFlag = 0x10;  // the domain manages by tokens, else by its own authority
 
 constexpr std::uint8_t EveryAbility = 0x70;  // of SCP03
 
@@ -52,6 +54,24 @@ GlobalPlatform::SecureMessaging OpenChannel(
                       channel.Wrap(authenticate, GlobalPlatform::SecurityLevel::CommandMac))) == Hex("9000"),
         "the card lets its host in");
     return channel;
+}
+
+void Manage(Card::SoftwareCard& card, const char* command) {
+    const Bytes response = Transmit(card, Hex(command));
+    Require(response[response.size() - 2] == 0x90, "the issuer domain makes another");
+}
+
+// A domain with the keys that tokens, receipts and load files need above it; the channel is its own then.
+void MakeDomain(Card::SoftwareCard& card, const GlobalPlatform::StaticKeys& keys, bool delegated) {
+    static_cast<void>(OpenChannel(card, keys, SecurityLevel::None));
+    Manage(card, "80D80001187088111080D2A5B08FA0EE51143B459E638106DF03504A77");
+    Manage(card, "80D80001187188111080D2A5B08FA0EE51143B459E638106DF03504A77");
+    Manage(
+        card, delegated ? "80E60C002107A000000151535008A00000015153504107A000000999100103E0800002C90000"
+                        : "80E60C002107A000000151535008A00000015153504107A000000999100103DEDF8002C90000");
+    Manage(card, "00A4040007A0000009991001");
+    static_cast<void>(OpenChannel(card, keys, SecurityLevel::None));
+    Manage(card, "80F0400F07A0000009991001");
 }
 
 // A part of a command has no code of its own, nor has its answer.
@@ -101,6 +121,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     options.channelOption = EveryAbility;
     Card::SoftwareCard card(options);
     std::optional<GlobalPlatform::SecureMessaging> channel;
+    if ((manner & DomainFlag) != 0) {
+        MakeDomain(card, options.keys, (manner & DelegationFlag) != 0);
+    }
     if ((manner & ChannelFlag) != 0) {
         channel =
             OpenChannel(card, options.keys, protects ? SecurityLevel::BothEncrypted : SecurityLevel::None);

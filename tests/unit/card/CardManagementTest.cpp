@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A provisioning session on the software card, and what it leaves behind.
-#include "card/CardContent.h"
+#include "card/Memory.h"
 #include "tests/unit/card/CardDesk.h"
 
 namespace {
@@ -21,9 +21,13 @@ TEST_F(CardManagement, ListsTheIssuerSecurityDomain) {
         "08A0000001510000000F9E9000");  // there is one, whatever is searched
 }
 
-TEST_F(CardManagement, ListsNothingOnACardWithoutApplications) {
+// 5.1.1.1: what came with the card is registered, and security domains are made of it.
+TEST_F(CardManagement, ListsWhatANewCardHas) {
     EXPECT_EQ(Send("80F24002 02 4F00 00"), "6A88");
-    EXPECT_EQ(Send("80F22002 02 4F00 00"), "6A88");
+    EXPECT_EQ(Send("80F22002 02 4F00 00"), "E3174F07A00000015153509F700101CC08A0000001510000009000");
+    EXPECT_EQ(
+        Send("80F21002 02 4F00 00"),
+        "E3214F07A00000015153509F7001018408A000000151535041CC08A0000001510000009000");
 }
 
 TEST_F(CardManagement, RefusesAListingThatIsNotWellAskedFor) {
@@ -36,7 +40,7 @@ TEST_F(CardManagement, RefusesAListingThatIsNotWellAskedFor) {
 
 TEST_F(CardManagement, LoadsInstallsAndSelectsAnApplication) {
     LoadFile();
-    EXPECT_EQ(Send("80F22000 02 4F00 00"), "07A000000999000101009000");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999 00"), "07A000000999000101009000");
     EXPECT_EQ(Send("00A4040008A00000099900010200"), "6A82");
     InstallApplication();
     EXPECT_EQ(Send("80F24000 02 4F00 00"), "08A00000099900010207009000");
@@ -68,7 +72,7 @@ TEST_F(CardManagement, TakesMemoryForCodeAndApplicationsAndGivesItBack) {
     EXPECT_EQ(Send("80E40080 09 4F07A0000009990001"), "009000");
     EXPECT_EQ(FreeMemory(), before);
     EXPECT_EQ(Send("80F24000 02 4F00"), "6A88");
-    EXPECT_EQ(Send("80F22000 02 4F00"), "6A88");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999"), "6A88");
 }
 
 TEST_F(CardManagement, HasNoRoomForMoreThanItsMemory) {
@@ -118,7 +122,7 @@ TEST_F(CardManagement, TakesTwoHundredAndFiftySixBlocksAndNoMore) {
             EXPECT_EQ(Send("80E40000 09 4F07A0000009990001"), "009000");
         }
     }
-    EXPECT_EQ(StatusOf("80F22000 02 4F00"), "6A88");
+    EXPECT_EQ(StatusOf("80F22000 07 4F05A000000999"), "6A88");
 }
 
 TEST_F(CardManagement, RefusesAFileThatIsNoLoadBlock) {
@@ -140,7 +144,7 @@ TEST_F(CardManagement, RefusesAnInstallationThatCannotBe) {
     EXPECT_EQ(Send("80E60200 0D 07A0000009990002 01A0 00 00 00"), "6A88");
     EXPECT_EQ(Send("80E60200 0B 07A0000009990002 00 00 00"), "6A80");
     EXPECT_EQ(Send("80E60200 0D 07A0000009990002 00 00 00 00 00"), "6A80");
-    EXPECT_EQ(Send("80E61000 0C 07A0000009990002 00 00 00 00"), "6A86");
+    EXPECT_EQ(Send("80E61000 0C 07A0000009990002 00 00 00 00"), "6A80");
     EXPECT_EQ(Send("80E60201 0C 07A0000009990002 00 00 00 00"), "6A86");
     EXPECT_EQ(
         Send("80E60C00 20 07A0000009990001 08A000000999000101 08A000000999000103 020000 01C9 00"), "6A80");

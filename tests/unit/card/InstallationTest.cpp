@@ -80,7 +80,8 @@ TEST_F(Installation, RefusesCodeOfAnotherName) {
 TEST_F(Installation, RefusesAModuleThatTheFileDoesNotHave) {
     ASSERT_EQ(LoadBlock(Library, ""), "009000");
     EXPECT_EQ(Install(First), "6A88");
-    EXPECT_EQ(Send("80F22002 02 4F00 00").substr(0, 40), "E31B4F07A00000099900019F700101CE020302CC");
+    EXPECT_EQ(
+        Send("80F22002 07 4F05A000000999 00").substr(0, 40), "E31B4F07A00000099900019F700101CE020302CC");
     ASSERT_EQ(SendWith("80E40000", "4F" + Field(File)), "009000");
     ASSERT_EQ(LoadBlock("616263", ""), "009000");
     EXPECT_EQ(Install(First), "009000");
@@ -162,9 +163,9 @@ TEST_F(Installation, OfACombinedProcessIsAllOrNothing) {
     const std::string begin = "80E60E01 0C 07A0000009990001 00 00 00 00";
     EXPECT_EQ(Send(begin), "009000");
     EXPECT_EQ(Send("80E88000 05 C403616263"), "009000");
-    EXPECT_EQ(Send("80F22000 02 4F00 00"), "6A88");  // nothing yet
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999 00"), "6A88");  // nothing yet
     EXPECT_EQ(Install(First, "80", "C900", "80E60E03"), "6A80");
-    EXPECT_EQ(Send("80F22000 02 4F00 00"), "6A88");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999 00"), "6A88");
     EXPECT_EQ(Install(First, "00", "C900", "80E60E03"), "6985");  // the process is over
     EXPECT_EQ(FreeMemory(), before);
     EXPECT_EQ(Send(begin), "009000");
@@ -177,7 +178,7 @@ TEST_F(Installation, OfACombinedProcessIsAllOrNothing) {
                             "02C900"
                             "00"),
         "009000");
-    EXPECT_EQ(Send("80F22000 02 4F00 00"), "07A000000999000101009000");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999 00"), "07A000000999000101009000");
     EXPECT_EQ(StatusOf("00A4040008A00000099900010200"), "9000");
 }
 
@@ -185,7 +186,7 @@ TEST_F(Installation, OfACombinedProcessNamesTheSameFile) {
     EXPECT_EQ(Send("80E60E01 0C 07A0000009990002 00 00 00 00"), "009000");
     EXPECT_EQ(Send("80E88000 05 C403616263"), "009000");
     EXPECT_EQ(Install(First, "00", "C900", "80E60E03"), "6985");
-    EXPECT_EQ(Send("80F22000 02 4F00 00"), "6A88");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999 00"), "6A88");
 }
 
 // 11.5.2.3.2 and 11.5.2.3.3: card reset comes with what makes selectable; of the privileges there, it alone

@@ -40,7 +40,7 @@ TEST_F(Loading, ChecksTheHashOfTheCode) {
     EXPECT_EQ(LoadOneBlock("C403616263", HashOfAbc), "009000");
     EXPECT_EQ(Send("80E40000 09 4F07A0000009990001"), "009000");
     EXPECT_EQ(LoadOneBlock("C403616264", HashOfAbc), "6985");
-    EXPECT_EQ(Send("80F22000 02 4F00"), "6A88");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999"), "6A88");
     EXPECT_EQ(
         Send("80E60200 1F 07A0000009990001 00 13 0102030405060708090A0B0C0D0E0F10111213 00 00"), "6A80");
 }
@@ -74,14 +74,14 @@ TEST_F(Loading, RefusesInAdvanceWhatItHasNoRoomFor) {
 TEST_F(Loading, KnowsTheModulesThatTheCodeNames) {
     ASSERT_EQ(LoadOneBlock(Tlv("C4", TwoApplets)), "009000");
     EXPECT_EQ(
-        Send("80F21000 02 4F00 00"),
+        Send("80F21000 07 4F05A000000999 00"),
         "07A00000099900010100"
         "02"
         "08A000000999000101"
         "08A000000999000102"
         "9000");
     EXPECT_EQ(
-        Send("80F21002 02 4F00 00"),
+        Send("80F21002 07 4F05A000000999 00"),
         "E32F4F07A00000099900019F700101CE0201008408A0000009990001018408A000000999000102CC08A00000015100000090"
         "0"
         "0");
@@ -103,19 +103,19 @@ TEST_F(Loading, RefusesDamagedComponents) {
 TEST_F(Loading, ListsTheModulesThatWereInstalledFromOtherCode) {
     LoadFile();
     EXPECT_EQ(
-        Send("80F21000 02 4F00 00"),
+        Send("80F21000 07 4F05A000000999 00"),
         "07A00000099900010100"
         "00"
         "9000");
     InstallApplication();
     EXPECT_EQ(
-        Send("80F21000 02 4F00 00"),
+        Send("80F21000 07 4F05A000000999 00"),
         "07A00000099900010100"
         "01"
         "08A000000999000101"
         "9000");
     EXPECT_EQ(
-        Send("80F22000 02 4F00 00"),
+        Send("80F22000 07 4F05A000000999 00"),
         "07A00000099900010100"
         "9000");
 }
@@ -156,8 +156,8 @@ TEST_F(Loading, ContinuesOnlyTheSearchThatWasBegun) {
 
 TEST_F(Loading, ShowsThePartAgainThatDidNotFitTheExpectedLength) {
     LoadFile();
-    EXPECT_EQ(Send("80F22000 02 4F00 05"), "6C0A");
-    EXPECT_EQ(Send("80F22000 02 4F00 0A"), "07A000000999000101009000");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999 05"), "6C0A");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999 0A"), "07A000000999000101009000");
 }
 
 TEST_F(Loading, GoesOnToInstallationInACombinedProcess) {
@@ -171,7 +171,7 @@ TEST_F(Loading, GoesOnToInstallationInACombinedProcess) {
 }
 
 TEST_F(Loading, RefusesPurposesThatTheCardDoesNotHave) {
-    for (const char* parameters : {"0000", "0100", "1000", "4000", "0E00", "0E02", "0601", "0C03", "2C00"}) {
+    for (const char* parameters : {"0000", "0100", "1001", "4001", "0E00", "0E02", "0601", "0C03", "2C00"}) {
         EXPECT_EQ(Send(std::string("80E6") + parameters + "0C 07A0000009990001 00 00 00 00"), "6A86")
             << parameters;
     }
@@ -179,7 +179,7 @@ TEST_F(Loading, RefusesPurposesThatTheCardDoesNotHave) {
 
 TEST_F(Loading, GivesNoPrivilegesThatTheCardCannotHonour) {
     LoadFile();
-    for (const char* privileges : {"0180", "0110", "0102", "03000100", "03040001"}) {
+    for (const char* privileges : {"0180", "0140", "03002000", "03000080", "03000020"}) {
         const std::string fields =
             "07A0000009990001 08A000000999000101 08A000000999000102" + std::string(privileges) + "02C90000";
         EXPECT_EQ(Send("80E60C00" + Length(GlobalPlatform::HexText(FromHex(fields))) + fields), "6A80")

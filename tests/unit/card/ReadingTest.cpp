@@ -39,18 +39,25 @@ TEST_F(Reading, ListsApplicationsForTheirTagList) {
     EXPECT_EQ(Send("80CA2F00 02 5C00 00"), "6A88");  // an application lists nothing
 }
 
-// H.4: what the card is able to do: SCP03 with its option and every length of keys, card reset, four hashes.
+// H.4: what the card is able to do: SCP03 with its option and every length of keys, the privileges of domains
+// and other applications, four hashes, every cipher, signature and curve.
 TEST_F(Reading, TellsWhatTheCardIsAbleToDo) {
     EXPECT_EQ(
         Send("80CA006700"),
         "67"
-        "16"
+        "35"
         "A009"
         "800103"
         "810110"
         "820107"
-        "8203040000"
+        "8103FFFFC0"
+        "82031E0F00"
         "830401020304"
+        "84018F"
+        "8502FF03"
+        "8602FF03"
+        "8702FF03"
+        "8809000102030405060708"
         "9000");
     options.channelOption = 0x70;
     card->Configure(options);

@@ -128,12 +128,41 @@ TEST_F(StateFile, MayBeOfTheFirstFormat) {
     Authenticate();
     EXPECT_EQ(Send("80CA00C100"), "C1030000089000");
     EXPECT_EQ(
-        Send("80F21000 02 4F00 00"),
+        Send("80F21000 07 4F05A000000999 00"),
         "07A000000999000101000108A00000099900010107A000000999000201000108A0000009990002019000");
     Restart();
     EXPECT_EQ(StatusOf("00A4040000"), "9000");
     Authenticate();
-    EXPECT_NE(ReadFile(Path()).find("software-card-2"), std::string::npos);
+    EXPECT_NE(ReadFile(Path()).find("software-card-3"), std::string::npos);
+}
+
+// Such a card has no domain but the issuer's; it gets the file that they are made of, unless the name is
+// taken.
+TEST_F(StateFile, MayBeOfTheSecondFormat) {
+    const std::string key = R"("components": [{"type": "88", "value": "404142434445464748494A4B4C4D4E4F"}])";
+    for (const std::string file : {"A0000009990001", "A0000001515350"}) {
+        card.reset();
+        folder.Write(
+            "card.json",
+            R"({"format": "software-card-2", "state": "0F", "issuerDomain": "A000000151000000",
+            "failedAuthentications": 0, "keySets": [{"version": 1, "sequenceCounter": 7, "keys": [
+            {"identifier": 1, )" +
+                key + R"(}, {"identifier": 2, )" + key + R"(}, {"identifier": 3, )" + key +
+                R"(}]}], "loadFiles": [{"aid": ")" + file + R"(", "size": 20}],
+            "applications": [{"aid": "A000000999000102", "loadFile": ")" +
+                file + R"(", "module": "A000000999000101", "privileges": "040000", "state": "07",
+            "parameters": 2, "implicitSelection": "", "data": []}], "data": []})");
+        Restart();
+        EXPECT_EQ(StatusOf("00A4040000"), "9000");
+        Authenticate();
+        const std::string first = "07" + file + "0100";
+        EXPECT_EQ(
+            Send("80F22000 02 4F00 00"),
+            file == "A0000009990001" ? first + "07A000000151535001009000" : first + "9000");
+        EXPECT_EQ(Send("80F24000 02 4F00 00"), "08A00000099900010207049000");
+        Restart();
+        EXPECT_EQ(StatusOf("00A4040000"), "9000");
+    }
 }
 
 TEST_F(StateFile, IsWrittenAtOnceForANewCardAndForItsOwnerOnly) {
@@ -184,7 +213,7 @@ TEST_F(StateFile, HasNothingOfALoadingThatWasBroken) {
     ASSERT_EQ(StatusOf("80E80000 0A C414 0102030405060708"), "9000");
     Restart();
     Authenticate();
-    EXPECT_EQ(Send("80F22000024F00"), "6A88");
+    EXPECT_EQ(Send("80F22000 07 4F05A000000999"), "6A88");
     EXPECT_EQ(FreeMemory(), free);
 }
 
@@ -205,7 +234,7 @@ TEST_F(StateFile, IsDamagedWhenItDescribesNoCard) {
     card.reset();
     const std::string whole = ReadFile(Path());
     ExpectDamaged("[]", "no object");
-    ExpectDamaged(Replaced(whole, "software-card-2", "software-card-3"), "its format is not");
+    ExpectDamaged(Replaced(whole, "software-card-3", "software-card-4"), "its format is not");
     ExpectDamaged(Replaced(whole, "\"state\": \"0F\"", "\"state\": \"0E\""), "is no state");
     ExpectDamaged(Replaced(whole, "\"state\": \"07\"", "\"state\": \"05\""), "is no state");
     ExpectDamaged(Replaced(whole, "\"version\": 1", "\"version\": 128"), "a key version is none");

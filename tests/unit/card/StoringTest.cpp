@@ -177,6 +177,66 @@ TEST_F(Storing, LoadsKeysInDataGroups) {
     EXPECT_EQ(SendProtected("80CA00C100"), "C1030000019000");  // of the set of the lowest version
 }
 
+// Table 11-95 and those behind it: components are announced one by one, and their values follow in that
+// order.
+TEST_F(Storing, LoadsKeysOfSeveralComponents) {
+    const std::string tail = "820101830173";
+    const auto component = [&](const std::string& type, const std::string& length) {
+        return Tlv("B9", "9501868001" + type + "8101" + length + tail);
+    };
+    const std::string modulus(256, 'C');
+    EXPECT_EQ(
+        Store(
+            "8800", GroupOf(component("A1", "80") + component("A0", "03")) + Tlv("0010", modulus) +
+                        Tlv("0011", "010001")),
+        "9000");
+    EXPECT_NE(Send("80CA00E000").find("C00D0173FFA10080FFA00003018600"), std::string::npos);
+    const std::string point = "04" + std::string(128, 'A');
+    const std::string curve = Tlv("B9", "8001F0850100");
+    EXPECT_EQ(Send("80E40000 03 D20173"), "009000");
+    EXPECT_EQ(Store("8800", GroupOf(component("B0", "41") + curve) + Tlv("0036", point)), "9000");
+    EXPECT_NE(Send("80CA00E000").find("C00D0173FFB00040FFF00000018600"), std::string::npos);
+    EXPECT_EQ(Send("80E40000 03 D20173"), "009000");
+    const std::string secret(64, '5');
+    EXPECT_EQ(Store("8800", GroupOf(component("B1", "20") + curve) + Tlv("8137", Encrypted(secret))), "9000");
+    EXPECT_EQ(Send("80E40000 03 D20173"), "009000");
+    std::string templates;
+    std::string values;
+    for (const char* each : {"A6", "A8", "A7", "A5", "A4"}) {
+        templates += component(each, "10");
+    }
+    for (const char* group : {"8121", "8122", "8123", "8124", "8125"}) {
+        values += Tlv(group, Encrypted(NewKey));
+    }
+    EXPECT_EQ(Store("0800", GroupOf(templates)), "9000");
+    EXPECT_EQ(Store("8801", values), "9000");
+    EXPECT_NE(Send("80CA00E000").find("FFA40010FFA50010FFA60010FFA70010FFA80010"), std::string::npos);
+}
+
+TEST_F(Storing, LoadsNoKeyWhoseComponentsContradictEachOther) {
+    const std::string before = Send("80CA00E000");
+    const auto component = [&](const std::string& usage, const std::string& type, const std::string& tail) {
+        return Tlv("B9", "9501" + usage + "8001" + type + "810103" + tail);
+    };
+    const std::string tail = "820101830173";
+    const std::string values = Tlv("0010", "010203") + Tlv("0011", "010001");
+    const std::string modulus = component("86", "A1", tail);
+    EXPECT_EQ(Store("8800", GroupOf(modulus + component("81", "A0", tail)) + values), "6A80");
+    EXPECT_EQ(Store("8800", GroupOf(component("86", "A0", tail) + modulus) + values), "6A80");
+    EXPECT_EQ(Store("8800", GroupOf(modulus + component("86", "A1", tail)) + values), "6A80");
+    EXPECT_EQ(Store("8800", GroupOf(modulus + component("86", "A0", tail + "8403000000")) + values), "6A80");
+    EXPECT_EQ(Store("8800", GroupOf(modulus + component("86", "A2", tail)) + values), "6A80");
+    EXPECT_EQ(Store("8800", GroupOf(modulus) + Tlv("0010", "010203")), "6A80");
+    EXPECT_EQ(Store("8800", GroupOf(modulus) + Tlv("0010", "0102")), "6A80");
+    EXPECT_EQ(
+        Store(
+            "8800",
+            GroupOf(modulus + component("86", "A1", "820102830173") + component("86", "A0", tail)) + values),
+        "6A80");
+    EXPECT_EQ(Store("8800", GroupOf(Tlv("B9", "9501868001F0850100820101830173"))), "6A80");
+    EXPECT_EQ(Send("80CA00E000"), before);
+}
+
 TEST_F(Storing, LoadsNoKeyThatIsNotWhatWasAnnounced) {
     const std::string before = Send("80CA00E000");
     const std::string value = Tlv("8113", Encrypted(NewKey));

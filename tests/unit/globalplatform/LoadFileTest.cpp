@@ -28,8 +28,10 @@ TEST(LoadFile, IsADataBlockBehindWhatAuthenticatesIt) {
     const auto parts = ParseLoadFile(FromHex("E20A 4F05A000000999 C30101 C403616263"));
     ASSERT_TRUE(parts);
     EXPECT_EQ(HexText(parts->dataBlock), "616263");
-    ASSERT_EQ(parts->before.size(), 1U);
-    EXPECT_TRUE(IsAuthenticationBlock(parts->before.front()));
+    ASSERT_EQ(parts->blocks.size(), 1U);
+    EXPECT_EQ(HexText(parts->blocks.front().domain), "A000000999");
+    EXPECT_EQ(HexText(parts->blocks.front().signature), "01");
+    EXPECT_EQ(HexText(AuthenticationObject(parts->blocks.front())), "E20A4F05A000000999C30101");
 }
 
 TEST(LoadFile, IsMadeOfADataBlockAlone) {
@@ -39,11 +41,14 @@ TEST(LoadFile, IsMadeOfADataBlockAlone) {
     const auto parts = ParseLoadFile(file);
     ASSERT_TRUE(parts);
     EXPECT_EQ(HexText(parts->dataBlock), "616263");
-    EXPECT_THAT(parts->before, IsEmpty());
+    EXPECT_TRUE(parts->blocks.empty());
 }
 
 TEST(LoadFile, IsNoneWithoutADataBlockInTheEnd) {
-    for (const char* bytes : {"", "616263", "E20161", "C40361626", "C403616263E20161", "C4046162"}) {
+    for (const char* bytes :
+         {"", "616263", "E20161", "C40361626", "C403616263E20161", "C4046162", "E20161C403616263",
+          "E3074F05A000000999C403616263", "E2074F05A000000999C403616263",
+          "E20AC301014F05A000000999C403616263", "E2034F05A0C403616263", "D30101C403616263"}) {
         const auto file = FromHexText(bytes);
         EXPECT_FALSE(file && ParseLoadFile(*file)) << bytes;
     }
@@ -51,12 +56,14 @@ TEST(LoadFile, IsNoneWithoutADataBlockInTheEnd) {
     EXPECT_FALSE(BeginsLikeLoadFile(FromHex("616263")));
 }
 
-TEST(LoadFile, IsAuthenticatedByADomainsAidAndItsSignature) {
-    EXPECT_TRUE(IsAuthenticationBlock({0xE2, FromHex("4F05A000000999 C30101")}));
-    EXPECT_FALSE(IsAuthenticationBlock({0xE3, FromHex("4F05A000000999 C30101")}));
-    EXPECT_FALSE(IsAuthenticationBlock({0xE2, FromHex("4F05A000000999")}));
-    EXPECT_FALSE(IsAuthenticationBlock({0xE2, FromHex("C30101 4F05A000000999")}));
-    EXPECT_FALSE(IsAuthenticationBlock({0xE2, FromHex("4F05A0")}));
+// GlobalPlatform Card 2.3.1, 11.6.2.3.
+TEST(LoadFile, MayBeEncryptedBehindItsInitialVector) {
+    const auto parts = ParseLoadFile(FromHex("E20A 4F05A000000999 C30101 D30210 11 D403 616263"));
+    ASSERT_TRUE(parts);
+    EXPECT_TRUE(parts->ciphered);
+    EXPECT_EQ(HexText(parts->initialVector), "1011");
+    EXPECT_EQ(HexText(parts->dataBlock), "616263");
+    EXPECT_EQ(ParseLoadFile(FromHex("D403616263"))->initialVector.size(), 0U);
 }
 
 TEST(DescribeCode, ReadsTheHeaderAndTheAppletsOfACapFile) {

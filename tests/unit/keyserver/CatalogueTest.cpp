@@ -233,13 +233,10 @@ TEST(LoadFile, IsWrappedUnlessItIsWholeAlready) {
         "abc");
     EXPECT_EQ(whole.data, wrapped.data);
     EXPECT_EQ(whole.hash, wrapped.hash);
-    EXPECT_EQ(
-        MakeLoadFile("\xE2\x01"
-                     "d"
-                     "\xC4\x03"
-                     "abc")
-            .hash,
-        wrapped.hash);
+    const auto authenticated = GlobalPlatform::FromHexText("E20A4F05A000000999C30101C403616263").value();
+    const std::string text(authenticated.begin(), authenticated.end());
+    EXPECT_EQ(MakeLoadFile(text).data, authenticated);
+    EXPECT_EQ(MakeLoadFile(text).hash, wrapped.hash);
 }
 
 TEST(CardCommands, FollowTheirTables) {
