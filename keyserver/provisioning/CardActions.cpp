@@ -5,6 +5,7 @@
 
 #include "globalplatform/Tags.h"
 #include "keyserver/provisioning/CardCommands.h"
+#include "keyserver/provisioning/Signing.h"
 
 namespace KeyServer {
 
@@ -12,11 +13,14 @@ namespace {
 
 using namespace GlobalPlatform;
 
+constexpr char Success[] = "9000";
 constexpr char MoreData[] = "6310";
 
 class FixedCourse final : public ActionCourse {
 public:
-    FixedCourse(const std::vector<PlainCommand>& fixed, bool showsData) : commands(fixed), shows(showsData) {}
+    FixedCourse(
+        const std::vector<PlainCommand>& fixed, bool showsData, const std::optional<KeyComponents>& key)
+        : commands(fixed), shows(showsData), receiptKey(key) {}
 
     std::vector<PlainCommand> Next() override {
         std::vector<PlainCommand> next;
@@ -30,6 +34,14 @@ public:
     }
 
     void Take(const std::vector<CardResponse>& responses) override {
+        for (std::size_t i = 0; receiptKey && i < responses.size(); ++i) {
+            const PlainCommand& command = sent.at(i);
+            if (!command.receiptFields.empty() && responses[i].statusWord == Success) {
+                findings.push_back(
+                    "receipt " + std::to_string(CheckReceipt(command, responses[i], *receiptKey)) + " of " +
+                    command.title);
+            }
+        }
         for (std::size_t i = 0; shows && i < responses.size(); ++i) {
             const std::string data =
                 responses[i].data.empty() ? responses[i].statusWord : HexText(responses[i].data);
@@ -42,6 +54,7 @@ public:
 private:
     const std::vector<PlainCommand>& commands;
     const bool shows;
+    const std::optional<KeyComponents>& receiptKey;
     std::size_t at = 0;
     std::vector<PlainCommand> sent;
     std::vector<std::string> findings;
@@ -139,10 +152,43 @@ private:
     bool confirmed = false;
 };
 
+class StoreKeyCourse final : public ActionCourse {
+public:
+    StoreKeyCourse(const KeyOrder& keyOrder, Bytes dataEncryptionKey)
+        : order(keyOrder), transportKey(std::move(dataEncryptionKey)) {}
+
+    std::vector<PlainCommand> Next() override {
+        if (confirmed) {
+            return {};
+        }
+        return {StoreKeyCommand(order, transportKey)};
+    }
+
+    void Take(const std::vector<CardResponse>& responses) override {
+        const Bytes& data = responses.at(0).data;
+        const Bytes expected = StoreKeyConfirmation(order);
+        if (data != expected) {
+            throw CardProblem(
+                ResultCode::KeyManagement, "the card confirms its new key with \"" + HexText(data) +
+                                               "\" in place of " + HexText(expected));
+        }
+        confirmed = true;
+    }
+
+private:
+    const KeyOrder& order;
+    const Bytes transportKey;
+    bool confirmed = false;
+};
+
 }  // namespace
 
 std::unique_ptr<ActionCourse> FixedAction::Begin(const ChannelKeys&) const {
-    return std::make_unique<FixedCourse>(commands, shows);
+    return std::make_unique<FixedCourse>(commands, shows, receiptKey);
+}
+
+std::unique_ptr<ActionCourse> StoreKeyAction::Begin(const ChannelKeys& channel) const {
+    return std::make_unique<StoreKeyCourse>(order, channel.keys.dataEncryption);
 }
 
 std::unique_ptr<ActionCourse> ListAction::Begin(const ChannelKeys&) const {

@@ -4,20 +4,36 @@
 
 #include "keyserver/provisioning/CardContents.h"
 #include "keyserver/provisioning/CardService.h"
+#include "keyserver/provisioning/DomainCommands.h"
 
 namespace KeyServer {
 
-// Commands in their order. `showsData` makes the data of each response a finding.
+// Commands in their order. `showsData` makes the data of each response a finding; with a key, what has a
+// receipt is checked, and its number is one.
 class FixedAction final : public Action {
 public:
-    explicit FixedAction(std::vector<PlainCommand> fixed, bool showsData = false)
-        : commands(std::move(fixed)), shows(showsData) {}
+    explicit FixedAction(
+        std::vector<PlainCommand> fixed, bool showsData = false,
+        std::optional<GlobalPlatform::KeyComponents> key = std::nullopt)
+        : commands(std::move(fixed)), shows(showsData), receiptKey(std::move(key)) {}
 
     std::unique_ptr<ActionCourse> Begin(const ChannelKeys& channel) const override;
 
 private:
     const std::vector<PlainCommand> commands;
     const bool shows;
+    const std::optional<GlobalPlatform::KeyComponents> receiptKey;
+};
+
+// Puts one key.
+class StoreKeyAction final : public Action {
+public:
+    explicit StoreKeyAction(KeyOrder keyOrder) : order(std::move(keyOrder)) {}
+
+    std::unique_ptr<ActionCourse> Begin(const ChannelKeys& channel) const override;
+
+private:
+    const KeyOrder order;
 };
 
 // GET STATUS for each subset, continued as long as the card has more. The findings are the entries.

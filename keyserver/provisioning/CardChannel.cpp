@@ -90,7 +90,7 @@ CardChannel::CardChannel(const ChannelPlan& channelPlan, const KeyRing& keyRing)
     : plan(channelPlan), ring(keyRing), hostChallenge(plan.hostChallenge.value_or(RandomChallenge())) {}
 
 std::vector<PlainCommand> CardChannel::OpeningCommands() const {
-    return {SelectCommand(plan.issuerDomain), InitializeUpdateCommand(plan.keyVersion, hostChallenge)};
+    return {SelectCommand(plan.domain), InitializeUpdateCommand(plan.keyVersion, hostChallenge)};
 }
 
 PlainCommand CardChannel::Authenticate(const std::vector<CardResponse>& responses) {

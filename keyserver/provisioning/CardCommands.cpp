@@ -18,19 +18,6 @@ constexpr std::size_t MostBlocks = 256;  // of STORE DATA; their number has one 
 
 const std::vector<std::string> Success{"9000"};
 
-PlainCommand Command(std::uint8_t ins, std::uint8_t p1, std::uint8_t p2, Bytes data, std::string title) {
-    PlainCommand command;
-    command.apdu.cla = ProprietaryClassBit;
-    command.apdu.ins = ins;
-    command.apdu.p1 = p1;
-    command.apdu.p2 = p2;
-    command.apdu.data = std::move(data);
-    command.apdu.expectedLength = AnyLength;
-    command.title = std::move(title);
-    command.expected = Success;
-    return command;
-}
-
 PlainCommand WithoutResponse(PlainCommand command) {
     command.apdu.expectedLength.reset();
     return command;
@@ -42,14 +29,6 @@ void AppendField(Bytes& data, const Bytes& value) {
     }
     data.push_back(static_cast<std::uint8_t>(value.size()));
     Append(data, value);
-}
-
-Bytes Fields(const std::vector<Bytes>& values) {
-    Bytes data;
-    for (const Bytes& value : values) {
-        AppendField(data, value);
-    }
-    return data;
 }
 
 std::string Numbered(const std::string& title, std::size_t index, std::size_t count) {
@@ -70,6 +49,27 @@ void AppendKey(Bytes& data, const Bytes& key, const Bytes& dataEncryptionKey) {
 
 }  // namespace
 
+PlainCommand CardCommand(std::uint8_t ins, std::uint8_t p1, std::uint8_t p2, Bytes data, std::string title) {
+    PlainCommand command;
+    command.apdu.cla = ProprietaryClassBit;
+    command.apdu.ins = ins;
+    command.apdu.p1 = p1;
+    command.apdu.p2 = p2;
+    command.apdu.data = std::move(data);
+    command.apdu.expectedLength = AnyLength;
+    command.title = std::move(title);
+    command.expected = Success;
+    return command;
+}
+
+Bytes Fields(const std::vector<Bytes>& values) {
+    Bytes data;
+    for (const Bytes& value : values) {
+        AppendField(data, value);
+    }
+    return data;
+}
+
 std::size_t RoomForData(SecurityLevel level) {
     constexpr std::size_t ShortData = 255;
     const std::size_t behindMac = ShortData - CommandMacLength;
@@ -85,38 +85,40 @@ std::size_t RoomForData(SecurityLevel level) {
 }
 
 PlainCommand SelectCommand(const Bytes& aid) {
-    PlainCommand command = Command(Instruction::Select, Selection::ByName, Selection::First, aid, "SELECT");
+    PlainCommand command =
+        CardCommand(Instruction::Select, Selection::ByName, Selection::First, aid, "SELECT");
     command.apdu.cla = 0x00;
     return command;
 }
 
 PlainCommand InitializeUpdateCommand(std::uint8_t keyVersion, const Bytes& challenge) {
     PlainCommand command =
-        Command(Instruction::InitializeUpdate, keyVersion, 0x00, challenge, "INITIALIZE UPDATE");
+        CardCommand(Instruction::InitializeUpdate, keyVersion, 0x00, challenge, "INITIALIZE UPDATE");
     command.codeWhenAbsent = ResultCode::UnknownKeys;
     return command;
 }
 
 PlainCommand ExternalAuthenticateCommand(SecurityLevel level, const Bytes& hostCryptogram) {
-    return WithoutResponse(Command(
+    return WithoutResponse(CardCommand(
         Instruction::ExternalAuthenticate, static_cast<std::uint8_t>(level), 0x00, hostCryptogram,
         "EXTERNAL AUTHENTICATE"));
 }
 
 PlainCommand DeleteCommand(const Bytes& aid, bool dependents, bool absentIsFine) {
-    PlainCommand command = Command(
+    PlainCommand command = CardCommand(
         Instruction::Delete, 0x00, dependents ? Deletion::WithRelatedObjects : Deletion::OfObject,
         MakeTlv(Tag::Aid, aid), "DELETE of " + HexText(aid));
     if (absentIsFine) {
         command.expected = {"9000", "6A88", "6A82"};
     }
+    command.receiptFields = {aid};
     return command;
 }
 
 PlainCommand GetDataCommand(std::uint16_t tag, bool absentIsFine) {
     const Bytes bytes = BigEndian(tag, 2);
     PlainCommand command =
-        Command(Instruction::GetData, bytes.at(0), bytes.at(1), {}, "GET DATA " + HexText(bytes));
+        CardCommand(Instruction::GetData, bytes.at(0), bytes.at(1), {}, "GET DATA " + HexText(bytes));
     if (absentIsFine) {
         command.expected = {"9000", "6A88"};
     }
@@ -124,7 +126,7 @@ PlainCommand GetDataCommand(std::uint16_t tag, bool absentIsFine) {
 }
 
 PlainCommand GetStatusCommand(std::uint8_t subset, bool next) {
-    PlainCommand command = Command(
+    PlainCommand command = CardCommand(
         Instruction::GetStatus, subset, next ? StatusFlag::InTlv | StatusFlag::Next : StatusFlag::InTlv,
         MakeTlv(Tag::Aid, {}), "GET STATUS " + HexText({subset}) + (next ? ", next" : ""));
     command.expected = {"9000", "6310", "6A88"};
@@ -132,7 +134,7 @@ PlainCommand GetStatusCommand(std::uint8_t subset, bool next) {
 }
 
 PlainCommand SetStatusCommand(std::uint8_t type, std::uint8_t state, const Bytes& aid) {
-    return WithoutResponse(Command(
+    return WithoutResponse(CardCommand(
         Instruction::SetStatus, type, state, aid,
         "SET STATUS of " + HexText(aid) + " to " + HexText({state})));
 }
@@ -144,7 +146,7 @@ std::vector<PlainCommand> LoadCommands(const LoadOrder& order) {
             "the load file takes " + std::to_string(count) + " blocks of " +
             std::to_string(order.blockLength) + " bytes; LOAD numbers 1 to 256 of them");
     }
-    std::vector<PlainCommand> commands{Command(
+    std::vector<PlainCommand> commands{CardCommand(
         Instruction::Install, InstallFor::Load, 0x00,
         Fields({order.package, order.domain, order.hash, order.parameters, {}}), "INSTALL [for load]")};
     commands.front().decides = true;
@@ -152,26 +154,29 @@ std::vector<PlainCommand> LoadCommands(const LoadOrder& order) {
         const auto begin = order.fileData.begin() + static_cast<std::ptrdiff_t>(i * order.blockLength);
         const auto end =
             i + 1 == count ? order.fileData.end() : begin + static_cast<std::ptrdiff_t>(order.blockLength);
-        commands.push_back(Command(
+        commands.push_back(CardCommand(
             Instruction::Load, i + 1 == count ? LastBlockFlag : 0, static_cast<std::uint8_t>(i),
             Bytes(begin, end), Numbered("LOAD", i, count)));
     }
+    commands.back().receiptFields = {order.package, order.receiver};
     return commands;
 }
 
 PlainCommand InstallCommand(const InstallOrder& order) {
     const std::uint8_t purpose =
         order.selectable ? InstallFor::Install | InstallFor::MakeSelectable : InstallFor::Install;
-    return Command(
+    PlainCommand command = CardCommand(
         Instruction::Install, purpose, 0x00,
         Fields({order.package, order.module, order.instance, order.privileges, order.parameters, {}}),
         order.selectable ? "INSTALL [for install and make selectable]" : "INSTALL [for install]");
+    command.receiptFields = {order.package, order.instance};
+    return command;
 }
 
 // The last block may finish the personalisation, so it waits for the others.
 std::vector<PlainCommand> PersonalisationCommands(
     const Bytes& instance, DataFormat format, const std::vector<Bytes>& blocks) {
-    std::vector<PlainCommand> commands{Command(
+    std::vector<PlainCommand> commands{CardCommand(
         Instruction::Install, InstallFor::Personalization, 0x00, Fields({{}, {}, instance, {}, {}, {}}),
         "INSTALL [for personalization]")};
     commands.front().decides = true;
@@ -180,7 +185,7 @@ std::vector<PlainCommand> PersonalisationCommands(
     }
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         const bool last = i + 1 == blocks.size();
-        commands.push_back(WithoutResponse(Command(
+        commands.push_back(WithoutResponse(CardCommand(
             Instruction::StoreData,
             static_cast<std::uint8_t>((last ? LastBlockFlag : 0) | static_cast<std::uint8_t>(format)),
             static_cast<std::uint8_t>(i), blocks[i], Numbered("STORE DATA", i, blocks.size()))));
@@ -196,7 +201,7 @@ PlainCommand PutKeyCommand(
     for (const Bytes& key : {keys.encryption, keys.mac, keys.dataEncryption}) {
         AppendKey(data, key, dataEncryptionKey);
     }
-    return Command(
+    return CardCommand(
         Instruction::PutKey, replaced, SeveralKeysFromFirst, std::move(data),
         replaced == 0 ? "PUT KEY of new version " + HexText({version})
                       : "PUT KEY of version " + HexText({version}) + " in place of " + HexText({replaced}));

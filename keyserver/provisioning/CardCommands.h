@@ -8,6 +8,13 @@
 
 namespace KeyServer {
 
+// A command of the proprietary class that is answered with 9000 and data.
+[[nodiscard]] PlainCommand CardCommand(
+    std::uint8_t ins, std::uint8_t p1, std::uint8_t p2, Bytes data, std::string title);
+
+// Fields of INSTALL, each behind its length.
+[[nodiscard]] Bytes Fields(const std::vector<Bytes>& values);
+
 // How much data fits in one short command under a level: padding to whole blocks and the code take room.
 [[nodiscard]] std::size_t RoomForData(GlobalPlatform::SecurityLevel level);
 
@@ -29,6 +36,7 @@ struct LoadOrder {
     Bytes fileData;    // the load file: optional DAP blocks and the object C4, 11.6.2.3
     Bytes hash;        // SHA-256 of the contents of C4
     std::size_t blockLength = 0;
+    Bytes receiver{};  // the domain by its AID also when it is the selected one; for the receipt
 };
 
 // INSTALL [for load], 11.5.2.3.1, and the blocks of LOAD, 11.6. At most 256 blocks.

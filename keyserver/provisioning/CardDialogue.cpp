@@ -58,6 +58,7 @@ public:
     Turn Begin() override {
         position = 0;
         plan = service.channel;
+        keyRing = service.keyRing;
         course.reset();
         channel.reset();
         planned.clear();
@@ -204,6 +205,7 @@ private:
             }
             course.reset();
             plan.keyVersion = action.newKeyVersion.value_or(plan.keyVersion);
+            Enter(action);
             ++position;
             return;
         }
@@ -212,8 +214,18 @@ private:
         }
     }
 
+    // The next channel is another domain's.
+    void Enter(const Action& action) {
+        if (action.enters) {
+            plan.domain = action.enters->aid;
+            plan.keyVersion = 0;
+            keyRing = action.enters->keyRing;
+            channel.reset();
+        }
+    }
+
     Turn OpenChannel() {
-        channel.emplace(plan, *service.keyRing);
+        channel.emplace(plan, *keyRing);
         for (const PlainCommand& command : channel->OpeningCommands()) {
             Send(command, command.apdu, true);
         }
@@ -237,7 +249,8 @@ private:
 
     const CardService& service;
     std::size_t position = 0;
-    ChannelPlan plan;                      // with the key version of the last key change
+    ChannelPlan plan;  // with the domain and the key version that it has come to
+    std::shared_ptr<const KeyRing> keyRing;
     std::unique_ptr<ActionCourse> course;  // of the action at the position, once it has begun
     std::optional<CardChannel> channel;    // opening until it is open
     std::vector<PlainCommand> planned;     // by the course, and not sent yet

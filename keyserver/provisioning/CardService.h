@@ -30,6 +30,10 @@ struct PlainCommand {
     // status words are, so a command whose failure would give the next one another meaning stands alone.
     bool decides = false;
 
+    // What a receipt is over that answers it, beside the confirmation's own data; GlobalPlatform Card 2.3.1,
+    // C.5.
+    std::vector<Bytes> receiptFields{};
+
     // Ends the session with this code at 6A88, referenced data not found.
     const char* codeWhenAbsent = nullptr;
 };
@@ -71,6 +75,14 @@ public:
     virtual std::vector<std::string> Findings() const { return {}; }
 };
 
+using KeyRing = std::map<std::uint8_t, GlobalPlatform::StaticKeys>;  // by key version number
+
+// A security domain that channels are opened to, and its keys.
+struct DomainAccess {
+    Bytes aid;
+    std::shared_ptr<const KeyRing> keyRing;
+};
+
 // Part of a service and never changed.
 class Action {
 public:
@@ -82,13 +94,12 @@ public:
     bool needsChannel = true;
     bool endsChannel = false;  // the card forgets the channel, because another application is selected
     std::optional<std::uint8_t>
-        newKeyVersion;  // of the keys that the session's next channels are opened with
+        newKeyVersion;                   // of the keys that the session's next channels are opened with
+    std::optional<DomainAccess> enters;  // the domain of those channels
 };
 
-using KeyRing = std::map<std::uint8_t, GlobalPlatform::StaticKeys>;  // by key version number
-
 struct ChannelPlan {
-    Bytes issuerDomain;           // AID; empty selects the card's own
+    Bytes domain;                 // AID; empty selects the card's issuer domain
     std::uint8_t keyVersion = 0;  // 0 leaves the choice to the card
     GlobalPlatform::SecurityLevel level = GlobalPlatform::SecurityLevel::CommandMacAndDecryption;
     std::optional<Bytes> hostChallenge;  // random when absent

@@ -6,6 +6,7 @@
 #include "globalplatform/Aes.h"
 #include "globalplatform/Scp03.h"
 #include "keyserver/provisioning/ActionReader.h"
+#include "keyserver/provisioning/ValueReader.h"
 
 namespace fs = std::filesystem;
 
@@ -83,9 +84,10 @@ std::string ReadSeIdPattern(const Place& place) {
     return pattern;
 }
 
-ChannelPlan ReadChannel(const Place& service, const Bytes& issuerDomain, const KeyRing& ring) {
+ChannelPlan ReadChannel(const Place& service, const DomainAccess& access) {
+    const KeyRing& ring = *access.keyRing;
     ChannelPlan plan;
-    plan.issuerDomain = issuerDomain;
+    plan.domain = access.aid;
     if (service.Has("keyVersion")) {
         plan.keyVersion = ReadKnownVersion(service.At("keyVersion"), ring);
     }
@@ -120,24 +122,58 @@ void ReadOptionalParts(const Place& place, CardService& service) {
 
 // What a whole catalogue says for each of its services.
 struct Setting {
-    Bytes issuerDomain;
-    std::shared_ptr<const KeyRing> ring;
     fs::path folder;
+    DomainAccess issuer;
+    Domains domains;
+    SignatureKeys signatureKeys;
     bool dryRun = false;  // nothing is to be changed on a card
 };
+
+// Each domain has its own keys, and those of the issuer domain serve it until they are there.
+Domains ReadDomains(const Place& place, const KeyRing& issuerKeys) {
+    Domains domains;
+    ReadEach(place.Items(), [&](const Place& domain) {
+        domain.OnlyMembers({"aid", "keys", "comment"});
+        KeyRing ring = domain.Has("keys") ? ReadKeyRing(domain.At("keys")) : KeyRing();
+        ring.insert(issuerKeys.begin(), issuerKeys.end());
+        const Bytes aid = ReadAid(domain.At("aid"));
+        if (!domains.emplace(aid, std::make_shared<const KeyRing>(std::move(ring))).second) {
+            domain.At("aid").Complain("there is a domain " + HexText(aid) + " already");
+        }
+    });
+    return domains;
+}
+
+Delegation ReadDelegation(const Place& service, const SignatureKeys& keys) {
+    Delegation delegation;
+    if (service.Has("tokenKey")) {
+        delegation.tokenKey = ReadNamedKey(service.At("tokenKey"), keys);
+    }
+    if (service.Has("receiptKey")) {
+        delegation.receiptKey = ReadNamedKey(service.At("receiptKey"), keys);
+    }
+    return delegation;
+}
 
 bool OnlyLooks(const Place& action) {
     const std::string name = action.At("do").Text();
     return name == "list" || name == "read";
 }
 
-// All are read, so that mistakes are found in those too that a dry run leaves out. SELECT is one of them:
-// what it selects would get the commands of a channel that it ends.
-void ReadActions(const Place& place, const ActionSetting& setting, bool dryRun, CardService& service) {
+// What an action enters, those behind it are for. All are read, so that mistakes are found in those too that
+// a dry run leaves out. SELECT is one of them: what it selects would get the commands of a channel that it
+// ends. So is all that stands behind an entry, since the domain may not be there.
+void ReadActions(const Place& place, ActionSetting setting, bool dryRun, CardService& service) {
     std::size_t leftOut = 0;
+    bool entered = false;
     ReadEach(place.Items(), [&](const Place& each) {
         std::unique_ptr<const Action> action = ReadAction(each, setting);
-        if (dryRun && !OnlyLooks(each)) {
+        if (const std::optional<DomainAccess>& domain = action->enters) {
+            setting.domain = domain->aid;
+            setting.keyRing = domain->keyRing;
+            entered = true;
+        }
+        if (dryRun && (entered || !OnlyLooks(each))) {
             ++leftOut;
         } else {
             service.actions.push_back(std::move(action));
@@ -158,8 +194,8 @@ std::shared_ptr<const CardService> ReadService(const Place& place, const Setting
     Gathering gathering;
     gathering.Read([&] {
         place.OnlyMembers(
-            {"serviceId", "name", "seId", "keyVersion", "security", "hostChallenge", "commandsPerTurn",
-             "finalCode", "misbehaviours", "actions"});
+            {"serviceId", "name", "seId", "securityDomain", "keyVersion", "security", "hostChallenge",
+             "tokenKey", "receiptKey", "commandsPerTurn", "finalCode", "misbehaviours", "actions"});
     });
     gathering.Read([&] {
         for (const Place& id : place.At("serviceId").OneOrMore()) {
@@ -167,10 +203,20 @@ std::shared_ptr<const CardService> ReadService(const Place& place, const Setting
         }
         service->name = place.Has("name") ? place.At("name").NonEmptyText() : service->serviceIds.front();
     });
-    service->keyRing = whole.ring;
-    gathering.Read([&] { service->channel = ReadChannel(place, whole.issuerDomain, *whole.ring); });
+    DomainAccess access = whole.issuer;
+    gathering.Read([&] {
+        if (place.Has("securityDomain")) {
+            access = ReadDomain(place.At("securityDomain"), whole.domains);
+        }
+    });
+    service->keyRing = access.keyRing;
+    gathering.Read([&] { service->channel = ReadChannel(place, access); });
     gathering.Read([&] { ReadOptionalParts(place, *service); });
-    const ActionSetting setting{whole.folder, *whole.ring, service->channel.level};
+    Delegation delegation;
+    gathering.Read([&] { delegation = ReadDelegation(place, whole.signatureKeys); });
+    const ActionSetting setting{whole.folder,  access.keyRing,      service->channel.level,
+                                whole.domains, whole.signatureKeys, delegation,
+                                access.aid};
     gathering.Read([&] { ReadActions(place.At("actions"), setting, whole.dryRun, *service); });
     gathering.End();
     return service;
@@ -187,6 +233,23 @@ void RefuseServedTwice(const Place& place, const std::vector<std::shared_ptr<con
     }
 }
 
+// What services name.
+void ReadDomainsAndKeys(const Place& place, Gathering& gathering, Setting& setting) {
+    gathering.Read([&] {
+        if (place.Has("domains")) {
+            setting.domains = ReadDomains(place.At("domains"), *setting.issuer.keyRing);
+        }
+    });
+    if (!setting.issuer.aid.empty()) {
+        setting.domains.emplace(setting.issuer.aid, setting.issuer.keyRing);
+    }
+    gathering.Read([&] {
+        if (place.Has("signatureKeys")) {
+            setting.signatureKeys = ReadSignatureKeys(place.At("signatureKeys"));
+        }
+    });
+}
+
 }  // namespace
 
 std::vector<std::shared_ptr<const CardService>> ParseCatalogue(
@@ -195,20 +258,26 @@ std::vector<std::shared_ptr<const CardService>> ParseCatalogue(
     const Place place(whole, origin);
     place.MustBe(JsonValue::Kind::Object);
     Gathering gathering;
-    gathering.Read(
-        [&] { place.OnlyMembers({"$schema", "comment", "cardKeys", "dryRun", "issuerDomain", "services"}); });
+    gathering.Read([&] {
+        place.OnlyMembers(
+            {"$schema", "comment", "cardKeys", "dryRun", "issuerDomain", "domains", "signatureKeys",
+             "services"});
+    });
     Setting setting;
     setting.folder = folder;
     gathering.Read([&] {
-        setting.issuerDomain = place.Has("issuerDomain") ? ReadAid(place.At("issuerDomain")) : Bytes();
+        setting.issuer.aid = place.Has("issuerDomain") ? ReadAid(place.At("issuerDomain")) : Bytes();
     });
     gathering.Read([&] { setting.dryRun = place.Has("dryRun") && place.At("dryRun").Flag(); });
     gathering.Read(
-        [&] { setting.ring = std::make_shared<const KeyRing>(ReadKeyRing(place.At("cardKeys"))); });
+        [&] { setting.issuer.keyRing = std::make_shared<const KeyRing>(ReadKeyRing(place.At("cardKeys"))); });
+    if (setting.issuer.keyRing != nullptr) {
+        ReadDomainsAndKeys(place, gathering, setting);
+    }
     std::vector<std::shared_ptr<const CardService>> services;
     gathering.Read([&] {
         // Services name versions of these keys.
-        if (setting.ring != nullptr) {
+        if (setting.issuer.keyRing != nullptr) {
             ReadEach(place.At("services").Items(), [&](const Place& service) {
                 services.push_back(ReadService(service, setting));
                 RefuseServedTwice(service, services);
