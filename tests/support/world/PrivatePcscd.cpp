@@ -51,8 +51,10 @@ mount -t tmpfs none /run && mkdir /run/pcscd || exit 1
 [ ! -d /usr/lib/pcsc/drivers ] || mount -t tmpfs none /usr/lib/pcsc/drivers || exit 1
 )";
 
+// Newer ones ask polkit about every caller, also where there is none, and then refuse.
 constexpr char StartService[] = R"(
-mount --bind "$1" /run/pcscd && exec pcscd --foreground --info --config "$2"
+! pcscd --help 2>/dev/null | grep -q -e --disable-polkit || alone=--disable-polkit
+mount --bind "$1" /run/pcscd && exec pcscd --foreground --info $alone --config "$2"
 )";
 
 bool IsFree(int port) {
