@@ -98,14 +98,18 @@ bool ChecksOut(const std::string& digits) {
     return sum % 10 == 0;
 }
 
+bool IsWrittenDigit(std::uint8_t byte) {
+    return byte >= '0' && byte <= '9';
+}
+
 Found WrittenNumberAt(const Bytes& data, std::size_t at) {
     std::size_t end = at;
-    while (end < data.size() && data[end] >= '0' && data[end] <= '9') {
+    while (end < data.size() && IsWrittenDigit(data[end])) {
         ++end;
     }
     std::string digits(
         data.begin() + static_cast<std::ptrdiff_t>(at), data.begin() + static_cast<std::ptrdiff_t>(end));
-    const bool isWhole = at == 0 || data[at - 1] < '0' || data[at - 1] > '9';
+    const bool isWhole = at == 0 || !IsWrittenDigit(data[at - 1]);
     return isWhole && IsNumber(digits) && ChecksOut(digits) ? Found{0, end - at, digits} : Found{};
 }
 
