@@ -171,12 +171,13 @@ TEST(Signature, IsNoneOfAKeyThatIsNone) {
         EXPECT_FALSE(IsVerificationKey(key));
         EXPECT_FALSE(IsSigningKey(key));
         EXPECT_FALSE(VerifySignature(key, Message, FromHex(Signature256)));
-        EXPECT_THROW(Sign(key, Message), std::invalid_argument);
+        EXPECT_THROW(static_cast<void>(Sign(key, Message)), std::invalid_argument);
     }
     std::string off = Point256;
     off.back() = off.back() == '0' ? '1' : '0';  // not on the curve
     EXPECT_FALSE(VerifySignature(Key({{0xB0, off}, {0xF0, "00"}}), Message, FromHex(Signature256)));
-    EXPECT_THROW(Sign(Key({{0xA1, RsaModulus}, {0xA3, RsaModulus}}), Message), std::runtime_error);
+    EXPECT_THROW(
+        static_cast<void>(Sign(Key({{0xA1, RsaModulus}, {0xA3, RsaModulus}}), Message)), std::runtime_error);
 }
 
 TEST(TripleDes, EncryptsWholeBlocksAndBack) {
@@ -184,9 +185,9 @@ TEST(TripleDes, EncryptsWholeBlocksAndBack) {
     const Bytes vector(8);
     const Bytes plain = FromHex("00112233445566778899AABBCCDDEEFF");
     EXPECT_EQ(DesDecryptCbc(key, vector, DesEncryptCbc(key, vector, plain)), plain);
-    EXPECT_THROW(DesEncryptCbc(key, vector, {1}), std::invalid_argument);
-    EXPECT_THROW(DesDecryptCbc(First(key, 8), vector, plain), std::invalid_argument);
-    EXPECT_THROW(DesDecryptCbc(key, {}, plain), std::invalid_argument);
+    EXPECT_THROW(static_cast<void>(DesEncryptCbc(key, vector, {1})), std::invalid_argument);
+    EXPECT_THROW(static_cast<void>(DesDecryptCbc(First(key, 8), vector, plain)), std::invalid_argument);
+    EXPECT_THROW(static_cast<void>(DesDecryptCbc(key, {}, plain)), std::invalid_argument);
 }
 
 // C.4: the length before the fields has one byte, or three.
