@@ -49,8 +49,9 @@ std::string WholeText(const fs::path& file) {
 
 TEST_F(Installed, BuildsTheExamplesByCMakeAndRunsThem) {
     const std::string folder = (world.Folder() / "examples").string();
-    const World::Result configured =
-        world.Run({NAVO_CMAKE, "-S", Example("cpp"), "-B", folder, "-DCMAKE_PREFIX_PATH=" + prefix.string()});
+    const World::Result configured = world.Run(
+        {NAVO_CMAKE, "-G", "Ninja", "-S", Example("cpp"), "-B", folder,
+         "-DCMAKE_PREFIX_PATH=" + prefix.string()});
     ASSERT_EQ(configured.status, 0) << configured.output << configured.errors;
     for (const char* example : {"cplc", "run", "monitor"}) {
         const World::Result built = world.Run({NAVO_CMAKE, "--build", folder, "--target", example});
