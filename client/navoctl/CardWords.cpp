@@ -7,67 +7,20 @@
 #include <optional>
 
 #include "globalplatform/Bytes.h"
+#include "globalplatform/Names.h"
 
 namespace {
 
 using GlobalPlatform::Bytes;
-
-constexpr const char* Privileges[] = {
-    "Security Domain",
-    "DAP Verification",
-    "Delegated Management",
-    "Card Lock",
-    "Card Terminate",
-    "Card Reset",
-    "CVM Management",
-    "Mandated DAP Verification",
-    "Trusted Path",
-    "Authorized Management",
-    "Token Verification",
-    "Global Delete",
-    "Global Lock",
-    "Global Registry",
-    "Final Application",
-    "Global Service",
-    "Receipt Generation",
-    "Ciphered Load File Data Block",
-    "Contactless Activation",
-    "Contactless Self-Activation",
-};
 
 std::optional<Bytes> BytesOf(const std::string& hexadecimal, std::size_t least, std::size_t most) {
     std::optional<Bytes> bytes = GlobalPlatform::FromHexText(hexadecimal);
     return bytes && bytes->size() >= least && bytes->size() <= most ? bytes : std::nullopt;
 }
 
-struct State {
-    std::uint8_t value;
-    const char* name;
-};
-
-constexpr State CardStates[] = {
-    {0x01, "OP_READY"},
-    {0x07, "INITIALIZED"},
-    {0x0F, "SECURED"},
-    {0x7F, "CARD_LOCKED"},
-    {0xFF, "TERMINATED"}};
-
-void AddCardState(std::uint8_t value, std::vector<std::string>& words) {
-    for (const State& state : CardStates) {
-        if (state.value == value) {
-            words.push_back(std::string("of a card: ") + state.name);
-        }
-    }
-}
-
-// The five lower bits are the application's own once it is selectable.
-void AddApplicationState(std::uint8_t value, std::vector<std::string>& words) {
-    const std::string locked = (value & 0x80U) != 0 ? "LOCKED, was " : "";
-    const std::uint8_t state = value & 0x7FU;
-    if (state == 0x03) {
-        words.push_back("of an application: " + locked + "INSTALLED");
-    } else if ((state & 0x07U) == 0x07) {
-        words.push_back("of an application: " + locked + (state == 0x07 ? "SELECTABLE" : "its own state"));
+void AddNamed(const char* whose, const std::string& name, std::vector<std::string>& words) {
+    if (!name.empty()) {
+        words.push_back(whose + name);
     }
 }
 
@@ -168,13 +121,7 @@ std::vector<std::string> PrivilegeWords(const std::string& hexadecimal) {
     if (!bytes || bytes->size() == 2) {
         return {};
     }
-    std::vector<std::string> words;
-    for (std::size_t bit = 0; bit < 8 * bytes->size() && bit < std::size(Privileges); ++bit) {
-        const bool isSet = ((*bytes)[bit / 8] & (0x80U >> bit % 8)) != 0;
-        if (isSet) {
-            words.emplace_back(Privileges[bit]);
-        }
-    }
+    std::vector<std::string> words = GlobalPlatform::PrivilegeNames(*bytes);
     return words.empty() ? std::vector<std::string>{"none"} : words;
 }
 
@@ -185,12 +132,12 @@ std::vector<std::string> LifeCycleWords(const std::string& hexadecimal) {
     }
     const std::uint8_t value = bytes->front();
     std::vector<std::string> words;
-    AddCardState(value, words);
+    AddNamed("of a card: ", GlobalPlatform::CardStateName(value), words);
     if ((value & 0x7FU) == 0x0F) {
         words.emplace_back(
             value == 0x0F ? "of a security domain: PERSONALIZED" : "of a security domain: LOCKED");
     }
-    AddApplicationState(value, words);
+    AddNamed("of an application: ", GlobalPlatform::ApplicationStateName(value), words);
     if (value == 0x01) {
         words.emplace_back("of a load file: LOADED");
     }
