@@ -27,25 +27,37 @@ Bytes StatusBytes(StatusWord status, std::size_t added) {
 // In the manner of T=1, an answer that is too long for the expected length has its right length told where
 // one byte can tell it, and else comes in parts. Without an expected length, it comes as if the greatest had
 // been given.
-Bytes Delivery::Deliver(Answer answer, const CommandApdu& command, bool byteProtocol) {
+Bytes Delivery::Deliver(Answer answer, const CommandApdu& command, const Options& options) {
     waiting.reset();
     logicalChannel = command.cla & LogicalChannelMask;
     if (answer.data.empty()) {
         return Whole(std::move(answer));
     }
-    if (byteProtocol) {
-        return DeliverByBytes(std::move(answer), command);
+    if (options.manners.announcesAnswers) {
+        return Announce(std::move(answer));
+    }
+    if (options.byteProtocol) {
+        return DeliverByBytes(std::move(answer), command, options.manners.shortLength);
     }
     const std::size_t greatest = command.extended ? 65536 : LongestPart;
     const std::size_t expected = command.expectedLength.value_or(greatest);
     if (answer.data.size() <= expected) {
         return Whole(std::move(answer));
     }
-    if (answer.data.size() <= LongestPart) {
-        return StatusBytes(StatusWord::WrongExpectedLength, answer.data.size());
-    }
     if (expected < LongestPart) {
-        return StatusBytes(StatusWord::WrongExpectedLength, LongestPart);
+        return DeliverShort(std::move(answer), expected, options.manners.shortLength);
+    }
+    waiting = std::move(answer);
+    return NextPart(expected);
+}
+
+// An answer for which less is expected than one part can hold.
+Bytes Delivery::DeliverShort(Answer answer, std::size_t expected, ShortLength manner) {
+    if (manner == ShortLength::Refused) {
+        return StatusBytes(StatusWord::WrongLength);
+    }
+    if (manner == ShortLength::Told) {
+        return StatusBytes(StatusWord::WrongExpectedLength, std::min(answer.data.size(), LongestPart));
     }
     waiting = std::move(answer);
     return NextPart(expected);
@@ -53,12 +65,16 @@ Bytes Delivery::Deliver(Answer answer, const CommandApdu& command, bool byteProt
 
 // A command with data cannot tell an expected length, so its answer waits. One without data expects exactly
 // as many bytes as there are.
-Bytes Delivery::DeliverByBytes(Answer answer, const CommandApdu& command) {
+Bytes Delivery::DeliverByBytes(Answer answer, const CommandApdu& command, ShortLength manner) {
     if (!command.data.empty()) {
         return Announce(std::move(answer));
     }
     const std::size_t part = std::min(answer.data.size(), LongestPart);
-    if (command.expectedLength.value_or(0) != part) {
+    const std::size_t expected = command.expectedLength.value_or(0);
+    if (expected < part) {
+        return DeliverShort(std::move(answer), expected, manner);
+    }
+    if (expected > part) {
         return StatusBytes(StatusWord::WrongExpectedLength, part);
     }
     waiting = std::move(answer);

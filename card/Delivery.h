@@ -12,7 +12,7 @@ namespace Card {
 class Delivery {
 public:
     // The response, with its status word, to the command that gave this answer.
-    [[nodiscard]] Bytes Deliver(Answer answer, const CommandApdu& command, bool byteProtocol);
+    [[nodiscard]] Bytes Deliver(Answer answer, const CommandApdu& command, const Options& options);
 
     [[nodiscard]] static bool IsGetResponse(const Bytes& command);
 
@@ -23,7 +23,8 @@ public:
     void Forget() { waiting.reset(); }
 
 private:
-    Bytes DeliverByBytes(Answer answer, const CommandApdu& command);
+    Bytes DeliverByBytes(Answer answer, const CommandApdu& command, ShortLength manner);
+    Bytes DeliverShort(Answer answer, std::size_t expected, ShortLength manner);
     Bytes Announce(Answer answer);
     Bytes NextPart(std::size_t length);
 

@@ -211,6 +211,19 @@ std::size_t RoomIn(std::size_t length, SecurityLevel level) {
     return level == SecurityLevel::BothEncrypted ? blocks - std::min<std::size_t>(blocks, 1) : room;
 }
 
+// Behind the entries that one response shows at the most.
+std::size_t EndOfPart(std::size_t count, std::size_t at, std::size_t atOnce) {
+    return atOnce == 0 ? count : std::min(count, at + std::min(count, atOnce));
+}
+
+// Whether the host gets this much data by this command, or by those that fetch the rest of it.
+bool Arrives(const Runtime& card, const CommandApdu& command, std::size_t length) {
+    const Manners& manners = card.options.manners;
+    const std::size_t expected = command.expectedLength.value_or(LongestResponse);
+    return manners.announcesAnswers || manners.shortLength == ShortLength::Cut ||
+           length <= RoomIn(expected, card.session.channel->level);
+}
+
 }  // namespace
 
 // A list that is longer than a response goes on with the next command.
@@ -223,15 +236,16 @@ Answer GetStatus(Runtime& card, const CommandApdu& command) {
     const SecurityLevel level = card.session.channel->level;
     const std::size_t asked = command.extended ? command.expectedLength.value_or(0) : 0;
     const std::size_t room = RoomIn(std::max(LongestResponse, asked), level);
+    const std::size_t end = EndOfPart(entries.size(), at, card.options.manners.listedAtOnce);
     Answer answer;
     do {
         Append(answer.data, entries[at++]);
-    } while (at < entries.size() && answer.data.size() + entries[at].size() <= room);
+    } while (at < end && answer.data.size() + entries[at].size() <= room);
     if (at < entries.size()) {
         answer.status = StatusWord::MoreDataAvailable;
     }
     // The same part is asked for again when the expected length was too short for it.
-    if (answer.data.size() <= RoomIn(command.expectedLength.value_or(LongestResponse), level)) {
+    if (Arrives(card, command, answer.data.size())) {
         card.session.listing = Listing{command.p1, command.data, at};
     }
     return answer;

@@ -50,6 +50,9 @@ void Check(const Options& options) {
     Require(IsKeyVersion(options.keyVersion), "a key version from 1 to 127, or 255");
     Require(IsCardState(options.lifeCycle), "a life-cycle state of 01, 07, 0F, 7F or FF");
     Require(options.authenticationAttempts > 0, "at least one attempt at authentication");
+    Require(
+        options.manners.answerTime.count() >= 0 && options.manners.answerTime <= LongestAnswerTime,
+        "an answer time of at most ten seconds");
 }
 
 }  // namespace Card

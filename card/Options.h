@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "card/Manners.h"
 #include "globalplatform/Bytes.h"
 #include "globalplatform/LifeCycle.h"
 #include "globalplatform/Scp03.h"
@@ -55,6 +56,8 @@ struct Options {
 
     // Long answers and wrong expected lengths in the manner of the protocol T=0.
     bool byteProtocol = false;
+
+    Manners manners;
 };
 
 // Throws std::invalid_argument that names what cannot be.

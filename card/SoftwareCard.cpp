@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <new>
+#include <thread>
 
 #include "card/Commands.h"
 #include "card/Delivery.h"
@@ -21,16 +22,26 @@ public:
     }
 
     Bytes Transmit(const Bytes& bytes) {
-        const bool byteProtocol = card.options.byteProtocol;
         if (Delivery::IsGetResponse(bytes)) {
-            return delivery.Continue(bytes, byteProtocol);
+            return delivery.Continue(bytes, card.options.byteProtocol);
         }
         delivery.Forget();
         const CommandApdu command = ReadCommand(bytes);
         if (!card.Enter(command.cla & LogicalChannelMask)) {
             Refuse(StatusWord::ChannelNotSupported);
         }
-        return delivery.Deliver(Interpret(card, command), command, byteProtocol);
+        return delivery.Deliver(Interpret(card, command), command, card.options);
+    }
+
+    void Think() const {
+        if (card.options.manners.answerTime.count() > 0) {
+            std::this_thread::sleep_for(card.options.manners.answerTime);
+        }
+    }
+
+    Bytes Refused(StatusWord status) const {
+        const bool otherWord = status == StatusWord::FileNotFound && card.options.manners.absentIsData;
+        return StatusBytes(otherWord ? StatusWord::ReferencedDataNotFound : status);
     }
 
     Runtime card;
@@ -58,10 +69,11 @@ Bytes SoftwareCard::Reset() {
 }
 
 Bytes SoftwareCard::Transmit(const Bytes& command) {
+    body->Think();
     try {
         return body->Transmit(command);
     } catch (const Refusal& refusal) {
-        return StatusBytes(refusal.status);
+        return body->Refused(refusal.status);
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception&) {

@@ -8,7 +8,7 @@ _navo_card() {
     # The command, wherever options stand between its words.
     for ((index = 1; index < COMP_CWORD; index++)); do
         case ${COMP_WORDS[index]} in
-            --completion | --host | --port | --record | --state-file | --protocol | --atr | --channel-option | --cplc | --memory | --volatile-memory | --keys | --key-version) ((index++)) ;;
+            --completion | --host | --port | --record | --profile | --state-file | --protocol | --atr | --channel-option | --cplc | --memory | --volatile-memory | --keys | --key-version) ((index++)) ;;
         esac
     done
 
@@ -17,6 +17,7 @@ _navo_card() {
         *' --host') : ;;
         *' --port') : ;;
         *' --record') kind='file' ;;
+        *' --profile') kind='file' ;;
         *' --state-file') kind='file' ;;
         *' --protocol') words='T=0 T=1' ;;
         *' --atr') : ;;
@@ -28,7 +29,7 @@ _navo_card() {
         *' --key-version') : ;;
         *)
             case $command in
-                '') words='--help --version --completion --host --port --once --record --state-file --protocol --atr --channel-option --cplc --memory --volatile-memory --keys --key-version' ;;
+                '') words='--help --version --completion --host --port --once --record --profile --state-file --protocol --atr --channel-option --cplc --memory --volatile-memory --keys --key-version' ;;
             esac
             ;;
     esac

@@ -5,19 +5,15 @@
 #include <optional>
 #include <stdexcept>
 
+#include "device/configuration/CardKeys.h"
+#include "device/configuration/CardProfile.h"
 #include "device/configuration/SectionReader.h"
 #include "device/configuration/Values.h"
 #include "device/recording/Recording.h"
-#include "globalplatform/Aes.h"
-#include "globalplatform/Aid.h"
-#include "globalplatform/LifeCycle.h"
-#include "globalplatform/Scp03.h"
 
 namespace Device {
 
 namespace {
-
-namespace LifeCycle = GlobalPlatform::LifeCycle;
 
 constexpr char AnswerPrefix[] = "answer ";
 
@@ -45,68 +41,11 @@ BackEnd BackEndValue(const std::string& text) {
     throw BadValue("\"" + text + "\" is no back-end; write software, pcsc or replay");
 }
 
-Card::Bytes KeyValue(const std::string& text) {
-    return BytesValue(text, GlobalPlatform::AesKeyLength, GlobalPlatform::LongestAesKey);
-}
-
-GlobalPlatform::StaticKeys KeysValue(const std::string& text) {
-    const std::vector<std::string> parts = ListValue(text);
-    if (parts.size() != 3) {
-        throw BadValue("the card has three keys; write ENC;MAC;DEK, each as 16 bytes in hexadecimal");
-    }
-    GlobalPlatform::StaticKeys keys{KeyValue(parts[0]), KeyValue(parts[1]), KeyValue(parts[2])};
-    if (!GlobalPlatform::AreChannelKeys(keys)) {
-        throw BadValue(
-            "the keys differ in length, or have none of AES; write three of the same 16, 24 or 32 bytes");
-    }
-    return keys;
-}
-
-std::uint8_t ChannelOptionValue(const std::string& text) {
-    const std::uint8_t option = BytesValue(text, 1, 1).front();
-    if (!GlobalPlatform::IsChannelOption(option)) {
-        throw BadValue("\"" + text + "\" is no option of the secure channel; write 00, 10, 20, 30, 60 or 70");
-    }
-    return option;
-}
-
-std::uint8_t LifeCycleValue(const std::string& text) {
-    const std::pair<const char*, std::uint8_t> states[] = {
-        {"op-ready", LifeCycle::CardReady},
-        {"initialized", LifeCycle::CardInitialized},
-        {"secured", LifeCycle::CardSecured},
-        {"locked", LifeCycle::CardLocked},
-        {"terminated", LifeCycle::CardTerminated}};
-    for (const auto& state : states) {
-        if (text == state.first) {
-            return state.second;
-        }
-    }
-    throw BadValue(
-        "\"" + text + "\" is no state of a card; write op-ready, initialized, secured, locked or terminated");
-}
-
-std::uint8_t KeyVersionValue(const std::string& text) {
-    const std::uint64_t version = NumberValue(text, 1, Card::InitialKeyVersion);
-    if (!Card::IsKeyVersion(version)) {
-        throw BadValue(
-            text + " is no version of keys; write a number from 1 to 127, or 255 for initial keys");
-    }
-    return static_cast<std::uint8_t>(version);
-}
-
 bool ExclusiveValue(const std::string& text) {
     if (text != "exclusive" && text != "shared") {
         throw BadValue("\"" + text + "\" is no way to share a card; write exclusive or shared");
     }
     return text == "exclusive";
-}
-
-bool ByteProtocolValue(const std::string& text) {
-    if (text != "T=0" && text != "T=1") {
-        throw BadValue("\"" + text + "\" is no protocol of the software card; write T=0 or T=1");
-    }
-    return text == "T=0";
 }
 
 CardProtocol ProtocolValue(const std::string& text) {
@@ -158,6 +97,7 @@ public:
 
 private:
     void ReadBackEnd();
+    void ReadProfile();
     bool ReadAnswer(const Entry& entry);
     void RequireRecording();
     Keys CommonKeys();
@@ -184,6 +124,17 @@ void CardReader::ReadBackEnd() {
     }
 }
 
+// Before the other keys too, which say what is different on this device.
+void CardReader::ReadProfile() {
+    for (const Entry& entry : section.entries) {
+        if (entry.key == "profile" && card.backEnd == BackEnd::Software) {
+            SectionReader(section, mistakes).Guarded(entry, [&] {
+                ReadCardProfile(Path(entry.value), card.software, mistakes);
+            });
+        }
+    }
+}
+
 // True when the entry is an "answer COMMAND", whether or not it can be followed.
 bool CardReader::ReadAnswer(const Entry& entry) {
     if (entry.key.compare(0, sizeof AnswerPrefix - 1, AnswerPrefix) != 0) {
@@ -205,37 +156,16 @@ Keys CardReader::CommonKeys() {
 }
 
 Keys CardReader::SoftwareKeys() {
-    Card::Options& options = card.software;
-    const auto size = [](std::uint64_t& target) {
-        return [&target](const std::string& value) { target = NumberValue(value, 0, UINT32_MAX); };
-    };
-    return {
-        {"state-file", [&](const std::string& value) { options.stateFile = Path(value); }},
-        {"protocol", [&](const std::string& value) { options.byteProtocol = ByteProtocolValue(value); }},
-        {"atr", [&](const std::string& value) { options.atr = BytesValue(value, 0, Card::LongestAtr); }},
-        {"cplc",
-         [&](const std::string& value) {
-             options.cplc = BytesValue(value, Card::CplcLength, Card::CplcLength);
-         }},
-        {"issuer-aid",
-         [&](const std::string& value) {
-             options.issuerAid = BytesValue(value, GlobalPlatform::ShortestAid, GlobalPlatform::LongestAid);
-         }},
-        {"issuer-number",
-         [&](const std::string& value) {
-             options.issuerNumber = BytesValue(value, 0, Card::LongestIssuerNumber);
-         }},
-        {"life-cycle", [&](const std::string& value) { options.lifeCycle = LifeCycleValue(value); }},
-        {"authentication-attempts",
-         [&](const std::string& value) {
-             options.authenticationAttempts = static_cast<std::uint32_t>(NumberValue(value, 1, UINT32_MAX));
-         }},
-        {"channel-option",
-         [&](const std::string& value) { options.channelOption = ChannelOptionValue(value); }},
-        {"keys", [&](const std::string& value) { options.keys = KeysValue(value); }},
-        {"key-version", [&](const std::string& value) { options.keyVersion = KeyVersionValue(value); }},
-        {"free-memory", size(options.memory)},
-        {"free-volatile-memory", size(options.volatileMemory)}};
+    Keys keys = {
+        {"state-file", [&](const std::string& value) { card.software.stateFile = Path(value); }},
+        {"profile", [](const std::string&) {}}};
+    for (auto& key : SoftwareCardKeys(card.software)) {
+        keys.push_back(std::move(key));
+    }
+    card.namesKeys = std::any_of(section.entries.begin(), section.entries.end(), [](const Entry& entry) {
+        return entry.key == "keys";
+    });
+    return keys;
 }
 
 Keys CardReader::ReaderKeys() {
@@ -283,6 +213,7 @@ void CardReader::RequireRecording() {
 void CardReader::Read() {
     card.present = true;
     ReadBackEnd();
+    ReadProfile();
     Section plain = section;
     plain.entries.clear();
     for (const Entry& entry : section.entries) {

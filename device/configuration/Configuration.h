@@ -81,6 +81,7 @@ struct CardSettings {
     bool present = true;
     BackEnd backEnd = BackEnd::Software;
     Card::Options software;
+    bool namesKeys = false;  // by itself, not in a profile
     ReaderSettings reader;
     std::string recordingFile;  // to replay
     std::string recordFile;     // where all exchanges go; empty: nowhere

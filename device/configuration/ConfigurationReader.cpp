@@ -362,11 +362,7 @@ Configuration ReadConfiguration(const std::string& path, const std::string& text
 }
 
 std::string Describe(const Configuration& configuration, const Mistake& mistake) {
-    std::string text = configuration.path + ":";
-    if (mistake.line > 0) {
-        text += std::to_string(mistake.line) + ":";
-    }
-    return text + " " + (mistake.place.empty() ? "" : mistake.place + ": ") + mistake.problem;
+    return Describe(configuration.path, mistake);
 }
 
 }  // namespace Device

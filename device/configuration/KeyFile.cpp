@@ -102,6 +102,14 @@ std::string Trim(const std::string& text) {
     return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
 }
 
+std::string Describe(const std::string& path, const Mistake& mistake) {
+    std::string text = (mistake.file.empty() ? path : mistake.file) + ":";
+    if (mistake.line > 0) {
+        text += std::to_string(mistake.line) + ":";
+    }
+    return text + " " + (mistake.place.empty() ? "" : mistake.place + ": ") + mistake.problem;
+}
+
 KeyFile ParseKeyFile(const std::string& text) {
     Parser parser;
     unsigned number = 0;

@@ -11,7 +11,8 @@ namespace Device {
 struct Mistake {
     unsigned line;
     std::string place;
-    std::string problem;  // what is wrong and what would be right
+    std::string problem;    // what is wrong and what would be right
+    std::string file = {};  // that the configuration names; empty: the configuration's own
 };
 
 struct Entry {
@@ -41,5 +42,8 @@ struct KeyFile {
 [[nodiscard]] KeyFile ParseKeyFile(const std::string& text);
 
 [[nodiscard]] std::string Trim(const std::string& text);
+
+// "path:line: [section] key: problem"; the path is that of the mistake, if it has one.
+[[nodiscard]] std::string Describe(const std::string& path, const Mistake& mistake);
 
 }  // namespace Device

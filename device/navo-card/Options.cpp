@@ -2,75 +2,35 @@
 #include "device/navo-card/Options.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <stdexcept>
+#include <iostream>
 #include <vector>
 
 #include "commandline/CommandLine.h"
-#include "globalplatform/Aes.h"
-#include "globalplatform/Scp03.h"
+#include "device/configuration/CardKeys.h"
+#include "device/configuration/CardProfile.h"
+#include "device/configuration/Values.h"
 
 namespace NavoCard {
 
 namespace {
 
-using Card::CplcLength;
-using Card::LongestAtr;
-using GlobalPlatform::AesKeyLength;
-using GlobalPlatform::Bytes;
-using GlobalPlatform::LongestAesKey;
-
 // ISO 7816-3, 8.2: one protocol each, and the historical bytes "NAVOCARD". A reader is not left to choose the
 // one in whose manner the card does not answer.
 constexpr char BlockProtocolAtr[] = "3B88014E41564F434152448B";
 constexpr char ByteProtocolAtr[] = "3B084E41564F43415244";
+constexpr std::size_t ShortestAtr = 2;
 
-// What needs a look before it is an option of the card.
-struct RawOptions {
-    std::string protocol = "T=1";
-    std::string atr;
-    std::string cplc;
-    std::string keys;
-    unsigned keyVersion = 0;
-    std::string channelOption;
+// What the line says of the card, by the keys of a profile and in the order of the line.
+struct CardLine {
+    struct Value {
+        std::string option;
+        std::string key;
+        std::string text;
+    };
+
+    std::string profile;
+    std::vector<Value> values;
 };
-
-Bytes HexadecimalValue(
-    const std::string& name, const std::string& text, std::size_t lowest, std::size_t highest) {
-    const std::optional<Bytes> bytes = GlobalPlatform::FromHexText(text);
-    if (!bytes || bytes->size() < lowest || bytes->size() > highest) {
-        const std::string range = lowest == highest
-                                      ? std::to_string(lowest)
-                                      : std::to_string(lowest) + " to " + std::to_string(highest);
-        throw CLI::ValidationError(name, "write " + range + " bytes in hexadecimal digits");
-    }
-    return *bytes;
-}
-
-// A comma needs no quotes in a shell; the device's description has semicolons.
-GlobalPlatform::StaticKeys KeysValue(std::string text) {
-    std::replace(text.begin(), text.end(), ';', ',');
-    const std::vector<std::string> parts = CLI::detail::split(text, ',');
-    if (parts.size() != 3) {
-        throw CLI::ValidationError("--keys", "write three keys, ENC,MAC,DEK");
-    }
-    GlobalPlatform::StaticKeys keys;
-    keys.encryption = HexadecimalValue("--keys", parts[0], AesKeyLength, LongestAesKey);
-    keys.mac = HexadecimalValue("--keys", parts[1], AesKeyLength, LongestAesKey);
-    keys.dataEncryption = HexadecimalValue("--keys", parts[2], AesKeyLength, LongestAesKey);
-    if (!GlobalPlatform::AreChannelKeys(keys)) {
-        throw CLI::ValidationError("--keys", "write three keys of the same 16, 24 or 32 bytes");
-    }
-    return keys;
-}
-
-std::uint8_t ChannelOptionValue(const std::string& text) {
-    const std::uint8_t option = HexadecimalValue("--channel-option", text, 1, 1).front();
-    if (!GlobalPlatform::IsChannelOption(option)) {
-        throw CLI::ValidationError("--channel-option", "write 00, 10, 20, 30, 60 or 70");
-    }
-    return option;
-}
 
 void AddReader(CLI::App& app, Options& options) {
     const char* group = "Reader";
@@ -92,82 +52,114 @@ void AddReader(CLI::App& app, Options& options) {
         ->group(group);
 }
 
-void AddCard(CLI::App& app, Options& options, RawOptions& raw) {
+// An option that says what a key of a profile does.
+struct CardOption {
+    const char* name;
+    const char* key;
+    const char* type;
+    const char* description;
+    const char* usual;  // when neither line nor profile says anything
+};
+
+constexpr CardOption CardOptions[] = {
+    {"--protocol", "protocol", "T=0|T=1", "Manner of the card's answers", "T=1"},
+    {"--atr", "atr", "HEX", "Answer-to-reset, at most 33 bytes; by default one that offers the protocol", ""},
+    {"--channel-option", "channel-option", "HEX",
+     "Option i of the secure channel: 00, 10, 20, 30, 60 or 70; 10 by default", ""},
+    {"--cplc", "cplc", "HEX", "Production life-cycle data, 42 bytes", ""},
+    {"--memory", "free-memory", "BYTES", "Non-volatile memory of the empty card", "1310720"},
+    {"--volatile-memory", "free-volatile-memory", "BYTES", "Volatile memory", "32768"}};
+
+constexpr CardOption KeyOptions[] = {
+    {"--keys", "keys", "ENC,MAC,DEK",
+     "AES keys of the same 16, 24 or 32 bytes; 40 to 4F three times by default", ""},
+    {"--key-version", "key-version", "NUMBER", "Their version, 1 to 127 or 255", "1"}};
+
+void AddCardOption(CLI::App& app, CardLine& line, const CardOption& option, const char* group) {
+    app.add_option_function<std::string>(
+           option.name,
+           [&line, &option](const std::string& text) {
+               line.values.push_back({option.name, option.key, text});
+           },
+           option.description)
+        ->type_name(option.type)
+        ->default_str(option.usual)
+        ->group(group);
+}
+
+void AddCard(CLI::App& app, Options& options, CardLine& line) {
     const char* group = "Card";
+    app.add_option(
+           "--profile", line.profile, "File that says how the card is and behaves; options go before it")
+        ->type_name("FILE")
+        ->group(group);
     app.add_option(
            "--state-file", options.card.stateFile,
            "File that keeps the card; without it, it lasts as long as the program")
         ->type_name("FILE")
         ->group(group);
-    app.add_option("--protocol", raw.protocol, "Manner of the card's answers")
-        ->type_name("T=0|T=1")
-        ->check(CLI::IsMember({"T=0", "T=1"}))
-        ->capture_default_str()
-        ->group(group);
-    app.add_option(
-           "--atr", raw.atr, "Answer-to-reset, at most 33 bytes; by default one that offers the protocol")
-        ->type_name("HEX")
-        ->group(group);
-    app.add_option(
-           "--channel-option", raw.channelOption,
-           "Option i of the secure channel: 00, 10, 20, 30, 60 or 70; 10 by default")
-        ->type_name("HEX")
-        ->group(group);
-    app.add_option("--cplc", raw.cplc, "Production life-cycle data, 42 bytes")
-        ->type_name("HEX")
-        ->group(group);
-    app.add_option("--memory", options.card.memory, "Non-volatile memory of the empty card")
-        ->type_name("BYTES")
-        ->capture_default_str()
-        ->group(group);
-    app.add_option("--volatile-memory", options.card.volatileMemory, "Volatile memory")
-        ->type_name("BYTES")
-        ->capture_default_str()
-        ->group(group);
+    for (const CardOption& option : CardOptions) {
+        AddCardOption(app, line, option, group);
+    }
+    for (const CardOption& option : KeyOptions) {
+        AddCardOption(app, line, option, "Keys of a new card");
+    }
 }
 
-void AddKeys(CLI::App& app, RawOptions& raw) {
-    const char* group = "Keys of a new card";
-    app.add_option(
-           "--keys", raw.keys, "AES keys of the same 16, 24 or 32 bytes; 40 to 4F three times by default")
-        ->type_name("ENC,MAC,DEK")
-        ->group(group);
-    app.add_option("--key-version", raw.keyVersion, "Their version")
-        ->type_name("NUMBER")
-        ->check(CLI::Range(1, int{Card::HighestKeyVersion}) | CLI::IsMember({int{Card::InitialKeyVersion}}))
-        ->capture_default_str()
-        ->group(group);
+// False, with all its mistakes told, when the profile cannot be followed.
+bool ReadProfile(const std::string& path, Card::Options& card) {
+    std::vector<Device::Mistake> mistakes;
+    try {
+        Device::ReadCardProfile(path, card, mistakes);
+    } catch (const Device::BadValue& error) {
+        std::cerr << "navo-card: " << error.what() << "\n";
+        return false;
+    }
+    for (const Device::Mistake& mistake : mistakes) {
+        std::cerr << Device::Describe(path, mistake) << "\n";
+    }
+    return mistakes.empty();
 }
 
-void Finish(Options& options, const RawOptions& raw) {
-    options.card.byteProtocol = raw.protocol == "T=0";
-    const std::string atr = options.card.byteProtocol ? ByteProtocolAtr : BlockProtocolAtr;
-    options.card.atr = HexadecimalValue("--atr", raw.atr.empty() ? atr : raw.atr, 2, LongestAtr);
-    if (!raw.cplc.empty()) {
-        options.card.cplc = HexadecimalValue("--cplc", raw.cplc, CplcLength, CplcLength);
+void Set(Card::Options& card, const CardLine::Value& value) {
+    for (const auto& key : Device::SoftwareCardKeys(card)) {
+        if (key.first == value.key) {
+            try {
+                key.second(value.text);
+            } catch (const Device::BadValue& error) {
+                throw CLI::ValidationError(value.option, error.what());
+            }
+        }
     }
-    if (!raw.keys.empty()) {
-        options.card.keys = KeysValue(raw.keys);
+}
+
+// False when the profile cannot be followed. Without an answer-to-reset, the card has one of its protocol's.
+bool Finish(Options& options, const CardLine& line) {
+    options.card.atr.clear();
+    if (!line.profile.empty() && !ReadProfile(line.profile, options.card)) {
+        return false;
     }
-    if (!raw.channelOption.empty()) {
-        options.card.channelOption = ChannelOptionValue(raw.channelOption);
+    for (const CardLine::Value& value : line.values) {
+        Set(options.card, value);
     }
-    options.card.keyVersion = static_cast<std::uint8_t>(raw.keyVersion);
+    if (options.card.atr.size() < ShortestAtr) {
+        const char* atr = options.card.byteProtocol ? ByteProtocolAtr : BlockProtocolAtr;
+        options.card.atr = GlobalPlatform::FromHexText(atr).value();
+    }
+    return true;
 }
 
 }  // namespace
 
 std::optional<Options> ParseCommandLine(int count, char** arguments, int& status) {
     Options options;
-    RawOptions raw;
-    raw.keyVersion = options.card.keyVersion;
+    CardLine line;
     CLI::App app(
         "Presents a GlobalPlatform card in software to the reader of vpcd, and so to pcscd.", "navo-card");
     CommandLine::Hints hints;
     CommandLine::Prepare(app, NAVO_VERSION, hints);
     AddReader(app, options);
-    AddCard(app, options, raw);
-    AddKeys(app, raw);
+    AddCard(app, options, line);
     app.footer("Example:\n  navo-card --state-file wallet.card\n\nSee navo-card(1).");
     CommandLine::Complaint complaint;
     if (const std::optional<int> end = CommandLine::Parse(app, count, arguments, complaint)) {
@@ -178,8 +170,11 @@ std::optional<Options> ParseCommandLine(int count, char** arguments, int& status
         return std::nullopt;
     }
     try {
-        Finish(options, raw);
-        return options;
+        if (Finish(options, line)) {
+            return options;
+        }
+        status = ExitFailure;
+        return std::nullopt;
     } catch (const CLI::ParseError& error) {
         CommandLine::Say(app, CommandLine::ComplaintOf(app, error.what()));
         status = ExitUsage;

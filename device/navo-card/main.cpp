@@ -128,9 +128,10 @@ int main(int count, char** arguments) {
         if (!warning.empty()) {
             std::cerr << "navo-card: warning: " + warning + "\n";
         }
-        if (options->card.byteProtocol) {
-            std::cerr << "navo-card: with T=0, the service's own follow-up of 61xx and 6Cxx gets 6700, and a "
-                         "key server no answer\n";
+        if (options->card.byteProtocol || options->card.manners.announcesAnswers) {
+            std::cerr
+                << "navo-card: with " << (options->card.byteProtocol ? "T=0" : "announced answers")
+                << ", the service's own follow-up of 61xx and 6Cxx gets 6700, and a key server no answer\n";
         }
         if (options->once) {
             Present(card, *options, signals);

@@ -25,8 +25,8 @@ constexpr char Footer[] =
 bool HasOwnKeys(const Device::CardSettings& card) {
     const Card::Options plain;
     const auto& keys = card.software.keys;
-    return keys.encryption != plain.keys.encryption || keys.mac != plain.keys.mac ||
-           keys.dataEncryption != plain.keys.dataEncryption;
+    return card.namesKeys && (keys.encryption != plain.keys.encryption || keys.mac != plain.keys.mac ||
+                              keys.dataEncryption != plain.keys.dataEncryption);
 }
 
 void WarnOfOpenKeys(const std::string& file, const Device::Configuration& configuration) {

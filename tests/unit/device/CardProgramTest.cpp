@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// The command line of navo-card.
+// The command line of navo-card, and what it does without a reader.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -52,8 +53,30 @@ TEST(NavoCardOptions, BeginComplaintsWithTheProgramsName) {
     const Ended keys = EndOf({"--keys", "00,11"});
     EXPECT_EQ(keys.status, 2);
     EXPECT_THAT(
-        keys.errors, StartsWith("navo-card: --keys: write three keys, ENC,MAC,DEK\nUsage: navo-card"));
+        keys.errors, AllOf(
+                         StartsWith("navo-card: --keys: the card has three keys; write ENC,MAC,DEK, each as"),
+                         HasSubstr("\nUsage: navo-card")));
     EXPECT_THAT(
         EndOf({"--protcol", "T=0"}).errors,
         StartsWith("navo-card: there is no option '--protcol'; did you mean '--protocol'?\n"));
+}
+
+TEST(NavoCardProfile, HasAllItsMistakesTold) {
+    const TemporaryFolder folder;
+    const std::string file =
+        folder.Write("a.profile", "[card]\nabsent=6A00\n[network]\ntype=wifi\n").string();
+    const Ended ended = EndOf({"--profile", file});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(
+        ended.errors,
+        AllOf(StartsWith(file + ":2: [card] absent: "), HasSubstr("\n" + file + ":3: [network]: ")));
+    EXPECT_EQ(EndOf({"--profile", "/nowhere/a"}).status, 1);
+}
+
+TEST(NavoCardOptions, AreReadAsAProfileIs) {
+    const Ended ended = EndOf({"--protocol", "T=2"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(
+        ended.errors, StartsWith("navo-card: --protocol: \"T=2\" is no protocol of the software card"));
+    EXPECT_EQ(EndOf({"--keys", "00;00"}).status, 2);
 }

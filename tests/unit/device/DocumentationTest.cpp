@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "device/configuration/CardProfile.h"
 #include "device/configuration/Configuration.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -106,5 +107,16 @@ TEST(Manual, HasExamplesThatAreReadWithoutComplaint) {
     for (const std::string& example : examples) {
         EXPECT_THAT(Problems(ReadConfiguration(folder.Path() / "navo-device.conf", example)), IsEmpty())
             << example;
+    }
+}
+
+TEST(Manual, HasProfilesThatAreReadWithoutComplaint) {
+    const std::vector<std::string> examples = ExamplesOf(ReadFile(NAVO_DOCS_DIR "/card-profiles.md"));
+    ASSERT_THAT(examples, SizeIs(testing::Ge(1)));
+    for (const std::string& example : examples) {
+        Card::Options options;
+        std::vector<Device::Mistake> mistakes;
+        Device::ReadCardProfileText("a.profile", example, options, mistakes);
+        EXPECT_TRUE(mistakes.empty()) << Device::Describe("", mistakes.front());
     }
 }

@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"[card]\nback-end=pcsc\nshare=both\n", 3, "[card] share", "write exclusive or shared"},
         Wrong{"[card]\nback-end=pcsc\nprotocol=T=2\n", 3, "[card] protocol", "write T=0, T=1 or any"},
         Wrong{"[card]\nprotocol=any\n", 2, "[card] protocol", "write T=0 or T=1"},
-        Wrong{"[card]\nkeys=00;00\n", 2, "[card] keys", "ENC;MAC;DEK"},
+        Wrong{"[card]\nkeys=00;00\n", 2, "[card] keys", "ENC,MAC,DEK"},
         Wrong{"[card]\nkeys=00;00;00\n", 2, "[card] keys", "16 to 32 bytes"},
         Wrong{
             "[card]\nkeys=000102030405060708090A0B0C0D0E0F;000102030405060708090A0B0C0D0E0F;"

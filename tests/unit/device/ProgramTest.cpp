@@ -69,6 +69,10 @@ TEST(NavoDevice, WarnsOfFilesWithKeysThatOthersCanRead) {
             "navo-device: warning: " + file +
             " holds keys, and others can read it (mode 644); chmod 600 keeps them out\n");
     EXPECT_EQ(permit(std::filesystem::perms{0600}), "");
+    folder.Write("a.profile", "[card]\nkeys=" + key + "," + key + "," + key + "\n");
+    folder.Write("device.conf", "[card]\nprofile=a.profile\n");
+    EXPECT_EQ(permit(std::filesystem::perms{0644}), "")
+        << "the keys of a profile, published with it, are no secret";
 }
 
 TEST(NavoDevice, SaysThatAFileCannotBeRead) {
