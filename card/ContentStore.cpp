@@ -8,6 +8,26 @@
 
 namespace Card {
 
+namespace {
+
+CardContent Decoded(const std::string& path, const std::string& text) {
+    try {
+        return DecodeState(text);
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error("state file " + path + " is damaged: " + error.what());
+    }
+}
+
+}  // namespace
+
+CardContent ContentIn(const std::string& stateFile) {
+    const std::optional<std::string> text = ReadStateText(stateFile);
+    if (!text) {
+        throw std::runtime_error("state file " + stateFile + ": there is none yet");
+    }
+    return Decoded(stateFile, *text);
+}
+
 ContentStore::ContentStore(const Options& options) : content(options) {
     if (options.stateFile.empty()) {
         return;
@@ -18,11 +38,7 @@ ContentStore::ContentStore(const Options& options) : content(options) {
         file->Write(EncodeState(content));
         return;
     }
-    try {
-        content = DecodeState(*text);
-    } catch (const std::runtime_error& error) {
-        throw std::runtime_error("state file " + file->Path() + " is damaged: " + error.what());
-    }
+    content = Decoded(file->Path(), *text);
 }
 
 void ContentStore::Commit(CardContent changed) {

@@ -9,6 +9,10 @@
 
 namespace Card {
 
+// What a state file holds, without a claim on it: a card that uses it replaces it as a whole. Throws
+// std::runtime_error, with file and cause, when there is none, or a damaged one.
+[[nodiscard]] CardContent ContentIn(const std::string& stateFile);
+
 class ContentStore {
 public:
     // Takes the content from the state file, or writes that of a new card into it. Throws std::runtime_error,

@@ -60,6 +60,10 @@ bool LockSoon(int descriptor) {
     return true;
 }
 
+[[noreturn]] void FailAt(const std::string& path, const std::string& what) {
+    throw std::runtime_error("state file " + path + ": " + what);
+}
+
 // A renamed file lasts only when its folder is on the disk too.
 bool SyncFolderOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
@@ -77,6 +81,32 @@ FileDescriptor::~FileDescriptor() {
     }
 }
 
+std::optional<std::string> ReadStateText(const std::string& path) {
+    const FileDescriptor opened(Open(path, O_RDONLY));
+    if (!opened.Valid()) {
+        if (errno == ENOENT) {
+            return std::nullopt;
+        }
+        FailAt(path, "it cannot be opened: " + Cause());
+    }
+    std::string text;
+    char piece[16384];
+    ssize_t length = 0;
+    do {
+        length = ::read(opened.Get(), piece, sizeof piece);
+        if (length < 0 && errno != EINTR) {
+            FailAt(path, "it cannot be read: " + Cause());
+        }
+        if (length > 0) {
+            text.append(piece, static_cast<std::size_t>(length));
+        }
+        if (text.size() > MostCharacters) {
+            FailAt(path, "it is longer than any card's");
+        }
+    } while (length != 0);
+    return text;
+}
+
 StateFile::StateFile(std::string filePath)
     : path(std::move(filePath)), lock(Open(path + ".lock", O_RDWR | O_CREAT)) {
     if (!lock.Valid()) {
@@ -88,33 +118,7 @@ StateFile::StateFile(std::string filePath)
 }
 
 void StateFile::Fail(const std::string& what) const {
-    throw std::runtime_error("state file " + path + ": " + what);
-}
-
-std::optional<std::string> StateFile::Read() const {
-    const FileDescriptor opened(Open(path, O_RDONLY));
-    if (!opened.Valid()) {
-        if (errno == ENOENT) {
-            return std::nullopt;
-        }
-        Fail("it cannot be opened: " + Cause());
-    }
-    std::string text;
-    char piece[16384];
-    ssize_t length = 0;
-    do {
-        length = ::read(opened.Get(), piece, sizeof piece);
-        if (length < 0 && errno != EINTR) {
-            Fail("it cannot be read: " + Cause());
-        }
-        if (length > 0) {
-            text.append(piece, static_cast<std::size_t>(length));
-        }
-        if (text.size() > MostCharacters) {
-            Fail("it is longer than any card's");
-        }
-    } while (length != 0);
-    return text;
+    FailAt(path, what);
 }
 
 void StateFile::Write(const std::string& text) const {

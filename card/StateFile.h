@@ -22,6 +22,9 @@ private:
     int descriptor;
 };
 
+// The text of a state file; nothing when there is no file. Throws std::runtime_error when it cannot be read.
+[[nodiscard]] std::optional<std::string> ReadStateText(const std::string& path);
+
 // The lock is on a file beside it, ".lock" behind its name: the file itself is replaced with each change.
 class StateFile {
 public:
@@ -32,7 +35,7 @@ public:
     const std::string& Path() const { return path; }
 
     // Nothing when there is no file yet. Throws std::runtime_error when it cannot be read.
-    [[nodiscard]] std::optional<std::string> Read() const;
+    [[nodiscard]] std::optional<std::string> Read() const { return ReadStateText(path); }
 
     // Replaces the whole file; when it returns, the new text is on the disk. Throws std::runtime_error when
     // that fails, and the file is as it was, or, where only its folder could not be written, whole and new.

@@ -29,7 +29,7 @@ _navo_card() {
         *' --key-version') : ;;
         *)
             case $command in
-                '') words='--help --version --completion --host --port --once --record --profile --state-file --protocol --atr --channel-option --cplc --memory --volatile-memory --keys --key-version' ;;
+                '') words='--help --version --completion --host --port --once --record --profile --state-file --list --protocol --atr --channel-option --cplc --memory --volatile-memory --keys --key-version' ;;
             esac
             ;;
     esac

@@ -10,6 +10,7 @@ complete -c navo-card -l once -d 'End with the reader, and fail when there is no
 complete -c navo-card -l record -rF -d 'Add each exchange to this file, as one line of JSON'
 complete -c navo-card -l profile -rF -d 'File that says how the card is and behaves; options go before it'
 complete -c navo-card -l state-file -rF -d 'File that keeps the card; without it, it lasts as long as the program'
+complete -c navo-card -l list -d 'Print what is on the card, and present it to nobody'
 complete -c navo-card -l protocol -x -a 'T=0 T=1' -d 'Manner of the card'\''s answers'
 complete -c navo-card -l atr -x -d 'Answer-to-reset, at most 33 bytes; by default one that offers the protocol'
 complete -c navo-card -l channel-option -x -d 'Option i of the secure channel: 00, 10, 20, 30, 60 or 70; 10 by default'

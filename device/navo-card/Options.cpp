@@ -98,6 +98,7 @@ void AddCard(CLI::App& app, Options& options, CardLine& line) {
            "File that keeps the card; without it, it lasts as long as the program")
         ->type_name("FILE")
         ->group(group);
+    app.add_flag("--list", options.list, "Print what is on the card, and present it to nobody")->group(group);
     for (const CardOption& option : CardOptions) {
         AddCardOption(app, line, option, group);
     }

@@ -15,6 +15,7 @@ struct Options {
     std::uint16_t port = 35963;  // where vpcd waits unless its reader is set up otherwise
     bool once = false;           // ends with the first reader, and when there is none
     std::string recordFile;
+    bool list = false;  // tells what is on the card, and ends
     Card::Options card;
 };
 

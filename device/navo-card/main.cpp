@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "card/ContentStore.h"
+#include "card/Listing.h"
 #include "commandline/PrivateFile.h"
 #include "device/navo-card/Options.h"
 #include "device/navo-card/PresentedCard.h"
@@ -113,6 +115,14 @@ void PresentUntilStopped(PresentedCard& card, const Options& options, const Endi
     }
 }
 
+// Of its state file, or of the card that is made without one.
+void List(const Card::Options& options) {
+    Check(options);
+    const Card::CardContent content =
+        options.stateFile.empty() ? Card::CardContent(options) : Card::ContentIn(options.stateFile);
+    std::cout << Card::Listing(content, options);
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -122,6 +132,10 @@ int main(int count, char** arguments) {
         return status;
     }
     try {
+        if (options->list) {
+            List(options->card);
+            return ExitSuccess;
+        }
         const EndingSignals signals;
         PresentedCard card(options->card, options->recordFile);
         const std::string warning = CommandLine::OpenToOthers(options->card.stateFile);

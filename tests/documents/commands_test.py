@@ -4,7 +4,7 @@
 Usage: commands_test.py SOURCE-FOLDER PROGRAM...
 
 There is no bus here, no reader and no server. So a command of navoctl must come as far as the bus, one of the key server
-must find its files in order, and one of navo-card must look for its reader: what they do then is shown by other tests.
+must find its files in order, and one of navo-card must look for its reader or list its card: what they do then is shown by other tests.
 """
 
 import os
@@ -71,6 +71,10 @@ class Desk:
         (folder / "wallet.key").write_text("00\n", encoding="utf-8")
         with open(folder / "script.hex", "w", encoding="utf-8") as script:
             subprocess.run([self.programs["navo-ccm-script"]], input=b"00A4040000\n", stdout=script, check=True)
+        # A card that was used, though it found no reader.
+        subprocess.run(
+            [self.programs["navo-card"], "--state-file", folder / "wallet.card", "--once", "--port", "1"],
+            capture_output=True, check=False)
         (folder / "root.pem").symlink_to(source / "device/certificates/platform-root.pem")
 
     def here(self, word):
@@ -89,6 +93,8 @@ class Desk:
         wanted = {0, 1, 3}
         if name == "navo-keyserver":
             words.append("--check")
+            wanted = {0}
+        elif name == "navo-card" and "--list" in words:
             wanted = {0}
         elif name == "navo-card":
             words += ["--once", "--port", "1"]

@@ -61,16 +61,34 @@ TEST(NavoCardOptions, BeginComplaintsWithTheProgramsName) {
         StartsWith("navo-card: there is no option '--protcol'; did you mean '--protocol'?\n"));
 }
 
+TEST(NavoCardList, TellsOfTheCardThatAProfileMakes) {
+    const Ended ended =
+        EndOf({"--profile", NAVO_DEVICE_DIR "/profiles/guarded.profile", "--key-version", "49", "--list"});
+    EXPECT_EQ(ended.status, 0) << ended.errors;
+    for (const char* line :
+         {"card, SECURED\n", "\n    memory: 48 of 16384 bytes in use\n",
+          "\nissuer security domain A000000999000000\n", "\n    failed authentications in a row: 0 of 3\n",
+          "\n    keys of version 49: 01 AES-256, 02 AES-256, 03 AES-256; sequence counter 0\n"}) {
+        EXPECT_THAT(ended.output, HasSubstr(line));
+    }
+}
+
+TEST(NavoCardList, TellsOfNoCardThatIsNotThere) {
+    const Ended ended = EndOf({"--state-file", "none.card", "--list"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.errors, "navo-card: state file none.card: there is none yet\n");
+}
+
 TEST(NavoCardProfile, HasAllItsMistakesTold) {
     const TemporaryFolder folder;
     const std::string file =
         folder.Write("a.profile", "[card]\nabsent=6A00\n[network]\ntype=wifi\n").string();
-    const Ended ended = EndOf({"--profile", file});
+    const Ended ended = EndOf({"--profile", file, "--list"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(
         ended.errors,
         AllOf(StartsWith(file + ":2: [card] absent: "), HasSubstr("\n" + file + ":3: [network]: ")));
-    EXPECT_EQ(EndOf({"--profile", "/nowhere/a"}).status, 1);
+    EXPECT_EQ(EndOf({"--profile", "/nowhere/a", "--list"}).status, 1);
 }
 
 TEST(NavoCardOptions, AreReadAsAProfileIs) {
