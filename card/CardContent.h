@@ -72,6 +72,7 @@ struct Application {
     MemoryLimits memory;
     MemoryLimits volatileMemory;
     StoredData data;
+    std::map<std::string, std::uint32_t> counters;  // of its program, by name
 
     // Of a security domain.
     KeySets keySets;

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "card/Commands.h"
+#include "card/ProgramAnswers.h"
 #include "globalplatform/Instruction.h"
 
 namespace Card {
@@ -253,6 +254,9 @@ CommandApdu ReadCommand(const Bytes& bytes) {
 Answer Interpret(Runtime& card, const CommandApdu& command) {
     const Rule* rule = FindRule(command.ins);
     GiveUpOthers(card.session, command.ins);
+    if (std::optional<Answer> answer = AnswerByProgram(card, command)) {
+        return std::move(*answer);
+    }
     if (LeavesChannel(rule, command)) {
         card.session.chain.reset();
         CheckAccess(card, *rule, command);

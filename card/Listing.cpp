@@ -174,6 +174,9 @@ void AddApplication(std::string& text, const Application& application, const Opt
     AddLimits(text, "memory", application.memory);
     AddLimits(text, "volatile memory", application.volatileMemory);
     AddKeysAndData(text, application, options);
+    for (const auto& [name, value] : application.counters) {
+        AddLine(text, "counter " + name, std::to_string(value));
+    }
 }
 
 }  // namespace

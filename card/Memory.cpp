@@ -33,7 +33,8 @@ std::uint64_t KeysMemory(const KeySets& sets) {
 
 // What it keeps by itself: its quota is of that.
 std::uint64_t OwnMemory(const Application& application) {
-    return DataMemory(application.data) + KeysMemory(application.keySets);
+    return DataMemory(application.data) + KeysMemory(application.keySets) +
+           CounterMemory * application.counters.size();
 }
 
 std::uint64_t Remainder(std::uint64_t whole, std::uint64_t taken) {

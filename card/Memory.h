@@ -10,6 +10,7 @@ namespace Card {
 constexpr std::uint64_t LoadFileMemory = 64;
 constexpr std::uint64_t InstanceMemory = 512;
 constexpr std::uint64_t ObjectMemory = 4;
+constexpr std::uint64_t CounterMemory = 8;
 
 // Bytes of non-volatile memory that are in use or reserved, beyond what a card has at first.
 [[nodiscard]] std::uint64_t UsedMemory(const CardContent& content);

@@ -5,8 +5,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "card/Manners.h"
+#include "card/Program.h"
 #include "globalplatform/Bytes.h"
 #include "globalplatform/LifeCycle.h"
 #include "globalplatform/Scp03.h"
@@ -58,6 +60,9 @@ struct Options {
     bool byteProtocol = false;
 
     Manners manners;
+
+    // What installed applications answer.
+    std::vector<Program> programs;
 };
 
 // Throws std::invalid_argument that names what cannot be.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "card/Commands.h"
 #include "card/Installation.h"
+#include "card/ProgramAnswers.h"
 #include "globalplatform/Instruction.h"
 #include "globalplatform/Tags.h"
 #include "globalplatform/Tlv.h"
@@ -80,9 +81,13 @@ Answer Select(Runtime& card, const CommandApdu& command) {
     if (application == nullptr) {
         Refuse(StatusWord::FileNotFound);
     }
+    std::optional<Answer> own = locked ? std::nullopt : SelectionByProgram(card, *application, command);
     card.session = Session();
     card.session.selected = application->aid;
     card.session.searched = true;
+    if (own) {
+        return std::move(*own);
+    }
     return {ControlInformation(*application), locked ? StatusWord::CardIsLocked : StatusWord::Success};
 }
 

@@ -2,10 +2,9 @@
 #include "card/StateText.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <set>
-#include <stdexcept>
 
+#include "card/StateMembers.h"
 #include "globalplatform/Aes.h"
 #include "globalplatform/Aid.h"
 
@@ -13,23 +12,11 @@ namespace Card {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 // Each of those before is read, in this order. In the first, of version 1.6.0, all keys are of AES-128;
 // before the third, there is no domain but the issuer's.
 constexpr const char* Formats[] = {"software-card-1", "software-card-2", "software-card-3"};
 constexpr int FirstFormat = 1;
 constexpr int Format = 3;
-
-[[noreturn]] void Fail(const std::string& what) {
-    throw std::runtime_error(what);
-}
-
-void Require(bool right, const std::string& what) {
-    if (!right) {
-        Fail(what);
-    }
-}
 
 std::string Hex(std::uint8_t byte) {
     return HexText({byte});
@@ -103,6 +90,14 @@ Json EncodeDomain(const Application& domain) {
         {"keySets", EncodeKeySets(domain)}};
 }
 
+Json EncodeProgramCounters(const std::map<std::string, std::uint32_t>& counters) {
+    Json list = Json::array();
+    for (const auto& [name, value] : counters) {
+        list.push_back({{"name", name}, {"value", value}});
+    }
+    return list;
+}
+
 Json EncodeApplications(const CardContent& content) {
     Json applications = Json::array();
     for (const Application& each : content.applications) {
@@ -118,66 +113,15 @@ Json EncodeApplications(const CardContent& content) {
              {"memory", EncodeLimits(each.memory)},
              {"volatileMemory", EncodeLimits(each.volatileMemory)},
              {"data", EncodeData(each.data)}});
+        if (!each.counters.empty()) {
+            applications.back()["counters"] = EncodeProgramCounters(each.counters);
+        }
         if (each.IsDomain()) {
             applications.back()["securityDomain"] = EncodeDomain(each);
         }
     }
     return applications;
 }
-
-// The members of one object, each of which must be there, and no other.
-class Members {
-public:
-    Members(const Json& object, std::string objectPlace) : json(object), place(std::move(objectPlace)) {
-        Require(json.is_object(), place + " is no object");
-    }
-
-    bool Has(const char* name) const { return json.contains(name); }
-
-    const Json& Get(const char* name) {
-        Require(json.contains(name), place + " has no \"" + name + "\"");
-        ++taken;
-        return json.at(name);
-    }
-
-    std::uint64_t Number(const char* name, std::uint64_t least, std::uint64_t most) {
-        const Json& value = Get(name);
-        Require(
-            value.is_number_unsigned() && value.get<std::uint64_t>() >= least &&
-                value.get<std::uint64_t>() <= most,
-            Place(name) + " is no number from " + std::to_string(least) + " to " + std::to_string(most));
-        return value.get<std::uint64_t>();
-    }
-
-    Bytes Hexadecimal(const char* name, std::size_t least, std::size_t most) {
-        return BytesOf(Get(name), Place(name), least, most);
-    }
-
-    const Json& List(const char* name) {
-        const Json& value = Get(name);
-        Require(value.is_array(), Place(name) + " is no list");
-        return value;
-    }
-
-    void End() const { Require(json.size() == taken, place + " has a member that no card has"); }
-
-    std::string Place(const char* name) const { return place + " \"" + name + "\""; }
-
-    static Bytes BytesOf(const Json& value, const std::string& where, std::size_t least, std::size_t most) {
-        const std::optional<Bytes> bytes =
-            value.is_string() ? FromHexText(value.get_ref<const std::string&>()) : std::nullopt;
-        Require(
-            bytes && bytes->size() >= least && bytes->size() <= most, where + " is no hexadecimal text of " +
-                                                                          std::to_string(least) + " to " +
-                                                                          std::to_string(most) + " bytes");
-        return *bytes;
-    }
-
-private:
-    const Json& json;
-    std::string place;
-    std::size_t taken = 0;
-};
 
 constexpr std::size_t LongestValue = 0xFFFFFF;
 constexpr std::size_t LongestKeyComponent = 0xFFFF;
@@ -305,10 +249,28 @@ void DecodeDomain(const Json& text, Application& domain) {
     members.End();
 }
 
+std::map<std::string, std::uint32_t> DecodeProgramCounters(const Json& list) {
+    std::map<std::string, std::uint32_t> counters;
+    for (const Json& each : list) {
+        Members counter(each, "a counter");
+        const Json& name = counter.Get("name");
+        Require(
+            name.is_string() && IsCounterName(name.get_ref<const std::string&>()),
+            "a counter's name is none");
+        const auto value = static_cast<std::uint32_t>(counter.Number("value", 0, UINT32_MAX));
+        counter.End();
+        Require(counters.emplace(name.get<std::string>(), value).second, "a counter is there twice");
+    }
+    return counters;
+}
+
 // What came with the third format.
 void DecodeManagement(Members& members, Application& application) {
     application.memory = DecodeLimits(members.Get("memory"));
     application.volatileMemory = DecodeLimits(members.Get("volatileMemory"));
+    if (members.Has("counters")) {
+        application.counters = DecodeProgramCounters(members.List("counters"));
+    }
     if (application.IsDomain()) {
         DecodeDomain(members.Get("securityDomain"), application);
     }

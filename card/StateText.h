@@ -11,14 +11,15 @@
 //                      "state": "07", "parameters": 2, "implicitSelection": BYTES,
 //                      "memory": {"reserved": 0, "quota": 100}, "volatileMemory": {"reserved": 0},
 //                      "data": [{"tag": "5F50", "value": BYTES}, ...],
+//                      "counters": [{"name": "transactions", "value": 3}, ...],
 //                      "securityDomain": {"failedAuthentications": 0, "confirmations": 0,
 //                                         "restrictions": "00", "keySets": [as that of the card]}}, ...],
 //    "data": [as that of an application; the issuer domain's own]}
 //
 // A load file whose code says nothing of itself has neither version nor modules, and a key whose use was not
 // told has neither usage nor access. An empty "domain" is the issuer domain, a size of 0 that of the file
-// that comes with each card, and "securityDomain" is there for a security domain alone. Formats 1, of
-// version 1.6.0, and 2 are read too.
+// that comes with each card, and "securityDomain" is there for a security domain alone; an application
+// that has counted nothing has no counters. Formats 1, of version 1.6.0, and 2 are read too.
 #pragma once
 
 #include <string>

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "device/configuration/CardKeys.h"
+#include "device/configuration/ProgramSection.h"
 #include "device/configuration/Values.h"
 
 namespace Device {
@@ -33,8 +34,10 @@ void ReadSection(const Section& section, Card::Options& options, std::vector<Mis
     SectionReader reader(section, mistakes);
     if (section.kind == "card" && section.name.empty()) {
         reader.ReadKeys(SoftwareCardKeys(options));
+    } else if (section.kind == "application") {
+        ReadProgramSection(section, options.programs, mistakes);
     } else {
-        reader.Reject("a profile has no such section; write [card]");
+        reader.Reject("a profile has no such section; there are [card] and [application AID]");
     }
 }
 

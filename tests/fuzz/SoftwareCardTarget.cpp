@@ -103,6 +103,33 @@ void TransmitProtected(
         "the host opens what the card protects");
 }
 
+// Any application counts, echoes and tells what it was given, behind any instruction that is free.
+Card::Program EveryApplication() {
+    using Kind = Card::AnswerPart::Kind;
+    const auto part = [](Kind kind) {
+        Card::AnswerPart made;
+        made.kind = kind;
+        made.counter = "any";
+        made.width = 1;
+        made.path = {0x0101, 0x5A};
+        made.tag = 0x6F;
+        return made;
+    };
+    Card::AnswerPart object = part(Kind::Object);
+    object.parts = {
+        part(Kind::ApplicationAid), part(Kind::CommandData), part(Kind::CommandData),
+        part(Kind::StoredObject)};
+    Card::Program program;
+    program.beginning = true;
+    program.selection = {{{object}}};
+    const Card::MaskedByte any{0, 0};
+    program.rules.push_back({{{any, {0xB0, 0xF0}, any, any}, {}}, {{{object, part(Kind::NextCounter)}}}});
+    program.rules.push_back(
+        {{{any, {0xD0, 0xF8}, any, any}, {{0x80, 0x80}}, Card::CommandPattern::Data::Beginning},
+         {{{part(Kind::CommandData), part(Kind::NextCounter)}}}});
+    return program;
+}
+
 Bytes NextCommand(FuzzInput& input) {
     Bytes command;
     for (std::uint32_t left = input.Number(2); left > 0 && !input.AtEnd(); --left) {
@@ -119,6 +146,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool protects = (manner & ProtectionFlag) != 0;
     Card::Options options;
     options.channelOption = EveryAbility;
+    options.programs = {EveryApplication()};
     Card::SoftwareCard card(options);
     std::optional<GlobalPlatform::SecureMessaging> channel;
     if ((manner & DomainFlag) != 0) {

@@ -5,10 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "card/SoftwareCard.h"
 #include "device/configuration/Configuration.h"
 #include "device/configuration/Values.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/unit/card/CardDesk.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -125,6 +125,159 @@ TEST(CardProfile, HasToBeAFileOfReasonableLength) {
     EXPECT_THAT(problemOf("empty.profile"), HasSubstr("name a file with a section [card]"));
     EXPECT_THAT(problemOf("."), HasSubstr("name a file with a section [card]"));
     EXPECT_THAT(mistakes, IsEmpty());
+}
+
+TEST(CardProfile, GivesApplicationsTheirRules) {
+    const Read read = ReadText(
+        "[application A0000009990001]\n"
+        "select=6F( 84( aid ) A5( value:9102/A5/50 ) ), 6F00\n"
+        "answer 80/FC CA 5F20=object:0102/5F20, status:6A88\n"
+        "answer 00B2x10C 8300*=\"Kari, (N)\" echo counter:seen next:seen:4 status:6283\n"
+        "answer 80A80000 83/F0=00\n"
+        "[application A0 00*]\n");
+    ASSERT_THAT(read.mistakes, IsEmpty());
+    ASSERT_EQ(read.options.programs.size(), 2U);
+    EXPECT_TRUE(read.options.programs[1].beginning);
+    EXPECT_EQ(GlobalPlatform::HexText(read.options.programs[1].aid), "A000");
+    const Card::Program& program = read.options.programs[0];
+    EXPECT_FALSE(program.beginning);
+    ASSERT_EQ(program.selection.size(), 2U);
+    const Card::AnswerPart& information = program.selection[0].parts.at(0);
+    EXPECT_EQ(information.tag, 0x6FU);
+    EXPECT_EQ(information.parts.at(1).parts.at(0).path, (std::vector<std::uint32_t>{0x9102, 0xA5, 0x50}));
+    ASSERT_EQ(program.rules.size(), 3U);
+    EXPECT_TRUE(program.rules[0].pattern.Matches({0x83, 0xCA, 0x5F, 0x20}, {0x01}));
+    EXPECT_FALSE(program.rules[0].pattern.Matches({0x84, 0xCA, 0x5F, 0x20}, {}));
+    EXPECT_EQ(static_cast<int>(program.rules[0].answers.at(1).status), 0x6A88);
+    EXPECT_TRUE(program.rules[1].pattern.Matches({0x00, 0xB2, 0x71, 0x0C}, {0x83, 0x00, 0x01}));
+    EXPECT_FALSE(program.rules[1].pattern.Matches({0x00, 0xB2, 0x72, 0x0C}, {0x83, 0x00, 0x01}));
+    const std::vector<Card::AnswerPart>& parts = program.rules[1].answers.at(0).parts;
+    ASSERT_EQ(parts.size(), 4U);
+    EXPECT_EQ(std::string(parts[0].bytes.begin(), parts[0].bytes.end()), "Kari, (N)");
+    EXPECT_EQ(parts[1].kind, Card::AnswerPart::Kind::CommandData);
+    EXPECT_EQ(parts[2].width, 2U);
+    EXPECT_EQ(parts[3].width, 4U);
+    EXPECT_EQ(static_cast<int>(program.rules[1].answers.at(0).status), 0x6283);
+    EXPECT_TRUE(program.rules[2].pattern.Matches({0x80, 0xA8, 0x00, 0x00}, {0x8F}));
+    EXPECT_FALSE(program.rules[2].pattern.Matches({0x80, 0xA8, 0x00, 0x00}, {0x8F, 0x00}));
+}
+
+namespace {
+
+struct WrongRule {
+    const char* line;
+    const char* advice;
+};
+
+void PrintTo(const WrongRule& wrong, std::ostream* stream) {
+    *stream << wrong.line;
+}
+
+class RuleMistake : public testing::TestWithParam<WrongRule> {};
+
+}  // namespace
+
+TEST_P(RuleMistake, IsToldWithWhatWouldBeRight) {
+    const Read read = ReadText(std::string("[application A000000999]\n") + GetParam().line + "\n");
+    EXPECT_THAT(
+        read.mistakes,
+        ElementsAre(testing::AllOf(StartsWith("/cards/a.profile:2: "), HasSubstr(GetParam().advice))));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    InPatterns, RuleMistake,
+    testing::Values(
+        WrongRule{"answer 80CA5F=00", "write CLA INS P1 P2"}, WrongRule{"answer 80CA5F2=00", "CLA INS P1 P2"},
+        WrongRule{"answer 80CA5F2g=00", "x for any digit"}, WrongRule{"answer 80/F=00", "for a mask"},
+        WrongRule{"answer 80CA*5F20=00", "at the end"}, WrongRule{"answer 90B40000=00", "write 00 or 80"},
+        WrongRule{"answer 81B40000=00", "the number of the logical channel does not count"},
+        WrongRule{"answer 00C00000=00", "the card itself answers"},
+        WrongRule{"answer 0070xxxx=00", "the card itself answers"},
+        WrongRule{"reply 80CA5F20=00", "the section has select, answer COMMAND"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    InAnswers, RuleMistake,
+    testing::Values(
+        WrongRule{"answer 80CA5F20=", "write what it consists of"}, WrongRule{"select=5F2", "is no part of"},
+        WrongRule{"select=00,", "there is no answer"}, WrongRule{"select=\"wallet", "a text has no end"},
+        WrongRule{"select=6F( 84", "the object 6F( has no end"}, WrongRule{"select=00 )", "stands alone"},
+        WrongRule{"select=( 00 )", "there is no answer"}, WrongRule{"select=5F( 00 )", "no tag of BER-TLV"},
+        WrongRule{"select=6F20( 00 )", "no tag of BER-TLV"}, WrongRule{"select=5F8120( 00 ) x", "no part"},
+        WrongRule{"select=5F2081( 00 )", "no tag of BER-TLV"}, WrongRule{"select=value:", "1 to 3 bytes"},
+        WrongRule{"select=value:0102/5F", "no tag of BER-TLV"}, WrongRule{"select=counter:", "lower-case"},
+        WrongRule{"select=counter:Seen", "lower-case letters, digits and hyphens"},
+        WrongRule{"select=counter:seen:5", "from 1 to 4"}, WrongRule{"select=status:90", "2 bytes"},
+        WrongRule{"select=status:6000", "no status word"}, WrongRule{"select=status:9000 00", "in front"},
+        WrongRule{"select=6F( next:seen )", "a selection counts nothing"},
+        WrongRule{"select=E1(E1(E1(E1(E1(E1(E1(E1(E1(00)))))))))", "more than 8 objects"}));
+
+TEST(RuleMistakes, AreToldOfNamesAndNumbers) {
+    std::string many = "[application A000000999]\nselect=";
+    for (int part = 0; part < 257; ++part) {
+        many += "00 ";
+    }
+    EXPECT_THAT(ReadText(many).mistakes, ElementsAre(HasSubstr("more than 256 parts")));
+    many = "[application A000000999]\n";
+    for (int rule = 0; rule < 1025; ++rule) {
+        many += "answer 80CA" + GlobalPlatform::HexText(GlobalPlatform::BigEndian(rule, 2)) + "=00\n";
+    }
+    EXPECT_THAT(ReadText(many).mistakes, ElementsAre(HasSubstr("at most 1024 rules")));
+    EXPECT_THAT(ReadText("[application A0]\n").mistakes, ElementsAre(HasSubstr("5 to 16 bytes")));
+    EXPECT_THAT(ReadText("[application]\n").mistakes, ElementsAre(HasSubstr("5 to 16 bytes")));
+    EXPECT_THAT(ReadText("[application *]\n").mistakes, ElementsAre(HasSubstr("5 to 16 bytes")));
+    EXPECT_THAT(
+        ReadText("[application A000000999]\n[application A0 00 00 09 99]\n").mistakes,
+        ElementsAre(HasSubstr("a.profile:2: [application A0 00 00 09 99]: this application has a section")));
+}
+
+namespace {
+
+// The wallet of the demonstration, on the card that it is provisioned to.
+class WalletProfile : public CardDesk {
+protected:
+    WalletProfile() {
+        std::vector<Device::Mistake> mistakes;
+        Device::ReadCardProfile(NAVO_DEVICE_DIR "/profiles/wallet.profile", options, mistakes);
+        Restart();
+        Authenticate();
+        EXPECT_EQ(StatusOf("80E60200 0C 07A0000008410001 00 00 00 00"), "9000");
+        EXPECT_EQ(StatusOf("80E88000 06 C4040A0B0C0D"), "9000");
+        EXPECT_EQ(
+            StatusOf("80E60C00 21 07A0000008410001 08A000000841000101 09A00000084100010101 0100 02C900 00"),
+            "9000");
+    }
+
+    void Personalize() {
+        EXPECT_EQ(StatusOf("80E62000 0F 0000 09A00000084100010101 000000"), "9000");
+        EXPECT_EQ(StatusOf("80E20800 07 0101 04 57024761"), "9000");
+        EXPECT_EQ(StatusOf("80E20801 08 0102 05 5F20024142"), "9000");
+        EXPECT_EQ(StatusOf("80E28802 08 9102 05 A503500157"), "9000");
+    }
+
+    void Select(const std::string& control) {
+        EXPECT_EQ(Send("00A4040009A0000008410001010100"), control + "9000");
+    }
+};
+
+}  // namespace
+
+TEST_F(WalletProfile, TellsThatNothingIsThereYet) {
+    Select("6F0D8409A00000084100010101A500");
+    EXPECT_EQ(Send("80CA5F2000"), "6A88");
+    EXPECT_EQ(Send("80CA9F3600"), "9F360200009000");
+    EXPECT_EQ(Send("00B2010C00"), "6985");
+}
+
+TEST_F(WalletProfile, AnswersOnceItIsPersonalized) {
+    Personalize();
+    Select("6F108409A00000084100010101A503500157");
+    EXPECT_EQ(Send("80CA5F2000"), "5F200241429000");
+    EXPECT_EQ(Send("00B2010C00"), "7004570247619000");
+    EXPECT_EQ(Send("00B2020C00"), "70055F200241429000");
+    EXPECT_EQ(Send("00B2030C00"), "6A83");
+    EXPECT_EQ(Send("80A80000 02 8300 00"), "770F820200009404080102009F360200019000");
+    EXPECT_EQ(Send("80A80000 02 8301 00"), "6A80");
+    EXPECT_EQ(Send("80CA9F3600"), "9F360200019000");
 }
 
 TEST(ShippedProfile, IsReadWithoutComplaintAndMakesACard) {

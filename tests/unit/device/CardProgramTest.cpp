@@ -82,12 +82,14 @@ TEST(NavoCardList, TellsOfNoCardThatIsNotThere) {
 TEST(NavoCardProfile, HasAllItsMistakesTold) {
     const TemporaryFolder folder;
     const std::string file =
-        folder.Write("a.profile", "[card]\nabsent=6A00\n[network]\ntype=wifi\n").string();
+        folder.Write("a.profile", "[card]\nabsent=6A00\n[application A0]\nanswer 00=00\n").string();
     const Ended ended = EndOf({"--profile", file, "--list"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(
         ended.errors,
-        AllOf(StartsWith(file + ":2: [card] absent: "), HasSubstr("\n" + file + ":3: [network]: ")));
+        AllOf(
+            StartsWith(file + ":2: [card] absent: "), HasSubstr("\n" + file + ":3: [application"),
+            HasSubstr("\n" + file + ":4: [application A0] answer 00: ")));
     EXPECT_EQ(EndOf({"--profile", "/nowhere/a", "--list"}).status, 1);
 }
 
