@@ -16,5 +16,6 @@ void MeasureScript(Report& report, const Settings& settings);
 void MeasurePcsc(Report& report, const Settings& settings);
 void MeasureStart(Report& report, const Settings& settings);
 void MeasureGrowth(Report& report, const Settings& settings);
+void MeasureCard(Report& report, const Settings& settings);
 
 }  // namespace Bench

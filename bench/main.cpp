@@ -20,9 +20,9 @@ struct Group {
 };
 
 constexpr Group Groups[] = {
-    {"relay", MeasureRelay},   {"request", MeasureRequest},   {"jobs", MeasureJobs},
-    {"script", MeasureScript}, {"pcsc", MeasurePcsc},         {"start", MeasureStart},
-    {"growth", MeasureGrowth}, {"peers", MeasurePeers, true},
+    {"relay", MeasureRelay},   {"request", MeasureRequest}, {"jobs", MeasureJobs},
+    {"script", MeasureScript}, {"pcsc", MeasurePcsc},       {"start", MeasureStart},
+    {"growth", MeasureGrowth}, {"card", MeasureCard},       {"peers", MeasurePeers, true},
 };
 
 struct Options {

@@ -22,6 +22,8 @@ Cases CasesOf(const std::string& group) {
         AddRelay(cases);
     } else if (group == "growth") {
         AddGrowth(cases);
+    } else if (group == "card") {
+        AddCard(cases);
     } else {
         throw std::runtime_error("no such group: " + group);
     }
@@ -33,6 +35,7 @@ Cases CasesOf(const std::string& group) {
 void CountEach(const Cases& cases) {
     nlohmann::json units = nlohmann::json::object();
     for (const Case& one : cases) {
+        one.prepare();
         CALLGRIND_DUMP_STATS_AT("before");
         one.run();
         one.settle();
@@ -46,6 +49,7 @@ void Time(benchmark::State& state, const Case& one) {
     using Clock = std::chrono::steady_clock;
     for (auto unused : state) {
         static_cast<void>(unused);
+        one.prepare();
         const Clock::time_point begin = Clock::now();
         one.run();
         state.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count());
