@@ -17,7 +17,6 @@ namespace KeyServer {
 
 namespace {
 
-using GlobalPlatform::HexText;
 namespace StatusTarget = GlobalPlatform::StatusTarget;
 
 using Reader = std::unique_ptr<Action> (*)(const Place& place, const ActionSetting& setting);

@@ -6,11 +6,8 @@
 #include <regex>
 
 using GlobalPlatform::Masking;
-using testing::AllOf;
 using testing::EndsWith;
-using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 using testing::StartsWith;
 
 namespace {
