@@ -128,6 +128,9 @@ struct CardContent {
 
     [[nodiscard]] bool IsIssuer(const Application& domain) const { return domain.aid == issuerDomain.aid; }
 
+    // Also when it is terminated.
+    [[nodiscard]] bool IsLocked() const { return issuerDomain.state >= LifeCycle::CardLocked; }
+
     bool IsTaken(const Bytes& aid) const;
 };
 

@@ -14,8 +14,6 @@ namespace Card {
 
 namespace {
 
-constexpr std::size_t ConfirmationCounterLength = 2;
-
 // Nothing in the parameters names who verifies the token.
 Bytes ReferenceIn(const Bytes& parameters) {
     const std::vector<TlvObject> objects = Objects(parameters);
@@ -62,6 +60,29 @@ Bytes ConfirmationData(const Runtime& card, const Application& giver, const Byte
         Append(data, MakeLengthValue(tokenNumber));
     }
     return data;
+}
+
+// The answer to a command, whose confirmation is counted in the changed content.
+Answer Confirm(
+    const Runtime& card, CardContent& changed, const Mandate& mandate, const std::vector<Bytes>& fields) {
+    const Application* manager = card.Content().Associated(mandate.manager);
+    if (!mandate.delegated || manager == nullptr) {
+        return NoConfirmation();
+    }
+    const Application* giver = NearestWith(card.Content(), *manager, Privilege::ReceiptGeneration);
+    if (giver == nullptr) {
+        return NoConfirmation();
+    }
+    Application* counting = changed.Associated(card.Content().AssociationWith(*giver));
+    if (counting == nullptr || !IsOperational(card.Content(), *giver) || giver->confirmations == UINT16_MAX) {
+        Refuse(StatusWord::ConditionsNotSatisfied);
+    }
+    const Bytes data = ConfirmationData(card, *giver, mandate.tokenNumber);
+    const KeyComponents& key = RequireSigningKey(*giver, ManagementKey::Receipt);
+    Bytes confirmation = MakeLengthValue(Sign(key, ReceiptText(data, fields)));
+    Append(confirmation, data);
+    ++counting->confirmations;
+    return {MakeLengthValue(confirmation)};
 }
 
 }  // namespace
@@ -117,26 +138,11 @@ Mandate RequireMandate(const Runtime& card, const Application& manager, const Or
     return mandate;
 }
 
-Answer Confirm(
-    const Runtime& card, CardContent& changed, const Mandate& mandate, const std::vector<Bytes>& fields) {
-    const Application* manager = card.Content().Associated(mandate.manager);
-    if (!mandate.delegated || manager == nullptr) {
-        return NoConfirmation();
-    }
-    const Application* giver = NearestWith(card.Content(), *manager, Privilege::ReceiptGeneration);
-    if (giver == nullptr) {
-        return NoConfirmation();
-    }
-    Application* counting = changed.Associated(card.Content().AssociationWith(*giver));
-    if (counting == nullptr || !IsOperational(card.Content(), *giver) || giver->confirmations == UINT16_MAX) {
-        Refuse(StatusWord::ConditionsNotSatisfied);
-    }
-    const Bytes data = ConfirmationData(card, *giver, mandate.tokenNumber);
-    const KeyComponents& key = RequireSigningKey(*giver, ManagementKey::Receipt);
-    Bytes confirmation = MakeLengthValue(Sign(key, ReceiptText(data, fields)));
-    Append(confirmation, data);
-    ++counting->confirmations;
-    return {MakeLengthValue(confirmation)};
+Answer CommitAndConfirm(
+    Runtime& card, CardContent changed, const Mandate& mandate, const std::vector<Bytes>& fields) {
+    Answer answer = Confirm(card, changed, mandate, fields);
+    card.Commit(std::move(changed));
+    return answer;
 }
 
 }  // namespace Card

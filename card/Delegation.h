@@ -28,10 +28,12 @@ struct Order {
 // nobody can verify it, 6982 when it is wrong.
 [[nodiscard]] Mandate RequireMandate(const Runtime& card, const Application& manager, const Order& order);
 
-// What answers a command that changes the content so: nothing, or the confirmation of the next domain above
-// that gives receipts, over these fields, C.5. Its counter goes up in the changed content. Throws a Refusal
-// (6985) when it has no key for them, or has counted to the end.
-[[nodiscard]] Answer Confirm(
-    const Runtime& card, CardContent& changed, const Mandate& mandate, const std::vector<Bytes>& fields);
+// Makes the changed content last, and answers the command that changed it: with nothing, or with the
+// confirmation of the next domain above that gives receipts, over these fields, C.5, whose counter goes up.
+// Throws a Refusal (6985) when it has no key for them, or has counted to the end; nothing has changed then.
+[[nodiscard]] Answer CommitAndConfirm(
+    Runtime& card, CardContent changed, const Mandate& mandate, const std::vector<Bytes>& fields);
+
+constexpr std::size_t ConfirmationCounterLength = 2;
 
 }  // namespace Card

@@ -129,9 +129,7 @@ Answer DeleteContent(
     RequireDomainsStay(changed);
     RequireSelectionsStay(card, changed);
     const Mandate mandate = RequireMandate(card, manager, DeletionOrder(command, objects));
-    Answer answer = Confirm(card, changed, mandate, {name});
-    card.Commit(std::move(changed));
-    return answer;
+    return CommitAndConfirm(card, std::move(changed), mandate, {name});
 }
 
 }  // namespace

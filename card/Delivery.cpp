@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "globalplatform/CommandApdu.h"
 #include "globalplatform/Instruction.h"
 #include "globalplatform/Scp03.h"
 
@@ -10,7 +11,6 @@ namespace Card {
 
 namespace {
 
-constexpr std::size_t HeaderLength = 4;
 constexpr std::size_t LongestPart = 256;
 
 Bytes Whole(Answer answer) {
@@ -100,7 +100,7 @@ Bytes Delivery::NextPart(std::size_t length) {
 
 // Its class is that of the command before, or 00, as hosts like it: it has no part in secure messaging.
 bool Delivery::IsGetResponse(const Bytes& command) {
-    return command.size() >= HeaderLength && command[1] == Instruction::GetResponse &&
+    return command.size() >= CommandHeaderLength && command[1] == Instruction::GetResponse &&
            (command[0] & ~(ProprietaryClassBit | SecureMessagingClassBit | LogicalChannelMask)) == 0;
 }
 

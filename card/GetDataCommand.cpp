@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "card/Commands.h"
+#include "card/Delegation.h"
 #include "card/Identification.h"
 #include "card/Installation.h"
 #include "card/Memory.h"
@@ -12,8 +13,6 @@
 namespace Card {
 
 namespace {
-
-constexpr std::size_t ConfirmationCounterLength = 2;
 
 namespace Capability {
 constexpr std::uint32_t ChannelProtocol = 0xA0;

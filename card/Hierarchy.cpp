@@ -3,15 +3,10 @@
 
 namespace Card {
 
-namespace {
-
-// The domain above, or nothing: the issuer domain and what was extradited to itself have none; 7.2.
 const Application* Above(const CardContent& content, const Application& domain) {
     const bool root = content.IsIssuer(domain) || domain.domain == domain.aid;
     return root ? nullptr : content.Associated(domain.domain);
 }
-
-}  // namespace
 
 bool IsBelow(const CardContent& content, const Association& association, const Application& domain) {
     const Application* at = content.Associated(association);
@@ -34,13 +29,16 @@ const Application* NearestWith(
     return at;
 }
 
+bool IsRestricted(const CardContent& content, const Application& domain, std::uint8_t manner) {
+    return ((content.restrictions | domain.restrictions) & manner) != 0;
+}
+
 const Application& Manager(const Runtime& card, std::uint8_t manner) {
     const CardContent& content = card.Content();
     const Application& domain = *card.SelectedDomain();
     const bool manages =
         domain.Has(Privilege::AuthorizedManagement) || domain.Has(Privilege::DelegatedManagement);
-    const bool restricted = ((content.restrictions | domain.restrictions) & manner) != 0;
-    if (!manages || restricted || !IsOperational(content, domain)) {
+    if (!manages || IsRestricted(content, domain, manner) || !IsOperational(content, domain)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }
     return domain;

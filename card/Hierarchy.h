@@ -7,6 +7,9 @@
 
 namespace Card {
 
+// The domain above, or nothing: the issuer domain and what was extradited to itself have none; 7.2.
+[[nodiscard]] const Application* Above(const CardContent& content, const Application& domain);
+
 // Whether what is associated so belongs to the domain, directly or through other domains; 7.2.
 [[nodiscard]] bool IsBelow(
     const CardContent& content, const Association& association, const Application& domain);
@@ -18,6 +21,9 @@ namespace Card {
 // The nearest domain with the privilege, from this one upwards; nothing when there is none.
 [[nodiscard]] const Application* NearestWith(
     const CardContent& content, const Application& domain, std::uint32_t privilege);
+
+// Whether the card or the domain may no longer manage in this manner, as restrictions have it; table 11-53.
+[[nodiscard]] bool IsRestricted(const CardContent& content, const Application& domain, std::uint8_t manner);
 
 // The selected domain, when nothing keeps it from managing content in this manner: the bits of P1 of INSTALL,
 // or 01 for DELETE, as restrictions have them; 9.1.3 and table 11-53.

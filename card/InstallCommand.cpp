@@ -58,13 +58,14 @@ Answer InstallForLoad(Runtime& card, const CommandApdu& command) {
     loading.aid = fields[0];
     loading.hash = hash;
     loading.combined = command.p1 == Combined;
-    loading.order = InstallOrder(command, fields).text;
+    Order order = InstallOrder(command, fields);
     if (loading.combined) {
         RefuseToken(fields[4]);  // it comes with the last command, 11.5.2.3.1
     } else {
-        loading.mandate = RequireMandate(card, manager, InstallOrder(command, fields));
+        loading.mandate = RequireMandate(card, manager, order);
         RequireHash(loading.mandate, hash.size());
     }
+    loading.order = std::move(order.text);
     card.session.loading = std::move(loading);
     return NoConfirmation();
 }
@@ -147,9 +148,7 @@ Answer InstallForInstall(
         confirmed.push_back(changed.Associated(loaded.file.domain)->aid);
     }
     changed.applications.push_back(std::move(application));
-    Answer answer = Confirm(card, changed, mandate, confirmed);
-    card.Commit(std::move(changed));
-    return answer;
+    return CommitAndConfirm(card, std::move(changed), mandate, confirmed);
 }
 
 // The loaded file comes to be with its application, or not at all; 9.3.8. It may be named again.
@@ -188,9 +187,8 @@ Answer InstallForMakeSelectable(Runtime& card, const CommandApdu& command) {
     }
     MakeSelectable(changed, selectable, implicitSelection);
     *application = std::move(selectable);
-    Answer answer = Confirm(card, changed, mandate, {application->loadFile, application->aid});
-    card.Commit(std::move(changed));
-    return answer;
+    const std::vector<Bytes> confirmed = {application->loadFile, application->aid};
+    return CommitAndConfirm(card, std::move(changed), mandate, confirmed);
 }
 
 // Fields of 11.5.2.3.6; all but the application are empty. STORE DATA goes to the application then, which
@@ -202,7 +200,7 @@ Answer InstallForPersonalization(Runtime& card, const CommandApdu& command) {
     RequireEmpty(fields, {0, 1, 3, 4, 5});
     const CardContent& content = card.Content();
     const Application& domain = *card.SelectedDomain();
-    const bool restricted = ((content.restrictions | domain.restrictions) & InstallFor::Personalization) != 0;
+    const bool restricted = IsRestricted(content, domain, InstallFor::Personalization);
     if (restricted || !domain.Has(Privilege::TrustedPath)) {
         Refuse(StatusWord::ConditionsNotSatisfied);
     }

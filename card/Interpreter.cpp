@@ -5,13 +5,12 @@
 
 #include "card/Commands.h"
 #include "card/ProgramAnswers.h"
+#include "globalplatform/CommandApdu.h"
 #include "globalplatform/Instruction.h"
 
 namespace Card {
 
 namespace {
-
-constexpr std::size_t HeaderLength = 4;
 
 // What the parts of one command may carry together.
 constexpr std::size_t LongestChain = 4096;
@@ -239,7 +238,7 @@ void CheckAccess(const Runtime& card, const Rule& rule, const CommandApdu& comma
 }  // namespace
 
 CommandApdu ReadCommand(const Bytes& bytes) {
-    if (bytes.size() < HeaderLength) {
+    if (bytes.size() < CommandHeaderLength) {
         Refuse(StatusWord::WrongLength);
     }
     CheckClass(bytes[0]);

@@ -17,12 +17,12 @@ std::string Count(std::uint64_t count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-std::string Joined(const std::vector<std::string>& words, const std::string& none = "none") {
+std::string Joined(const std::vector<std::string>& words) {
     std::string text;
     for (const std::string& word : words) {
         text += (text.empty() ? "" : ", ") + word;
     }
-    return text.empty() ? none : text;
+    return text.empty() ? "none" : text;
 }
 
 void AddLine(std::string& text, const std::string& label, const std::string& value) {

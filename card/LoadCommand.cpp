@@ -43,9 +43,7 @@ Answer Finish(Runtime& card, const Loading& loading) {
     CardContent changed = card.Content();
     changed.loadFiles.push_back(std::move(file));
     const Bytes domain = changed.Associated(loading.domain)->aid;
-    Answer answer = Confirm(card, changed, loading.mandate, {loading.aid, domain});
-    card.Commit(std::move(changed));
-    return answer;
+    return CommitAndConfirm(card, std::move(changed), loading.mandate, {loading.aid, domain});
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ Bytes SelectedAtOpening(const Runtime& card, std::uint8_t number) {
 
 Answer OpenChannel(Runtime& card, std::uint8_t wanted) {
     const std::uint8_t number = Numbered(card, wanted);
-    if (number == LogicalChannels || card.Content().issuerDomain.state >= LifeCycle::CardLocked) {
+    if (number == LogicalChannels || card.Content().IsLocked()) {
         Refuse(StatusWord::FunctionNotSupported);
     }
     Session opened;

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "card/CardContent.h"
+
 namespace Card {
 
 namespace {
@@ -17,9 +19,7 @@ bool BeginsAs(const Bytes& bytes, const std::vector<MaskedByte>& pattern) {
 }
 
 bool Suits(const Program& program, const Bytes& aid) {
-    const std::size_t length = program.aid.size();
-    return (program.beginning ? aid.size() >= length : aid.size() == length) &&
-           std::equal(program.aid.begin(), program.aid.end(), aid.begin());
+    return program.beginning ? BeginsWith(aid, program.aid) : aid == program.aid;
 }
 
 }  // namespace

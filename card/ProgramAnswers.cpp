@@ -138,8 +138,7 @@ bool IsForTheCard(const CommandApdu& command) {
 const Application* Answering(const Runtime& card, const CommandApdu& command) {
     const Session& session = card.session;
     const bool secured = session.channel || session.aborted || (command.cla & SecureMessagingClassBit) != 0;
-    const bool locked = card.Content().issuerDomain.state >= LifeCycle::CardLocked;
-    if (secured || locked || IsForTheCard(command)) {
+    if (secured || card.Content().IsLocked() || IsForTheCard(command)) {
         return nullptr;
     }
     const Application* application = card.Content().FindApplication(session.selected);

@@ -120,9 +120,7 @@ Answer InstallForExtradition(Runtime& card, const CommandApdu& command) {
     const Bytes before = DomainOf(changed, fields[2]);
     Extradite(changed, manager, fields[2], fields[0]);
     const Mandate mandate = RequireMandate(card, manager, order);
-    Answer answer = Confirm(card, changed, mandate, {before, fields[2], fields[0]});
-    card.Commit(std::move(changed));
-    return answer;
+    return CommitAndConfirm(card, std::move(changed), mandate, {before, fields[2], fields[0]});
 }
 
 // Fields of 11.5.2.3.5: new domain, nothing, application, privileges, parameters, token. Without an
@@ -143,9 +141,8 @@ Answer InstallForRegistryUpdate(Runtime& card, const CommandApdu& command) {
         UpdateApplication(changed, manager, fields);
     }
     const Mandate mandate = RequireMandate(card, manager, order);
-    Answer answer = Confirm(card, changed, mandate, {before, fields[2], fields[0], fields[3], fields[4]});
-    card.Commit(std::move(changed));
-    return answer;
+    return CommitAndConfirm(
+        card, std::move(changed), mandate, {before, fields[2], fields[0], fields[3], fields[4]});
 }
 
 }  // namespace Card

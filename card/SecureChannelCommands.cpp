@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "card/Commands.h"
+#include "card/Hierarchy.h"
 #include "card/Identification.h"
 #include "globalplatform/Aes.h"
 
@@ -72,8 +73,10 @@ CardChallenge NextChallenge(
 
 const Application& KeyOwner(const CardContent& content, const Application& domain) {
     const Application* owner = &domain;
-    while (!owner->OpensChannels() && owner->domain != owner->aid) {
-        owner = content.Associated(owner->domain);
+    const Application* above = owner;
+    while (above != nullptr && !owner->OpensChannels()) {
+        above = Above(content, *owner);
+        owner = above == nullptr ? owner : above;
     }
     return *owner;
 }

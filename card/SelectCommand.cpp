@@ -17,13 +17,9 @@ bool IsSelectable(const Application& application) {
     return application.state >= LifeCycle::Selectable && (application.state & LifeCycle::LockedFlag) == 0;
 }
 
-bool IsCardLocked(const CardContent& content) {
-    return content.issuerDomain.state >= LifeCycle::CardLocked;
-}
-
 // On a locked card there is one, 9.6.3.
 std::vector<const Application*> Candidates(const CardContent& content) {
-    if (IsCardLocked(content)) {
+    if (content.IsLocked()) {
         return {&content.FinalApplication()};
     }
     std::vector<const Application*> candidates = {&content.issuerDomain};
@@ -73,7 +69,7 @@ Answer Select(Runtime& card, const CommandApdu& command) {
         Refuse(StatusWord::WrongParameters);
     }
     const Application* application = Find(card, command.data, command.p2 == Selection::Next);
-    const bool locked = IsCardLocked(card.Content());
+    const bool locked = card.Content().IsLocked();
     if (locked && (application != &card.Content().FinalApplication() || card.logicalChannel != 0)) {
         card.Close(card.logicalChannel);  // the basic one never is, 6.4.3.1.2
         Refuse(StatusWord::FunctionNotSupported);
@@ -94,7 +90,7 @@ Answer Select(Runtime& card, const CommandApdu& command) {
 // Where what is registered is locked, the final application takes its place, 9.6.2; on a locked card, no
 // registration counts.
 Bytes SelectedOn(std::uint8_t number, const CardContent& content) {
-    if (IsCardLocked(content)) {
+    if (content.IsLocked()) {
         return content.FinalApplication().aid;
     }
     for (const Application& application : content.applications) {
