@@ -115,10 +115,10 @@ Bytes AesDecryptCbc(const Bytes& key, const Bytes& initialVector, const Bytes& e
     return RunCbc(key, initialVector, encrypted, Direction::Decrypt);
 }
 
-Bytes Pad80(const Bytes& plain) {
+Bytes Pad80(const Bytes& plain, std::size_t blockLength) {
     Bytes padded = plain;
     padded.push_back(0x80);
-    padded.resize((padded.size() + AesBlockLength - 1) / AesBlockLength * AesBlockLength);
+    padded.resize((padded.size() + blockLength - 1) / blockLength * blockLength);
     return padded;
 }
 

@@ -26,7 +26,7 @@ constexpr std::size_t AesKeyCheckValueLength = 3;
 [[nodiscard]] Bytes AesDecryptCbc(const Bytes& key, const Bytes& initialVector, const Bytes& encrypted);
 
 // Padding method 2 of ISO/IEC 9797-1: the byte 80, then zeros to the end of the block.
-[[nodiscard]] Bytes Pad80(const Bytes& plain);
+[[nodiscard]] Bytes Pad80(const Bytes& plain, std::size_t blockLength = AesBlockLength);
 
 // Nothing when the padding is none.
 [[nodiscard]] std::optional<Bytes> Unpad80(const Bytes& padded);

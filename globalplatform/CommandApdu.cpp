@@ -7,8 +7,6 @@ namespace GlobalPlatform {
 
 namespace {
 
-constexpr std::size_t HeaderLength = 4;
-
 // Reads the fields behind the header.
 class Body {
 public:
@@ -32,7 +30,7 @@ public:
 
 private:
     const Bytes& bytes;
-    std::size_t at = HeaderLength;
+    std::size_t at = CommandHeaderLength;
 };
 
 // Fields of `width` bytes; a length of 0 stands for one more than the field's greatest number.
@@ -61,7 +59,7 @@ bool NeedsExtendedLength(const CommandApdu& command) {
 }  // namespace
 
 std::optional<CommandApdu> ParseCommand(const Bytes& bytes) {
-    if (bytes.size() < HeaderLength) {
+    if (bytes.size() < CommandHeaderLength) {
         return std::nullopt;
     }
     CommandApdu apdu;
@@ -74,7 +72,7 @@ std::optional<CommandApdu> ParseCommand(const Bytes& bytes) {
         return apdu;
     }
     // A zero with more behind it announces lengths of two bytes.
-    apdu.extended = bytes[HeaderLength] == 0 && body.Left() > 1;
+    apdu.extended = bytes[CommandHeaderLength] == 0 && body.Left() > 1;
     if (apdu.extended) {
         body.Number(1);
     }

@@ -9,6 +9,8 @@
 
 namespace GlobalPlatform {
 
+constexpr std::size_t CommandHeaderLength = 4;  // CLA, INS, P1, P2
+
 struct CommandApdu {
     std::uint8_t cla = 0;
     std::uint8_t ins = 0;

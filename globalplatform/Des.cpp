@@ -6,6 +6,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include "globalplatform/Aes.h"
+
 namespace GlobalPlatform {
 
 namespace {
@@ -48,13 +50,6 @@ void RequireTwoKeys(const Bytes& key) {
     }
 }
 
-Bytes Padded(const Bytes& message) {
-    Bytes padded = message;
-    padded.push_back(0x80);
-    padded.resize((padded.size() + DesBlockLength - 1) / DesBlockLength * DesBlockLength);
-    return padded;
-}
-
 }  // namespace
 
 Bytes DesKeyCheckValue(const Bytes& key) {
@@ -72,7 +67,7 @@ Bytes DesMac(const Bytes& key, const Bytes& message) {
     RequireTwoKeys(key);
     Bytes single = First(key, DesBlockLength);
     Append(single, First(key, DesBlockLength));
-    const Bytes padded = Padded(message);
+    const Bytes padded = Pad80(message, DesBlockLength);
     const Bytes begin = First(padded, padded.size() - DesBlockLength);
     Bytes chain(DesBlockLength);
     if (!begin.empty()) {

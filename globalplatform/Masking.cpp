@@ -16,7 +16,6 @@ namespace GlobalPlatform {
 
 namespace {
 
-constexpr std::size_t HeaderLength = 4;
 constexpr std::size_t AliasLength = 4;  // bytes of a digest
 
 // ISO/IEC 7812-1: a card number has 8 to 19 digits; of those in use, none has fewer than 13.
@@ -158,12 +157,12 @@ std::string Masking::Alias(const std::string& kind, std::string_view secret) con
 std::string Masking::Command(const std::string& text) const {
     const Digits digits(text);
     const Bytes& bytes = digits.bytes;
-    const char* const kind = bytes.size() > HeaderLength + 1 ? SecretKind(bytes[1]) : nullptr;
+    const char* const kind = bytes.size() > CommandHeaderLength + 1 ? SecretKind(bytes[1]) : nullptr;
     const std::optional<CommandApdu> apdu = digits.half.empty() ? ParseCommand(bytes) : std::nullopt;
     if (kind == nullptr || (apdu && apdu->data.empty())) {
         return Data(text);
     }
-    const std::size_t begin = HeaderLength + (apdu && apdu->extended ? 3 : 1);
+    const std::size_t begin = CommandHeaderLength + (apdu && apdu->extended ? 3 : 1);
     const std::size_t end = apdu ? begin + WithoutCode(*apdu) : bytes.size();
     const std::string secret = HexOf(bytes, begin, end) + digits.half;
     return HexOf(bytes, 0, begin) + Alias(kind, secret) + HexOf(bytes, end, bytes.size());
