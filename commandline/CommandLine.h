@@ -39,6 +39,9 @@ struct Complaint {
 // Says it on standard error, in the manner of all programs.
 void Say(const CLI::App& app, const Complaint& complaint);
 
+// Parses, and says what is wrong with the line.
+[[nodiscard]] std::optional<int> ParseOrSay(CLI::App& app, int count, char** values);
+
 // A complaint about something that the model cannot tell, with the usage of the program.
 [[nodiscard]] Complaint ComplaintOf(const CLI::App& app, const std::string& text);
 

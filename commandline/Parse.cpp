@@ -46,4 +46,13 @@ Complaint ComplaintOf(const CLI::App& app, const std::string& text) {
     return {text, "", UsageOf(app)};
 }
 
+std::optional<int> ParseOrSay(CLI::App& app, int count, char** values) {
+    Complaint complaint;
+    const std::optional<int> status = Parse(app, count, values, complaint);
+    if (status && *status != 0) {
+        Say(app, complaint);
+    }
+    return status;
+}
+
 }  // namespace CommandLine

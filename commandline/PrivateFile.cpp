@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdio>
+#include <iostream>
 
 namespace CommandLine {
 
@@ -14,8 +15,7 @@ constexpr mode_t AllPermissions = 07777;
 constexpr mode_t Readers = S_IRGRP | S_IROTH;
 constexpr mode_t Writers = S_IWGRP | S_IWOTH;
 
-}  // namespace
-
+// Empty when they cannot do anything.
 std::string OpenToOthers(const std::string& file) {
     struct stat status{};
     if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -33,6 +33,18 @@ std::string OpenToOthers(const std::string& file) {
             : canRead           ? "read"
                                 : "write") +
            " it (mode " + mode.data() + "); chmod 600 keeps them out";
+}
+
+}  // namespace
+
+// In one write each, so that it does not mix with a log.
+void WarnOfOpenKeys(const std::string& program, const std::vector<std::string>& files) {
+    for (const std::string& file : files) {
+        const std::string warning = OpenToOthers(file);
+        if (!warning.empty()) {
+            std::cerr << program + ": warning: " + warning + "\n";
+        }
+    }
 }
 
 }  // namespace CommandLine

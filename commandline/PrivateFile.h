@@ -3,11 +3,12 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace CommandLine {
 
-// What to tell who owns a file with keys that others can read or write: "FILE holds keys, and others can read
-// it (mode 644); chmod 600 keeps them out". Empty when they cannot, and when there is no such file.
-[[nodiscard]] std::string OpenToOthers(const std::string& file);
+// Tells on standard error of each file with keys that others can read or write: "PROGRAM: warning: FILE holds
+// keys, and others can read it (mode 644); chmod 600 keeps them out". Passes over names of no file.
+void WarnOfOpenKeys(const std::string& program, const std::vector<std::string>& files);
 
 }  // namespace CommandLine

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "commandline/CommandLine.h"
+#include "commandline/Model.h"
 
 namespace KeyServer {
 
@@ -32,14 +33,6 @@ struct RawOptions {
     std::vector<std::string> names;
     std::string mask = "secrets";
 };
-
-std::string KindListing() {
-    std::string text;
-    for (const std::string& kind : MisbehaviourKinds()) {
-        text += (text.empty() ? "" : ", ") + kind;
-    }
-    return text;
-}
 
 void AddListening(CLI::App& app, Options& options, RawOptions& raw) {
     const char* group = "Listening";
@@ -127,7 +120,7 @@ void AddBehaviour(CLI::App& app, Options& options, RawOptions& raw) {
            "--misbehave", raw.misbehaviours,
            "Fault to commit, as KIND[=VALUE][@FROM[xTIMES]] with messages counted from 1; repeatable. "
            "Kinds: " +
-               KindListing())
+               CommandLine::Joined(MisbehaviourKinds(), ", "))
         ->type_name("FAULT")
         ->allow_extra_args(false)
         ->group(group);
@@ -268,12 +261,8 @@ std::optional<Options> ParseCommandLine(int count, char** arguments, int& status
     AddLimits(app, options, raw);
     AddReporting(app, options, raw);
     app.footer(Footer);
-    CommandLine::Complaint complaint;
-    if (const std::optional<int> end = CommandLine::Parse(app, count, arguments, complaint)) {
+    if (const std::optional<int> end = CommandLine::ParseOrSay(app, count, arguments)) {
         status = *end;
-        if (status != ExitSuccess) {
-            CommandLine::Say(app, complaint);
-        }
         return std::nullopt;
     }
     try {

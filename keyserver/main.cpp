@@ -64,12 +64,7 @@ void Follow(Watching& watching) {
 void WarnOfOpenKeys(const Options& options) {
     std::vector<std::string> files = options.catalogueFiles;
     files.push_back(options.server.keyFile);
-    for (const std::string& file : files) {
-        const std::string warning = CommandLine::OpenToOthers(file);
-        if (!warning.empty()) {
-            Complain("warning: " + warning);
-        }
-    }
+    CommandLine::WarnOfOpenKeys("navo-keyserver", files);
 }
 
 void SayServed(Server& server, const std::vector<std::string>& lines) {

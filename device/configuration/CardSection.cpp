@@ -105,6 +105,7 @@ private:
     Keys ReaderKeys();
     Keys ReplayKeys();
     void AddKeys(Keys& all, BackEnd backEnd, Keys keys) const;
+    bool Names(const char* key) const;
     std::string Path(const std::string& value) const { return PathValue(value, configurationPath); }
 
     const Section& section;
@@ -112,6 +113,12 @@ private:
     CardSettings& card;
     std::vector<Mistake>& mistakes;
 };
+
+bool CardReader::Names(const char* key) const {
+    return std::any_of(section.entries.begin(), section.entries.end(), [key](const Entry& entry) {
+        return entry.key == key;
+    });
+}
 
 // Before all others, because it decides which of them have a meaning.
 void CardReader::ReadBackEnd() {
@@ -162,9 +169,6 @@ Keys CardReader::SoftwareKeys() {
     for (auto& key : SoftwareCardKeys(card.software)) {
         keys.push_back(std::move(key));
     }
-    card.namesKeys = std::any_of(section.entries.begin(), section.entries.end(), [](const Entry& entry) {
-        return entry.key == "keys";
-    });
     return keys;
 }
 
@@ -198,11 +202,8 @@ void CardReader::AddKeys(Keys& all, BackEnd backEnd, Keys keys) const {
 }
 
 void CardReader::RequireRecording() {
-    const bool named = std::any_of(section.entries.begin(), section.entries.end(), [](const Entry& entry) {
-        return entry.key == "recording";
-    });
     SectionReader reader(section, mistakes);
-    if (card.backEnd == BackEnd::Replay && !named) {
+    if (card.backEnd == BackEnd::Replay && !Names("recording")) {
         reader.Reject("there is nothing to replay; add a line such as recording=session.jsonl");
     }
     if (!card.recordFile.empty() && card.recordFile == card.recordingFile) {
@@ -231,6 +232,7 @@ void CardReader::Read() {
         AddKeys(keys, each.first, std::move(each.second));
     }
     SectionReader(plain, mistakes).ReadKeys(keys);
+    card.namesKeys = Names("keys");
     RequireRecording();
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "device/configuration/Values.h"
+#include "globalplatform/CommandApdu.h"
 #include "globalplatform/Instruction.h"
 
 namespace Device {
@@ -12,7 +13,6 @@ namespace {
 
 using Card::AnswerPart;
 
-constexpr std::size_t HeaderLength = 4;
 constexpr std::size_t MostParts = 256;  // of one answer
 constexpr std::size_t MostDepth = 8;
 constexpr std::size_t LongestTag = 3;
@@ -40,9 +40,10 @@ public:
             text.pop_back();
         }
         while (at < text.size()) {
-            (pattern.header.size() < HeaderLength ? pattern.header : pattern.data).push_back(Byte());
+            (pattern.header.size() < GlobalPlatform::CommandHeaderLength ? pattern.header : pattern.data)
+                .push_back(Byte());
         }
-        if (pattern.header.size() < HeaderLength) {
+        if (pattern.header.size() < GlobalPlatform::CommandHeaderLength) {
             Fail();
         }
         if (!pattern.data.empty()) {

@@ -5,11 +5,10 @@
 
 #include <utility>
 
+#include "device/gate/Aliases.h"
 #include "device/gate/Gate.h"
 #include "device/gate/LogWriter.h"
-#include "device/gate/Permanent.h"
 #include "device/recording/ElementFailure.h"
-#include "globalplatform/Masking.h"
 
 namespace Device {
 
@@ -19,8 +18,7 @@ using Kind = RecordedEvent::Kind;
 
 // For the log, which others may read. The line of the recording that is named with it has the command itself.
 std::string Shown(const Bytes& command) {
-    static const GlobalPlatform::Masking& masking = Permanent<GlobalPlatform::Masking>();
-    return masking.Command(HexText(command));
+    return Aliases().Command(HexText(command));
 }
 
 }  // namespace

@@ -162,12 +162,8 @@ std::optional<Options> ParseCommandLine(int count, char** arguments, int& status
     AddReader(app, options);
     AddCard(app, options, line);
     app.footer("Example:\n  navo-card --state-file wallet.card\n\nSee navo-card(1).");
-    CommandLine::Complaint complaint;
-    if (const std::optional<int> end = CommandLine::Parse(app, count, arguments, complaint)) {
+    if (const std::optional<int> end = CommandLine::ParseOrSay(app, count, arguments)) {
         status = *end;
-        if (status != ExitSuccess) {
-            CommandLine::Say(app, complaint);
-        }
         return std::nullopt;
     }
     try {

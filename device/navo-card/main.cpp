@@ -138,10 +138,7 @@ int main(int count, char** arguments) {
         }
         const EndingSignals signals;
         PresentedCard card(options->card, options->recordFile);
-        const std::string warning = CommandLine::OpenToOthers(options->card.stateFile);
-        if (!warning.empty()) {
-            std::cerr << "navo-card: warning: " + warning + "\n";
-        }
+        CommandLine::WarnOfOpenKeys("navo-card", {options->card.stateFile});
         if (options->card.byteProtocol || options->card.manners.announcesAnswers) {
             std::cerr
                 << "navo-card: with " << (options->card.byteProtocol ? "T=0" : "announced answers")

@@ -35,12 +35,7 @@ void WarnOfOpenKeys(const std::string& file, const Device::Configuration& config
         files.push_back(card->software.stateFile);
         files.push_back(HasOwnKeys(*card) ? file : "");
     }
-    for (const std::string& each : files) {
-        const std::string warning = CommandLine::OpenToOthers(each);
-        if (!warning.empty()) {
-            std::cerr << "navo-device: warning: " + warning + "\n";
-        }
-    }
+    CommandLine::WarnOfOpenKeys("navo-device", files);
 }
 
 // Each mistake on a line of its own; the exit status.
@@ -79,11 +74,7 @@ int main(int count, char** arguments) {
         app.add_subcommand("check", "Print every mistake of a description, with its line");
     check->add_option("FILE", file, "The description")->required();
     check->footer("Example:\n  navo-device check /etc/navo-device.conf");
-    CommandLine::Complaint complaint;
-    if (const std::optional<int> status = CommandLine::Parse(app, count, arguments, complaint)) {
-        if (*status != ExitSuccess) {
-            CommandLine::Say(app, complaint);
-        }
+    if (const std::optional<int> status = CommandLine::ParseOrSay(app, count, arguments)) {
         return *status;
     }
     return Check(file);

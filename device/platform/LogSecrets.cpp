@@ -6,8 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "device/gate/Permanent.h"
-#include "globalplatform/Masking.h"
+#include "device/gate/Aliases.h"
 
 namespace Device {
 
@@ -67,7 +66,7 @@ std::string WithoutSecrets(std::string message) {
     if (script == std::string::npos || ShowsSecrets()) {
         return message;  // nearly every line
     }
-    static const Masking& masking = Permanent<Masking>();
+    const Masking& masking = Aliases();
     if (apdu != std::string::npos) {
         const bool isResponse = apdu > 0 && (message[apdu - 1] == 'r' || message[apdu - 1] == 'R');
         return MaskedApdus(masking, message, apdu + sizeof ApduMark - 1, isResponse);

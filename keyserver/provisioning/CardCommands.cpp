@@ -35,19 +35,22 @@ std::string Numbered(const std::string& title, std::size_t index, std::size_t co
     return title + " block " + std::to_string(index + 1) + " of " + std::to_string(count);
 }
 
-// Type, the key with its length in front and filled up to whole blocks, and its check value; Amendment
-// D, 7.2.
+// Type, the key, and its check value; Amendment D, 7.2.
 void AppendKey(Bytes& data, const Bytes& key, const Bytes& dataEncryptionKey) {
-    Bytes component{static_cast<std::uint8_t>(key.size())};
-    Bytes padded = key;
-    padded.resize((key.size() + AesBlockLength - 1) / AesBlockLength * AesBlockLength);
-    Append(component, AesEncryptCbc(dataEncryptionKey, Bytes(AesBlockLength, 0), padded));
     data.push_back(KeyType::Aes);
-    AppendField(data, component);
+    AppendField(data, EncryptedSecret(key, dataEncryptionKey));
     AppendField(data, AesKeyCheckValue(key));
 }
 
 }  // namespace
+
+Bytes EncryptedSecret(const Bytes& secret, const Bytes& dataEncryptionKey) {
+    Bytes component{static_cast<std::uint8_t>(secret.size())};
+    Bytes padded = secret;
+    padded.resize((secret.size() + AesBlockLength - 1) / AesBlockLength * AesBlockLength);
+    Append(component, AesEncryptCbc(dataEncryptionKey, Bytes(AesBlockLength), padded));
+    return component;
+}
 
 PlainCommand CardCommand(std::uint8_t ins, std::uint8_t p1, std::uint8_t p2, Bytes data, std::string title) {
     PlainCommand command;

@@ -12,6 +12,9 @@ namespace KeyServer {
 [[nodiscard]] PlainCommand CardCommand(
     std::uint8_t ins, std::uint8_t p1, std::uint8_t p2, Bytes data, std::string title);
 
+// A secret of a key with its length in front, filled up to whole blocks and encrypted; Amendment D, 7.2.
+[[nodiscard]] Bytes EncryptedSecret(const Bytes& secret, const Bytes& dataEncryptionKey);
+
 // Fields of INSTALL, each behind its length.
 [[nodiscard]] Bytes Fields(const std::vector<Bytes>& values);
 

@@ -22,15 +22,6 @@ bool IsSecret(std::uint8_t type) {
     return type == KeyType::Des || type == KeyType::Aes || type == KeyType::EccPrivate;
 }
 
-// A secret with its length in front, filled up to whole blocks.
-Bytes Encrypted(const Bytes& secret, const Bytes& dataEncryptionKey) {
-    Bytes component{static_cast<std::uint8_t>(secret.size())};
-    Bytes padded = secret;
-    padded.resize((secret.size() + AesBlockLength - 1) / AesBlockLength * AesBlockLength);
-    Append(component, AesEncryptCbc(dataEncryptionKey, Bytes(AesBlockLength), padded));
-    return component;
-}
-
 // A length of one to three bytes, 11.8.2.3.
 Bytes LongField(const Bytes& value) {
     Bytes field;
@@ -77,7 +68,8 @@ PlainCommand StoreKeyCommand(const KeyOrder& order, const Bytes& dataEncryptionK
     for (const KeyComponent& component : order.key) {
         data.push_back(component.type);
         const bool secret = IsSecret(component.type);
-        Append(data, LongField(secret ? Encrypted(component.value, dataEncryptionKey) : component.value));
+        Append(
+            data, LongField(secret ? EncryptedSecret(component.value, dataEncryptionKey) : component.value));
     }
     Append(data, LongField(CheckValueOf(order.key)));
     return CardCommand(
