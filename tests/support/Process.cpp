@@ -117,11 +117,15 @@ std::vector<std::string> Process::OutputLines() const {
     return LinesOf(Output());
 }
 
-std::string OutputOf(const std::vector<std::string>& command) {
+Ended RunToEnd(const std::vector<std::string>& command) {
     const TemporaryFolder folder;
     Process process(command, {folder.Path(), CleanEnvironment({}), "program"});
-    process.WaitForEnd();
-    return process.Output();
+    const int status = process.WaitForEnd().value_or(-1);
+    return {status, process.Output(), process.Errors()};
+}
+
+std::string OutputOf(const std::vector<std::string>& command) {
+    return RunToEnd(command).output;
 }
 
 std::vector<std::string> LinesOf(const std::string& text) {

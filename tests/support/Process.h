@@ -66,8 +66,17 @@ private:
     std::optional<ExitStatus> ending;
 };
 
-// What a program writes to its standard output until it ends; in a folder of its own, and in a clean
-// environment.
+// A program's end, and all that it wrote.
+struct Ended {
+    int status = -1;  // -1 when it still runs at the deadline
+    std::string output;
+    std::string errors;
+};
+
+// Runs a program until it ends; in a folder of its own, and in a clean environment.
+[[nodiscard]] Ended RunToEnd(const std::vector<std::string>& command);
+
+// What such a program writes to its standard output.
 [[nodiscard]] std::string OutputOf(const std::vector<std::string>& command);
 
 // Complete lines of a text, without their ends.

@@ -32,6 +32,28 @@ protected:
         return GlobalPlatform::HexText(card->Transmit(FromHex(command)));
     }
 
+    // The length of hexadecimal text in bytes, in one byte.
+    static std::string Length(const std::string& hex) {
+        return GlobalPlatform::HexText({static_cast<std::uint8_t>(hex.size() / 2)});
+    }
+
+    // Behind its length; behind tag and length.
+    static std::string Field(const std::string& value) { return Length(value) + value; }
+
+    static std::string Tlv(const std::string& tag, const std::string& value) {
+        return tag + Length(value) + value;
+    }
+
+    std::string SendWith(const std::string& header, const std::string& data) {
+        return Send(header + Length(data) + data);
+    }
+
+    // Whole blocks as the host's key for secrets encrypts them.
+    std::string Encrypted(const std::string& value) const {
+        return GlobalPlatform::HexText(
+            GlobalPlatform::AesEncryptCbc(hostKeys.dataEncryption, Bytes(16), FromHex(value)));
+    }
+
     // As Send, but protected as the open channel asks for.
     std::string SendProtected(const std::string& command) { return Send(Protected(command)); }
 

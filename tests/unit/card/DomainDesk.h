@@ -18,17 +18,6 @@ protected:
     static constexpr char IssuerKey[] = "404142434445464748494A4B4C4D4E4F";
     static constexpr char DomainKey[] = "505152535455565758595A5B5C5D5E5F";
 
-    // The length of hexadecimal text in bytes, in one byte, and the text behind it.
-    static std::string Length(const std::string& hex) {
-        return GlobalPlatform::HexText({static_cast<std::uint8_t>(hex.size() / 2)});
-    }
-
-    static std::string Field(const std::string& value) { return Length(value) + value; }
-
-    std::string SendWith(const std::string& header, const std::string& data) {
-        return Send(header + Length(data) + data);
-    }
-
     std::string InstallDomain(
         const std::string& aid, const std::string& privileges = "80",
         const std::string& parameters = "C900") {

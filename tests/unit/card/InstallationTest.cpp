@@ -9,16 +9,6 @@ class Installation : public CardDesk {
 protected:
     Installation() { Authenticate(); }
 
-    static std::string Length(const std::string& hex) {
-        return GlobalPlatform::HexText({static_cast<std::uint8_t>(hex.size() / 2)});
-    }
-
-    static std::string Field(const std::string& value) { return Length(value) + value; }
-
-    std::string SendWith(const std::string& header, const std::string& data) {
-        return Send(header + Length(data) + data);
-    }
-
     // INSTALL [for install and make selectable] of the file that is loaded.
     std::string Install(
         const std::string& aid, const std::string& privileges = "00", const std::string& parameters = "C900",

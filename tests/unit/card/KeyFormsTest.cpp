@@ -8,15 +8,6 @@ class KeyForms : public CardDesk {
 protected:
     KeyForms() { Authenticate(); }
 
-    static std::string Length(const std::string& hex) {
-        return GlobalPlatform::HexText({static_cast<std::uint8_t>(hex.size() / 2)});
-    }
-
-    std::string Encrypted(const std::string& value) const {
-        return GlobalPlatform::HexText(
-            GlobalPlatform::AesEncryptCbc(hostKeys.dataEncryption, Bytes(16), FromHex(value)));
-    }
-
     std::string Put(const std::string& parameters, const std::string& data) {
         const std::size_t size = data.size() / 2;
         return Send(

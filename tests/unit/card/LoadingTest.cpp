@@ -15,14 +15,6 @@ protected:
         EXPECT_EQ(Send("80E60200" + announced), "009000");
         return Send("80E88000" + Length(file) + file);
     }
-
-    static std::string Length(const std::string& hex) {
-        return GlobalPlatform::HexText({static_cast<std::uint8_t>(hex.size() / 2)});
-    }
-
-    static std::string Tlv(const std::string& tag, const std::string& value) {
-        return tag + Length(value) + value;
-    }
 };
 
 // SHA-256 of the bytes 616263, FIPS 180-2, B.1.

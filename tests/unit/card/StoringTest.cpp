@@ -9,21 +9,8 @@ class Storing : public CardDesk {
 protected:
     Storing() { Authenticate(); }
 
-    static std::string Length(const std::string& hex) {
-        return GlobalPlatform::HexText({static_cast<std::uint8_t>(hex.size() / 2)});
-    }
-
-    static std::string Tlv(const std::string& tag, const std::string& value) {
-        return tag + Length(value) + value;
-    }
-
     std::string Store(const std::string& parameters, const std::string& data) {
         return Send("80E2" + parameters + Length(data) + data);
-    }
-
-    std::string Encrypted(const std::string& key) const {
-        return GlobalPlatform::HexText(
-            GlobalPlatform::AesEncryptCbc(hostKeys.dataEncryption, Bytes(16), FromHex(key)));
     }
 
     // The template of an AES key.

@@ -13,18 +13,9 @@ using testing::StartsWith;
 
 namespace {
 
-struct Ended {
-    int status = -1;
-    std::string output;
-    std::string errors;
-};
-
-Ended EndOf(std::vector<std::string> arguments) {
-    const TemporaryFolder folder;
+Ended RunProgram(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), NAVO_CARD_PROGRAM);
-    Process process(arguments, {folder.Path(), CleanEnvironment({}), "card"});
-    const int status = process.WaitForEnd().value_or(-1);
-    return {status, process.Output(), process.Errors()};
+    return RunToEnd(arguments);
 }
 
 constexpr char Key[] = "404142434445464748494A4B4C4D4E4F";
@@ -32,38 +23,38 @@ constexpr char Key[] = "404142434445464748494A4B4C4D4E4F";
 }  // namespace
 
 TEST(NavoCardOptions, AreHelpedWithInWords) {
-    const std::string help = EndOf({"--help"}).output;
+    const std::string help = RunProgram({"--help"}).output;
     EXPECT_THAT(help, HasSubstr("--port PORT"));
     EXPECT_THAT(help, HasSubstr("(35963 when left out)"));
     EXPECT_THAT(help, Not(HasSubstr("INT")));
-    EXPECT_EQ(EndOf({"-V"}).output, EndOf({"--version"}).output);
+    EXPECT_EQ(RunProgram({"-V"}).output, RunProgram({"--version"}).output);
 }
 
 TEST(NavoCardOptions, TakeKeysWithoutQuotes) {
     const std::string key = Key;
     for (const char* between : {",", ";"}) {
         // A port that nobody listens at: the keys are taken, and the reader is missing.
-        const Ended ended = EndOf({"--once", "--port", "1", "--keys", key + between + key + between + key});
+        const Ended ended = RunProgram({"--once", "--port", "1", "--keys", key + between + key + between + key});
         EXPECT_EQ(ended.status, 1) << ended.errors;
         EXPECT_THAT(ended.errors, HasSubstr("no reader at"));
     }
 }
 
 TEST(NavoCardOptions, BeginComplaintsWithTheProgramsName) {
-    const Ended keys = EndOf({"--keys", "00,11"});
+    const Ended keys = RunProgram({"--keys", "00,11"});
     EXPECT_EQ(keys.status, 2);
     EXPECT_THAT(
         keys.errors, AllOf(
                          StartsWith("navo-card: --keys: the card has three keys; write ENC,MAC,DEK, each as"),
                          HasSubstr("\nUsage: navo-card")));
     EXPECT_THAT(
-        EndOf({"--protcol", "T=0"}).errors,
+        RunProgram({"--protcol", "T=0"}).errors,
         StartsWith("navo-card: there is no option '--protcol'; did you mean '--protocol'?\n"));
 }
 
 TEST(NavoCardList, TellsOfTheCardThatAProfileMakes) {
     const Ended ended =
-        EndOf({"--profile", NAVO_DEVICE_DIR "/profiles/guarded.profile", "--key-version", "49", "--list"});
+        RunProgram({"--profile", NAVO_DEVICE_DIR "/profiles/guarded.profile", "--key-version", "49", "--list"});
     EXPECT_EQ(ended.status, 0) << ended.errors;
     for (const char* line :
          {"card, SECURED\n", "\n    memory: 48 of 16384 bytes in use\n",
@@ -74,7 +65,7 @@ TEST(NavoCardList, TellsOfTheCardThatAProfileMakes) {
 }
 
 TEST(NavoCardList, TellsOfNoCardThatIsNotThere) {
-    const Ended ended = EndOf({"--state-file", "none.card", "--list"});
+    const Ended ended = RunProgram({"--state-file", "none.card", "--list"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.errors, "navo-card: state file none.card: there is none yet\n");
 }
@@ -83,20 +74,20 @@ TEST(NavoCardProfile, HasAllItsMistakesTold) {
     const TemporaryFolder folder;
     const std::string file =
         folder.Write("a.profile", "[card]\nabsent=6A00\n[application A0]\nanswer 00=00\n").string();
-    const Ended ended = EndOf({"--profile", file, "--list"});
+    const Ended ended = RunProgram({"--profile", file, "--list"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(
         ended.errors,
         AllOf(
             StartsWith(file + ":2: [card] absent: "), HasSubstr("\n" + file + ":3: [application"),
             HasSubstr("\n" + file + ":4: [application A0] answer 00: ")));
-    EXPECT_EQ(EndOf({"--profile", "/nowhere/a", "--list"}).status, 1);
+    EXPECT_EQ(RunProgram({"--profile", "/nowhere/a", "--list"}).status, 1);
 }
 
 TEST(NavoCardOptions, AreReadAsAProfileIs) {
-    const Ended ended = EndOf({"--protocol", "T=2"});
+    const Ended ended = RunProgram({"--protocol", "T=2"});
     EXPECT_EQ(ended.status, 2);
     EXPECT_THAT(
         ended.errors, StartsWith("navo-card: --protocol: \"T=2\" is no protocol of the software card"));
-    EXPECT_EQ(EndOf({"--keys", "00;00"}).status, 2);
+    EXPECT_EQ(RunProgram({"--keys", "00;00"}).status, 2);
 }

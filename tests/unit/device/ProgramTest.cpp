@@ -11,27 +11,18 @@ using testing::StartsWith;
 
 namespace {
 
-struct Ended {
-    int status = -1;
-    std::vector<std::string> lines;
-    std::string errors;
-};
-
-Ended EndOf(std::vector<std::string> arguments) {
-    const TemporaryFolder folder;
+Ended RunProgram(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), NAVO_DEVICE_PROGRAM);
-    Process process(arguments, {folder.Path(), CleanEnvironment({}), "device"});
-    const int status = process.WaitForEnd().value_or(-1);
-    return {status, process.OutputLines(), process.Errors()};
+    return RunToEnd(arguments);
 }
 
 }  // namespace
 
 TEST(NavoDevice, FindsTheExampleInOrder) {
     const std::string example = NAVO_DEVICE_DIR "/navo-device.conf.example";
-    const Ended ended = EndOf({"check", example});
+    const Ended ended = RunProgram({"check", example});
     EXPECT_EQ(ended.status, 0) << ended.errors;
-    EXPECT_THAT(ended.lines, ElementsAre(example + ": in order"));
+    EXPECT_THAT(LinesOf(ended.output), ElementsAre(example + ": in order"));
     EXPECT_EQ(ended.errors, "");
 }
 
@@ -39,12 +30,13 @@ TEST(NavoDevice, PrintsAllMistakesWithTheirLines) {
     const TemporaryFolder folder;
     const std::string file =
         folder.Write("device.conf", "[netwrok]\n\n[network]\ntype=wlan\n[sim 0]\nmcc=2\n").string();
-    const Ended ended = EndOf({"check", file});
+    const Ended ended = RunProgram({"check", file});
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(
-        ended.lines, ElementsAre(
-                         StartsWith(file + ":1: [netwrok]: "), StartsWith(file + ":4: [network] type: "),
-                         StartsWith(file + ":6: [sim 0] mcc: ")));
+        LinesOf(ended.output),
+        ElementsAre(
+            StartsWith(file + ":1: [netwrok]: "), StartsWith(file + ":4: [network] type: "),
+            StartsWith(file + ":6: [sim 0] mcc: ")));
     EXPECT_EQ(ended.errors, "navo-device: 3 mistakes; a service on this device would fail at everything\n");
 }
 
@@ -60,7 +52,7 @@ TEST(NavoDevice, WarnsOfFilesWithKeysThatOthersCanRead) {
     const auto permit = [&](std::filesystem::perms permissions) {
         std::filesystem::permissions(card, permissions);
         std::filesystem::permissions(file, permissions);
-        return EndOf({"check", file}).errors;
+        return RunProgram({"check", file}).errors;
     };
     EXPECT_EQ(
         permit(std::filesystem::perms{0644}),
@@ -76,15 +68,15 @@ TEST(NavoDevice, WarnsOfFilesWithKeysThatOthersCanRead) {
 }
 
 TEST(NavoDevice, SaysThatAFileCannotBeRead) {
-    const Ended ended = EndOf({"check", "/no/such/file"});
+    const Ended ended = RunProgram({"check", "/no/such/file"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(ended.errors, StartsWith("navo-device: /no/such/file: "));
 }
 
 TEST(NavoDevice, EndsWithTwoForAWrongLine) {
-    EXPECT_EQ(EndOf({}).status, 2);
-    EXPECT_EQ(EndOf({"check"}).status, 2);
-    const Ended ended = EndOf({"chek", "x"});
+    EXPECT_EQ(RunProgram({}).status, 2);
+    EXPECT_EQ(RunProgram({"check"}).status, 2);
+    const Ended ended = RunProgram({"chek", "x"});
     EXPECT_EQ(ended.status, 2);
     EXPECT_THAT(ended.errors, StartsWith("navo-device: there is no command 'chek'; did you mean 'check'?\n"));
 }

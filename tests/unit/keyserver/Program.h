@@ -9,12 +9,6 @@
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
-struct Ended {
-    int status = -1;
-    std::string output;
-    std::string errors;
-};
-
 // The program, running; ended with the test.
 class Program {
 public:
