@@ -138,8 +138,4 @@ bool CardContent::IsTaken(const Bytes& aid) const {
     return FindSelectable(aid) != nullptr || FindLoadFile(aid) != nullptr;
 }
 
-bool BeginsWith(const Bytes& aid, const Bytes& beginning) {
-    return aid.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), aid.begin());
-}
-
 }  // namespace Card

@@ -134,6 +134,4 @@ struct CardContent {
     bool IsTaken(const Bytes& aid) const;
 };
 
-[[nodiscard]] bool BeginsWith(const Bytes& aid, const Bytes& beginning);
-
 }  // namespace Card

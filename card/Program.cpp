@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-#include "card/CardContent.h"
-
 namespace Card {
 
 namespace {
@@ -19,7 +17,7 @@ bool BeginsAs(const Bytes& bytes, const std::vector<MaskedByte>& pattern) {
 }
 
 bool Suits(const Program& program, const Bytes& aid) {
-    return program.beginning ? BeginsWith(aid, program.aid) : aid == program.aid;
+    return program.beginning ? GlobalPlatform::BeginsWith(aid, program.aid) : aid == program.aid;
 }
 
 }  // namespace

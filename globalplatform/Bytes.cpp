@@ -81,4 +81,8 @@ Bytes Last(const Bytes& bytes, std::size_t count) {
     return Bytes(bytes.end() - static_cast<std::ptrdiff_t>(std::min(count, bytes.size())), bytes.end());
 }
 
+bool BeginsWith(const Bytes& bytes, const Bytes& beginning) {
+    return bytes.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), bytes.begin());
+}
+
 }  // namespace GlobalPlatform

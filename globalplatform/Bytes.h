@@ -30,4 +30,6 @@ void Append(Bytes& target, const Bytes& tail);
 [[nodiscard]] Bytes First(const Bytes& bytes, std::size_t count);
 [[nodiscard]] Bytes Last(const Bytes& bytes, std::size_t count);
 
+[[nodiscard]] bool BeginsWith(const Bytes& bytes, const Bytes& beginning);
+
 }  // namespace GlobalPlatform

@@ -1,19 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // The software card by itself: what a command costs it, in the code of this process alone.
-#include "card/SoftwareCard.h"
-
 #include <memory>
-#include <stdexcept>
+#include <optional>
 
 #include "bench/inside/Case.h"
-#include "globalplatform/Scp03.h"
+#include "tests/support/CardHost.h"
 
 namespace Inside {
 
 namespace {
 
 using GlobalPlatform::Bytes;
-using GlobalPlatform::CommandApdu;
 using GlobalPlatform::SecurityLevel;
 
 constexpr unsigned CommandsOfARun = 500;
@@ -25,46 +22,22 @@ Bytes Hex(const std::string& text) {
 }
 
 // A card, and the host's end of a channel to it.
-class Host {
-public:
-    Host() : card(Card::Options()) {}
+struct Host {
+    Card::SoftwareCard card{Card::Options()};
+    std::optional<GlobalPlatform::SecureMessaging> channel;
+    SecurityLevel level = SecurityLevel::None;
 
-    Bytes Send(const Bytes& command) {
-        Bytes response = card.Transmit(command);
-        const unsigned first = response.at(response.size() - 2);
-        if (first != 0x90 && first != 0x63) {
-            throw std::runtime_error(
-                "the card answers " + GlobalPlatform::HexText(response) + " to " +
-                GlobalPlatform::HexText(command));
-        }
-        return response;
-    }
+    void Send(const Bytes& command) { SendTo(card, command); }
 
     void Authenticate(SecurityLevel wanted) {
-        const Bytes challenge = Hex("0102030405060708");
-        const Bytes update = Send(Hex("80500000080102030405060708"));
-        const Bytes answer(update.begin() + 13, update.begin() + 21);
-        const GlobalPlatform::SessionKeys keys =
-            GlobalPlatform::DeriveSessionKeys(Card::Options().keys, challenge, answer);
-        channel = std::make_unique<GlobalPlatform::SecureMessaging>(keys);
+        channel = OpenChannel(card, Card::Options().keys, wanted);
         level = wanted;
-        CommandApdu command;
-        command.cla = 0x80;
-        command.ins = 0x82;
-        command.p1 = static_cast<std::uint8_t>(wanted);
-        command.data = GlobalPlatform::HostCryptogram(keys, challenge, answer);
-        Send(GlobalPlatform::EncodeCommand(channel->Wrap(command, SecurityLevel::CommandMac)));
     }
 
     Bytes Protected(const Bytes& command) {
         return GlobalPlatform::EncodeCommand(
             channel->Wrap(GlobalPlatform::ParseCommand(command).value(), level));
     }
-
-private:
-    Card::SoftwareCard card;
-    std::unique_ptr<GlobalPlatform::SecureMessaging> channel;
-    SecurityLevel level = SecurityLevel::None;
 };
 
 void AddPlain(Cases& cases, const std::string& name, const std::string& command) {
@@ -113,18 +86,19 @@ void AddProtected(Cases& cases) {
 void AddListing(Cases& cases) {
     const auto host = std::make_shared<Host>();
     host->Authenticate(SecurityLevel::None);
-    host->Send(Hex("80E602000C07A000000999000100000000"));
-    host->Send(Hex("80E8800006C4040A0B0C0D"));
+    SendTo(host->card, "80E602000C07A000000999000100000000");
+    SendTo(host->card, "80E8800006C4040A0B0C0D");
     for (unsigned number = 0; number < ListedApplications; ++number) {
-        host->Send(
-            Hex("80E60C002007A000000999000108A00000099900010108A000000999" +
-                GlobalPlatform::HexText(GlobalPlatform::BigEndian(0x020000 + number, 3)) + "010002C90000"));
+        SendTo(
+            host->card, "80E60C002007A000000999000108A00000099900010108A000000999" +
+                            GlobalPlatform::HexText(GlobalPlatform::BigEndian(0x020000 + number, 3)) +
+                            "010002C90000");
     }
     const auto run = [=] {
         for (unsigned list = 0; list < ListsOfARun; ++list) {
-            Bytes response = host->Send(Hex("80F24002024F0000"));
+            Bytes response = SendTo(host->card, "80F24002024F0000");
             while (response[response.size() - 2] == 0x63) {
-                response = host->Send(Hex("80F24003024F0000"));
+                response = SendTo(host->card, "80F24003024F0000");
             }
         }
     };

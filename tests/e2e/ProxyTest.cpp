@@ -175,8 +175,8 @@ std::string RunUntilItDies(const World& world, Tinyproxy& proxy) {
     return session.Call({{"Cmd", "65"}, {"ServiceId", TestService}, {"FcId", "A"}}, options).at("ReturnCode");
 }
 
-// The third answer takes so long that the proxy is gone before it comes. A death in the very moment of sending is no
-// failure to connect, and not tried again.
+// The third answer takes so long that the proxy is gone before it comes. A death in the very moment of
+// sending is no failure to connect, and not tried again.
 TEST_F(Proxy, ThatDiesInTheMiddleEndsTheJobAndTheNextOneWorksThroughAnother) {
     for (const bool plain : {false, true}) {
         std::vector<std::string> options = {"--misbehave", "delay=1000@3x1"};

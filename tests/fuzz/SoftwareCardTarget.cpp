@@ -2,10 +2,8 @@
 // Commands to the software card: the first byte says whether a channel is open already, whether it is that of
 // a supplementary security domain, whether it protects both directions, and in which manner the card answers;
 // then each command is a length of two bytes and that many bytes.
-#include "card/SoftwareCard.h"
-
-#include "globalplatform/Scp03.h"
 #include "tests/fuzz/FuzzTarget.h"
+#include "tests/support/CardHost.h"
 
 namespace {
 
@@ -21,10 +19,6 @@ constexpr std::uint8_t DelegationFlag = 0x10;  // the domain manages by tokens, 
 
 constexpr std::uint8_t EveryAbility = 0x70;  // of SCP03
 
-Bytes Hex(const char* text) {
-    return GlobalPlatform::FromHexText(text).value();
-}
-
 Bytes Transmit(Card::SoftwareCard& card, const Bytes& command) {
     Bytes response = card.Transmit(command);
     Require(response.size() >= 2, "every command is answered with a status word");
@@ -34,44 +28,17 @@ Bytes Transmit(Card::SoftwareCard& card, const Bytes& command) {
     return response;
 }
 
-// The host's end of a channel. At level None, what the fuzzer sends gets to the commands' own code as it is.
-GlobalPlatform::SecureMessaging OpenChannel(
-    Card::SoftwareCard& card, const GlobalPlatform::StaticKeys& staticKeys, SecurityLevel level) {
-    const Bytes host = Hex("0102030405060708");
-    const Bytes update = Transmit(card, Hex("8050000008010203040506070800"));
-    Require(update.size() == 34, "a plain card gives a challenge");
-    const Bytes challenge(update.begin() + 13, update.begin() + 21);
-    const GlobalPlatform::SessionKeys keys = GlobalPlatform::DeriveSessionKeys(staticKeys, host, challenge);
-    CommandApdu authenticate;
-    authenticate.cla = 0x80;
-    authenticate.ins = 0x82;
-    authenticate.p1 = static_cast<std::uint8_t>(level);
-    authenticate.data = GlobalPlatform::HostCryptogram(keys, host, challenge);
-    GlobalPlatform::SecureMessaging channel(keys);
-    Require(
-        Transmit(
-            card, GlobalPlatform::EncodeCommand(
-                      channel.Wrap(authenticate, GlobalPlatform::SecurityLevel::CommandMac))) == Hex("9000"),
-        "the card lets its host in");
-    return channel;
-}
-
-void Manage(Card::SoftwareCard& card, const char* command) {
-    const Bytes response = Transmit(card, Hex(command));
-    Require(response[response.size() - 2] == 0x90, "the issuer domain makes another");
-}
-
 // A domain with the keys that tokens, receipts and load files need above it; the channel is its own then.
 void MakeDomain(Card::SoftwareCard& card, const GlobalPlatform::StaticKeys& keys, bool delegated) {
     static_cast<void>(OpenChannel(card, keys, SecurityLevel::None));
-    Manage(card, "80D80001187088111080D2A5B08FA0EE51143B459E638106DF03504A77");
-    Manage(card, "80D80001187188111080D2A5B08FA0EE51143B459E638106DF03504A77");
-    Manage(
+    SendTo(card, "80D80001187088111080D2A5B08FA0EE51143B459E638106DF03504A77");
+    SendTo(card, "80D80001187188111080D2A5B08FA0EE51143B459E638106DF03504A77");
+    SendTo(
         card, delegated ? "80E60C002107A000000151535008A00000015153504107A000000999100103E0800002C90000"
                         : "80E60C002107A000000151535008A00000015153504107A000000999100103DEDF8002C90000");
-    Manage(card, "00A4040007A0000009991001");
+    SendTo(card, "00A4040007A0000009991001");
     static_cast<void>(OpenChannel(card, keys, SecurityLevel::None));
-    Manage(card, "80F0400F07A0000009991001");
+    SendTo(card, "80F0400F07A0000009991001");
 }
 
 // A part of a command has no code of its own, nor has its answer.
@@ -152,6 +119,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if ((manner & DomainFlag) != 0) {
         MakeDomain(card, options.keys, (manner & DelegationFlag) != 0);
     }
+    // At level None, what the fuzzer sends gets to the commands' own code as it is.
     if ((manner & ChannelFlag) != 0) {
         channel =
             OpenChannel(card, options.keys, protects ? SecurityLevel::BothEncrypted : SecurityLevel::None);

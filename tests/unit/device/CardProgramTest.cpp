@@ -34,7 +34,8 @@ TEST(NavoCardOptions, TakeKeysWithoutQuotes) {
     const std::string key = Key;
     for (const char* between : {",", ";"}) {
         // A port that nobody listens at: the keys are taken, and the reader is missing.
-        const Ended ended = RunProgram({"--once", "--port", "1", "--keys", key + between + key + between + key});
+        const Ended ended =
+            RunProgram({"--once", "--port", "1", "--keys", key + between + key + between + key});
         EXPECT_EQ(ended.status, 1) << ended.errors;
         EXPECT_THAT(ended.errors, HasSubstr("no reader at"));
     }
@@ -53,8 +54,8 @@ TEST(NavoCardOptions, BeginComplaintsWithTheProgramsName) {
 }
 
 TEST(NavoCardList, TellsOfTheCardThatAProfileMakes) {
-    const Ended ended =
-        RunProgram({"--profile", NAVO_DEVICE_DIR "/profiles/guarded.profile", "--key-version", "49", "--list"});
+    const Ended ended = RunProgram(
+        {"--profile", NAVO_DEVICE_DIR "/profiles/guarded.profile", "--key-version", "49", "--list"});
     EXPECT_EQ(ended.status, 0) << ended.errors;
     for (const char* line :
          {"card, SECURED\n", "\n    memory: 48 of 16384 bytes in use\n",
