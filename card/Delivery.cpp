@@ -14,7 +14,9 @@ namespace {
 constexpr std::size_t LongestPart = 256;
 
 Bytes Whole(Answer answer) {
-    Append(answer.data, StatusBytes(answer.status));
+    const auto status = static_cast<std::uint16_t>(answer.status);
+    answer.data.push_back(static_cast<std::uint8_t>(status >> 8));
+    answer.data.push_back(static_cast<std::uint8_t>(status));
     return std::move(answer.data);
 }
 

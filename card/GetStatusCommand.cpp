@@ -70,16 +70,41 @@ std::vector<Bytes> ModulesOf(const CardContent& content, const LoadFile& file) {
 // One entry in the form of 11.4.3.1 that was asked for.
 class EntryWriter {
 public:
-    EntryWriter(const CardContent& cardContent, const Criteria& askedFor, bool asTags)
-        : content(cardContent), criteria(askedFor), tagged(asTags) {}
+    EntryWriter(const CardContent& cardContent, const CommandApdu& command)
+        : content(cardContent),
+          criteria(ReadCriteria(command.data)),
+          tagged((command.p2 & StatusFlag::InTlv) != 0),
+          withModules((command.p1 & StatusSubset::LoadFilesAndModules) != 0) {}
 
-    Bytes OfIssuer() const {
-        Application issuer = content.issuerDomain;
-        issuer.privileges = content.IssuerPrivileges();
-        return Of(issuer);
-    }
+    const Bytes& AidBeginning() const { return criteria.aidBeginning; }
 
     Bytes Of(const Application& application) const {
+        if (&application == &content.issuerDomain) {
+            Application issuer = application;
+            issuer.privileges = content.IssuerPrivileges();
+            return OfApplication(issuer);
+        }
+        return OfApplication(application);
+    }
+
+    Bytes Of(const LoadFile& file) const {
+        const std::vector<Bytes> modules = withModules ? ModulesOf(content, file) : std::vector<Bytes>();
+        if (!tagged) {
+            return PlainFile(file, modules);
+        }
+        Bytes entry = Beginning(file.aid, LifeCycle::Loaded);
+        if (!file.version.empty()) {
+            Add(entry, Tag::LoadFileVersion, file.version);
+        }
+        for (const Bytes& module : modules) {
+            Add(entry, Tag::Name, module);
+        }
+        Add(entry, Tag::SecurityDomainAid, content.Associated(file.domain)->aid);
+        return MakeTlv(Tag::RegistryEntry, entry);
+    }
+
+private:
+    Bytes OfApplication(const Application& application) const {
         if (!tagged) {
             return Plain(application.aid, application.state, application.privileges.front());
         }
@@ -95,23 +120,6 @@ public:
         return MakeTlv(Tag::RegistryEntry, entry);
     }
 
-    Bytes Of(const LoadFile& file, bool withModules) const {
-        const std::vector<Bytes> modules = withModules ? ModulesOf(content, file) : std::vector<Bytes>();
-        if (!tagged) {
-            return PlainFile(file, withModules, modules);
-        }
-        Bytes entry = Beginning(file.aid, LifeCycle::Loaded);
-        if (!file.version.empty()) {
-            Add(entry, Tag::LoadFileVersion, file.version);
-        }
-        for (const Bytes& module : modules) {
-            Add(entry, Tag::Name, module);
-        }
-        Add(entry, Tag::SecurityDomainAid, content.Associated(file.domain)->aid);
-        return MakeTlv(Tag::RegistryEntry, entry);
-    }
-
-private:
     void Add(Bytes& entry, std::uint32_t tag, const Bytes& value) const {
         if (!criteria.tags || criteria.tags->count(tag) != 0) {
             Append(entry, MakeTlv(tag, value));
@@ -132,7 +140,7 @@ private:
         return entry;
     }
 
-    static Bytes PlainFile(const LoadFile& file, bool withModules, const std::vector<Bytes>& modules) {
+    Bytes PlainFile(const LoadFile& file, const std::vector<Bytes>& modules) const {
         Bytes entry = Plain(file.aid, LifeCycle::Loaded, 0);
         if (withModules) {
             entry.push_back(static_cast<std::uint8_t>(modules.size()));
@@ -145,33 +153,41 @@ private:
     }
 
     const CardContent& content;
-    const Criteria& criteria;
+    Criteria criteria;
     bool tagged;
+    bool withModules;
+};
+
+// What a search found: an application, or a load file.
+struct Entry {
+    const Application* application = nullptr;
+    const LoadFile* file = nullptr;
+
+    Bytes Written(const EntryWriter& writer) const {
+        return application != nullptr ? writer.Of(*application) : writer.Of(*file);
+    }
 };
 
 // A domain sees itself and what is below it; with global registry all, and the card's state too; 9.6.5.
-std::vector<Bytes> Entries(
-    const CardContent& content, const Application& domain, const CommandApdu& command) {
-    const Criteria criteria = ReadCriteria(command.data);
-    const EntryWriter writer(content, criteria, (command.p2 & StatusFlag::InTlv) != 0);
+std::vector<Entry> Entries(
+    const CardContent& content, const Application& domain, std::uint8_t subset, const Bytes& aidBeginning) {
     const bool global = domain.Has(Privilege::GlobalRegistry);
     const auto asked = [&](const auto& entry) {
-        return BeginsWith(entry.aid, criteria.aidBeginning) &&
+        return BeginsWith(entry.aid, aidBeginning) &&
                (global || entry.aid == domain.aid || IsBelow(content, entry.domain, domain));
     };
-    const bool withModules = (command.p1 & StatusSubset::LoadFilesAndModules) != 0;
-    std::vector<Bytes> entries;
-    switch (command.p1 & StatusSubset::Mask) {
+    std::vector<Entry> entries;
+    switch (subset) {
         case StatusSubset::IssuerDomain:  // there is one, whatever is searched for
             if (!global) {
                 Refuse(StatusWord::WrongParameters);
             }
-            entries.push_back(writer.OfIssuer());
+            entries.push_back({&content.issuerDomain, nullptr});
             break;
         case StatusSubset::Applications:
             for (const Application& application : content.applications) {
                 if (asked(application)) {
-                    entries.push_back(writer.Of(application));
+                    entries.push_back({&application, nullptr});
                 }
             }
             break;
@@ -179,7 +195,7 @@ std::vector<Bytes> Entries(
         case StatusSubset::LoadFilesAndModules:
             for (const LoadFile& file : content.loadFiles) {
                 if (asked(file)) {
-                    entries.push_back(writer.Of(file, withModules));
+                    entries.push_back({nullptr, &file});
                 }
             }
             break;
@@ -228,7 +244,9 @@ bool Arrives(const Runtime& card, const CommandApdu& command, std::size_t length
 
 // A list that is longer than a response goes on with the next command.
 Answer GetStatus(Runtime& card, const CommandApdu& command) {
-    const std::vector<Bytes> entries = Entries(card.Content(), *card.SelectedDomain(), command);
+    const EntryWriter writer(card.Content(), command);
+    const std::vector<Entry> entries = Entries(
+        card.Content(), *card.SelectedDomain(), command.p1 & StatusSubset::Mask, writer.AidBeginning());
     std::size_t at = Shown(card.session, command);
     if (at >= entries.size()) {
         Refuse(StatusWord::ReferencedDataNotFound);
@@ -237,10 +255,15 @@ Answer GetStatus(Runtime& card, const CommandApdu& command) {
     const std::size_t asked = command.extended ? command.expectedLength.value_or(0) : 0;
     const std::size_t room = RoomIn(std::max(LongestResponse, asked), level);
     const std::size_t end = EndOfPart(entries.size(), at, card.options.manners.listedAtOnce);
-    Answer answer;
-    do {
-        Append(answer.data, entries[at++]);
-    } while (at < end && answer.data.size() + entries[at].size() <= room);
+    Answer answer{entries[at++].Written(writer)};
+    while (at < end) {
+        const Bytes entry = entries[at].Written(writer);
+        if (answer.data.size() + entry.size() > room) {
+            break;
+        }
+        Append(answer.data, entry);
+        ++at;
+    }
     if (at < entries.size()) {
         answer.status = StatusWord::MoreDataAvailable;
     }

@@ -2,6 +2,7 @@
 #include "globalplatform/CommandApdu.h"
 
 #include <stdexcept>
+#include <utility>
 
 namespace GlobalPlatform {
 
@@ -76,7 +77,7 @@ std::optional<CommandApdu> ParseCommand(const Bytes& bytes) {
     if (apdu.extended) {
         body.Number(1);
     }
-    return ReadFields(body, apdu.extended ? 2 : 1, &apdu) ? std::optional<CommandApdu>(apdu) : std::nullopt;
+    return ReadFields(body, apdu.extended ? 2 : 1, &apdu) ? std::optional<CommandApdu>(std::move(apdu)) : std::nullopt;
 }
 
 Bytes DataLengthField(const CommandApdu& command) {

@@ -78,6 +78,22 @@ std::size_t WidthOf(std::uint64_t number) {
     return width;
 }
 
+void AppendNumber(Bytes& target, std::uint64_t number, std::size_t width) {
+    while (width > 0) {
+        --width;
+        target.push_back(static_cast<std::uint8_t>(number >> (8 * width)));
+    }
+}
+
+void AppendLengthValue(Bytes& target, const Bytes& value) {
+    const std::size_t width = WidthOf(value.size());
+    if (value.size() >= 0x80) {
+        target.push_back(static_cast<std::uint8_t>(0x80 | width));
+    }
+    AppendNumber(target, value.size(), width);
+    Append(target, value);
+}
+
 }  // namespace
 
 std::optional<std::vector<TlvObject>> ParseTlv(const Bytes& data) {
@@ -94,18 +110,17 @@ std::optional<std::vector<TlvObject>> ParseTlv(const Bytes& data) {
 }
 
 Bytes MakeTlv(std::uint32_t tag, const Bytes& value) {
-    Bytes object = BigEndian(tag, WidthOf(tag));
-    Append(object, MakeLengthValue(value));
+    Bytes object;
+    object.reserve(MostTagBytes + 1 + MostLengthBytes + value.size());
+    AppendNumber(object, tag, WidthOf(tag));
+    AppendLengthValue(object, value);
     return object;
 }
 
 Bytes MakeLengthValue(const Bytes& value) {
     Bytes field;
-    if (value.size() >= 0x80) {
-        field.push_back(static_cast<std::uint8_t>(0x80 | WidthOf(value.size())));
-    }
-    Append(field, BigEndian(value.size(), WidthOf(value.size())));
-    Append(field, value);
+    field.reserve(1 + MostLengthBytes + value.size());
+    AppendLengthValue(field, value);
     return field;
 }
 
