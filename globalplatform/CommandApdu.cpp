@@ -77,7 +77,8 @@ std::optional<CommandApdu> ParseCommand(const Bytes& bytes) {
     if (apdu.extended) {
         body.Number(1);
     }
-    return ReadFields(body, apdu.extended ? 2 : 1, &apdu) ? std::optional<CommandApdu>(std::move(apdu)) : std::nullopt;
+    return ReadFields(body, apdu.extended ? 2 : 1, &apdu) ? std::optional<CommandApdu>(std::move(apdu))
+                                                          : std::nullopt;
 }
 
 Bytes DataLengthField(const CommandApdu& command) {

@@ -146,6 +146,10 @@ TEST_F(KeyForms, AreOfRsaWithTheirComponents) {
                 "00"),
         "739000");
     EXPECT_EQ(Added(), "C0060173A180A003C0060273A100A0039000");
+}
+
+// The same, of what is no such key.
+TEST_F(KeyForms, AreOfRsaWithBothComponentsInTheirOrder) {
     EXPECT_EQ(
         Put("0003",
             "73"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Supplementary security domains: their installation, keys, sessions and states, and what they may do with
 // the content of others. Clauses are those of GlobalPlatform Card 2.3.1.
-#include "tests/support/TemporaryFolder.h"
 #include "tests/unit/card/DomainDesk.h"
 
 namespace {
@@ -390,61 +389,4 @@ TEST_F(SecurityDomains, KeepToTheirVolatileMemory) {
     EXPECT_EQ(Send("80E60200 12 07A0000009990007 00 00 06EF04C7021001 00"), "6A84");
     EXPECT_EQ(Delete(Application), "009000");
     EXPECT_EQ(Send("80CAFF2100").substr(30, 8), "00008000");
-}
-
-// All of it outlasts the process, and nothing that cannot be is taken for a card.
-TEST_F(SecurityDomains, OutlastTheProcess) {
-    const TemporaryFolder folder;
-    options.stateFile = (folder.Path() / "card.json").string();
-    Restart();
-    Authenticate();
-    LoadFile();
-    ASSERT_EQ(InstallNext(Application, "00", "C900EF0CC8020400D8020064C7020010"), "009000");
-    MakeDomain(Domain, "80C000");
-    MakeDomain(Other, "80C000");
-    ASSERT_EQ(Extradite(File, Domain), "009000");
-    ASSERT_EQ(Extradite(Other, Other), "009000");
-    ASSERT_EQ(Update(Domain, "", "EF03D90104"), "009000");
-    const auto everything = [this] {
-        return Send("80F24002 02 4F00 00") + Send("80F21002 02 4F00 00") + Send("80CAFF2100");
-    };
-    const std::string before = everything();
-    Restart();
-    EnterIssuer();
-    EXPECT_EQ(everything(), before);
-    EXPECT_EQ(Extradite(Application, Other), "009000");
-    EnterDomain(Domain);
-    EXPECT_EQ(InstallDomain("A0000009991004"), "6985");  // restricted
-    card.reset();
-    const std::string whole = ReadFile(options.stateFile);
-    const auto failureOf = [&](const std::string& text) {
-        folder.Write("card.json", text);
-        try {
-            const Card::SoftwareCard broken(options);
-        } catch (const std::runtime_error& error) {
-            return std::string(error.what());
-        }
-        return std::string();
-    };
-    const auto failure = [&](const std::string& from, const std::string& to) {
-        std::string text = whole;
-        return failureOf(text.replace(text.find(from), from.size(), to));
-    };
-    const std::string own = std::string("\"domain\": \"") + Other + "\"";
-    EXPECT_NE(failure(own, "\"domain\": \"A0000009991009\"").find("is not here"), std::string::npos);
-    EXPECT_NE(
-        failure("\"domain\": \"A0000009991001\"", "\"domain\": \"A000000999000102\"").find("is not here"),
-        std::string::npos);
-    EXPECT_NE(
-        failure("\"domain\": \"\"", "\"domain\": \"A0000009991009\"").find("is not here"), std::string::npos);
-    EXPECT_NE(failure("\"reserved\": 100", "\"reserved\": -1").find("no number"), std::string::npos);
-    EXPECT_NE(failure("\"securityDomain\"", "\"domains\"").find("has no"), std::string::npos);
-    std::string circle = whole;
-    const auto put = [&](const std::string& aid, const std::string& from, const std::string& to) {
-        const std::size_t entry = circle.find("\"aid\": \"" + aid + "\"");
-        circle.replace(circle.find(from, entry), from.size(), to);
-    };
-    put(Other, own, std::string("\"domain\": \"") + Domain + "\"");
-    put(Domain, "\"domain\": \"\"", own);
-    EXPECT_NE(failureOf(circle).find("above each other"), std::string::npos);
 }
