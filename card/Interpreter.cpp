@@ -2,6 +2,7 @@
 #include "card/Interpreter.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "card/Commands.h"
 #include "card/ProgramAnswers.h"
@@ -135,7 +136,7 @@ CommandApdu Unprotected(Runtime& card, const CommandApdu& command) {
         card.AbortChannel();
         Refuse(StatusWord::SecurityNotSatisfied);
     }
-    return *plain;
+    return std::move(*plain);
 }
 
 // What goes over several commands is given up by a command that does not belong to it. A listing goes on

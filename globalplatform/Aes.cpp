@@ -18,6 +18,7 @@ struct FreeMac {
     void operator()(EVP_MAC_CTX* context) const { EVP_MAC_CTX_free(context); }
 };
 struct FreeCipher {
+    void operator()(EVP_CIPHER* cipher) const { EVP_CIPHER_free(cipher); }
     void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
 };
 
@@ -42,15 +43,14 @@ void RequireKey(const Bytes& key) {
     }
 }
 
+// Found once: looking a cipher up takes as long as using it.
+using Cipher = std::unique_ptr<EVP_CIPHER, FreeCipher>;
+
 const EVP_CIPHER* CbcOf(const Bytes& key) {
-    switch (key.size()) {
-        case 16:
-            return EVP_aes_128_cbc();
-        case 24:
-            return EVP_aes_192_cbc();
-        default:
-            return EVP_aes_256_cbc();
-    }
+    static const Cipher of16(EVP_CIPHER_fetch(nullptr, "AES-128-CBC", nullptr));
+    static const Cipher of24(EVP_CIPHER_fetch(nullptr, "AES-192-CBC", nullptr));
+    static const Cipher of32(EVP_CIPHER_fetch(nullptr, "AES-256-CBC", nullptr));
+    return (key.size() == 16 ? of16 : key.size() == 24 ? of24 : of32).get();
 }
 
 enum class Direction { Decrypt = 0, Encrypt = 1 };
