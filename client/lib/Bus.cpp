@@ -10,8 +10,6 @@
 namespace Navo {
 namespace {
 
-constexpr char DaemonName[] = "org.freedesktop.DBus";
-constexpr char DaemonPath[] = "/org/freedesktop/DBus";
 constexpr std::chrono::seconds DaemonTimeLimit{30};
 
 int Milliseconds(std::chrono::milliseconds limit) {
@@ -51,26 +49,22 @@ ConnectionPtr Connect(const std::string& givenAddress, const Cancellation* cance
     return connection;
 }
 
+}  // namespace
+
 // One message on its way, and its answer. Completes in the context that was the thread's default when it was
 // made; when it is given up, it takes back what GDBus still holds of it.
-class PendingReply {
+class Bus::PendingReply {
 public:
     PendingReply(
-        GDBusConnection* connection, GDBusMessage* message, GMainContext* ownContext, const Waiting& waiting)
-        : context(ownContext), own(g_cancellable_new()), onAnswer(waiting.onAnswer) {
-        if (waiting.cancellation != nullptr) {
-            outer = waiting.cancellation->Internals().cancellable.get();
-            connected = g_cancellable_connect(outer, G_CALLBACK(CancelInner), own.get(), nullptr);
-        }
+        GDBusConnection* connection, GDBusMessage* message, GMainContext* ownContext,
+        std::function<void()> whenAnswered)
+        : context(ownContext), own(g_cancellable_new()), onAnswer(std::move(whenAnswered)) {
         g_dbus_connection_send_message_with_reply(
-            connection, message, G_DBUS_SEND_MESSAGE_FLAGS_NONE, Milliseconds(waiting.timeLimit), nullptr,
-            own.get(), OnAnswer, this);
+            connection, message, G_DBUS_SEND_MESSAGE_FLAGS_NONE, G_MAXINT, nullptr, own.get(), OnAnswer,
+            this);
     }
 
     ~PendingReply() {
-        if (outer != nullptr) {
-            g_cancellable_disconnect(outer, connected);
-        }
         g_cancellable_cancel(own.get());
         while (!done) {
             g_main_context_iteration(context, TRUE);
@@ -83,11 +77,10 @@ public:
     bool IsDone() const { return done; }
     Answer Take() { return std::move(answer); }
 
-private:
-    static void CancelInner(GCancellable*, gpointer inner) {
-        g_cancellable_cancel(static_cast<GCancellable*>(inner));
-    }
+    // Nobody waits any more. The answer is still told from what comes after it.
+    void Abandon() { onAnswer = nullptr; }
 
+private:
     static void OnAnswer(GObject* connection, GAsyncResult* result, gpointer self) {
         auto& pending = *static_cast<PendingReply*>(self);
         GError* error = nullptr;
@@ -103,11 +96,11 @@ private:
     GMainContext* context;
     CancellablePtr own;
     std::function<void()> onAnswer;
-    GCancellable* outer = nullptr;
-    gulong connected = 0;
     Answer answer;
     bool done = false;
 };
+
+namespace {
 
 // An error message becomes an error with its name; its text loses the name that GDBus would put in front.
 void MoveErrorOut(Answer& answer) {
@@ -118,6 +111,16 @@ void MoveErrorOut(Answer& answer) {
         answer.reply.reset();
         g_dbus_error_strip_remote_error(error);
     }
+}
+
+Answer GivenUp(GIOErrorEnum code, const char* text) {
+    Answer answer;
+    answer.error.reset(g_error_new_literal(G_IO_ERROR, code, text));
+    return answer;
+}
+
+bool IsCancelled(const Cancellation* cancellation) {
+    return cancellation != nullptr && cancellation->IsCancelled();
 }
 
 gboolean MarkExpired(gpointer flag) {
@@ -155,55 +158,86 @@ Bus::Bus(const std::string& address, const Cancellation* cancellation) : context
 
 Bus::~Bus() {
     const ContextScope scope(context.get());
+    abandoned.clear();
     g_dbus_connection_close_sync(connection.get(), nullptr, nullptr);
     while (g_main_context_iteration(context.get(), FALSE)) {
     }
 }
 
+bool Bus::AwaitsAbandoned() {
+    const auto isDone = [](const std::unique_ptr<PendingReply>& pending) { return pending->IsDone(); };
+    abandoned.erase(std::remove_if(abandoned.begin(), abandoned.end(), isDone), abandoned.end());
+    return !abandoned.empty();
+}
+
 Answer Bus::Exchange(GDBusMessage* message, const Waiting& waiting) {
-    const ContextScope scope(context.get());
-    PendingReply pending(connection.get(), message, context.get(), waiting);
-    while (!pending.IsDone()) {
-        g_main_context_iteration(context.get(), TRUE);
-        if (waiting.afterEachTurn) {
-            waiting.afterEachTurn();
-        }
+    if (IsCancelled(waiting.cancellation)) {
+        return GivenUp(G_IO_ERROR_CANCELLED, "Operation was cancelled");
     }
-    Answer answer = pending.Take();
+    const ContextScope scope(context.get());
+    auto pending = std::make_unique<PendingReply>(connection.get(), message, context.get(), waiting.onAnswer);
+    bool isExpired = false;
+    const SourcePtr timeout = waiting.timeLimit != NoTimeLimit
+                                  ? AttachTimeout(waiting.timeLimit, context.get(), isExpired)
+                                  : nullptr;
+    const WakeAtCancellation wakeUp(waiting.cancellation, context.get());
+    try {
+        while (!pending->IsDone() && !isExpired && !IsCancelled(waiting.cancellation)) {
+            g_main_context_iteration(context.get(), TRUE);
+            if (waiting.afterEachTurn) {
+                waiting.afterEachTurn();
+            }
+        }
+    } catch (...) {
+        Abandon(std::move(pending));
+        throw;
+    }
+    if (!pending->IsDone()) {
+        Abandon(std::move(pending));
+        return isExpired ? GivenUp(G_IO_ERROR_TIMED_OUT, "Timeout was reached")
+                         : GivenUp(G_IO_ERROR_CANCELLED, "Operation was cancelled");
+    }
+    Answer answer = pending->Take();
     MoveErrorOut(answer);
     return answer;
 }
 
-Answer Bus::AskDaemon(const char* method, const std::string& argument) {
+void Bus::Abandon(std::unique_ptr<PendingReply> pending) {
+    pending->Abandon();
+    abandoned.push_back(std::move(pending));
+}
+
+VariantPtr Bus::AskDaemon(const char* method, GVariant* arguments, const char* type) {
     const MessagePtr message(g_dbus_message_new_method_call(DaemonName, DaemonPath, DaemonName, method));
-    g_dbus_message_set_body(message.get(), g_variant_new("(s)", argument.c_str()));
-    Waiting waiting;
-    waiting.timeLimit = DaemonTimeLimit;
-    return Exchange(message.get(), waiting);
-}
-
-std::string Bus::OwnerOf(const std::string& name) {
-    const Answer answer = AskDaemon("GetNameOwner", name);
-    GVariant* body = answer.reply != nullptr ? g_dbus_message_get_body(answer.reply.get()) : nullptr;
-    if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(s)"))) {
-        return {};
+    if (arguments != nullptr) {
+        g_dbus_message_set_body(message.get(), arguments);
     }
-    const char* owner = nullptr;
-    g_variant_get(body, "(&s)", &owner);
-    return owner;
-}
-
-bool Bus::CanStart(const std::string& name) {
-    const MessagePtr message(
-        g_dbus_message_new_method_call(DaemonName, DaemonPath, DaemonName, "ListActivatableNames"));
     Waiting waiting;
     waiting.timeLimit = DaemonTimeLimit;
     const Answer answer = Exchange(message.get(), waiting);
     GVariant* body = answer.reply != nullptr ? g_dbus_message_get_body(answer.reply.get()) : nullptr;
-    if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(as)"))) {
+    if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE(type))) {
+        return nullptr;
+    }
+    return VariantPtr(g_variant_ref(body));
+}
+
+std::string Bus::OwnerOf(const std::string& name) {
+    const VariantPtr body = AskDaemon("GetNameOwner", g_variant_new("(s)", name.c_str()), "(s)");
+    if (body == nullptr) {
+        return {};
+    }
+    const char* owner = nullptr;
+    g_variant_get(body.get(), "(&s)", &owner);
+    return owner;
+}
+
+bool Bus::CanStart(const std::string& name) {
+    const VariantPtr body = AskDaemon("ListActivatableNames", nullptr, "(as)");
+    if (body == nullptr) {
         return false;
     }
-    const VariantPtr names(g_variant_get_child_value(body, 0));
+    const VariantPtr names(g_variant_get_child_value(body.get(), 0));
     const std::unique_ptr<const char*, GlibFree> list(g_variant_get_strv(names.get(), nullptr));
     return g_strv_contains(list.get(), name.c_str()) != FALSE;
 }
@@ -220,7 +254,7 @@ bool Bus::WaitForOwner(
     const SourcePtr timeout = AttachTimeout(timeLimit, context.get(), isExpired);
     const WakeAtCancellation wakeUp(cancellation, context.get());
     bool reached = isReached(OwnerOf(name));
-    while (!reached && !isExpired && (cancellation == nullptr || !cancellation->IsCancelled())) {
+    while (!reached && !isExpired && !IsCancelled(cancellation)) {
         g_main_context_iteration(context.get(), TRUE);
         if (std::exchange(hasChanged, false)) {
             reached = isReached(OwnerOf(name));
@@ -235,13 +269,13 @@ std::string Bus::ProcessId() {
 }
 
 long Bus::ProcessOf(const std::string& name) {
-    const Answer answer = AskDaemon("GetConnectionUnixProcessID", name);
-    GVariant* body = answer.reply != nullptr ? g_dbus_message_get_body(answer.reply.get()) : nullptr;
-    if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(u)"))) {
+    const VariantPtr body =
+        AskDaemon("GetConnectionUnixProcessID", g_variant_new("(s)", name.c_str()), "(u)");
+    if (body == nullptr) {
         return 0;
     }
     guint32 processId = 0;
-    g_variant_get(body, "(u)", &processId);
+    g_variant_get(body.get(), "(u)", &processId);
     return static_cast<long>(processId);
 }
 

@@ -4,12 +4,18 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "client/lib/Owners.h"
 #include "navo/Client.h"
 
 namespace Navo {
+
+// The bus itself, as one of those that are on it.
+constexpr char DaemonName[] = "org.freedesktop.DBus";
+constexpr char DaemonPath[] = "/org/freedesktop/DBus";
 
 struct Cancellation::Inner {
     CancellablePtr cancellable;
@@ -74,8 +80,12 @@ public:
     // Sends and waits; takes no part in the judgement of what comes back.
     [[nodiscard]] Answer Exchange(GDBusMessage* message, const Waiting& waiting);
 
-    // A method of the bus itself, with one text argument.
-    [[nodiscard]] Answer AskDaemon(const char* method, const std::string& argument);
+    // Whether an answer is still to come that an exchange has given up waiting for: what arrives until then
+    // may belong to that one.
+    [[nodiscard]] bool AwaitsAbandoned();
+
+    // A method of the bus itself. Null arguments are none; null where no answer of that type came.
+    [[nodiscard]] VariantPtr AskDaemon(const char* method, GVariant* arguments, const char* type);
 
     // Unique name of who has `name` now; empty when nobody has.
     [[nodiscard]] std::string OwnerOf(const std::string& name);
@@ -95,8 +105,13 @@ public:
     [[nodiscard]] long ProcessOf(const std::string& name);
 
 private:
+    class PendingReply;
+
+    void Abandon(std::unique_ptr<PendingReply> pending);
+
     ContextPtr context;
     ConnectionPtr connection;
+    std::vector<std::unique_ptr<PendingReply>> abandoned;
 };
 
 // Collects the text of a signal for as long as it lives. Made and destroyed between exchanges of its bus, in

@@ -271,6 +271,8 @@ constexpr CauseRow Errors[] = {
      "Who owns com.orvenco.navoa: busctl status com.orvenco.navoa."},
     {"invalid-request", "The request was not sent: a text is no UTF-8, or the session is closed.",
      "The request."},
+    {"job-failed", "The service ran the request and reported a failure.",
+     "The code or verdict that came with it: navoctl explain CODE."},
 };
 
 template <std::size_t Count>

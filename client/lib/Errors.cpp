@@ -27,12 +27,16 @@ const char* NameOf(ErrorKind kind) {
             return "unexpected-reply";
         case ErrorKind::InvalidRequest:
             return "invalid-request";
+        case ErrorKind::JobFailed:
+            return "job-failed";
     }
     return "unknown";
 }
 
 ClientError::ClientError(ErrorKind errorKind, const std::string& message, std::string errorName)
     : std::runtime_error(message), kind(errorKind), busError(std::move(errorName)) {}
+
+ClientError::~ClientError() = default;
 
 Cancellation::Cancellation() : inner(std::make_unique<Inner>()) {
     inner->cancellable.reset(g_cancellable_new());

@@ -13,7 +13,6 @@
 namespace Navo {
 namespace {
 
-constexpr char DaemonName[] = "org.freedesktop.DBus";
 constexpr char Calls[] = "type='method_call',interface='com.orvenco.navoa'";
 constexpr char Signals[] = "type='signal',interface='com.orvenco.navoa',member='Progress'";
 constexpr char Owners[] =
@@ -147,7 +146,7 @@ void FreeInbox(gpointer inbox) {
 
 }  // namespace
 
-struct Monitor::Inner {
+struct NAVO_HIDDEN Monitor::Inner {
     explicit Inner(const SessionOptions& options)
         : cancellation(options.cancellation),
           questions(options.busAddress, cancellation),
@@ -158,8 +157,9 @@ struct Monitor::Inner {
         owner = questions.OwnerOf(ServiceName);
         seesSessions = BecomeMonitor();
         if (!seesSessions) {
-            watched.AskDaemon("AddMatch", Signals).reply.reset();
-            watched.AskDaemon("AddMatch", Owners).reply.reset();
+            for (const char* const rule : {Signals, Owners}) {
+                const VariantPtr added = watched.AskDaemon("AddMatch", g_variant_new("(s)", rule), "()");
+            }
         }
     }
 
@@ -170,7 +170,7 @@ struct Monitor::Inner {
     bool BecomeMonitor() {
         const char* const rules[] = {Calls, Signals, Owners, nullptr};
         const MessagePtr message(g_dbus_message_new_method_call(
-            DaemonName, "/org/freedesktop/DBus", "org.freedesktop.DBus.Monitoring", "BecomeMonitor"));
+            DaemonName, DaemonPath, "org.freedesktop.DBus.Monitoring", "BecomeMonitor"));
         g_dbus_message_set_body(message.get(), g_variant_new("(^asu)", rules, 0U));
         return watched.Exchange(message.get(), {}).reply != nullptr;
     }

@@ -87,7 +87,7 @@ std::string BusyText(const std::string& seen) {
 
 }  // namespace
 
-struct Session::Inner {
+struct NAVO_HIDDEN Session::Inner {
     explicit Inner(const SessionOptions& sessionOptions)
         : options(sessionOptions), bus(options.busAddress, options.cancellation) {}
 
@@ -280,7 +280,7 @@ Map Session::Inner::Call(const Map& request, const CallOptions& callOptions) {
     bool isAnswered = false;
     const SignalSubscription subscription(
         bus, service, ServiceInterface, "Progress", nullptr, [&](const char* path, GVariant* body) {
-            if (!isAnswered && IsOwnProgress(path, processId) &&
+            if (!isAnswered && !bus.AwaitsAbandoned() && IsOwnProgress(path, processId) &&
                 g_variant_is_of_type(body, G_VARIANT_TYPE("(s)"))) {
                 const char* text = nullptr;
                 g_variant_get(body, "(&s)", &text);
@@ -290,6 +290,9 @@ Map Session::Inner::Call(const Map& request, const CallOptions& callOptions) {
     Waiting waiting = Limits();
     if (callOptions.timeLimit.count() != 0) {
         waiting.timeLimit = callOptions.timeLimit;
+    }
+    if (callOptions.cancellation != nullptr) {
+        waiting.cancellation = callOptions.cancellation;
     }
     waiting.afterEachTurn = [&] {
         for (; !arrived.empty(); arrived.pop_front()) {

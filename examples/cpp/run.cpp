@@ -4,25 +4,22 @@
 #include <iostream>
 
 #include <navo/Causes.h>
-#include <navo/Client.h>
-#include <navo/Outcome.h>
+#include <navo/Jobs.h>
 
 namespace {
 
-int Run(const std::string& serviceId, const std::string& functionId) {
+void Run(const std::string& serviceId, const std::string& functionId) {
     Navo::Session session;
     Navo::CallOptions options;
     options.onProgress = [](const std::string& text) { std::cout << text << std::endl; };
-    const Navo::Map request = {
-        {Navo::Key::Cmd, Navo::CommandText(Navo::Command::RunScript)},
-        {Navo::Key::ServiceId, serviceId},
-        {Navo::Key::FcId, functionId}};
-    const Navo::Outcome outcome = Navo::Interpret(Navo::Command::RunScript, session.Call(request, options));
-    std::cout << outcome.message << "\n";
-    for (const Navo::Cause& cause : Navo::CausesOf(outcome.code)) {
-        std::cout << cause.meaning << "\n" << cause.lookAt << "\n";
+    session.Do(Navo::Jobs::RunScript({serviceId, functionId}), options);
+    std::cout << "done\n";
+}
+
+void Explain(const std::string& code) {
+    for (const Navo::Cause& cause : Navo::CausesOf(code)) {
+        std::cerr << cause.meaning << "\n" << cause.lookAt << "\n";
     }
-    return outcome.success ? 0 : 1;
 }
 
 }  // namespace
@@ -33,7 +30,12 @@ int main(int count, char** arguments) {
         return 2;
     }
     try {
-        return Run(arguments[1], count > 2 ? arguments[2] : "");
+        Run(arguments[1], count > 2 ? arguments[2] : "");
+        return 0;
+    } catch (const Navo::JobFailed& failure) {
+        std::cerr << failure.what() << "\n";
+        Explain(failure.Result().code);
+        return 1;
     } catch (const Navo::ClientError& error) {
         std::cerr << error.what() << "\n";
         return 1;

@@ -9,6 +9,7 @@
 
 namespace Navo {
 
+// The service's name on the bus, at one moment.
 struct BusSight {
     bool activatable = false;  // whether the bus knows how to start the service
     std::string owner;  // unique name of the connection that has the service's name; empty when nobody has

@@ -10,6 +10,7 @@
 
 namespace Navo {
 
+// Where a code comes from.
 enum class CauseKind {
     ResultCode,  // "10100007": eight digits, of the service or of the server
     StatusWord,  // "6A88": four hexadecimal digits, of the card
@@ -22,8 +23,9 @@ enum class CauseKind {
 // For people: "result code".
 [[nodiscard]] NAVO_API const char* NameOf(CauseKind kind);
 
+// A row of the table.
 struct Cause {
-    CauseKind kind;
+    CauseKind kind;       // where the code comes from
     std::string code;     // an "x" stands for any digit of a family: "61xx", "201000xx"
     std::string meaning;  // one sentence or more
     std::string lookAt;   // what to look at, or to do, next; empty where there is nothing

@@ -37,10 +37,10 @@ using Map = std::map<std::string, std::string>;
 // Jobs on a secure element take minutes when a server drives them, so waiting has no limit unless one is set.
 constexpr std::chrono::milliseconds NoTimeLimit = std::chrono::milliseconds::max();
 
+// What can go wrong.
 enum class ErrorKind {
     NoBus,               // there is no bus, or it did not let this process in
-    ServiceUnreachable,  // the bus is there; nobody has the service's name, it cannot be started, or is
-                         // forbidden
+    ServiceUnreachable,  // nobody has the service's name, it cannot be started, or it is forbidden
     SessionRefused,      // the service answered "Failed": this process has a session already
     SessionLost,         // the service does not know this session (any more); the request was not run
     ServiceEnded,        // the service, or the bus, went while the request ran; its outcome is unknown
@@ -48,15 +48,27 @@ enum class ErrorKind {
     Cancelled,           // Cancellation::Cancel; the request may still be running
     UnexpectedReply,     // whoever has the name answered with a D-Bus error or with another type than (a{ss})
     InvalidRequest,      // not sent: a text that is no UTF-8, a "Session" key, or a closed session
+    JobFailed,           // the service ran the request and reported a failure; typed calls alone say so
 };
 
 // A word for messages and scripts, for example "service-unreachable".
 [[nodiscard]] NAVO_API const char* NameOf(ErrorKind kind);
 
+// Whatever the library throws of its own. Its text is for people.
 class NAVO_API ClientError : public std::runtime_error {
 public:
+    // For those who stand in for a session in tests, besides the library itself.
     ClientError(ErrorKind errorKind, const std::string& message, std::string errorName = {});
 
+    ~ClientError() override;
+
+    // An error is a value.
+    ClientError(const ClientError&) = default;
+
+    // An error is a value.
+    ClientError& operator=(const ClientError&) = default;
+
+    // What a program decides by.
     ErrorKind Kind() const { return kind; }
 
     // Name of the D-Bus error behind this one; empty when there was none.
@@ -77,15 +89,20 @@ public:
 
     // Any thread, any time; not from a signal handler. It stays cancelled.
     void Cancel();
+
+    // Any thread, any time.
     [[nodiscard]] bool IsCancelled() const;
 
     struct Inner;
+
+    // For the library itself.
     const Inner& Internals() const { return *inner; }
 
 private:
     std::unique_ptr<Inner> inner;
 };
 
+// How a session is opened and how it waits.
 struct SessionOptions {
     // Address of the bus; empty: the system bus, which DBUS_SYSTEM_BUS_ADDRESS may name.
     std::string busAddress;
@@ -113,8 +130,12 @@ struct SessionOptions {
 // Both methods do the same; the service ignores the tag of "Exec".
 enum class Method { Cmd, Exec };
 
+// How one request is sent and waited for.
 struct CallOptions {
+    // By which of the service's methods.
     Method method = Method::Cmd;
+
+    // Of Method::Exec; UTF-8 without zero bytes.
     std::string resultTag;
 
     // Called in the thread that waits in Call, once per progress text ("A4_Select Service"), in order, and
@@ -124,8 +145,17 @@ struct CallOptions {
 
     // Instead of the session's limit, when it is not zero.
     std::chrono::milliseconds timeLimit{0};
+
+    // Instead of the session's, when it is not null: ends the waiting of this call alone. Not owned, outlives
+    // the call.
+    const Cancellation* cancellation = nullptr;
 };
 
+// A request and what its reply gives: navo/Jobs.h has one for each command.
+template <typename Value>
+struct Job;
+
+// An open session of this process. There is one at a time.
 class NAVO_API Session {
 public:
     // Connects to the bus and opens a session, which starts the service when it does not run. Throws
@@ -144,6 +174,12 @@ public:
     // is the session (SessionLost). The same error stands for the reply "Wrong parameters", by which a
     // service says that it does not know the client, unless the request was empty and that is its answer.
     Map Call(const Map& request, const CallOptions& options = {});
+
+    // Carries a job out (navo/Jobs.h) and gives what it is for. Throws JobFailed besides.
+    template <typename Value>
+    Value Do(const Job<Value>& job, const CallOptions& options = {}) {
+        return job.read(Call(job.request, options));
+    }
 
     // Ends the session; nothing when it is closed. A service that has ended counts as closed. Throws
     // ClientError, and then the service may still count this session.

@@ -15,7 +15,9 @@
 
 namespace Navo {
 
+// Something that happened.
 struct MonitorEvent {
+    // What it was.
     enum class Kind {
         ServiceCame,
         ServiceLeft,
@@ -24,7 +26,7 @@ struct MonitorEvent {
         Progress,  // the service tells a client of a card command
     };
 
-    Kind kind;
+    Kind kind;               // what it was
     std::string connection;  // unique name of the service or of the client that calls; empty for progress
     long process = 0;        // of that connection; 0 when the bus does not tell any more
     std::string client;      // of progress: the client as its path names it, a process id in most cases
@@ -34,6 +36,7 @@ struct MonitorEvent {
 // A word for messages and scripts: "service-came".
 [[nodiscard]] NAVO_API const char* NameOf(MonitorEvent::Kind kind);
 
+// A look at the bus that lasts.
 class NAVO_API Monitor {
 public:
     // Connects. Throws ClientError (NoBus, Cancelled). The options' cancellation outlives this.

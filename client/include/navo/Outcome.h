@@ -19,10 +19,12 @@ struct ResultMessage {
     bool hasDescription;      // whether there was a "_"
 };
 
+// Any text is one: without "_" it is a code alone.
 [[nodiscard]] NAVO_API ResultMessage SplitResultMessage(const std::string& text);
 
+// A reply, judged.
 struct Outcome {
-    bool success;
+    bool success;             // whether what was asked for was done
     std::string message;      // "ReturnCode" as it came; of a CCM script its "LccmReturnCode"
     std::string code;         // of a result message: its code; of a verdict: its number; else empty
     std::string description;  // of a result message; may be empty
@@ -30,6 +32,7 @@ struct Outcome {
     std::string explanation;  // one sentence where the message alone would mislead; else empty
 };
 
+// Judges the reply to a request with that command; never throws.
 [[nodiscard]] NAVO_API Outcome Interpret(long command, const Map& reply);
 
 // The command of a request as the service reads it: base 16, with leading blanks, sign and "0x" accepted, up

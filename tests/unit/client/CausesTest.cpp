@@ -66,7 +66,7 @@ TEST(Causes, KnowEachStatusWordThatTheStandardsName) {
 }
 
 TEST(Causes, KnowEachErrorOfTheLibrary) {
-    for (int kind = 0; kind <= static_cast<int>(Navo::ErrorKind::InvalidRequest); ++kind) {
+    for (int kind = 0; kind <= static_cast<int>(Navo::ErrorKind::JobFailed); ++kind) {
         const char* const word = NameOf(static_cast<Navo::ErrorKind>(kind));
         EXPECT_THAT(CausesOf(word, CauseKind::Error), SizeIs(1)) << word;
     }

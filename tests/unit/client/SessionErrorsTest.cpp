@@ -347,4 +347,5 @@ TEST(SessionErrors, HaveAWordForEachKind) {
     EXPECT_STREQ(Navo::NameOf(ErrorKind::Cancelled), "cancelled");
     EXPECT_STREQ(Navo::NameOf(ErrorKind::UnexpectedReply), "unexpected-reply");
     EXPECT_STREQ(Navo::NameOf(ErrorKind::InvalidRequest), "invalid-request");
+    EXPECT_STREQ(Navo::NameOf(ErrorKind::JobFailed), "job-failed");
 }
