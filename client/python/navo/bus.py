@@ -3,7 +3,8 @@
 
 from __future__ import annotations
 
-from typing import Any, Callable, Optional
+from types import TracebackType
+from typing import Any, Callable, Optional, Type, TypeVar
 
 from gi.repository import Gio, GLib
 
@@ -23,6 +24,27 @@ _UNREACHABLE = (
 )
 _NOBODY_THERE = _UNREACHABLE[:2]
 _NO_LIMIT = 2**31 - 1
+
+
+_Self = TypeVar("_Self", bound="Closing")
+
+
+class Closing:
+    """What closes with its `with`, also under an exception."""
+
+    def close(self) -> None:
+        raise NotImplementedError
+
+    def __enter__(self: _Self) -> _Self:
+        return self
+
+    def __exit__(
+        self,
+        kind: Optional[Type[BaseException]],
+        error: Optional[BaseException],
+        trace: Optional[TracebackType],
+    ) -> None:
+        self.close()
 
 
 def _error_of(error: GLib.Error) -> errors.NavoError:

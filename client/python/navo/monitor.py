@@ -4,10 +4,9 @@
 from __future__ import annotations
 
 import dataclasses
-from types import TracebackType
-from typing import Iterator, Optional, Type
+from typing import Iterator, Optional
 
-from navo.bus import Bus
+from navo.bus import Bus, Closing
 
 
 @dataclasses.dataclass(frozen=True)
@@ -20,7 +19,7 @@ class Event:
     text: str = ""  # of progress: "A4_Select Service"
 
 
-class Monitor:
+class Monitor(Closing):
     """Iterate over it: each event as it happens, beginning with a service that runs already."""
 
     def __init__(self, address: Optional[str] = None) -> None:
@@ -32,15 +31,8 @@ class Monitor:
         if owner and not self._events:
             self._events.append(Event("service-came", connection=owner))
 
-    def __enter__(self) -> Monitor:
-        return self
-
-    def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
+    def close(self) -> None:
+        """Leaves the bus."""
         self._bus.close()
 
     def __iter__(self) -> Iterator[Event]:

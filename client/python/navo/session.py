@@ -4,14 +4,14 @@
 from __future__ import annotations
 
 import dataclasses
-from types import TracebackType
-from typing import Callable, Mapping, Optional, Type
+from typing import Callable, Mapping, Optional
 
 from navo import errors
-from navo.bus import NAME, Bus, reached_nobody
+from navo.bus import NAME, Bus, Closing, reached_nobody
 
 _OPEN_ATTEMPTS = 5
 _DONE = ("00000001", "00000002")
+_WRONG_COMMAND = "10000001"
 
 
 @dataclasses.dataclass(frozen=True)
@@ -43,7 +43,7 @@ def _checked(request: Mapping[str, str]) -> dict[str, str]:
     return dict(request)
 
 
-class Session:
+class Session(Closing):
     """Opens when it is made and closes with its `with`, also under an exception.
 
     `address` is that of the bus (the system bus when left out), `timeout` the seconds for each single answer (no limit
@@ -56,17 +56,6 @@ class Session:
         self._bus = Bus(address)
         self._process = self._bus.process_id()
         self._open()
-
-    def __enter__(self) -> Session:
-        return self
-
-    def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
-        self.close()
 
     def _open(self) -> None:
         for _ in range(_OPEN_ATTEMPTS):
@@ -133,6 +122,12 @@ class Session:
 
     # Jobs of the service. Each raises JobFailed when the service reports a failure.
 
+    def se_status(self) -> None:
+        """Does nothing in the service; says that it answers and knows this session."""
+        failure = _failure(self.call({"Cmd": "66"}).get("ReturnCode", ""))
+        if failure.code != _WRONG_COMMAND:
+            raise failure
+
     def cplc(self) -> str:
         """The card production life cycle data, hexadecimal."""
         text = self.call({"Cmd": "67"})["ReturnCode"]
@@ -145,7 +140,7 @@ class Session:
         reply = self.call({"Cmd": "68"})
         if "MemoryInfo" not in reply:
             raise _failure(reply.get("ReturnCode", ""))
-        return int(reply["MemoryInfo"])
+        return _number(reply["MemoryInfo"])
 
     def check_eligibility(self) -> None:
         """Lets the server check whether this device may use its services."""
@@ -158,14 +153,15 @@ class Session:
         request = {"Cmd": "65", "ServiceId": service_id, "FcId": fc_id, "pushReq": push_req}
         _require_done(self.call(request, on_progress))
 
-    def play_ccm(self, script: str, on_progress: Optional[OnProgress] = None) -> None:
-        """Plays a CCM script, in hexadecimal digits, to the secure element."""
+    def play_ccm(self, script: str, on_progress: Optional[OnProgress] = None) -> int:
+        """Plays a CCM script, in hexadecimal digits, to the secure element; gives the verdict, 0 or more."""
         reply = self.call({"Cmd": "90", "CcmScriptData": script}, on_progress)
         verdict = reply.get("LccmReturnCode")
         if verdict is None:
             raise _failure(reply.get("ReturnCode", ""))
-        if int(verdict) < 0:
+        if _number(verdict) < 0:
             raise errors.JobFailed(verdict)
+        return _number(verdict)
 
     def phone_info(self) -> str:
         """What the service knows of the device, for privileged clients."""
@@ -180,31 +176,31 @@ class Session:
 
     def inject_key(
         self, name: str, key_type: int, injection: int, data: Optional[str] = None, encoding: int = 1
-    ) -> None:
-        """Injects a key; the numbers are those of the device's key-provisioning library."""
+    ) -> int:
+        """Injects a key; the numbers are those of the device's key-provisioning library, as is what it gives."""
         request = {"Cmd": "3F0", "keyName": name, "keyType": str(key_type), "injectionType": str(injection)}
         if data is not None:
             request.update(dalmData=data, encodingType=str(encoding))
-        _verdict(self.call(request))
+        return _verdict(self.call(request))
 
-    def verify_key(self, name: str, key_type: int, injection: int) -> None:
-        """Verifies that a key was injected so."""
+    def verify_key(self, name: str, key_type: int, injection: int) -> int:
+        """Verifies that a key was injected so; gives what the library returned, 0 or more."""
         request = {"Cmd": "3F1", "keyName": name, "keyType": str(key_type), "injectionType": str(injection)}
-        _verdict(self.call(request))
+        return _verdict(self.call(request))
 
     def key_uid(self, name: str, key_type: int, injection: int, size: int = 10000) -> str:
         """The UID of an injected key."""
         request = {"Cmd": "3F2", "keyName": name, "keyType": str(key_type), "injectionType": str(injection)}
-        return _verdict(self.call({**request, "dalmDataSize": str(size)})).get("dalmData", "")
+        return _key_data(self.call({**request, "dalmDataSize": str(size)}))
 
     def get_key(self, name: str, key_type: int, encoding: int = 1, size: int = 10000) -> str:
         """Opens a get-key session and gives the key; `release_key` ends that session."""
         request = {"Cmd": "3F3", "keyName": name, "keyType": str(key_type), "encodingType": str(encoding)}
-        return _verdict(self.call({**request, "dalmDataSize": str(size)})).get("dalmData", "")
+        return _key_data(self.call({**request, "dalmDataSize": str(size)}))
 
-    def release_key(self) -> None:
-        """Ends the get-key session."""
-        _verdict(self.call({"Cmd": "3F4"}))
+    def release_key(self) -> int:
+        """Ends the get-key session; gives what the library returned, 0 or more."""
+        return _verdict(self.call({"Cmd": "3F4"}))
 
 
 def _failure(text: str) -> errors.JobFailed:
@@ -218,13 +214,25 @@ def _require_done(reply: dict[str, str]) -> None:
         raise failure
 
 
-def _verdict(reply: dict[str, str]) -> dict[str, str]:
+def _number(text: str) -> int:
+    try:
+        return int(text)
+    except ValueError:
+        raise errors.UnexpectedReply(f'the reply has "{text}" where a number stands') from None
+
+
+def _verdict(reply: dict[str, str]) -> int:
     """The verdict of the key library stands where others have the result message."""
     text = reply.get("ReturnCode", "")
-    try:
-        number = int(text)
-    except ValueError:
-        raise _failure(text) from None
-    if number < 0:
+    if "_" in text or not text:
+        raise _failure(text)
+    if _number(text) < 0:
         raise errors.JobFailed(text)
-    return reply
+    return _number(text)
+
+
+def _key_data(reply: dict[str, str]) -> str:
+    """Data that is no text does not fit on the bus and stays out."""
+    if _verdict(reply) > 0 and "dalmData" not in reply:
+        raise errors.JobFailed(reply["ReturnCode"], "the key data is no UTF-8 text; ask for another encoding")
+    return reply.get("dalmData", "")
