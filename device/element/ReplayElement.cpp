@@ -18,7 +18,8 @@ using Kind = RecordedEvent::Kind;
 
 // For the log, which others may read. The line of the recording that is named with it has the command itself.
 std::string Shown(const Bytes& command) {
-    return Aliases().Command(HexText(command));
+    const std::string digits = HexText(command);
+    return ShowsSecrets() ? digits : Aliases().Command(digits);
 }
 
 }  // namespace

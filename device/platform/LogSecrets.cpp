@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
-#include <cstring>
 
 #include "device/gate/Aliases.h"
 
@@ -19,11 +17,6 @@ using GlobalPlatform::Masking;
 constexpr char ApduMark[] = "APDU: ";
 constexpr char ScriptMark[] = "CCM[";
 constexpr std::size_t ItemMarkLength = 3;  // "/01"
-
-bool ShowsSecrets() {
-    const char* const variable = std::getenv("NAVO_MASK");
-    return variable != nullptr && std::strcmp(variable, "none") == 0;
-}
 
 std::size_t EndOfDigits(const std::string& text, std::size_t begin) {
     const auto first = text.begin() + static_cast<std::ptrdiff_t>(begin);

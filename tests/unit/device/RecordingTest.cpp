@@ -164,6 +164,21 @@ TEST_F(Recording, AnswersTheRecordedCommandsSessionBySession) {
     EXPECT_THAT(ProblemOf([&] { element.Open(); }), HasSubstr("has ended with line 6"));
 }
 
+TEST_F(Recording, NamesCommandsThatDifferByAliasesUnlessTheyAreToBeShown) {
+    const std::string store =
+        R"({"time":"","event":"exchange","command":"80E2900003AABBCC","response":"9000","code":0})"
+        "\n";
+    const auto problem = [&] {
+        ReplayElement element(Write(Open + store + Close));
+        element.Open();
+        return ProblemOf([&] { Send(element, "80E2900003AABBCD"); });
+    };
+    EXPECT_THAT(
+        problem(), testing::AllOf(HasSubstr("recorded 80E2900003{"), testing::Not(HasSubstr("AABBC"))));
+    const Variable shown("NAVO_MASK", "none");
+    EXPECT_THAT(problem(), HasSubstr("recorded 80E2900003AABBCC, sent 80E2900003AABBCD"));
+}
+
 TEST_F(Recording, StopsAtTheFirstCommandThatDiffersAndStaysThere) {
     ReplayElement element(Write(std::string(Open) + Plain + Plain + Close + Open + Plain + Close));
     element.Open();
