@@ -91,10 +91,7 @@ JsonValue VerdictObject(const Verdict& verdict) {
     object.Add("response", JsonValue::Text(verdict.response));
     object.Add("statusWord", JsonValue::Text(verdict.statusWord));
     object.Add("expected", JsonValue::Text(verdict.expected));
-    JsonValue accepted;
-    accepted.kind = JsonValue::Kind::Boolean;
-    accepted.boolean = verdict.accepted;
-    object.Add("accepted", accepted);
+    object.Add("accepted", JsonValue::Boolean(verdict.accepted));
     object.Add("title", JsonValue::Text(verdict.title));
     return object;
 }
@@ -119,10 +116,7 @@ JsonValue ExchangeObject(const Exchange& exchange) {
     object.Add("verdicts", std::move(verdicts));
     object.Add("notes", JsonValue::List(exchange.notes));
     object.Add("misbehaviours", JsonValue::List(exchange.misbehaviours));
-    JsonValue repeated;
-    repeated.kind = JsonValue::Kind::Boolean;
-    repeated.boolean = exchange.repeated;
-    object.Add("repeated", repeated);
+    object.Add("repeated", JsonValue::Boolean(exchange.repeated));
     return object;
 }
 

@@ -67,10 +67,7 @@ public:
         return true;
     }
     bool boolean(bool value) override {
-        JsonValue made;
-        made.kind = JsonValue::Kind::Boolean;
-        made.boolean = value;
-        Place(std::move(made));
+        Place(JsonValue::Boolean(value));
         return true;
     }
     bool number_integer(number_integer_t value) override {
@@ -176,6 +173,13 @@ std::string ObjectText(const JsonValue& value) {
 }
 
 }  // namespace
+
+JsonValue JsonValue::Boolean(bool value) {
+    JsonValue made;
+    made.kind = Kind::Boolean;
+    made.boolean = value;
+    return made;
+}
 
 JsonValue JsonValue::Text(std::string value) {
     JsonValue made;

@@ -21,6 +21,7 @@ struct JsonValue {
     std::vector<JsonValue> items;
     std::vector<Member> members;  // in the order of the text
 
+    static JsonValue Boolean(bool value);
     static JsonValue Text(std::string value);
     static JsonValue Number(double value);
     static JsonValue List(const std::vector<std::string>& texts = {});

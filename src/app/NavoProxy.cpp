@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "app/Network.h"
+#include "app/RequestKeys.h"
 #include "app/ResultCode.h"
 #include "app/ServerAddress.h"
 #include "common/Crypto.h"
@@ -24,7 +25,6 @@ constexpr std::size_t SessionKeyStretch = 50;
 constexpr int EligibilityAttempts = 3;
 constexpr unsigned FirstSim = 0;
 constexpr int HttpOk = 200;
-constexpr std::size_t LongestResult = 64UL * 1024;  // that a reply carries
 
 // Result of a transport failure.
 ResultCode ResultOf(HttpOutcome failure) {
@@ -60,13 +60,13 @@ void AdoptResult(const std::string& body, const Json& answer) {
     const std::string& result = answer.Get("resultCode");
     if (result.empty()) {
         SetResultCode(ResultCode::Done);
-    } else if (result.size() <= LongestResult) {
+    } else if (result.size() <= LongestReplyText) {
         SetResultCodeText(result);
     } else {
         LogPrint(
             LogError, LOCATED_IN("SendRequest", "A result of %u bytes is cut at %u"),
-            static_cast<unsigned>(result.size()), static_cast<unsigned>(LongestResult));
-        SetResultCodeText(result.substr(0, WholeCharacters(result, LongestResult)));
+            static_cast<unsigned>(result.size()), static_cast<unsigned>(LongestReplyText));
+        SetResultCodeText(result.substr(0, WholeCharacters(result, LongestReplyText)));
     }
 }
 

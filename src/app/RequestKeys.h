@@ -2,6 +2,7 @@
 // The vocabulary of requests and replies: one definition for each key.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -9,6 +10,9 @@ namespace Na {
 
 // Payload of every request, reply and session call; keys in byte order.
 using RequestMap = std::map<std::string, std::string>;
+
+// A longer text in a reply is cut: a bus ends the connection of who sends it more than it takes.
+constexpr std::size_t LongestReplyText = 64UL * 1024;
 
 namespace Key {
 

@@ -29,19 +29,17 @@ namespace {
 
 const char UnknownErrorMessage[] = "10000000_An unknown Error has occurred";
 
-constexpr std::size_t LongestText = 64UL * 1024;
-
 // Far below what any bus takes.
 constexpr std::size_t LargestReply = 8UL * 1024 * 1024;
 
 // The text as the bus may carry it.
 std::string Carried(const std::string& text) {
     std::string carried = Na::ToValidUtf8(text);
-    if (carried.size() > LongestText) {
+    if (carried.size() > Na::LongestReplyText) {
         LogPrint(
             LogError, LOCATED_AS(PORT_SOURCE_FILE, "SendReply", "A text of %u bytes is cut at %u"),
-            static_cast<unsigned>(carried.size()), static_cast<unsigned>(LongestText));
-        carried.resize(Na::WholeCharacters(carried, LongestText));
+            static_cast<unsigned>(carried.size()), static_cast<unsigned>(Na::LongestReplyText));
+        carried.resize(Na::WholeCharacters(carried, Na::LongestReplyText));
     }
     return carried;
 }
@@ -123,7 +121,7 @@ void LastResort::Answer(GDBusMethodInvocation* invocation) const noexcept {
 
 OwnedVariant TextBody(const std::string& text) {
     // Nearly every text is carried as it is, and needs no copy to be made for that.
-    const bool asItIs = text.size() <= LongestText && Na::IsUtf8(text);
+    const bool asItIs = text.size() <= Na::LongestReplyText && Na::IsUtf8(text);
     return Sunk(g_variant_new("(s)", asItIs ? text.c_str() : Carried(text).c_str()));
 }
 
