@@ -92,6 +92,10 @@ LinkEnd Present(PresentedCard& card, const Options& options, const EndingSignals
     return end;
 }
 
+std::string TextOf(const NoReader& error) {
+    return std::string("no reader at ") + error.what() + " (pcscd with the driver vpcd has one)";
+}
+
 // Presents the card again and again; while there is no reader, in growing intervals.
 void PresentUntilStopped(PresentedCard& card, const Options& options, const EndingSignals& signals) {
     std::chrono::milliseconds pause = FirstPause;
@@ -104,7 +108,7 @@ void PresentUntilStopped(PresentedCard& card, const Options& options, const Endi
             complained = false;
         } catch (const NoReader& error) {
             if (!complained) {
-                std::cerr << "navo-card: no reader at " << error.what() << "; waiting for one\n";
+                std::cerr << "navo-card: " << TextOf(error) << "; waiting for one\n";
             }
             complained = true;
         }
@@ -151,7 +155,7 @@ int main(int count, char** arguments) {
         }
         return ExitSuccess;
     } catch (const NoReader& error) {
-        std::cerr << "navo-card: no reader at " << error.what() << "\n";
+        std::cerr << "navo-card: " << TextOf(error) << "\n";
     } catch (const std::exception& error) {
         std::cerr << "navo-card: " << error.what() << "\n";
     }

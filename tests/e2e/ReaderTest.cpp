@@ -91,7 +91,10 @@ TEST_F(Reader, MissesTheProgramsCardWhenItIsToEndWithTheReader) {
     EXPECT_EQ(card->WaitForEnd(), 0);
     const World::Result alone = world.Run({NAVO_CARD_PROGRAM, "--once", "--port", "1"});
     EXPECT_EQ(alone.status, 1);
-    EXPECT_EQ(alone.errors, "navo-card: no reader at 127.0.0.1 port 1: Connection refused\n");
+    EXPECT_EQ(
+        alone.errors,
+        "navo-card: no reader at 127.0.0.1 port 1: Connection refused (pcscd with the driver vpcd has "
+        "one)\n");
 }
 
 }  // namespace
