@@ -14,6 +14,10 @@ check_cxx_source_compiles("
   NAVO_HAVE_NFC_INTERNAL)
 check_cxx_source_compiles("
   #include <nfc.h>
+  int main() { nfc_se_h handle; return nfc_se_open_secure_element(NFC_SE_TYPE_ESE, &handle); }"
+  NAVO_HAVE_NFC_UNSUFFIXED)
+check_cxx_source_compiles("
+  #include <nfc.h>
   int main() { return nfc_manager_initialize(nullptr, nullptr); }"
   NAVO_HAVE_NFC_INITIALIZE_CALLBACK)
 check_cxx_source_compiles("
@@ -34,6 +38,16 @@ check_cxx_source_compiles("
 unset(CMAKE_REQUIRED_INCLUDES)
 unset(CMAKE_REQUIRED_FLAGS)
 unset(CMAKE_TRY_COMPILE_TARGET_TYPE)
+
+if(NOT NAVO_HAVE_NFC_INTERNAL AND NOT NAVO_HAVE_NFC_UNSUFFIXED)
+  # Asked again next time: the headers may have come by then.
+  unset(NAVO_HAVE_NFC_INTERNAL CACHE)
+  unset(NAVO_HAVE_NFC_UNSUFFIXED CACHE)
+  message(FATAL_ERROR
+    "No secure element can be reached with this platform's headers: neither nfc_se_open_secure_element_internal "
+    "(nfc_internal.h) nor nfc_se_open_secure_element (nfc.h) could be compiled. They were looked for in: "
+    "${NAVO_PLATFORM_INCLUDE_DIRS}. What the compiler said stands in the logs in ${CMAKE_BINARY_DIR}/CMakeFiles.")
+endif()
 
 set(NAVO_PLATFORM_DEFINITIONS)
 foreach(probe NAVO_HAVE_NFC_INTERNAL NAVO_HAVE_NFC_INITIALIZE_CALLBACK NAVO_HAVE_SYSTEM_INFO_INTERNAL

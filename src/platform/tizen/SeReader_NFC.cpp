@@ -19,9 +19,11 @@ namespace {
 constexpr int EmbeddedType = NFC_SE_TYPE_ESE;
 constexpr int UiccType = NFC_SE_TYPE_UICC;
 
+// Not every release has a name of its own for a missing permission among the NFC errors; the number is the
+// same in all.
 bool IsAccessRefused(int error) {
     return error == NFC_ERROR_SECURITY_RESTRICTED || error == NFC_ERROR_NOT_SUPPORTED ||
-           error == NFC_ERROR_PERMISSION_DENIED;
+           error == TIZEN_ERROR_PERMISSION_DENIED;
 }
 
 }  // namespace

@@ -2,8 +2,11 @@
 #pragma once
 #pragma GCC system_header
 
+// Starting comes in two calls, and a missing permission has no name here.
 #define nfc_manager_initialize nfc_manager_initialize_sync
+#define NFC_ERROR_PERMISSION_DENIED NFC_ERROR_PERMISSION_DENIED_elsewhere
 #include_next <nfc.h>
+#undef NFC_ERROR_PERMISSION_DENIED
 #undef nfc_manager_initialize
 
 #ifdef __cplusplus

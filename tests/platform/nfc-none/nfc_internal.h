@@ -1,0 +1,2 @@
+// SPDX-License-Identifier: Apache-2.0
+#error "This release has no nfc_internal.h"
