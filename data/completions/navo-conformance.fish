@@ -1,0 +1,21 @@
+# fish completion for navo-conformance
+# Printed by: navo-conformance --completion fish
+complete -c navo-conformance -f
+complete -c navo-conformance -s h -l help -d 'Print this help and exit'
+complete -c navo-conformance -s V -l version -d 'Print the version and exit'
+complete -c navo-conformance -l completion -x -a 'bash zsh fish' -d 'Print what makes a shell complete this program'\''s words, and exit'
+complete -c navo-conformance -l bus -x -d 'Bus that the service is on; the system bus by default'
+complete -c navo-conformance -l patience -x -d 'Wait this long for each answer; 60 by default'
+complete -c navo-conformance -l stranger -x -d 'Account that the policy does not let in'
+complete -c navo-conformance -l only -x -a 'bus.activation session.open bus.description session.refused session.words session.methods session.none session.process session.end callers.strangers request.empty request.without-command request.out-of-range request.unknown request.exec request.unfit command.cplc command.memory command.phone-info command.ccm command.keys script.done script.progress script.refused script.unknown-service script.malformed script.own-code eligibility address.kept server.status server.empty server.dropped server.late queue.order queue.given-up tls.untrusted server.unreachable' -d 'Look at this row alone; may be given several times'
+complete -c navo-conformance -l json -d 'Print one JSON object in place of lines'
+complete -c navo-conformance -l list -d 'Print the rows, and look at none'
+complete -c navo-conformance -l strict -d 'A row that could not be tried counts as one that fails'
+complete -c navo-conformance -l make-certificate -rF -d 'Make server.pem, server.key and their authority ca.pem in a folder, and end'
+complete -c navo-conformance -l certificate -rF -d 'Its certificate, which the service trusts'
+complete -c navo-conformance -l key -rF -d 'Its private key'
+complete -c navo-conformance -l listen -x -d 'Address that it listens on'
+complete -c navo-conformance -l port -x -d 'Port that it listens on; any free one by default'
+complete -c navo-conformance -l host -x -d 'How the service reaches it; as it listens by default'
+complete -c navo-conformance -l directed -d 'The service has the address of the kit'\''s key server already'
+complete -c navo-conformance -l restore -x -a 'https:// http://' -d 'Address that the service has in the end'
