@@ -27,6 +27,7 @@ ELSEWHERE = {
     "setpriv": "wants accounts that this machine has not; the like by tests/system/BusAccountsTest.cpp",
     "systemctl": "would stop the machine's own service",
     "systemd-tmpfiles": "makes folders of the system; read by tests/system/UnitTest.cpp",
+    "sudo": "installs packages and starts services, by packaging/debian/tests in a system that is thrown away",
     "rm": "would remove what the machine's own service keeps",
     "mkdir": "in a folder of its own, by tests/support/world/World.cpp, for tests/e2e/InHouseLibrariesTest.cpp",
 }
