@@ -33,7 +33,7 @@ Bytes TransportCommand(const Bytes& command) {
     if (!apdu->data.empty()) {
         // 12.2.4 and 12.2.5: the expected length stays behind; the card announces its answer.
         transported.push_back(static_cast<std::uint8_t>(apdu->data.size()));
-        transported.insert(transported.end(), apdu->data.begin(), apdu->data.end());
+        Append(transported, apdu->data);
     } else {
         // 12.2.2: no data at all is a length of zero. 12.2.3 and 12.2.7: a zero asks for 256 bytes, and for
         // more.
