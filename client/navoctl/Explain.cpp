@@ -6,17 +6,20 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "client/navoctl/CardWords.h"
 #include "client/navoctl/ExitStatus.h"
 #include "client/navoctl/Json.h"
 #include "client/navoctl/JsonWriter.h"
 #include "client/navoctl/Output.h"
 #include "commandline/Terminal.h"
+#include "globalplatform/CardWords.h"
 #include "navo/Causes.h"
 
 namespace {
 
 using CommandLine::Colour;
+using GlobalPlatform::AtrWords;
+using GlobalPlatform::LifeCycleWords;
+using GlobalPlatform::PrivilegeWords;
 
 void Print(const Navo::Cause& cause) {
     const std::size_t width = CommandLine::LineWidth() - 2;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/navoctl/Json.h"
 
-#include "client/navoctl/CplcFields.h"
 #include "client/navoctl/JsonWriter.h"
+#include "globalplatform/CplcFields.h"
 
 std::string JsonOf(
     const Arguments& arguments, const Navo::Outcome& outcome, const Navo::Map& reply,
@@ -17,7 +17,7 @@ std::string JsonOf(
     writer.Add("hint", hint);
     if (arguments.fields && outcome.success) {
         writer.Begin("fields");
-        for (const CplcField& field : DecodeCplc(outcome.value)) {
+        for (const GlobalPlatform::CplcField& field : GlobalPlatform::DecodeCplc(outcome.value)) {
             writer.AddAlways(field.key.c_str(), field.value);
         }
         writer.End();

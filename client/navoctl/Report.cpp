@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "client/navoctl/CplcFields.h"
 #include "client/navoctl/InstructionText.h"
 #include "client/navoctl/Json.h"
 #include "client/navoctl/JsonWriter.h"
 #include "client/navoctl/Output.h"
+#include "globalplatform/CplcFields.h"
 
 namespace {
 
@@ -92,17 +92,17 @@ void Report::ResultAsText(const Navo::Outcome& outcome, const Navo::Map& reply) 
 }
 
 void Report::CplcAsFields(const std::string& cplc) const {
-    const std::vector<CplcField> fields = DecodeCplc(cplc);
+    const std::vector<GlobalPlatform::CplcField> fields = GlobalPlatform::DecodeCplc(cplc);
     if (fields.empty()) {
         Note("the data has not the 42 bytes of the standard and is printed as it is");
         WriteLine(stdout, cplc);
         return;
     }
     std::size_t width = 0;
-    for (const CplcField& field : fields) {
+    for (const GlobalPlatform::CplcField& field : fields) {
         width = std::max(width, field.label.size());
     }
-    for (const CplcField& field : fields) {
+    for (const GlobalPlatform::CplcField& field : fields) {
         const std::string padding(width - field.label.size(), ' ');
         const std::string meaning = field.meaning.empty() ? "" : "  (" + field.meaning + ")";
         WriteLine(stdout, field.label + "  " + padding + field.value + meaning);

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/navoctl/CplcFields.h"
+#include "globalplatform/CplcFields.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <ctime>
+
+namespace GlobalPlatform {
 
 namespace {
 
@@ -100,3 +102,5 @@ std::vector<CplcField> DecodeCplc(const std::string& cplc, int thisYear) {
     }
     return fields;
 }
+
+}  // namespace GlobalPlatform

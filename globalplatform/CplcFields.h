@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace GlobalPlatform {
+
 struct CplcField {
     std::string key;      // for programs: "icFabricator"
     std::string label;    // for people: "IC fabricator"
@@ -16,3 +18,5 @@ struct CplcField {
 // A date has but the last digit of its year, and is taken to be of the ten years that end with `thisYear`.
 [[nodiscard]] std::vector<CplcField> DecodeCplc(const std::string& cplc, int thisYear);
 [[nodiscard]] std::vector<CplcField> DecodeCplc(const std::string& cplc);
+
+}  // namespace GlobalPlatform

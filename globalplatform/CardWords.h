@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace GlobalPlatform {
+
 // Each takes hexadecimal text and gives lines for people; none for a text that cannot be such a value.
 
 // Privileges of an application: 1 or 3 bytes, GlobalPlatform Card 2.3.1, 6.6.1.
@@ -16,3 +18,5 @@
 
 // An answer to reset: ISO 7816-3, 8.2.
 [[nodiscard]] std::vector<std::string> AtrWords(const std::string& hexadecimal);
+
+}  // namespace GlobalPlatform

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a card says in bytes, for people.
-#include "client/navoctl/CardWords.h"
+#include "globalplatform/CardWords.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using GlobalPlatform::AtrWords;
+using GlobalPlatform::LifeCycleWords;
+using GlobalPlatform::PrivilegeWords;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/navoctl/CardWords.h"
+#include "globalplatform/CardWords.h"
 
 #include <cctype>
 #include <cstdint>
@@ -9,12 +9,12 @@
 #include "globalplatform/Bytes.h"
 #include "globalplatform/Names.h"
 
+namespace GlobalPlatform {
+
 namespace {
 
-using GlobalPlatform::Bytes;
-
 std::optional<Bytes> BytesOf(const std::string& hexadecimal, std::size_t least, std::size_t most) {
-    std::optional<Bytes> bytes = GlobalPlatform::FromHexText(hexadecimal);
+    std::optional<Bytes> bytes = FromHexText(hexadecimal);
     return bytes && bytes->size() >= least && bytes->size() <= most ? bytes : std::nullopt;
 }
 
@@ -148,3 +148,5 @@ std::vector<std::string> AtrWords(const std::string& hexadecimal) {
     const std::optional<Bytes> bytes = BytesOf(hexadecimal, 2, 33);
     return bytes ? AtrReader(*bytes).Words() : std::vector<std::string>{};
 }
+
+}  // namespace GlobalPlatform

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/navoctl/CplcFields.h"
+#include "globalplatform/CplcFields.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+
+using GlobalPlatform::CplcField;
+using GlobalPlatform::DecodeCplc;
 
 namespace {
 
