@@ -93,6 +93,7 @@ CardSlot::Opened CardSlot::Open(const Configuration& device) {
 void CardSlot::OpenElement() {
     RecordedEvent event;
     event.kind = RecordedEvent::Kind::Open;
+    event.begun = Moment::Now();
     event.answer = Recorded(event, [&] { return element->Open(); });
     try {
         Remember(event);
@@ -108,11 +109,12 @@ void CardSlot::Close() noexcept {
     if (--channels > 0) {
         return;
     }
+    RecordedEvent event;
+    event.kind = RecordedEvent::Kind::Close;
+    event.begun = Moment::Now();
     if (element) {
         element->Close();
     }
-    RecordedEvent event;
-    event.kind = RecordedEvent::Kind::Close;
     RememberAsTold(event);
 }
 
@@ -135,6 +137,7 @@ Bytes CardSlot::Transmit(const Configuration& device, std::uint64_t channelSessi
 Bytes CardSlot::TransmitToElement(const Bytes& command) {
     RecordedEvent event;
     event.command = command;
+    event.begun = Moment::Now();
     event.answer = Recorded(event, [&] { return element->Transmit(command); });
     Remember(event);
     return event.answer;

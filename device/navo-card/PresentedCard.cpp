@@ -54,6 +54,7 @@ Bytes PresentedCard::Transmit(const Bytes& command) {
     }
     RecordedEvent event;
     event.command = command;
+    event.begun = Device::Moment::Now();
     event.answer = card.Transmit(command);
     Record(event);
     return event.answer;

@@ -34,8 +34,23 @@ Recorder::~Recorder() {
     close(descriptor);
 }
 
-void Recorder::Write(const RecordedEvent& event) const {
-    const std::string line = RecordingLine(event, std::chrono::system_clock::now());
+// Counts also what is not measured.
+std::optional<Measurement> Recorder::MeasurementOf(const RecordedEvent& event) {
+    const bool opens = event.kind == RecordedEvent::Kind::Open && event.code == 0;
+    session += opens ? 1 : 0;
+    ordinal = opens ? 0 : ordinal + (event.kind == RecordedEvent::Kind::Exchange ? 1 : 0);
+    if (!event.begun) {
+        return std::nullopt;
+    }
+    const auto duration = std::chrono::steady_clock::now() - event.begun->steady;
+    return Measurement{
+        event.begun->wall, std::chrono::duration_cast<std::chrono::microseconds>(duration), getpid(), session,
+        event.kind == RecordedEvent::Kind::Exchange ? ordinal : 0};
+}
+
+void Recorder::Write(const RecordedEvent& event) {
+    const std::optional<Measurement> measured = MeasurementOf(event);
+    const std::string line = RecordingLine(event, std::chrono::system_clock::now(), measured);
     ssize_t written = 0;
     do {
         written = write(descriptor, line.data(), line.size());

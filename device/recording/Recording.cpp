@@ -24,15 +24,16 @@ constexpr char Close[] = "close";
 constexpr auto Lowest = std::numeric_limits<int>::min();
 constexpr auto Highest = static_cast<unsigned>(std::numeric_limits<int>::max());
 
-std::string Timestamp(std::chrono::system_clock::time_point time) {
-    const auto milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
-    const std::time_t seconds = static_cast<std::time_t>(milliseconds / 1000);
+// UTC by ISO 8601 with the fraction of a second in units of `perSecond`, a power of ten.
+std::string Timestamp(std::chrono::system_clock::time_point time, std::int64_t perSecond) {
+    const std::int64_t microseconds =
+        std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
+    const std::time_t seconds = static_cast<std::time_t>(microseconds / 1000000);
     std::tm parts = {};
     gmtime_r(&seconds, &parts);
     std::array<char, 64> text{};
     const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-    std::string fraction = std::to_string(1000 + milliseconds % 1000);
+    std::string fraction = std::to_string(perSecond + microseconds % 1000000 / (1000000 / perSecond));
     fraction.front() = '.';
     return std::string(text.data(), length) + fraction + "Z";
 }
@@ -79,6 +80,18 @@ public:
             Refuse(std::string("\"") + name + "\" is no whole number of 32 bits");
         }
         return value.get<int>();
+    }
+
+    // What a recording from before it was measured has not.
+    void SkipMeasurement() {
+        if (object.find("received") != object.end()) {
+            Text("received");
+        }
+        for (const char* const name : {"durationMicroseconds", "process", "session", "ordinal"}) {
+            if (object.find(name) != object.end() && !Take(name).is_number_unsigned()) {
+                Refuse(std::string("\"") + name + "\" is no whole number");
+            }
+        }
     }
 
     void RequireNothingElse() const {
@@ -131,6 +144,7 @@ RecordedEvent EventOf(const std::string& text) {
             event.answer = line.Hexadecimal(event.kind == Kind::Open ? "atr" : "response");
         }
     }
+    line.SkipMeasurement();
     line.RequireNothingElse();
     return event;
 }
@@ -156,10 +170,22 @@ void Describe(Json& object, const RecordedEvent& event, const char* answerName) 
     }
 }
 
+void Describe(Json& object, const Measurement& measured) {
+    object["received"] = Timestamp(measured.received, 1000000);
+    object["durationMicroseconds"] = measured.duration.count();
+    object["process"] = measured.process;
+    object["session"] = measured.session;
+    if (measured.ordinal != 0) {
+        object["ordinal"] = measured.ordinal;
+    }
+}
+
 }  // namespace
 
-std::string RecordingLine(const RecordedEvent& event, std::chrono::system_clock::time_point time) {
-    Json object = {{"time", Timestamp(time)}};
+std::string RecordingLine(
+    const RecordedEvent& event, std::chrono::system_clock::time_point time,
+    const std::optional<Measurement>& measured) {
+    Json object = {{"time", Timestamp(time, 1000)}};
     switch (event.kind) {
         case Kind::Open:
             object["event"] = Open;
@@ -173,6 +199,9 @@ std::string RecordingLine(const RecordedEvent& event, std::chrono::system_clock:
         case Kind::Close:
             object["event"] = Close;
             break;
+    }
+    if (measured) {
+        Describe(object, *measured);
     }
     return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }

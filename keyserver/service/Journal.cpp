@@ -20,13 +20,13 @@ namespace {
 
 constexpr std::size_t LongestShownText = 80;
 
-std::string MillisecondText(std::chrono::system_clock::time_point time) {
+// The fraction of a second, with as many digits.
+std::string FractionText(std::chrono::system_clock::time_point time, std::size_t digits) {
     using namespace std::chrono;
-    const auto milliseconds =
-        duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() % 1000;
-    std::array<char, 8> text{};
-    std::snprintf(text.data(), text.size(), ".%03d", static_cast<int>(milliseconds));
-    return text.data();
+    const auto fraction = duration_cast<microseconds>(time.time_since_epoch()).count() % 1000000;
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), ".%06d", static_cast<int>(fraction));
+    return std::string(text.data()).substr(0, digits + 1);
 }
 
 std::string TimeOfDay() {
@@ -36,17 +36,16 @@ std::string TimeOfDay() {
     localtime_r(&seconds, &parts);
     std::array<char, 40> text{};
     return std::string(text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &parts)) +
-           MillisecondText(now);
+           FractionText(now, 3);
 }
 
-std::string UniversalTime() {
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+std::string UniversalTime(std::chrono::system_clock::time_point time, std::size_t digits) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     std::tm parts{};
     gmtime_r(&seconds, &parts);
     std::array<char, 40> text{};
     return std::string(text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts)) +
-           MillisecondText(now) + "Z";
+           FractionText(time, digits) + "Z";
 }
 
 constexpr std::size_t LongestSentence = 2000;
@@ -85,8 +84,13 @@ std::string SessionLabel(const std::string& session) {
     return session.empty() ? "-" : Shown(session.substr(0, 8));
 }
 
-JsonValue VerdictObject(const Verdict& verdict) {
+JsonValue CountOf(std::uint64_t number) {
+    return JsonValue::Number(static_cast<double>(number));
+}
+
+JsonValue VerdictObject(const Verdict& verdict, std::uint64_t ordinal) {
     JsonValue object = JsonValue::Object();
+    object.Add("ordinal", CountOf(ordinal));
     object.Add("command", JsonValue::Text(verdict.command));
     object.Add("response", JsonValue::Text(verdict.response));
     object.Add("statusWord", JsonValue::Text(verdict.statusWord));
@@ -98,9 +102,14 @@ JsonValue VerdictObject(const Verdict& verdict) {
 
 JsonValue ExchangeObject(const Exchange& exchange) {
     JsonValue object = JsonValue::Object();
-    object.Add("time", JsonValue::Text(UniversalTime()));
-    object.Add("connection", JsonValue::Number(static_cast<double>(exchange.connection)));
-    object.Add("message", JsonValue::Number(static_cast<double>(exchange.message)));
+    object.Add("time", JsonValue::Text(UniversalTime(std::chrono::system_clock::now(), 3)));
+    object.Add("received", JsonValue::Text(UniversalTime(exchange.received, 6)));
+    object.Add("durationMicroseconds", JsonValue::Number(static_cast<double>(exchange.duration.count())));
+    object.Add("process", JsonValue::Number(getpid()));
+    object.Add("job", CountOf(exchange.job));
+    object.Add("set", CountOf(exchange.set));
+    object.Add("connection", CountOf(exchange.connection));
+    object.Add("message", CountOf(exchange.message));
     object.Add("session", JsonValue::Text(exchange.session));
     object.Add("service", JsonValue::Text(exchange.service));
     object.Add("msgCd", JsonValue::Text(exchange.msgCd));
@@ -111,7 +120,7 @@ JsonValue ExchangeObject(const Exchange& exchange) {
     object.Add("remark", JsonValue::Text(exchange.remark));
     JsonValue verdicts = JsonValue::List();
     for (const Verdict& verdict : exchange.verdicts) {
-        verdicts.items.push_back(VerdictObject(verdict));
+        verdicts.items.push_back(VerdictObject(verdict, verdicts.items.size() + 1));
     }
     object.Add("verdicts", std::move(verdicts));
     object.Add("notes", JsonValue::List(exchange.notes));

@@ -99,6 +99,8 @@ Reply KeyService::Answer(const std::string& body, std::uint64_t connection) {
     call.exchange.message = ++messages;
     call.exchange.connection = connection;
     call.exchange.request = body;
+    call.exchange.received = std::chrono::system_clock::now();
+    const auto begun = std::chrono::steady_clock::now();
     Process(call);
     Reply reply = call.refusal != 0 ? MakeRefusal(call.refusal, call.turn.description)
                                     : MakeReply(call.turn, call.active);
@@ -117,6 +119,8 @@ Reply KeyService::Answer(const std::string& body, std::uint64_t connection) {
     for (const Misbehaviour& each : call.active) {
         call.exchange.misbehaviours.push_back(each.Text());
     }
+    call.exchange.duration =
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begun);
     journal.Note(call.exchange);
     return reply;
 }
@@ -191,8 +195,8 @@ void KeyService::OpenSession(Call& call, const Message& opening) {
     session->seId = opening.Field("seId");
     session->service = service;
     session->dialogue = service->Open(opening);
+    session->number = ++sessions;
     table.Add(session);
-    ++sessions;
     Advance(call, session, false, [&] { return session->dialogue->Begin(); });
 }
 
@@ -234,6 +238,8 @@ void KeyService::Advance(Call& call, const std::shared_ptr<Session>& session, bo
     call.session = session;
     call.exchange.service = session->service->Name();
     call.sessionMessage = ++session->messages;
+    call.exchange.job = session->number;
+    call.exchange.set = session->messages;
     for (const Misbehaviour& each : session->service->Misbehaviours()) {
         if (each.HoldsFor(session->messages)) {
             call.active.push_back(each);

@@ -18,8 +18,9 @@ namespace KeyServer {
 
 struct Session {
     Mutex mutex;     // held while a message of the session is worked on
-    std::string id;  // const once the session is in the table, like the next two
+    std::string id;  // const once the session is in the table, like the next three
     std::string seId;
+    std::uint64_t number = 0;                // counted from 1 by the server
     std::shared_ptr<const Service> service;  // a dialogue refers to it
     std::unique_ptr<Dialogue> dialogue;      // moved on under the lock, and so is `over`
     bool over = false;

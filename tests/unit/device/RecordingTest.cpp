@@ -10,6 +10,7 @@
 
 #include "device/element/ReplayElement.h"
 #include "device/recording/ElementFailure.h"
+#include "tests/support/Process.h"
 #include "tests/unit/device/DeviceDesk.h"
 
 namespace {
@@ -21,6 +22,7 @@ using Device::HexText;
 using Device::RecordedEvent;
 using Device::ReplayElement;
 using testing::HasSubstr;
+using testing::Not;
 using Kind = RecordedEvent::Kind;
 
 constexpr char Open[] = R"({"time":"","event":"open","atr":"3B00","code":0})"
@@ -88,7 +90,7 @@ TEST_F(Recording, HasTheMessageOfAFailureInPlaceOfTheAnswer) {
 TEST_F(Recording, IsReadAsItWasWritten) {
     const std::string file = folder.Path() / "made";
     {
-        const Device::Recorder recorder(file);
+        Device::Recorder recorder(file);
         RecordedEvent open;
         open.kind = Kind::Open;
         open.answer = {0x3B, 0x00};
@@ -106,6 +108,44 @@ TEST_F(Recording, IsReadAsItWasWritten) {
     EXPECT_EQ(HexText(events[1].answer), "9000");
     EXPECT_EQ(events[2].kind, Kind::Close);
     EXPECT_EQ(events[2].line, 3U);
+}
+
+TEST_F(Recording, TellsOfWhatIsMeasuredWhenItBeganAndWhereItStands) {
+    Device::Measurement measured;
+    measured.received = At(1772366400250) + std::chrono::microseconds(871);
+    measured.duration = std::chrono::microseconds(412);
+    measured.process = 71;
+    measured.session = 1;
+    measured.ordinal = 2;
+    const std::string line = RecordingLine(Exchange("80CA9F7F00", "6A88"), At(1772366400251), measured);
+    EXPECT_THAT(
+        line,
+        HasSubstr(
+            R"("code":0,"received":"2026-03-01T12:00:00.250871Z","durationMicroseconds":412,"process":71,)"
+            R"("session":1,"ordinal":2})"));
+    EXPECT_EQ(Device::ReadRecording(Write(Open + line)).size(), 2U);
+    EXPECT_EQ(
+        ProblemOfLines(Open + std::string(R"({"time":"","event":"close","session":"1"})")),
+        ":2: \"session\" is no whole number");
+}
+
+TEST_F(Recording, CountsSessionsAndTheExchangesOfEach) {
+    const std::string file = folder.Path() / "counted";
+    Device::Recorder recorder(file);
+    for (int session = 0; session < 2; ++session) {
+        RecordedEvent open;
+        open.kind = Kind::Open;
+        recorder.Write(open);
+        recorder.Write(Exchange("00A40400", "9000"));
+        RecordedEvent event = Exchange("80CA0066", "9000");
+        event.begun = Device::Moment::Now();
+        recorder.Write(event);
+    }
+    const std::vector<std::string> lines = LinesOf(TextOf(file));
+    ASSERT_EQ(lines.size(), 6U);
+    EXPECT_THAT(lines[1], Not(HasSubstr("ordinal")));
+    EXPECT_THAT(lines[2], HasSubstr(R"("session":1,"ordinal":2)"));
+    EXPECT_THAT(lines[5], HasSubstr(R"("session":2,"ordinal":2)"));
 }
 
 TEST_F(Recording, GrowsBehindWhatTheFileHolds) {

@@ -2,6 +2,7 @@
 #include "keyserver/service/Journal.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <system_error>
 
@@ -20,6 +21,10 @@ Exchange Sample() {
     Exchange exchange;
     exchange.connection = 2;
     exchange.message = 7;
+    exchange.job = 3;
+    exchange.set = 2;
+    exchange.received = std::chrono::system_clock::time_point(std::chrono::microseconds(1706745599000125));
+    exchange.duration = std::chrono::microseconds(812);
     exchange.session = "0123456789ABCDEF";
     exchange.service = "wallet";
     exchange.msgCd = "NEXTAPDU";
@@ -134,6 +139,12 @@ TEST(Journal, RecordsEachExchangeAsOneLineAtOnce) {
     EXPECT_EQ(object.Find("notes")->items.at(0).text, "keys of version 31 are new");
     EXPECT_EQ(object.Find("misbehaviours")->items.at(0).text, "delay=5");
     EXPECT_EQ(object.Find("time")->text.size(), std::string("2024-01-31T23:59:59.000Z").size());
+    EXPECT_EQ(object.Find("received")->text, "2024-01-31T23:59:59.000125Z");
+    EXPECT_EQ(object.Find("durationMicroseconds")->number, 812);
+    EXPECT_EQ(object.Find("process")->number, getpid());
+    EXPECT_EQ(object.Find("job")->number, 3);
+    EXPECT_EQ(object.Find("set")->number, 2);
+    EXPECT_EQ(object.Find("verdicts")->items[1].Find("ordinal")->number, 2);
 }
 
 TEST(Journal, AppendsToAnOlderRecord) {
