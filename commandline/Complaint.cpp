@@ -130,7 +130,9 @@ private:
                 return std::nullopt;
             }
         }
-        if (commands.empty()) {
+        const bool takesWords =
+            !command->get_options([](const CLI::Option* each) { return each->get_positional(); }).empty();
+        if (commands.empty() || takesWords) {
             return std::nullopt;
         }
         const std::vector<std::string> names = CommandNames(*command);
