@@ -86,17 +86,6 @@ Found TaggedNumberAt(const Bytes& data, std::size_t at) {
     return IsNumber(digits) ? Found{head, length, std::move(digits)} : Found{};
 }
 
-// ISO/IEC 7812-1, annex B: the last digit checks the others.
-bool ChecksOut(const std::string& digits) {
-    unsigned sum = 0;
-    bool isDoubled = false;
-    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, isDoubled = !isDoubled) {
-        const unsigned value = static_cast<unsigned>(*digit - '0') * (isDoubled ? 2U : 1U);
-        sum += value > 9 ? value - 9 : value;
-    }
-    return sum % 10 == 0;
-}
-
 bool IsWrittenDigit(std::uint8_t byte) {
     return byte >= '0' && byte <= '9';
 }
@@ -141,6 +130,16 @@ std::size_t WithoutCode(const CommandApdu& apdu) {
 }
 
 }  // namespace
+
+bool ChecksOut(const std::string& digits) {
+    unsigned sum = 0;
+    bool isDoubled = false;
+    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, isDoubled = !isDoubled) {
+        const unsigned value = static_cast<unsigned>(*digit - '0') * (isDoubled ? 2U : 1U);
+        sum += value > 9 ? value - 9 : value;
+    }
+    return sum % 10 == 0;
+}
 
 Masking::Masking() : key(Sha256Length) {
     if (RAND_bytes(key.data(), static_cast<int>(key.size())) != 1) {

@@ -10,6 +10,9 @@
 
 namespace GlobalPlatform {
 
+// Of decimal digits of a card number: the last one checks the others; ISO/IEC 7812-1, annex B.
+[[nodiscard]] bool ChecksOut(const std::string& digits);
+
 // The same secret has the same alias as long as one object lives: "{card number 8D1F03A2}". Nobody can try
 // out which secret an alias stands for, because it is made with a random key that is never told. Never
 // changes, so any thread may use it.

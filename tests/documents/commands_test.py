@@ -5,6 +5,7 @@ Usage: commands_test.py SOURCE-FOLDER PROGRAM...
 
 There is no bus here, no reader and no server. So a command of navoctl must come as far as the bus, one of the key server
 must find its files in order, and one of navo-card must look for its reader or list its card: what they do then is shown by other tests.
+One of navo-trace reads small recordings, and ends when it serves them.
 """
 
 import os
@@ -28,6 +29,7 @@ ELSEWHERE = {
     "systemctl": "would stop the machine's own service",
     "systemd-tmpfiles": "makes folders of the system; read by tests/system/UnitTest.cpp",
     "sudo": "installs packages and starts services, by packaging/debian/tests in a system that is thrown away",
+    "dlogutil": "a device's own",
     "rm": "would remove what the machine's own service keeps",
     "mkdir": "in a folder of its own, by tests/support/world/World.cpp, for tests/e2e/InHouseLibrariesTest.cpp",
 }
@@ -60,6 +62,15 @@ def words_of_help(program, arguments=()):
         yield from words_of_help(program, (*arguments, command))
 
 
+EXCHANGE = '{"time":"2026-03-01T12:00:00.000Z","event":"exchange","command":"80CA006600","response":"%s","code":0}\n'
+MESSAGE = '{"time":"2026-03-01T12:00:00.000Z","msgCd":"INITIALIZEAPDU","request":"","status":503,"answer":""}\n'
+RECORDED = {
+    "device.jsonl": EXCHANGE % "9000", "good.jsonl": EXCHANGE % "9000", "bad.jsonl": EXCHANGE % "6A88",
+    "record.jsonl": MESSAGE, "device.log": "D/NavoAgent( 9): cmd: 65\n",
+    "field.log": "03-01 12:00:00.250+0900 9 9 D NavoAgent: cmd: 65\n",
+}
+
+
 class Desk:
     """A folder in which the commands find what they name."""
 
@@ -76,6 +87,9 @@ class Desk:
         subprocess.run(
             [self.programs["navo-card"], "--state-file", folder / "wallet.card", "--once", "--port", "1"],
             capture_output=True, check=False)
+        for name, text in RECORDED.items():
+            (folder / name).write_text(text, encoding="utf-8")
+        (folder / "catalogue.json").symlink_to(source / "keyserver/catalogues/wallet.json")
         (folder / "root.pem").symlink_to(source / "device/certificates/platform-root.pem")
 
     def here(self, word):
@@ -100,9 +114,18 @@ class Desk:
         elif name == "navo-card":
             words += ["--once", "--port", "1"]
             wanted = {1}
-        elif name == "navo-device":
-            wanted = {0}
+        elif name in ("navo-device", "navo-trace"):
+            wanted = {1} if "diff" in words else {0}
+        if "--serve" in words:
+            return self.served(words, line)
         return self.outcome(words, wanted, line)
+
+    def served(self, words, line):
+        with subprocess.Popen(words, cwd=self.folder, env=NO_BUS, stdout=subprocess.PIPE, text=True) as program:
+            said = program.stdout.readline()
+            program.terminate()
+        right = program.returncode == 0 and "http://127.0.0.1:" in said
+        return "" if right else f"{line}: ends with {program.returncode}, and said {said}"
 
     def outcome(self, words, wanted, line):
         folders = {str(pathlib.Path(program).parent) for program in self.programs.values()}

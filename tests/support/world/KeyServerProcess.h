@@ -39,6 +39,8 @@ public:
     // The certificate to trust; none is there with plain HTTP.
     std::filesystem::path Authority() const { return folder / "ca.pem"; }
 
+    // The file that it records each message in.
+    std::filesystem::path Record() const { return folder / "record"; }
     std::vector<Message> Messages() const;
 
     // How many messages of this kind arrived.
