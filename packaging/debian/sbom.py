@@ -168,12 +168,11 @@ def bill(root, control, objects):
 
 
 def main():
-    without = {argument.removeprefix("-N") for argument in sys.argv[1:]}
     folders = sorted(Path().glob("obj-*"))
     objects = Objects(folders[0] if folders else None)
     for name in run("dh_listpackages").split():
         control_file = Path("debian", name, "DEBIAN", "control")
-        if name in without or not control_file.exists():
+        if not control_file.exists():
             continue
         place = Path("debian", name, "usr/share/doc", name, "sbom.spdx.json")
         document = bill(Path("debian", name), fields(control_file.read_text()), objects)
