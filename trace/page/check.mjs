@@ -85,6 +85,7 @@ async function searchesAndFilters(page) {
   await shows(page, /^0 of /);
   assert.match(await page.locator('#detail').innerText(), /No entry is like that/);
   await page.click('#filters button[type=reset]');
+  await shows(page, /entries/);
 }
 
 /** @param {Page} page */
