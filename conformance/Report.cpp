@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "conformance/Report.h"
 
+#include <algorithm>
+
 #include "keyserver/service/Json.h"
 
 namespace Conformance {

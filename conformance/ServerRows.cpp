@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Scripts and questions by way of a key server, and what becomes of its failures.
+#include <cstdint>
+
 #include "conformance/Kit.h"
 #include "conformance/Row.h"
 #include "keyserver/service/Misbehaviour.h"

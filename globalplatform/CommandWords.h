@@ -2,6 +2,7 @@
 // The head of a command APDU in words, for people.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "globalplatform/CommandApdu.h"

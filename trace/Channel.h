@@ -2,6 +2,7 @@
 // Follows the secure channel that commands open, and with its keys undoes what it does to them.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 

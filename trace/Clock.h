@@ -2,6 +2,7 @@
 // Times as recordings and logs write them.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>

@@ -2,6 +2,8 @@
 // An entry taken apart for people: what every form of output shows of it, masked where it has to be.
 #pragma once
 
+#include <cstdint>
+
 #include "trace/Channel.h"
 #include "trace/Mask.h"
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "trace/Html.h"
 
+#include <cstdint>
+
 #include "globalplatform/Sha256.h"
 #include "trace/EntryJson.h"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "trace/JsonLines.h"
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 

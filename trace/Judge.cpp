@@ -281,8 +281,9 @@ struct Span {
 };
 
 void AddSpan(std::vector<Span>& spans, Microseconds begin, std::optional<Microseconds> duration, Part part) {
-    if (duration && *duration > 0) {
-        spans.push_back({begin, begin + *duration, part});
+    const Microseconds length = duration.value_or(0);
+    if (length > 0) {
+        spans.push_back({begin, begin + length, part});
     }
 }
 

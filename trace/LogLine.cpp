@@ -2,6 +2,7 @@
 #include "trace/LogLine.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace Trace {

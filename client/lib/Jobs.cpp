@@ -2,6 +2,7 @@
 #include "navo/Jobs.h"
 
 #include <charconv>
+#include <cstdint>
 #include <utility>
 
 namespace Navo {

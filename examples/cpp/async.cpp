@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Asks for several things at once while its main loop runs, as a program with a window would.
+#include <cstdint>
 #include <iostream>
 
 #include <glib.h>

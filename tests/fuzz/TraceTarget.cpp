@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a trace is made of: the first byte says how many lines of the rest are a second input.
+#include <cstdint>
 #include <sstream>
 #include <string>
 

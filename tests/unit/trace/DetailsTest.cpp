@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "globalplatform/Instruction.h"
 #include "tests/unit/trace/Telling.h"
