@@ -67,17 +67,13 @@ std::optional<int> ParseOptions(int count, char** arguments, Options& options) {
     AddCommon(app, mask, options, hints);
     CLI::App* const diff =
         app.add_subcommand("diff", "Show the first command and the first answer that differ");
-    std::vector<std::string> both;
-    diff->add_option("A B", both, "Two recordings, logs, or folders with those of one session")
+    std::vector<std::string> both(2);
+    diff->add_option("A", both[0], "A recording, a log, or a folder with those of one session")
         ->type_name("FILE")
-        ->expected(2)
         ->required();
+    diff->add_option("B", both[1], "The like, of another session")->type_name("FILE")->required();
     AddCommon(*diff, mask, options, hints);
-    CommandLine::Complaint complaint;
-    if (const std::optional<int> status = CommandLine::Parse(app, count, arguments, complaint)) {
-        if (*status != 0) {
-            CommandLine::Say(app, complaint);
-        }
+    if (const std::optional<int> status = CommandLine::ParseOrSay(app, count, arguments)) {
         return status;
     }
     options.hides = mask == "aliases";
