@@ -6,7 +6,6 @@
 #include "tests/support/world/World.h"
 
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 namespace {
 

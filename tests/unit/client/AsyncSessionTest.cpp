@@ -192,9 +192,9 @@ TEST(AsyncSession, DoesNotSendWhatIsCancelledBeforeItsTurn) {
     Ends ends;
     Navo::AsyncSession session(On(bus.Address()));
     session.Start({{"Cmd", "65"}}, ends.Next());
-    const auto second = session.Start({{"Cmd", "67"}}, ends.Next());
+    const auto waiting = session.Start({{"Cmd", "67"}}, ends.Next());
     session.Start({{"Cmd", "68"}}, ends.Next());
-    session.Cancel(second);
+    session.Cancel(waiting);
     loop.RunUntil(ends.Are(1));
     cancelled.set_value();
     session.Close(ends.NextOfNothing("closed"));
