@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "trace/Html.h"
 
-#include <cstdint>
+#include <openssl/evp.h>
 
 #include "globalplatform/Sha256.h"
 #include "trace/EntryJson.h"
@@ -11,25 +11,16 @@ namespace Trace {
 namespace {
 
 std::string Base64(const Bytes& bytes) {
-    constexpr char Digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    for (std::size_t index = 0; index < bytes.size(); index += 3) {
-        std::uint32_t group = 0;
-        for (std::size_t byte = 0; byte < 3; ++byte) {
-            group = group << 8U | (index + byte < bytes.size() ? bytes[index + byte] : 0U);
-        }
-        for (std::size_t digit = 0; digit < 4; ++digit) {
-            const bool isPadding = index + digit > bytes.size();
-            text += isPadding ? '=' : Digits[group >> (18 - 6 * digit) & 0x3FU];
-        }
-    }
+    std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');  // with the zero behind it
+    const int length = EVP_EncodeBlock(
+        reinterpret_cast<unsigned char*>(text.data()), bytes.data(), static_cast<int>(bytes.size()));
+    text.resize(static_cast<std::size_t>(length));
     return text;
 }
 
 // As a Content-Security-Policy names an element by what it holds.
 std::string HashOf(std::string_view text) {
-    const GlobalPlatform::Bytes digest = GlobalPlatform::Sha256(std::string(text));
-    return "'sha256-" + Base64(Bytes(digest.begin(), digest.end())) + "'";
+    return "'sha256-" + Base64(GlobalPlatform::Sha256(text)) + "'";
 }
 
 // Nothing in a script element may look like its end.
