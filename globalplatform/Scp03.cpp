@@ -2,8 +2,10 @@
 #include "globalplatform/Scp03.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "globalplatform/Aes.h"
+#include "globalplatform/Tlv.h"
 
 namespace GlobalPlatform {
 
@@ -103,6 +105,28 @@ Bytes DeriveData(const Bytes& key, std::uint8_t derivationConstant, const Bytes&
     before.push_back(0);
     Append(before, BigEndian(bits, 2));
     return DeriveInCounterMode(key, before, context, bits);
+}
+
+std::optional<ChannelAnswer> ReadChannelAnswer(const Bytes& data) {
+    constexpr std::size_t DiversificationLength = 10;
+    constexpr std::size_t InformationLength = 3;
+    LengthValueReader reader(data);
+    std::optional<Bytes> diversification = reader.Take(DiversificationLength);
+    const std::optional<Bytes> information = reader.Take(InformationLength);
+    if (!diversification || !information) {
+        return std::nullopt;
+    }
+    ChannelAnswer answer;
+    answer.diversification = std::move(*diversification);
+    answer.keyVersion = information->at(0);
+    answer.protocol = information->at(1);
+    answer.option = information->at(2);
+    if (reader.Left() >= ChallengeLength + CryptogramLength) {
+        answer.challenge = *reader.Take(ChallengeLength);
+        answer.cryptogram = *reader.Take(CryptogramLength);
+        answer.rest = *reader.Take(reader.Left());
+    }
+    return answer;
 }
 
 SessionKeys DeriveSessionKeys(

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "globalplatform/CommandApdu.h"
 
@@ -70,6 +71,20 @@ struct SessionKeys {
 // The data derivation of 4.1.5.
 [[nodiscard]] Bytes DeriveData(
     const Bytes& key, std::uint8_t derivationConstant, const Bytes& context, std::size_t bits);
+
+// The data that answers INITIALIZE UPDATE, 7.1.1.6.
+struct ChannelAnswer {
+    Bytes diversification;
+    std::uint8_t keyVersion = 0;
+    std::uint8_t protocol = 0;
+    std::uint8_t option = 0;  // "i"
+    Bytes challenge;
+    Bytes cryptogram;  // empty where the data ends before, as other protocols' does; the challenge too then
+    Bytes rest;        // a sequence counter, or nothing
+};
+
+// Nothing when the data does not reach up to the protocol's option.
+[[nodiscard]] std::optional<ChannelAnswer> ReadChannelAnswer(const Bytes& data);
 
 [[nodiscard]] SessionKeys DeriveSessionKeys(
     const StaticKeys& keys, const Bytes& hostChallenge, const Bytes& cardChallenge);

@@ -337,26 +337,21 @@ void ApduDescriber::Command(const Seen& seen, const Unwrapped& unwrapped, Detail
     }
 }
 
-// The answer to INITIALIZE UPDATE; Amendment D, 7.1.1.6.
 void ApduDescriber::ChannelAnswer(const Bytes& data, Rows& rows) {
-    LengthValueReader reader(data);
-    const std::optional<Bytes> diversification = reader.Take(10);
-    const std::optional<Bytes> information = diversification ? reader.Take(3) : std::nullopt;
-    const std::optional<Bytes> challenge = information ? reader.Take(8) : std::nullopt;
-    const std::optional<Bytes> cryptogram = challenge ? reader.Take(8) : std::nullopt;
-    if (!cryptogram) {
+    const auto answer = GlobalPlatform::ReadChannelAnswer(data);
+    if (!answer || answer->cryptogram.empty()) {
         Plain("data", data, 0, rows);
         return;
     }
-    Secret("key diversification data", "card", *diversification, 0, rows);
-    rows.push_back({0, "key version", HexText({(*information)[0]}), ""});
+    const std::string protocol = HexText({answer->protocol});
+    Secret("key diversification data", "card", answer->diversification, 0, rows);
+    rows.push_back({0, "key version", HexText({answer->keyVersion}), ""});
     rows.push_back(
-        {0, "protocol", HexText({(*information)[1]}),
-         "SCP" + HexText({(*information)[1]}) + " with option i=" + HexText({(*information)[2]})});
-    rows.push_back({0, "card challenge", HexText(*challenge), ""});
-    rows.push_back({0, "card cryptogram", HexText(*cryptogram), ""});
-    if (!reader.AtEnd()) {
-        rows.push_back({0, "sequence counter", HexText(*reader.Take(reader.Left())), ""});
+        {0, "protocol", protocol, "SCP" + protocol + " with option i=" + HexText({answer->option})});
+    rows.push_back({0, "card challenge", HexText(answer->challenge), ""});
+    rows.push_back({0, "card cryptogram", HexText(answer->cryptogram), ""});
+    if (!answer->rest.empty()) {
+        rows.push_back({0, "sequence counter", HexText(answer->rest), ""});
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "trace/Channel.h"
 
+#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -19,19 +20,12 @@ using GlobalPlatform::SecurityLevel;
 using GlobalPlatform::StaticKeys;
 namespace Instruction = GlobalPlatform::Instruction;
 
-// The answer to INITIALIZE UPDATE; Amendment D, 7.1.1.6.
-constexpr std::size_t DiversificationLength = 10;
-constexpr std::size_t KeyVersionAt = DiversificationLength;
-constexpr std::size_t ChallengeAt = 13;
-constexpr std::size_t CryptogramAt = ChallengeAt + GlobalPlatform::ChallengeLength;
-constexpr std::size_t AnswerLength = CryptogramAt + GlobalPlatform::CryptogramLength;
-
 constexpr std::uint8_t EncryptionBit = 0x02;
 constexpr std::uint8_t ResponseCodeBit = 0x10;
 
-Bytes Part(const Bytes& bytes, std::size_t at, std::size_t length) {
-    const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(at);
-    return Bytes(first, first + static_cast<std::ptrdiff_t>(length));
+Bytes DataOf(const Bytes& response) {
+    constexpr std::size_t StatusLength = 2;
+    return GlobalPlatform::First(response, response.size() - std::min(response.size(), StatusLength));
 }
 
 Bytes KeyOf(const nlohmann::json& row, const char* name) {
@@ -102,20 +96,19 @@ Unwrapped Channel::Follow(const Entry& entry) {
 
 void Channel::Open(const Entry& entry, const CommandApdu& command, Unwrapped& result) {
     Close();
-    if (StatusWordOf(entry) != "9000" || entry.response.bytes.size() < AnswerLength + 2) {
+    const auto answer = GlobalPlatform::ReadChannelAnswer(DataOf(entry.response.bytes));
+    if (StatusWordOf(entry) != "9000" || !answer || answer->cryptogram.empty()) {
         return;
     }
     isOpening = true;
-    const auto found = keys.find(entry.response.bytes[KeyVersionAt]);
+    const auto found = keys.find(answer->keyVersion);
     if (found == keys.end() || command.data.size() != GlobalPlatform::ChallengeLength) {
         return;
     }
     hostChallenge = command.data;
-    cardChallenge = Part(entry.response.bytes, ChallengeAt, GlobalPlatform::ChallengeLength);
+    cardChallenge = answer->challenge;
     session = DeriveSessionKeys(found->second, hostChallenge, cardChallenge);
-    const Bytes cryptogram = CardCryptogram(*session, hostChallenge, cardChallenge);
-    const bool isRight =
-        cryptogram == Part(entry.response.bytes, CryptogramAt, GlobalPlatform::CryptogramLength);
+    const bool isRight = answer->cryptogram == CardCryptogram(*session, hostChallenge, cardChallenge);
     result.verdict = isRight ? "by the keys given, the card's cryptogram is right"
                              : "by the keys given, the card's cryptogram is wrong";
     if (isRight) {
@@ -152,7 +145,7 @@ void Channel::Unwrap(const Entry& entry, const CommandApdu& command, Unwrapped& 
         result.verdict = isRight ? "by the keys given, the host's cryptogram is right"
                                  : "by the keys given, the host's cryptogram is wrong";
     } else if (result.hasProtectedResponse && entry.response.bytes.size() > 2) {
-        const Bytes data = Part(entry.response.bytes, 0, entry.response.bytes.size() - 2);
+        const Bytes data = DataOf(entry.response.bytes);
         const auto status = static_cast<std::uint16_t>(
             GlobalPlatform::FromBigEndian(GlobalPlatform::Last(entry.response.bytes, 2)));
         result.response = messaging->UnwrapResponse(data, status, agreed);

@@ -6,7 +6,6 @@
 #include <openssl/rand.h>
 
 #include "globalplatform/Aes.h"
-#include "globalplatform/Tlv.h"
 #include "keyserver/provisioning/CardCommands.h"
 
 namespace KeyServer {
@@ -25,46 +24,26 @@ Bytes RandomChallenge() {
     return challenge;
 }
 
-// The response to INITIALIZE UPDATE; Amendment D, 7.1.1.6. A sequence counter may follow.
-struct CardIdentification {
-    std::uint8_t keyVersion = 0;
-    std::uint8_t protocol = 0;
-    std::uint8_t parameter = 0;
-    Bytes challenge;
-    Bytes cryptogram;
-};
+[[noreturn]] void RefuseLength(const Bytes& data) {
+    throw CardProblem(
+        ResultCode::WrongCardData, "the response to INITIALIZE UPDATE has " + std::to_string(data.size()) +
+                                       " bytes; SCP03 has 29 or 32");
+}
 
-CardIdentification ParseIdentification(const Bytes& data) {
-    constexpr std::size_t DiversificationLength = 10;
-    constexpr std::size_t KeyInformationLength = 3;
-    LengthValueReader reader(data);
-    const auto diversification = reader.Take(DiversificationLength);
-    const auto information = reader.Take(KeyInformationLength);
-    if (!diversification || !information) {
-        throw CardProblem(
-            ResultCode::WrongCardData, "the response to INITIALIZE UPDATE has " +
-                                           std::to_string(data.size()) + " bytes; SCP03 has 29 or 32");
+ChannelAnswer RequireAnswer(const Bytes& data) {
+    std::optional<ChannelAnswer> card = ReadChannelAnswer(data);
+    if (!card) {
+        RefuseLength(data);
     }
-    CardIdentification card;
-    card.keyVersion = information->at(0);
-    card.protocol = information->at(1);
-    card.parameter = information->at(2);
-    if (card.protocol != SecureChannelProtocol || (card.parameter & LongCryptograms) != 0) {
+    if (card->protocol != SecureChannelProtocol || (card->option & LongCryptograms) != 0) {
         throw CardProblem(
-            ResultCode::UnknownAlgorithm, "the card speaks SCP" + HexText({card.protocol}) + " with i=" +
-                                              HexText({card.parameter}) + ", not SCP03 in S8 mode");
+            ResultCode::UnknownAlgorithm, "the card speaks SCP" + HexText({card->protocol}) + " with i=" +
+                                              HexText({card->option}) + ", not SCP03 in S8 mode");
     }
-    const auto challenge = reader.Take(ChallengeLength);
-    const auto cryptogram = reader.Take(CryptogramLength);
-    const auto counter = reader.AtEnd() ? Bytes() : reader.Take(SequenceCounterLength);
-    if (!challenge || !cryptogram || !counter || !reader.AtEnd()) {
-        throw CardProblem(
-            ResultCode::WrongCardData, "the response to INITIALIZE UPDATE has " +
-                                           std::to_string(data.size()) + " bytes; SCP03 has 29 or 32");
+    if (card->cryptogram.empty() || (!card->rest.empty() && card->rest.size() != SequenceCounterLength)) {
+        RefuseLength(data);
     }
-    card.challenge = *challenge;
-    card.cryptogram = *cryptogram;
-    return card;
+    return std::move(*card);
 }
 
 }  // namespace
@@ -94,10 +73,10 @@ std::vector<PlainCommand> CardChannel::OpeningCommands() const {
 }
 
 PlainCommand CardChannel::Authenticate(const std::vector<CardResponse>& responses) {
-    const CardIdentification card = ParseIdentification(responses.at(1).data);
-    if (!IsSecurityLevel(static_cast<std::uint8_t>(plan.level), card.parameter)) {
+    const ChannelAnswer card = RequireAnswer(responses.at(1).data);
+    if (!IsSecurityLevel(static_cast<std::uint8_t>(plan.level), card.option)) {
         throw CardProblem(
-            ResultCode::UnknownAlgorithm, "the card's SCP03 with i=" + HexText({card.parameter}) +
+            ResultCode::UnknownAlgorithm, "the card's SCP03 with i=" + HexText({card.option}) +
                                               " has no security level " +
                                               HexText({static_cast<std::uint8_t>(plan.level)}));
     }

@@ -25,8 +25,8 @@ Bytes SendTo(Card::SoftwareCard& card, const std::string& command) {
 SecureMessaging OpenChannel(
     Card::SoftwareCard& card, const GlobalPlatform::StaticKeys& keys, SecurityLevel level) {
     const Bytes host = GlobalPlatform::FromHexText("0102030405060708").value();
-    const Bytes update = SendTo(card, "80500000080102030405060708");
-    const Bytes challenge(update.begin() + 13, update.begin() + 21);
+    const Bytes challenge =
+        GlobalPlatform::ReadChannelAnswer(SendTo(card, "80500000080102030405060708")).value().challenge;
     const GlobalPlatform::SessionKeys session = GlobalPlatform::DeriveSessionKeys(keys, host, challenge);
     SecureMessaging channel(session);
     CommandApdu authenticate;
