@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/soak/Promise.h"
 #include "tests/support/CardHost.h"
 #include "tests/support/Descriptor.h"
 #include "tests/support/TemporaryFolder.h"
@@ -26,12 +27,6 @@ using GlobalPlatform::SecurityLevel;
 
 constexpr std::chrono::microseconds LongestLife(30000);
 constexpr std::size_t NumberLength = 4;
-
-void Require(bool holds, const std::string& promise) {
-    if (!holds) {
-        throw std::runtime_error("broken promise: " + promise);
-    }
-}
 
 Card::Options CardIn(const std::string& file) {
     Card::Options options;

@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/soak/Promise.h"
 #include "tests/support/world/Script.h"
 #include "tests/support/world/World.h"
 
@@ -24,12 +25,6 @@ namespace {
 constexpr char SettingsFile[] = "opt/usr/data/com.orvenco.navoa/.pref/tuvo";
 constexpr char CookieFolder[] = "tmp/com.orvenco.navoa/.ssid";
 constexpr int CookieFields = 7;  // of a line of the Netscape format
-
-void Require(bool holds, const std::string& promise) {
-    if (!holds) {
-        throw std::runtime_error("broken promise: " + promise);
-    }
-}
 
 // The one value that the service stores; empty when the file is not there.
 std::string StoredAddress(const fs::path& folder) {
